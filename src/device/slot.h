@@ -1,0 +1,51 @@
+#pragma once
+/// One operation of the device table. Upper layers call slots, never boards; a feature exists on an instrument exactly
+/// when its slot is filled.
+
+#include <cstdint>
+
+struct Device;
+
+/// The stand-by of all slots: prints one line on the debug channel, counts the call and returns 0.
+int Device_unregisteredFunction();
+
+/// Calls that reached an empty slot since the last command. Counts for the debug channel only.
+inline int32_t Device_unregisteredFunctionCalls = 0;
+
+template <class Signature> class Slot;
+
+/// A slot is unregistered (its state at start), null, or filled. Calling one that is not filled is safe: it counts the
+/// call and gives a value-initialised result. Slots are filled before the first link is served and read without a lock
+/// afterwards.
+template <class Result, class... Arguments> class Slot<Result(Arguments...)> {
+  public:
+    using Function = Result (*)(Arguments...);
+
+    constexpr Slot() = default;
+    constexpr Slot(std::nullptr_t) : function_(nullptr) {}
+    Slot(const Slot&) = delete;
+    Slot& operator=(const Slot&) = delete;
+
+    Slot& operator=(Function function) {
+        function_ = function;
+        return *this;
+    }
+    void unregister() { function_ = unregistered; }
+
+    /// True when the operation is there: neither unregistered nor null.
+    explicit operator bool() const { return function_ != unregistered && function_ != nullptr; }
+
+    Result operator()(Arguments... arguments) const {
+        if (function_ == nullptr) [[unlikely]]
+            return unregistered(arguments...);
+        return function_(arguments...);
+    }
+
+  private:
+    static Result unregistered(Arguments...) {
+        Device_unregisteredFunction();
+        return Result();
+    }
+
+    Function function_ = unregistered;
+};

@@ -1,0 +1,121 @@
+#pragma once
+/// A link is the meeting point of a transport and the one main thread. A transport owns a thread that moves bytes between
+/// its medium and the link's two buffers, through the tvcomm functions alone; the main thread scans the command buffer,
+/// runs the parser and fills the answer buffer. A transport blocks after handing in bytes until the main thread has served
+/// the link: a rendezvous, not a queue.
+///
+/// The transport's standard loop:
+///   room = tvcommOpenCmd(link, &where); n = read(medium, where, room); tvcommCloseCmd(link, n);
+///   do { scpi_link_doHandle(link); scpi_link_waitHandled(link);
+///        count = tvcommPeekAns(link, &where, nullptr); write(medium, where, count);
+///        tvcommClearAns(link, count, &more); } while (more);
+///
+/// Locks: a transport takes bufMutex alone. The main thread takes deviceAccessMutex, then each link's bufMutex.
+
+#include "core/sync.h"
+#include "scpi/block.h"
+
+#include <array>
+#include <cstdint>
+
+struct scpi_link;
+
+/// A continuation that takes the text of the link's next units instead of the command tree: lists longer than a buffer.
+/// Returns the length of the answer.
+using ListParser = int (*)(scpi_link* link, char* text, char* answer, int answerRoom, int cbufFull);
+
+/// Link event codes, for tv_event_handle.
+enum LinkEvent : int32_t {
+    linkEventTcpConnected = 1,
+    linkEventTcpGone = 2,
+    linkEventUsbConnected = 3,
+    linkEventUsbGone = 4,
+    linkEventGpibInUse = 5,
+    linkEventGpibGone = 6,
+    linkEventVxiAActive = 7,
+    linkEventVxiAIdle = 8,
+    linkEventVxiBActive = 9,
+    linkEventVxiBIdle = 10,
+    linkEventDeviceClear = 11,
+};
+
+inline constexpr int storedPathSize = 32;
+inline constexpr int linkAnswerMargin = 64; // a formatter may write that far beyond ansSize; it is never delivered
+
+struct scpi_link {
+    char* cmdBuf;      // cmdSize + 1 bytes
+    int32_t cmdSize;
+    int32_t cmdLen;    // bytes now in cmdBuf
+    int32_t cmdExec;   // first byte not yet executed; 0 between service passes
+    int32_t cmdScan;   // the text has been scanned up to here
+    int32_t lastComma; // index of the last comma seen; -1 when none
+    int32_t hashPos;   // index of a '#' that may open a block header; -1 when none
+    int32_t endMark;   // last byte of a message that came with an end indicator; -1 when none
+    char* ansBuf;      // ansSize + linkAnswerMargin bytes
+    int32_t ansSize;
+    int32_t ansLen;    // end of the valid answer bytes
+    int32_t ansRead;   // of them taken by the transport
+    int32_t ansMore;   // non-zero: ask for service again, more answer will come
+    Mutex bufMutex;    // guards all above, eventRequest and clearRequest
+    WakeWord handleRequest; // 1: the transport waits for a service pass; its own lock and condition in one word
+    int32_t clearRequest;
+    int32_t eventRequest;   // LinkEvent, 0 for none; a second event overwrites the first
+    std::array<char, 33> name;
+    scpi_block bdReceive;
+    scpi_block bdSend;
+    std::array<bd_fragment, bdFragmentMax> bdFragments;
+    int32_t bdFragmentCount;
+    std::array<uint32_t, 1 + bdFragmentMax> bdSendHeader; // 1, then the length of each fragment in use
+    ListParser listParser;
+    int32_t listError;
+    int32_t listIndex;
+    std::array<char, storedPathSize> storedPath; // short node forms, each with ':' behind it
+    char* storedPathPos;
+    int32_t queryInterruptOff; // 1 on every link
+    uint32_t linkFlags;        // bit 0: query echo
+    scpi_link* next;
+};
+
+/// The links of the process, in no order; their order of service is that of scpi_link_init.
+extern scpi_link link_file, link_console, link_socket, link_vxiA, link_vxiB;
+extern scpi_link* link_list;
+
+/// The main thread holds it while it serves links and runs device functions. Outermost lock.
+extern Mutex deviceAccessMutex;
+/// 1: somebody asks for service; the main thread sleeps on it.
+extern WakeWord tvcommDo;
+
+void scpi_link_initAll(scpi_link** head);
+/// Takes the buffers from the heap, clears the record and appends the link at the tail of the list. The only time that a
+/// link allocates.
+void scpi_link_init(scpi_link** head, scpi_link* link, int cmdSize, int ansSize, const char* name);
+void scpi_link_destroy(scpi_link* link);
+void scpi_link_checkLinkList(scpi_link** head);
+
+/// Gives the place and the room for command bytes; the room is 0 while a message with an end indicator waits. bufMutex
+/// stays locked until tvcommCloseCmd.
+int tvcommOpenCmd(scpi_link* link, char** where) ACQUIRE(link->bufMutex);
+/// Marks the last of the `count` bytes about to be closed as the end of a message. Between open and close.
+void tvcommEndCmd(scpi_link* link, int count) REQUIRES(link->bufMutex);
+void tvcommCloseCmd(scpi_link* link, int count) RELEASE(link->bufMutex);
+/// Copies at most the room; returns the number of bytes copied.
+int tvcommWriteCmd(scpi_link* link, const char* data, int count);
+
+/// Gives the unread answer bytes and their number; `more` may be null. bufMutex stays locked until tvcommClearAns.
+int tvcommPeekAns(scpi_link* link, char** where, int* more) ACQUIRE(link->bufMutex);
+/// Takes `count` bytes off, at most those unread; returns the number taken. `more` may be null.
+int tvcommClearAns(scpi_link* link, int count, int* more) RELEASE(link->bufMutex);
+
+/// Asks for a service pass (`link` may be null: only wakes the main thread) and waits for its end.
+void scpi_link_doHandle(scpi_link* link);
+void scpi_link_waitHandled(scpi_link* link);
+/// Hands an event to the main thread in order with the text and waits for it; with a null link it is handled here.
+void tvcommEvent(scpi_link* link, int code);
+/// Device clear: empties the link and cancels its transfers. Waits until that is done.
+void tvcommClear(scpi_link* link);
+/// Empties both buffers; takes no lock. Returns 1.
+int scpi_link_flush(scpi_link* link);
+
+[[nodiscard]] bool scpi_link_isQueryEchoEnabled(const scpi_link* link);
+void scpi_link_enableQueryEcho(scpi_link* link);
+void scpi_link_disableQueryEcho(scpi_link* link);
