@@ -1,0 +1,57 @@
+#include "platform/rt.h"
+#include "virtual/clock.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+using namespace vi;
+
+TEST(Clock, ASleepInFastModeMovesTheClockToItsDateAtOnce) {
+    const RTIME start = rt_timer_read();
+    EXPECT_GT(start, 0u);
+    EXPECT_EQ(rt_timer_read(), start) << "reading costs nothing";
+    EXPECT_EQ(rt_task_sleep_until(start + 3'600'000'000'000), 0);
+    EXPECT_EQ(rt_timer_read(), start + 3'600'000'000'000);
+    EXPECT_EQ(rt_task_sleep_until(start), 0) << "a date that has passed";
+    EXPECT_EQ(rt_timer_read(), start + 3'600'000'000'000);
+    clock_spend(5);
+    EXPECT_EQ(rt_timer_read(), start + 3'600'000'000'005);
+}
+
+TEST(Clock, WhatSeveralThreadsSpendAddsUpAndNoneSeesTimeGoBack) {
+    constexpr int threads = 4, steps = 20000;
+    const RTIME start = rt_timer_read();
+    std::vector<std::thread> spenders;
+    for (int i = 0; i < threads; ++i)
+        spenders.emplace_back([] {
+            RTIME last = rt_timer_read();
+            for (int step = 0; step < steps; ++step) {
+                clock_spend(7);
+                rt_task_sleep_until(last + 3);
+                const RTIME now = rt_timer_read();
+                ASSERT_GE(now, last + 7);
+                last = now;
+            }
+        });
+    for (std::thread& spender : spenders)
+        spender.join();
+    EXPECT_EQ(rt_timer_read(), start + RTIME(threads) * steps * 7);
+}
+
+TEST(Clock, RealTimeModeFollowsTheHostAndLeavesSleepingToTheCaller) {
+    clock_spend(uint64_t(1) << 62); // far ahead of the host's clock
+    const RTIME before = rt_timer_read();
+    clock_setMode(TimeMode::realTime);
+    const RTIME switched = rt_timer_read();
+    EXPECT_GE(switched, before);
+    EXPECT_EQ(rt_task_sleep_until(switched + 3'600'000'000'000), -1);
+    clock_spend(3'600'000'000'000);
+    RTIME later = rt_timer_read();
+    while (later == switched)
+        later = rt_timer_read();
+    EXPECT_LT(later, switched + 3'600'000'000'000);
+    clock_setMode(TimeMode::fast);
+    EXPECT_GE(rt_timer_read(), later);
+    EXPECT_EQ(rt_task_sleep_until(0), 0);
+}
