@@ -1,4 +1,4 @@
-#include "device/slot.h"
+#include "device/device_fptrs.h"
 
 #include "core/tvdebug.h"
 
@@ -6,4 +6,15 @@ int Device_unregisteredFunction() {
     printd("FATAL: Calling an unregistered device function!\n");
     ++Device_unregisteredFunctionCalls;
     return 0;
+}
+
+int Device_default_getSourceIndex(Device*) {
+    return 1;
+}
+
+void Device_registerMandatoryFunctions() {
+    for (Slot<int(Device*)>* slot :
+         {&Device_getDefaultSourceIndex, &Device_getSourceIndexMin, &Device_getSourceIndexMax})
+        if (!*slot)
+            *slot = Device_default_getSourceIndex;
 }
