@@ -1,0 +1,96 @@
+#include "core/link_activity.h"
+#include "device/fptrs_system.h"
+#include "scpi/link.h"
+
+#include <array>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace {
+
+std::string calls; // of the device: '+' and '-' for the remote lamp, 'c' for a clear
+
+/// The accounting with a device behind it and two VXI-11 links.
+class LinkActivity : public testing::Test {
+protected:
+    LinkActivity() {
+        calls.clear();
+        global_activeLinks = 0;
+        Device_enableLedRemote = [](Device*) { return calls += '+', 0; };
+        Device_disableLedRemote = [](Device*) { return calls += '-', 0; };
+        Device_clear = [](Device*) { return calls += 'c', 0; };
+        tv_event_setVxiLinks(&channelA, &channelB);
+    }
+    ~LinkActivity() override {
+        tick(5);
+        Device_enableLedRemote.unregister();
+        Device_disableLedRemote.unregister();
+        Device_clear.unregister();
+        tv_event_setVxiLinks(nullptr, nullptr);
+    }
+
+    static void tick(int times) {
+        for (int i = 0; i < times; ++i)
+            tv_event_indicateLinkActivity(nullptr);
+    }
+
+    scpi_link channelA{}, channelB{}, socket{};
+};
+
+TEST_F(LinkActivity, EachEventMovesItsOwnBitAndTheLampFollowsTheWholeMask) {
+    const struct {
+        int event;
+        uint32_t mask;
+        const char* lamp;
+    } story[] = {
+        {linkEventTcpConnected, 0x01, "+"},
+        {linkEventUsbConnected, 0x03, ""},
+        {linkEventGpibInUse, 0x07, ""},
+        {linkEventVxiAActive, 0x0f, ""},
+        {linkEventVxiBActive, 0x1f, ""},
+        {linkEventTcpConnected, 0x1f, ""},
+        {linkEventTcpGone, 0x1e, ""},
+        {linkEventVxiBIdle, 0x0e, ""},
+        {linkEventUsbGone, 0x0c, ""},
+        {linkEventDeviceClear, 0x0c, "c"},
+        {linkEventVxiAIdle, 0x04, ""},
+        {linkEventGpibGone, 0x00, "-"},
+        {linkEventGpibGone, 0x00, ""},
+        {0, 0x00, ""},
+        {12, 0x00, ""},
+        {-1, 0x00, ""},
+        {linkEventDeviceClear, 0x00, "c"},
+    };
+    for (const auto& [event, mask, lamp] : story) {
+        calls.clear();
+        tv_event_handle(nullptr, event);
+        EXPECT_EQ(global_activeLinks, mask) << "event " << event;
+        EXPECT_EQ(calls, lamp) << "event " << event;
+    }
+}
+
+TEST_F(LinkActivity, AVxiChannelIsLeftFiveTicksAfterItsLastCommand) {
+    tv_event_indicateLinkActivity(&channelA);
+    EXPECT_EQ(global_activeLinks, 0x08u);
+    tick(4);
+    tv_event_indicateLinkActivity(&channelB);
+    tv_event_indicateLinkActivity(&channelA);
+    tick(4);
+    EXPECT_EQ(global_activeLinks, 0x18u);
+    tv_event_indicateLinkActivity(&channelB);
+    tick(1);
+    EXPECT_EQ(global_activeLinks, 0x10u);
+    tick(4);
+    EXPECT_EQ(global_activeLinks, 0x00u);
+    tick(20);
+    EXPECT_EQ(calls, "+-");
+}
+
+TEST_F(LinkActivity, OtherLinksHaveEventsAndDoNotAge) {
+    tv_event_handle(&socket, linkEventTcpConnected);
+    tv_event_indicateLinkActivity(&socket);
+    tick(10);
+    EXPECT_EQ(global_activeLinks, 0x01u);
+}
+
+} // namespace
