@@ -9,7 +9,7 @@
 inline Slot<const char*(Device*)> Device_getName;                      // model name
 inline Slot<DeviceStatusRegisters*(Device*)> Device_getStatusRegisters;
 inline Slot<int(Device*)> Device_clear;                                // device clear of a link
-inline Slot<int(Device*)> Device_periodic;                             // on every turn of the main loop
+inline Slot<int(Device*, uint32_t, uint32_t)> Device_periodic;         // on every tick: counter bits that rose, counter
 inline Slot<int(Device*)> Device_initImmediate;                        // start the measurement; blocks while one runs
 inline Slot<int(Device*)> Device_abort;                                // stop the measurement
 inline Slot<int(Device*)> Device_abort_local;                          // cancel the transfer of the acquisition board

@@ -77,7 +77,7 @@ struct scpi_link {
 };
 
 /// The links of the process, in no order; their order of service is that of scpi_link_init.
-extern scpi_link link_file, link_console, link_socket, link_vxiA, link_vxiB;
+extern scpi_link link_file, link_console, link_socket;
 extern scpi_link* link_list;
 
 /// The main thread holds it while it serves links and runs device functions. Outermost lock.

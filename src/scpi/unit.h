@@ -30,6 +30,7 @@ struct Unit {
     int32_t errorCode = undefinedHeader; // a handler that runs overwrites it; left alone, the command is absent
     int mode = modePath;
     int32_t index = noIndex; // numeric suffix of the last node that may carry one
+    bool quiet = false;      // the unit does not count as activity of its link
 };
 
 using Handler = void (*)(Unit& unit);

@@ -1,0 +1,246 @@
+#include "scpi/command_tree.h"
+
+#include "core/tvdebug.h"
+#include "scpi/link.h"
+#include "scpi/parameters.h"
+
+#include <cstring>
+
+namespace scpi {
+namespace {
+
+using namespace tree_detail;
+
+/// A word of a header as the walk sees it: where it stands, its hash, and the same without the digits at its end.
+struct Word {
+    char* start = nullptr;
+    char* end = nullptr;       // its ':', '?', blank or NUL
+    char* digits = nullptr;    // first of the digits at its end; == end without any
+    uint32_t hash = 0;
+    uint32_t stemHash = 0;     // hash of [start, digits)
+};
+
+bool isTerminator(char c) { return c == ':' || c == '?' || (static_cast<unsigned char>(c) <= ' ' && c != '\n'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+Word readWord(char* text) {
+    while (*text == ' ')
+        ++text;
+    Word word;
+    word.start = text;
+    uint32_t hash = hashStart;
+    uint32_t stemHash = hashStart;
+    char* digits = text;
+    for (; !isTerminator(*text); ++text) {
+        hash = hashByte(hash, *text);
+        if (!isDigit(*text)) {
+            digits = text + 1;
+            stemHash = hash;
+        }
+    }
+    word.end = text;
+    word.digits = digits;
+    word.hash = hash;
+    word.stemHash = stemHash;
+    return word;
+}
+
+/// The mode that a word's terminator gives, and the cursor behind it.
+int passTerminator(char*& cursor) {
+    switch (*cursor) {
+    case ':': ++cursor; return modePath;
+    case '?': ++cursor; return modeQuery;
+    default:
+        while (*cursor != 0 && static_cast<unsigned char>(*cursor) <= ' ' && *cursor != '\n')
+            ++cursor;
+        return modeSet;
+    }
+}
+
+/// The number of a numeric suffix, or -1 if it is none that an instrument counts to.
+int64_t suffixValue(const char* digits, const char* end) {
+    int64_t value = 0;
+    for (; digits != end; ++digits) {
+        value = value * 10 + (*digits - '0');
+        if (value > INT32_MAX)
+            return -1;
+    }
+    return value;
+}
+
+class Walk {
+  public:
+    Walk(const CommandTree& tree, Unit& unit) : tree_(tree), unit_(unit) {}
+
+    /// Tries the children of a node. True when a command was reached and the unit is done.
+    bool children(uint16_t parent) {
+        const Node& node = tree_.nodes[parent];
+        int from = 0; // order of the first child that has not been tried
+        while (const uint16_t found = match(parent, from, node.optionalBranch)) {
+            if (found == node.optionalBranch) {
+                const Branch result = branch(found);
+                if (result != Branch::notMine)
+                    return true; // a branch that was named keeps the unit, with or without a command
+            } else if (enter(found)) {
+                return true;
+            }
+            from = tree_.nodes[found].order + 1;
+        }
+        return node.optionalTail != noNode && optionalTail(node.optionalTail);
+    }
+
+  private:
+    enum class Branch { done, notMine };
+
+    [[nodiscard]] bool replaying() const { return *unit_.link->storedPathPos != 0; }
+    [[nodiscard]] char* text() const { return replaying() ? unit_.link->storedPathPos : unit_.cursor; }
+
+    /// The node below `parent` whose short or long form is `text`, or 0.
+    [[nodiscard]] uint16_t lookUp(uint16_t parent, uint32_t hash, std::string_view text) const {
+        const size_t size = tree_.edges.size();
+        for (uint32_t place = hashPlace(hash, parent, size); tree_.edges[place] != 0; place = (place + 1) & (size - 1)) {
+            const Node& node = tree_.nodes[tree_.edges[place]];
+            if (node.parent == parent && (text.size() == node.shortLength || text.size() == node.literal.size()) &&
+                sameWord(node.literal.substr(0, text.size()), text))
+                return tree_.edges[place];
+        }
+        return 0;
+    }
+
+    /// The first child from order `from` on that the next word names, or `special` if that comes before it; 0 for none.
+    uint16_t match(uint16_t parent, int from, uint16_t special) {
+        word_ = readWord(text());
+        index_ = noIndex;
+        const auto length = static_cast<size_t>(word_.end - word_.start);
+        uint16_t found = length == 0 ? 0 : lookUp(parent, word_.hash, {word_.start, length});
+        if (found == 0 && word_.digits != word_.end && word_.digits != word_.start && !replaying()) {
+            found = lookUp(parent, word_.stemHash, {word_.start, static_cast<size_t>(word_.digits - word_.start)});
+            const int64_t value = suffixValue(word_.digits, word_.end);
+            if (found != 0 && tree_.nodes[found].indexed && value >= 0)
+                index_ = static_cast<int32_t>(value);
+            else
+                found = 0;
+        }
+        if (found != 0 && (tree_.nodes[found].order < from || tree_.nodes[found].optional))
+            found = 0;
+        if (special != noNode && tree_.nodes[special].order >= from &&
+            (found == 0 || tree_.nodes[special].order < tree_.nodes[found].order))
+            return special;
+        return found;
+    }
+
+    /// Moves the cursor (or the replay of the stored path) past the matched word.
+    void take(const Node& node) {
+        scpi_link* const link = unit_.link;
+        if (replaying()) {
+            link->storedPathPos = word_.end;
+            unit_.mode = passTerminator(link->storedPathPos);
+        } else {
+            unit_.cursor = word_.end;
+            unit_.mode = passTerminator(unit_.cursor);
+            if (unit_.mode == modePath)
+                expandStoredPath(node);
+        }
+        if (node.indexed)
+            unit_.index = index_;
+    }
+
+    void expandStoredPath(const Node& node) {
+        scpi_link* const link = unit_.link;
+        char* const end = link->storedPathPos;
+        if (end + node.shortLength + 2 > link->storedPath.data() + storedPathSize) {
+            printd("scpi_expandStoredPath(): Path too long!");
+            return;
+        }
+        memcpy(end, node.literal.data(), node.shortLength);
+        end[node.shortLength] = ':';
+        end[node.shortLength + 1] = 0;
+        link->storedPathPos = end + node.shortLength + 1;
+    }
+
+    bool enter(uint16_t number) {
+        const Node& node = tree_.nodes[number];
+        take(node);
+        const bool complete = unit_.mode == modeQuery || unit_.mode == modeSet;
+        if (node.isCommand() && (complete || !node.hasChildren)) {
+            run(node);
+            return true;
+        }
+        return node.hasChildren && children(number);
+    }
+
+    /// Runs the command's handler for the form at hand; a form that it does not have leaves the unit's error as it is.
+    void run(const Node& node) {
+        if (unit_.mode == modeQuery && node.onQuery != nullptr)
+            node.onQuery(unit_);
+        else if (unit_.mode == modeSet && node.onSet != nullptr)
+            node.onSet(unit_);
+    }
+
+    /// Nodes at the end of a header that may be left out, each in its turn. They keep the unit: with text left that fits
+    /// none of them there is no command.
+    bool optionalTail(uint16_t number) {
+        const Node* node = nullptr;
+        for (; number != noNode; number = node->optionalTail) {
+            node = &tree_.nodes[number];
+            if (unit_.mode != modePath && unit_.mode != modeOptional)
+                continue;
+            word_ = readWord(text());
+            const auto length = static_cast<size_t>(word_.end - word_.start);
+            if (length == 0 || lookUp(node->parent, word_.hash, {word_.start, length}) != number)
+                continue;
+            take(*node);
+            if (unit_.mode == modePath)
+                unit_.mode = modeOptional;
+        }
+        run(*node);
+        return true;
+    }
+
+    Branch branch(uint16_t number) {
+        const Node& node = tree_.nodes[number];
+        bool named = false;
+        unit_.index = noIndex;
+        if (unit_.mode == modePath) {
+            const auto length = static_cast<size_t>(word_.end - word_.start);
+            uint16_t found = length == 0 ? 0 : lookUp(node.parent, word_.hash, {word_.start, length});
+            if (found == 0 && node.indexed && word_.digits != word_.end && word_.digits != word_.start && !replaying()) {
+                found = lookUp(node.parent, word_.stemHash,
+                               {word_.start, static_cast<size_t>(word_.digits - word_.start)});
+                const int64_t value = suffixValue(word_.digits, word_.end);
+                if (value < 0)
+                    found = 0;
+                index_ = static_cast<int32_t>(value);
+            }
+            named = found == number;
+            if (named)
+                take(node);
+        }
+        if (children(number) || named)
+            return Branch::done;
+        return Branch::notMine;
+    }
+
+    const CommandTree& tree_;
+    Unit& unit_;
+    Word word_;
+    int32_t index_ = noIndex;
+};
+
+} // namespace
+
+bool commandTree_walk(const CommandTree& tree, Unit& unit) {
+    char* const start = unit.cursor;
+    if (Walk(tree, unit).children(0))
+        return true;
+    for (const OldRow& row : tree.oldRows) {
+        char* rest = nullptr;
+        if (scpi_isOldStyleCommand(row.prefix, start, &rest) != 0) {
+            row.handler(unit, rest);
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace scpi

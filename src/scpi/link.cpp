@@ -1,0 +1,151 @@
+#include "scpi/link.h"
+
+#include "core/link_activity.h"
+#include "core/tvdebug.h"
+#include "scpi/execution_cycle.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+scpi_link link_file, link_console, link_socket;
+scpi_link* link_list;
+Mutex deviceAccessMutex;
+WakeWord tvcommDo;
+
+void scpi_link_initAll(scpi_link** head) {
+    *head = nullptr;
+    tvcommDo.set(0);
+}
+
+void scpi_link_init(scpi_link** head, scpi_link* link, int cmdSize, int ansSize, const char* name) {
+    link->cmdBuf = static_cast<char*>(calloc(static_cast<size_t>(cmdSize) + 1, 1));
+    link->ansBuf = static_cast<char*>(calloc(static_cast<size_t>(ansSize) + linkAnswerMargin, 1));
+    if (link->cmdBuf == nullptr || link->ansBuf == nullptr)
+        abort(); // start-up on a machine without 3 kB: nothing can be served
+    link->cmdSize = cmdSize;
+    link->ansSize = ansSize;
+    scpi_link_flush(link);
+    link->ansMore = 0;
+    link->name.fill(0);
+    strncpy(link->name.data(), name, link->name.size() - 1);
+    link->storedPath.fill(0);
+    link->storedPathPos = link->storedPath.data();
+    link->queryInterruptOff = 1;
+    link->handleRequest.set(0);
+    link->clearRequest = 0;
+    link->eventRequest = 0;
+    link->listParser = nullptr;
+    link->listError = 0;
+    link->listIndex = 0;
+    scpi_exec_initBlockDataConfig(&link->bdReceive);
+    scpi_exec_initBlockDataConfig(&link->bdSend);
+    scpi_exec_bd_clearFragments(link);
+    link->linkFlags = 0;
+    link->next = nullptr;
+
+    scpi_link** tail = head;
+    while (*tail != nullptr)
+        tail = &(*tail)->next;
+    *tail = link;
+}
+
+void scpi_link_destroy(scpi_link* link) {
+    free(link->cmdBuf);
+    free(link->ansBuf);
+    link->cmdBuf = link->ansBuf = nullptr;
+}
+
+void scpi_link_checkLinkList(scpi_link** head) {
+    for (scpi_link* link = *head; link != nullptr; link = link->next)
+        printd("    at %p link name: <%s>\n", static_cast<void*>(link), link->name.data());
+}
+
+int tvcommOpenCmd(scpi_link* link, char** where) {
+    link->bufMutex.lock();
+    *where = link->cmdBuf + link->cmdLen;
+    return link->endMark >= 0 ? 0 : link->cmdSize - link->cmdLen;
+}
+
+void tvcommEndCmd(scpi_link* link, int count) {
+    if (count > 0)
+        link->endMark = link->cmdLen - 1 + count;
+}
+
+void tvcommCloseCmd(scpi_link* link, int count) {
+    if (count > 0)
+        link->cmdLen += std::min(count, link->cmdSize - link->cmdLen);
+    link->bufMutex.unlock();
+}
+
+int tvcommWriteCmd(scpi_link* link, const char* data, int count) {
+    MutexLock lock(link->bufMutex);
+    const int taken = std::clamp(count, 0, link->cmdSize - link->cmdLen);
+    memcpy(link->cmdBuf + link->cmdLen, data, static_cast<size_t>(taken));
+    link->cmdLen += taken;
+    return taken;
+}
+
+int tvcommPeekAns(scpi_link* link, char** where, int* more) {
+    link->bufMutex.lock();
+    *where = link->ansBuf + link->ansRead;
+    if (more != nullptr)
+        *more = link->ansMore;
+    return link->ansLen - link->ansRead;
+}
+
+int tvcommClearAns(scpi_link* link, int count, int* more) {
+    const int cleared = std::clamp(count, 0, link->ansLen - link->ansRead);
+    link->ansRead += cleared;
+    if (more != nullptr)
+        *more = link->ansMore;
+    link->bufMutex.unlock();
+    return cleared;
+}
+
+void scpi_link_doHandle(scpi_link* link) {
+    if (link != nullptr)
+        link->handleRequest.set(1);
+    tvcommDo.setAndWake(1);
+}
+
+void scpi_link_waitHandled(scpi_link* link) { link->handleRequest.waitWhile(1); }
+
+void tvcommEvent(scpi_link* link, int code) {
+    if (link == nullptr) {
+        scpi_executeNullLinkEvent(code);
+        return;
+    }
+    {
+        MutexLock lock(link->bufMutex);
+        link->eventRequest = code;
+    }
+    scpi_link_doHandle(link);
+    scpi_link_waitHandled(link);
+}
+
+void tvcommClear(scpi_link* link) {
+    printd("tvcommClear()\n");
+    {
+        MutexLock lock(link->bufMutex);
+        link->clearRequest = 1;
+    }
+    scpi_link_doHandle(link);
+    scpi_link_waitHandled(link);
+    printd("tvcommClear(): done\n");
+}
+
+int scpi_link_flush(scpi_link* link) {
+    link->ansRead = link->ansLen = 0;
+    link->cmdLen = link->cmdExec = link->cmdScan = 0;
+    link->lastComma = link->hashPos = link->endMark = -1;
+    return 1;
+}
+
+namespace {
+constexpr uint32_t flagQueryEcho = 1;
+}
+
+bool scpi_link_isQueryEchoEnabled(const scpi_link* link) { return (link->linkFlags & flagQueryEcho) != 0; }
+void scpi_link_enableQueryEcho(scpi_link* link) { link->linkFlags |= flagQueryEcho; }
+void scpi_link_disableQueryEcho(scpi_link* link) { link->linkFlags &= ~flagQueryEcho; }

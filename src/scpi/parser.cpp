@@ -1,0 +1,77 @@
+#include "scpi/parser.h"
+
+#include "core/link_activity.h"
+#include "core/tvdebug.h"
+#include "device/device_fptrs.h"
+#include "scpi/link.h"
+#include "scpi/parameters.h"
+
+scpi_parser_context* parser;
+
+namespace {
+
+/// True for a unit that starts at the root.
+bool scpi_checkForAbsolutePath(char** cursor) {
+    char* text = *cursor;
+    while (*text == ' ')
+        ++text;
+    if (*text != ':')
+        return false;
+    *cursor = text + 1;
+    return true;
+}
+
+} // namespace
+
+void scpi_parser_init(scpi_parser_context* context) {
+    scpi_initErrorQueue(&context->errors);
+    parser = context;
+}
+
+void scpi_parser_error(int32_t code) { scpi_pushErrorQueue(code, &parser->errors); }
+
+void scpi_parser_execute() {
+    if (Device_execute)
+        scpi_parser_error(Device_execute(parser->device));
+}
+
+int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, int cbufFull, int ignoreErrors) {
+    if (link->listParser != nullptr)
+        return link->listParser(link, unitText, answer, answerRoom, cbufFull);
+
+    scpi_analyse_setCbufFull(cbufFull);
+    Device_unregisteredFunctionCalls = 0;
+    answer[0] = 0;
+    scpi::Unit unit{.link = link, .device = parser->device, .cursor = unitText, .answer = answer, .answerRoom = answerRoom};
+
+    const bool absolute = scpi_checkForAbsolutePath(&unit.cursor);
+    const bool empty = !absolute && scpi_isEmptyCommand(unit.cursor);
+    if (absolute || empty)
+        link->storedPath[0] = 0;
+    link->storedPathPos = link->storedPath.data();
+
+    if (empty || (!scpi::commandTree_walk(parser->tree, unit) && scpi_isEmptyCommand(unitText)))
+        unit.errorCode = 0;
+
+    if (unit.answerLength == 0 && scpi_link_isQueryEchoEnabled(link) && !scpi_exec_sendingBlockData(link) &&
+        scpi_isQuery(unitText)) {
+        answer[0] = 0;
+        unit.answerLength = 1;
+    }
+    if (unit.errorCode == 0 && Device_lastDeviceError)
+        unit.errorCode = Device_lastDeviceError(parser->device);
+    if (unit.errorCode != 0) {
+        if (ignoreErrors == 0)
+            scpi_pushErrorQueue(unit.errorCode, &parser->errors);
+        else
+            printd("scpi_parser(): ignoring errors\n");
+    }
+    if (Device_unregisteredFunctionCalls > 0) {
+        printd("scpi_parser(): %d unregistered device function calls on command <%s>\n",
+               Device_unregisteredFunctionCalls, unitText);
+        Device_unregisteredFunctionCalls = 0;
+    }
+    if (!empty && !unit.quiet)
+        tv_event_indicateLinkActivity(link);
+    return unit.answerLength;
+}

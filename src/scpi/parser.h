@@ -1,0 +1,32 @@
+#pragma once
+/// Running one message unit: stored path, the walk through the command tree, the error queue.
+
+#include "scpi/command_tree.h"
+#include "scpi/error_queue.h"
+
+struct Device;
+struct scpi_link;
+
+/// What the parser works on. It lives as long as the process; only the main thread touches it.
+struct scpi_parser_context {
+    Device* device;
+    scpi_error_queue errors;
+    scpi::CommandTree tree;
+};
+
+/// The context in force; null before scpi_parser_init.
+extern scpi_parser_context* parser;
+
+/// Publishes the context and empties its error queue.
+void scpi_parser_init(scpi_parser_context* context);
+
+/// Runs one unit, which is cut in place. `answer` has `answerRoom` bytes and the link's margin behind them. Returns the
+/// answer's length, 0 for none; 1 with answer[0] == 0 is an empty answer. Errors go to the queue, or with `ignoreErrors`
+/// to the debug channel.
+int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, int cbufFull, int ignoreErrors);
+
+/// Puts a code into the context's error queue.
+void scpi_parser_error(int32_t code);
+
+/// Called at the end of each program message: Device_execute, where a device has it.
+void scpi_parser_execute();

@@ -1,0 +1,119 @@
+#include "scpi/settings_store.h"
+
+#include "core/file_trees.h"
+#include "core/tvdebug.h"
+#include "device/device_fptrs.h"
+#include "scpi/error_codes.h"
+#include "scpi/link.h"
+#include "scpi/parser.h"
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+constexpr int32_t settingsMax = 1000;
+constexpr int answerRoom = 64; // bytes for one setting's value
+constexpr int lineRoom = 64;   // bytes of a line in a file, end included
+
+using Answer = std::array<char, answerRoom + linkAnswerMargin>;
+using Path = std::array<char, 64>;
+
+Path settingsPath(int32_t number) {
+    Path path;
+    snprintf(path.data(), path.size(), "/tolvane/cust/sav%d", number);
+    return path;
+}
+
+bool isNumber(int32_t number) { return number >= 0 && number < settingsMax; }
+
+/// Keeps the stored path of a link that is in the middle of a message.
+class StoredPathKeeper {
+public:
+    explicit StoredPathKeeper(scpi_link* link) : link_(link), path_(link->storedPath), pos_(link->storedPathPos) {}
+    ~StoredPathKeeper() {
+        link_->storedPath = path_;
+        link_->storedPathPos = pos_;
+    }
+    StoredPathKeeper(const StoredPathKeeper&) = delete;
+    StoredPathKeeper& operator=(const StoredPathKeeper&) = delete;
+
+private:
+    scpi_link* link_;
+    std::array<char, storedPathSize> path_;
+    char* pos_;
+};
+
+/// One line: the setting's path and the value that its query answers.
+void scpi_getAndStoreSetting(scpi_link* link, FILE* file, const char* path, int length) {
+    std::array<char, lineRoom * 2> text;
+    snprintf(text.data(), text.size(), ":%.*s?", length, path);
+    Answer answer{};
+    scpi_parser(link, text.data(), answer.data(), answerRoom, 0, 1);
+    fprintf(file, ":%.*s %s\n", length, path, answer.data());
+}
+
+bool recalling;
+
+} // namespace
+
+int32_t scpi_storeDeviceSettings(scpi_link* link, int32_t number) {
+    const char* list = Device_getStoredScpiParameters ? Device_getStoredScpiParameters(parser->device) : nullptr;
+    if (!isNumber(number) || list == nullptr)
+        return scpi::undefinedHeader;
+    const Path path = settingsPath(number);
+    ProtectedWrite guard;
+    FILE* const file = fopen(path.data(), "w");
+    if (file == nullptr) {
+        printd("scpi_storeDeviceSettings(): opening %s for writing failed\n", path.data());
+        return scpi::executionError;
+    }
+    {
+        StoredPathKeeper keeper(link);
+        while (const char* const end = strchr(list, '\n')) {
+            scpi_getAndStoreSetting(link, file, list, static_cast<int>(end - list));
+            list = end + 1;
+        }
+    }
+    fputc('\n', file);
+    const bool failed = ferror(file) != 0;
+    return fclose(file) != 0 || failed ? scpi::executionError : 0;
+}
+
+int32_t scpi_recallDeviceSettings(scpi_link*, int32_t number) {
+    if (!isNumber(number))
+        return scpi::undefinedHeader;
+    if (recalling)
+        return scpi::executionError;
+    FILE* const file = fopen(settingsPath(number).data(), "r");
+    if (file == nullptr)
+        return 0;
+    recalling = true;
+    {
+        StoredPathKeeper keeper(&link_file);
+        std::array<char, lineRoom> line;
+        Answer answer;
+        while (fgets(line.data(), line.size(), file) != nullptr) {
+            char* const end = strchr(line.data(), '\n');
+            if (end == nullptr || end == line.data())
+                continue;
+            *end = 0;
+            scpi_parser(&link_file, line.data(), answer.data(), answerRoom, 0, 1);
+            link_file.listParser = nullptr;
+            if (scpi_exec_sendingBlockData(&link_file)) // nobody reads a block here
+                scpi_exec_cancelBlockDataSend(&link_file);
+        }
+    }
+    recalling = false;
+    fclose(file);
+    return 0;
+}
+
+int32_t scpi_deleteDeviceSettings(scpi_link*, int32_t number) {
+    if (!isNumber(number))
+        return scpi::undefinedHeader;
+    ProtectedWrite guard;
+    remove(settingsPath(number).data());
+    return 0;
+}
