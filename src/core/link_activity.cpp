@@ -1,5 +1,6 @@
 #include "core/link_activity.h"
 
+#include "core/process.h"
 #include "device/fptrs_system.h"
 
 #include <array>
@@ -38,7 +39,6 @@ uint32_t afterEvent(uint32_t activeLinks, int event) {
 } // namespace
 
 uint32_t global_activeLinks = 0;
-Device* debug_device = nullptr;
 
 void tv_event_setVxiLinks(const scpi_link* channelA, const scpi_link* channelB) {
     vxiChannels[0].link = channelA;

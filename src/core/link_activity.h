@@ -4,14 +4,10 @@
 
 #include <cstdint>
 
-struct Device;
 struct scpi_link;
 
 /// One bit per kind of link, from 0: TCP socket, USB, GPIB, VXI-11 channel A, VXI-11 channel B.
 extern uint32_t global_activeLinks;
-
-/// The instrument, where no device argument is at hand. Null until start-up has made it.
-extern Device* debug_device;
 
 /// The links that have no connection events of their own; until they are told, none has.
 void tv_event_setVxiLinks(const scpi_link* channelA, const scpi_link* channelB);

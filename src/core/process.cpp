@@ -1,0 +1,4 @@
+#include "core/process.h"
+
+Device* debug_device = nullptr;
+pid_t pid = 0;
