@@ -1,5 +1,75 @@
 #include "core/tv_event.h"
 
+#include "core/process.h"
+#include "device/fptrs_system.h"
+
+#include <array>
+
+namespace {
+
+constexpr int bitVxiA = 3;
+constexpr int bitVxiB = 4;
+constexpr int linkKinds = 5;
+constexpr int eventDeviceClear = 2 * linkKinds + 1;
+
+// Each kind of link has a pair of events, from 1: an odd one sets the kind's bit, the even one behind it clears it.
+constexpr int eventSetting(int bit) {
+    return 2 * bit + 1;
+}
+constexpr int eventClearing(int bit) {
+    return 2 * bit + 2;
+}
+
+constexpr int activityTicks = 5; // of two seconds each
+
+struct VxiChannel {
+    const scpi_link* link;
+    int bit;
+    int ticksLeft; // until the channel counts as left
+};
+std::array<VxiChannel, 2> vxiChannels{{{nullptr, bitVxiA, 0}, {nullptr, bitVxiB, 0}}};
+
+uint32_t afterEvent(uint32_t activeLinks, int event) {
+    if (event < eventSetting(0) || event > eventClearing(linkKinds - 1))
+        return activeLinks;
+    const uint32_t bit = 1u << ((event - 1) / 2);
+    return event % 2 != 0 ? activeLinks | bit : activeLinks & ~bit;
+}
+
+} // namespace
+
+uint32_t global_activeLinks = 0;
+
+void tv_event_setVxiLinks(const scpi_link* channelA, const scpi_link* channelB) {
+    vxiChannels[0].link = channelA;
+    vxiChannels[1].link = channelB;
+}
+
+void tv_event_handle(scpi_link*, int event) {
+    const uint32_t before = global_activeLinks;
+    const uint32_t after = afterEvent(before, event);
+    if (event == eventDeviceClear && Device_clear)
+        Device_clear(debug_device);
+    if (before == 0 && after != 0 && Device_enableLedRemote)
+        Device_enableLedRemote(debug_device);
+    if (before != 0 && after == 0 && Device_disableLedRemote)
+        Device_disableLedRemote(debug_device);
+    global_activeLinks = after;
+}
+
+void tv_event_indicateLinkActivity(const scpi_link* link) {
+    for (VxiChannel& channel : vxiChannels) {
+        if (link != nullptr && link == channel.link) {
+            if (channel.ticksLeft == 0)
+                tv_event_handle(nullptr, eventSetting(channel.bit));
+            channel.ticksLeft = activityTicks;
+        } else if (link == nullptr && channel.ticksLeft > 0) {
+            if (--channel.ticksLeft == 0)
+                tv_event_handle(nullptr, eventClearing(channel.bit));
+        }
+    }
+}
+
 void tv_event_init(tv_event* event) {
     MutexLock lock(event->mutex);
     event->signalled = false;

@@ -1,4 +1,4 @@
-#include "core/link_activity.h"
+#include "core/tv_event.h"
 #include "device/fptrs_system.h"
 #include "scpi/link.h"
 
