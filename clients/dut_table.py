@@ -1,0 +1,24 @@
+"""The noise that a DUT file of the virtual instrument describes, to draw the truth beside a measurement."""
+
+import math
+import tomllib
+
+
+class DutTable:
+    """Straight lines in log f between the points, the first slope continued below, the last level held above."""
+
+    def __init__(self, points):
+        self.points = [(float(offset), float(level)) for offset, level in points]
+
+    @classmethod
+    def read(cls, path):
+        with open(path, "rb") as file:
+            return cls(tomllib.load(file)["signal"]["noise"])
+
+    def level_dbc_hz(self, offset_hz):
+        points = self.points
+        if len(points) == 1 or offset_hz >= points[-1][0]:
+            return points[-1][1]
+        right = next(i for i in range(1, len(points)) if offset_hz < points[i][0])
+        (f1, l1), (f2, l2) = points[right - 1], points[right]
+        return l1 + (l2 - l1) * math.log(offset_hz / f1) / math.log(f2 / f1)
