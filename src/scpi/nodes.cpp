@@ -160,7 +160,7 @@ void scpi_node_pow(Unit& unit, int unitFlags, const PowSlots& slots) {
         set<Pow>(unit, slots, [unitFlags](char* text, tvpow* value) { return scpi_str2tv_pow(text, value, unitFlags); });
 }
 
-void scpi_node_dblunit(Unit& unit, const scpi_unit_table& unitTable, const NumberSlots<double>& slots) {
+void scpi_node_dblunit(Unit& unit, const scpi_unit_table* unitTable, const NumberSlots<double>& slots) {
     constexpr int exponentialForm = 2;
     if (unit.mode == modeQuery)
         query<Double>(unit, slots, [](double value, char* dst, int room, int32_t* length) {

@@ -45,7 +45,7 @@ void scpi_node_time(scpi::Unit& unit, const scpi::TimeSlots& slots);
 void scpi_node_angle(scpi::Unit& unit, const scpi::AngleSlots& slots);
 void scpi_node_double(scpi::Unit& unit, const scpi::NumberSlots<double>& slots);
 /// A double with the suffixes of `unitTable`, answered in exponential form.
-void scpi_node_dblunit(scpi::Unit& unit, const scpi_unit_table& unitTable, const scpi::NumberSlots<double>& slots);
+void scpi_node_dblunit(scpi::Unit& unit, const scpi_unit_table* unitTable, const scpi::NumberSlots<double>& slots);
 void scpi_node_float(scpi::Unit& unit, const scpi::NumberSlots<float>& slots);
 void scpi_node_int32(scpi::Unit& unit, const scpi::NumberSlots<int32_t>& slots);
 void scpi_node_uint32(scpi::Unit& unit, const scpi::NumberSlots<uint32_t>& slots);

@@ -1,6 +1,6 @@
 #include "scpi/parser.h"
 
-#include "core/link_activity.h"
+#include "core/tv_event.h"
 #include "core/tvdebug.h"
 #include "device/device_fptrs.h"
 #include "scpi/link.h"

@@ -1,6 +1,6 @@
 #include "scpi/program_message.h"
 
-#include "core/link_activity.h"
+#include "core/tv_event.h"
 #include "core/tvdebug.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"

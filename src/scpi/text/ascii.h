@@ -19,8 +19,8 @@ constexpr bool equalIgnoringCase(char a, char b) {
     return toUpper(a) == toUpper(b);
 }
 
-/// What separates words and is trimmed around parameters: bytes of 32 or lower. A newline ends a message instead, and NUL
-/// ends the text.
+/// What separates words and is trimmed around parameters: bytes of 32 or lower. A newline ends a message instead, and
+/// NUL ends the text.
 constexpr bool isBlank(char c) {
     return static_cast<unsigned char>(c) <= ' ' && c != '\n' && c != '\0';
 }

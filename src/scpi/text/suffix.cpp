@@ -10,7 +10,7 @@
 namespace {
 
 constexpr scpi_unit frequencyRows[] = {
-    {"Hz", unitLinear, 0},  {"kHz", unitLinear, 3}, {"MHz", unitLinear, 6},
+    {"Hz", unitLinear, 0},   {"kHz", unitLinear, 3}, {"MHz", unitLinear, 6},
     {"MAHz", unitLinear, 6}, {"GHz", unitLinear, 9},
 };
 constexpr scpi_unit timeRows[] = {

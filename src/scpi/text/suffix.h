@@ -36,8 +36,8 @@ extern const scpi_unit_table unitAngle;     // radians, degrees
 /// dBm. The only table whose current row changes (scpi_unit_setPowerUnit); belongs to the main thread.
 extern scpi_unit_table unitPower;
 
-/// Bit of the flags of scpi_parseSuffix and of those who pass them on: a number without a suffix is in the first row's unit,
-/// whatever the current one is.
+/// Bit of the flags of scpi_parseSuffix and of those who pass them on: a number without a suffix is in the first row's
+/// unit, whatever the current one is.
 inline constexpr int suffixIgnoreCurrent = 8;
 
 constexpr bool isLogUnit(int type) {
@@ -47,6 +47,7 @@ constexpr bool scpi_isLinearSuffix(const scpi_unit* row) {
     return row->unitType >= unitLinear && row->unitType <= unitAmpere;
 }
 
-/// Finds the row of the suffix (letters, "." and "/" at the end of `text`), or the default row if there is none, and cuts
-/// the text behind the number. Returns 0, or -131 (text and `row` untouched) for a suffix that the table does not have.
+/// Finds the row of the suffix (letters, "." and "/" at the end of `text`), or the default row if there is none, and
+/// cuts the text behind the number. Returns 0, or -131 (text and `row` untouched) for a suffix that the table does not
+/// have.
 [[nodiscard]] int scpi_parseSuffix(char* text, const scpi_unit_table* unitTable, int flags, const scpi_unit** row);
