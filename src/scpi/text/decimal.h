@@ -29,6 +29,7 @@ double scpi_stdstr2double(const char* string);
 int32_t scpi_stdstr2int(const char* string);
 /// The same; a negative number gives 0.
 uint32_t scpi_stdstr2uint(const char* string);
-/// Takes the first 20 decimals. They are rounded up by 3e-20, so that a frequency printed with 20 decimals, truncated,
-/// comes back as the same frequency (2^-64 is 5.4e-20). A whole part beyond 2^63 - 1 Hz gives that.
+/// Takes the first 20 decimals, rounded up by 3e-20: a frequency below 1 GHz, whose text with 20 truncated decimals is
+/// exact in all digits, comes back from it as the same frequency (2^-64 is 5.4e-20). A whole part beyond 2^63 - 1 Hz
+/// gives that.
 void scpi_stdfmtstr2tv_freq(const char* string, tvfreq* frequency);
