@@ -26,7 +26,7 @@
 #define NO_THREAD_SAFETY_ANALYSIS TV_LOCK_ATTRIBUTE(no_thread_safety_analysis)
 
 class CAPABILITY("mutex") Mutex {
-  public:
+public:
     constexpr Mutex() = default;
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
@@ -35,25 +35,25 @@ class CAPABILITY("mutex") Mutex {
     void unlock() RELEASE() { pthread_mutex_unlock(&native_); }
     [[nodiscard]] bool try_lock() TRY_ACQUIRE(true) { return pthread_mutex_trylock(&native_) == 0; }
 
-  private:
+private:
     friend class Condition;
     pthread_mutex_t native_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
 class SCOPED_CAPABILITY MutexLock {
-  public:
+public:
     explicit MutexLock(Mutex& mutex) ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
     ~MutexLock() RELEASE() { mutex_.unlock(); }
     MutexLock(const MutexLock&) = delete;
     MutexLock& operator=(const MutexLock&) = delete;
 
-  private:
+private:
     Mutex& mutex_;
 };
 
 /// Condition on CLOCK_REALTIME. Every caller waits in a loop on its own predicate.
 class Condition {
-  public:
+public:
     constexpr Condition() = default;
     Condition(const Condition&) = delete;
     Condition& operator=(const Condition&) = delete;
@@ -66,14 +66,14 @@ class Condition {
         return pthread_cond_timedwait(&native_, &mutex.native_, &deadline) == 0;
     }
 
-  private:
+private:
     pthread_cond_t native_ = PTHREAD_COND_INITIALIZER;
 };
 
 /// A word that one thread sets and another sleeps on, without a mutex: the hand-over between a transport and the main
 /// thread costs one system call a side, and none when the other side is awake.
 class WakeWord {
-  public:
+public:
     constexpr WakeWord() = default;
     explicit constexpr WakeWord(uint32_t initial) : value_(initial) {}
     WakeWord(const WakeWord&) = delete;
@@ -91,7 +91,7 @@ class WakeWord {
     /// The same until `deadline` on CLOCK_REALTIME at the latest; false if the word still reads `value` then.
     bool waitWhileUntil(uint32_t value, const timespec& deadline);
 
-  private:
+private:
     std::atomic<uint32_t> value_{0};
     std::atomic<uint32_t> sleepers_{0};
 };

@@ -3,8 +3,12 @@
 #include <cstdarg>
 #include <cstdio>
 
-void tvdebug_enable() { debugEnabled = true; }
-void tvdebug_disable() { debugEnabled = false; }
+void tvdebug_enable() {
+    debugEnabled = true;
+}
+void tvdebug_disable() {
+    debugEnabled = false;
+}
 
 void tvdebug_print(const char* format, ...) {
     va_list arguments;

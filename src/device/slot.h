@@ -18,7 +18,7 @@ template <class Signature> class Slot;
 /// call and gives a value-initialised result. Slots are filled before the first link is served and read without a lock
 /// afterwards.
 template <class Result, class... Arguments> class Slot<Result(Arguments...)> {
-  public:
+public:
     using Function = Result (*)(Arguments...);
 
     constexpr Slot() = default;
@@ -41,7 +41,7 @@ template <class Result, class... Arguments> class Slot<Result(Arguments...)> {
         return function_(arguments...);
     }
 
-  private:
+private:
     static Result unregistered(Arguments...) {
         Device_unregisteredFunction();
         return Result();

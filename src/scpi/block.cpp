@@ -1,7 +1,7 @@
 #include "scpi/block.h"
 
-#include "core/tvdebug.h"
 #include "core/file_trees.h"
+#include "core/tvdebug.h"
 #include "scpi/error_codes.h"
 #include "scpi/link.h"
 
@@ -20,9 +20,13 @@ void putLittleEndian(char* where, uint32_t word) {
         where[i] = static_cast<char>(word >> (8 * i));
 }
 
-bool isAscii(const scpi_block& block) { return block.bdAsciiHeader[0] == '#'; }
+bool isAscii(const scpi_block& block) {
+    return block.bdAsciiHeader[0] == '#';
+}
 
-uint32_t asciiHeaderBytes(const scpi_block& block) { return 2 + static_cast<uint32_t>(block.bdAsciiHeader[1] - '0'); }
+uint32_t asciiHeaderBytes(const scpi_block& block) {
+    return 2 + static_cast<uint32_t>(block.bdAsciiHeader[1] - '0');
+}
 
 uint64_t framingBytes(const scpi_block& block) {
     return isAscii(block) ? asciiHeaderBytes(block) : wordBytes + uint64_t{block.bdHeaderSize} + wordBytes;
@@ -127,10 +131,16 @@ int fragmentedMemoryHandler(void* argument, int count, uint32_t offset, char* bu
 
 } // namespace
 
-void scpi_exec_initBlockDataConfig(scpi_block* record) { *record = scpi_block{}; }
+void scpi_exec_initBlockDataConfig(scpi_block* record) {
+    *record = scpi_block{};
+}
 
-bool scpi_exec_receivingBlockData(const scpi_link* link) { return (link->bdReceive.bdFlags & bdActive) != 0; }
-bool scpi_exec_sendingBlockData(const scpi_link* link) { return (link->bdSend.bdFlags & bdActive) != 0; }
+bool scpi_exec_receivingBlockData(const scpi_link* link) {
+    return (link->bdReceive.bdFlags & bdActive) != 0;
+}
+bool scpi_exec_sendingBlockData(const scpi_link* link) {
+    return (link->bdSend.bdFlags & bdActive) != 0;
+}
 
 void scpi_exec_startBdSend_handler(scpi_link* link, int32_t dataSize, BdDataFunction dataFunction, void* dataArgument,
                                    BdEndFunction endFunction, void* endArgument) {
@@ -268,8 +278,8 @@ int scpi_exec_handleBlockDataReceive(scpi_link* link, const char* data, int coun
         collect(0, block.bdHeaderSize);
         const uint64_t sizeAt = wordBytes + uint64_t{block.bdHeaderSize};
         if (block.bdPosition >= wordBytes && block.bdPosition < sizeAt) {
-            const auto skip = static_cast<int>(std::min<uint64_t>(sizeAt - block.bdPosition,
-                                                                  static_cast<uint64_t>(count - done)));
+            const auto skip =
+                static_cast<int>(std::min<uint64_t>(sizeAt - block.bdPosition, static_cast<uint64_t>(count - done)));
             done += skip;
             block.bdPosition += static_cast<uint32_t>(skip);
         }
@@ -302,9 +312,15 @@ int scpi_exec_handleBlockDataReceive(scpi_link* link, const char* data, int coun
     return done;
 }
 
-void scpi_exec_stopBlockDataSend(scpi_link* link) { stop(link->bdSend); }
-void scpi_exec_stopBlockDataReceive(scpi_link* link) { stop(link->bdReceive); }
-void scpi_exec_cancelBlockDataReceive(scpi_link* link) { stop(link->bdReceive); }
+void scpi_exec_stopBlockDataSend(scpi_link* link) {
+    stop(link->bdSend);
+}
+void scpi_exec_stopBlockDataReceive(scpi_link* link) {
+    stop(link->bdReceive);
+}
+void scpi_exec_cancelBlockDataReceive(scpi_link* link) {
+    stop(link->bdReceive);
+}
 
 void scpi_exec_cancelBlockDataSend(scpi_link* link) {
     scpi_block& block = link->bdSend;

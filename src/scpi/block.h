@@ -13,8 +13,8 @@
 
 struct scpi_link;
 
-/// Produces (send) or takes (receive) `count` bytes at `offset` of the data. Returns the bytes handled; negative marks a
-/// failure, after which the rest of a block on its way out is zeros.
+/// Produces (send) or takes (receive) `count` bytes at `offset` of the data. Returns the bytes handled; negative marks
+/// a failure, after which the rest of a block on its way out is zeros.
 using BdDataFunction = int (*)(void* argument, int count, uint32_t offset, char* buffer);
 using BdEndFunction = void (*)(void* argument, const char* fileName);
 
@@ -22,10 +22,10 @@ enum BdFlags : uint32_t { bdActive = 1u, bdRootFile = 2u, bdTvFile = 4u, bdSourc
 
 /// One transfer of one link in one direction.
 struct scpi_block {
-    uint32_t bdFlags;               // BdFlags; 0 while idle
-    uint32_t bdPosition;            // bytes handled so far, framing included
-    uint32_t bdHeaderSize;          // optional header of the binary framing
-    int32_t bdDataSize;             // bytes
+    uint32_t bdFlags;                   // BdFlags; 0 while idle
+    uint32_t bdPosition;                // bytes handled so far, framing included
+    uint32_t bdHeaderSize;              // optional header of the binary framing
+    int32_t bdDataSize;                 // bytes
     std::array<char, 12> bdAsciiHeader; // "#<n><digits>"; a first byte '#' selects the ASCII framing
     FILE* bdFile;
     BdEndFunction bdEndFunction;

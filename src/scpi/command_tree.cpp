@@ -14,14 +14,18 @@ using namespace tree_detail;
 /// A word of a header as the walk sees it: where it stands, its hash, and the same without the digits at its end.
 struct Word {
     char* start = nullptr;
-    char* end = nullptr;       // its ':', '?', blank or NUL
-    char* digits = nullptr;    // first of the digits at its end; == end without any
+    char* end = nullptr;    // its ':', '?', blank or NUL
+    char* digits = nullptr; // first of the digits at its end; == end without any
     uint32_t hash = 0;
-    uint32_t stemHash = 0;     // hash of [start, digits)
+    uint32_t stemHash = 0; // hash of [start, digits)
 };
 
-bool isTerminator(char c) { return c == ':' || c == '?' || (static_cast<unsigned char>(c) <= ' ' && c != '\n'); }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isTerminator(char c) {
+    return c == ':' || c == '?' || (static_cast<unsigned char>(c) <= ' ' && c != '\n');
+}
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 Word readWord(char* text) {
     while (*text == ' ')
@@ -69,7 +73,7 @@ int64_t suffixValue(const char* digits, const char* end) {
 }
 
 class Walk {
-  public:
+public:
     Walk(const CommandTree& tree, Unit& unit) : tree_(tree), unit_(unit) {}
 
     /// Tries the children of a node. True when a command was reached and the unit is done.
@@ -89,7 +93,7 @@ class Walk {
         return node.optionalTail != noNode && optionalTail(node.optionalTail);
     }
 
-  private:
+private:
     enum class Branch { done, notMine };
 
     [[nodiscard]] bool replaying() const { return *unit_.link->storedPathPos != 0; }
@@ -98,7 +102,8 @@ class Walk {
     /// The node below `parent` whose short or long form is `text`, or 0.
     [[nodiscard]] uint16_t lookUp(uint16_t parent, uint32_t hash, std::string_view text) const {
         const size_t size = tree_.edges.size();
-        for (uint32_t place = hashPlace(hash, parent, size); tree_.edges[place] != 0; place = (place + 1) & (size - 1)) {
+        for (uint32_t place = hashPlace(hash, parent, size); tree_.edges[place] != 0;
+             place = (place + 1) & (size - 1)) {
             const Node& node = tree_.nodes[tree_.edges[place]];
             if (node.parent == parent && (text.size() == node.shortLength || text.size() == node.literal.size()) &&
                 sameWord(node.literal.substr(0, text.size()), text))
@@ -177,8 +182,8 @@ class Walk {
             node.onSet(unit_);
     }
 
-    /// Nodes at the end of a header that may be left out, each in its turn. They keep the unit: with text left that fits
-    /// none of them there is no command.
+    /// Nodes at the end of a header that may be left out, each in its turn. They keep the unit: with text left that
+    /// fits none of them there is no command.
     bool optionalTail(uint16_t number) {
         const Node* node = nullptr;
         for (; number != noNode; number = node->optionalTail) {
@@ -204,9 +209,10 @@ class Walk {
         if (unit_.mode == modePath) {
             const auto length = static_cast<size_t>(word_.end - word_.start);
             uint16_t found = length == 0 ? 0 : lookUp(node.parent, word_.hash, {word_.start, length});
-            if (found == 0 && node.indexed && word_.digits != word_.end && word_.digits != word_.start && !replaying()) {
-                found = lookUp(node.parent, word_.stemHash,
-                               {word_.start, static_cast<size_t>(word_.digits - word_.start)});
+            if (found == 0 && node.indexed && word_.digits != word_.end && word_.digits != word_.start &&
+                !replaying()) {
+                found =
+                    lookUp(node.parent, word_.stemHash, {word_.start, static_cast<size_t>(word_.digits - word_.start)});
                 const int64_t value = suffixValue(word_.digits, word_.end);
                 if (value < 0)
                     found = 0;

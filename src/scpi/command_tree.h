@@ -1,10 +1,10 @@
 #pragma once
 /// The command tree: rows of commands, and the one walk that knows how headers match.
 ///
-/// A level's nodes are tried in the order of their rows with one cursor that only moves forward: a node that matches moves
-/// it on, and if nothing below fits, the walk falls through to the later nodes of the levels above with the cursor where it
-/// is. The walk works in place and allocates nothing. It does not try the nodes one by one: each level finds the only node
-/// that can match the next word through one hash table over the whole tree.
+/// A level's nodes are tried in the order of their rows with one cursor that only moves forward: a node that matches
+/// moves it on, and if nothing below fits, the walk falls through to the later nodes of the levels above with the
+/// cursor where it is. The walk works in place and allocates nothing. It does not try the nodes one by one: each level
+/// finds the only node that can match the next word through one hash table over the whole tree.
 ///
 /// Notation of a row's header: nodes joined by ':', the short form in upper case; "<n>" behind a node that may carry a
 /// number; "[:NODE]" for nodes at the end that may be left out; a first or middle node in brackets ("[SOURce]:", "
@@ -30,12 +30,12 @@ struct OldRow {
 inline constexpr uint16_t noNode = 0xFFFF;
 
 struct Node {
-    std::string_view literal;      // the long form; its upper-case start is the short form
+    std::string_view literal; // the long form; its upper-case start is the short form
     uint8_t shortLength = 0;
-    bool indexed = false;          // may carry a numeric suffix
-    bool optional = false;         // may be left out; then the walk goes on at the same cursor
+    bool indexed = false;  // may carry a numeric suffix
+    bool optional = false; // may be left out; then the walk goes on at the same cursor
     uint16_t parent = noNode;
-    uint16_t order = 0;            // place among its siblings
+    uint16_t order = 0;               // place among its siblings
     uint16_t optionalBranch = noNode; // optional node with children of its own, among the children
     uint16_t optionalTail = noNode;   // optional node behind all other children
     bool hasChildren = false;
@@ -47,18 +47,20 @@ struct Node {
 
 /// What CommandTreeStorage lays out; the walk needs no template.
 struct CommandTree {
-    std::span<const Node> nodes;        // nodes[0] is the root
-    std::span<const uint16_t> edges;    // open-addressed hash table of node numbers; its size is a power of two
+    std::span<const Node> nodes;     // nodes[0] is the root
+    std::span<const uint16_t> edges; // open-addressed hash table of node numbers; its size is a power of two
     std::span<const OldRow> oldRows;
 };
 
-/// Walks the unit through the tree from its cursor and runs the handler that it ends in. Returns true if the walk ended in
-/// a command (whatever its result), false if nothing matched. `unit.link` holds the stored path.
+/// Walks the unit through the tree from its cursor and runs the handler that it ends in. Returns true if the walk ended
+/// in a command (whatever its result), false if nothing matched. `unit.link` holds the stored path.
 bool commandTree_walk(const CommandTree& tree, Unit& unit);
 
 namespace tree_detail {
 
-constexpr char fold(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+constexpr char fold(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
 
 inline constexpr uint32_t hashStart = 2166136261u;
 constexpr uint32_t hashByte(uint32_t hash, char c) {
@@ -84,14 +86,16 @@ constexpr bool sameWord(std::string_view a, std::string_view b) {
             return false;
     return true;
 }
-constexpr bool isLower(char c) { return c >= 'a' && c <= 'z'; }
+constexpr bool isLower(char c) {
+    return c >= 'a' && c <= 'z';
+}
 
 } // namespace tree_detail
 
-/// Lays the rows out as nodes and edges. Meant for a constexpr object: a malformed, doubled or unreachable row then stops
-/// the build (see `error`).
+/// Lays the rows out as nodes and edges. Meant for a constexpr object: a malformed, doubled or unreachable row then
+/// stops the build (see `error`).
 template <size_t NodeCapacity> class CommandTreeStorage {
-  public:
+public:
     consteval explicit CommandTreeStorage(std::span<const Row> rows) {
         nodes_[0] = Node{};
         for (const Row& row : rows)
@@ -108,7 +112,7 @@ template <size_t NodeCapacity> class CommandTreeStorage {
         return {std::span(nodes_).first(count_), edges_, oldRows};
     }
 
-  private:
+private:
     static constexpr size_t edgeCapacity() {
         size_t size = 1;
         while (size < NodeCapacity * 4)

@@ -26,7 +26,9 @@ inline constexpr int32_t timeOutError = -365;
 inline constexpr int32_t queryError = -400;
 
 /// Detail of a failed run, carried above bit 16 of an execution error.
-constexpr int32_t runFailure(int32_t detail) { return executionError - detail * 65536; }
+constexpr int32_t runFailure(int32_t detail) {
+    return executionError - detail * 65536;
+}
 inline constexpr int32_t noMeasurementRunning = runFailure(1);
 inline constexpr int32_t noSignalDetected = runFailure(2);
 inline constexpr int32_t noValidBeatDetected = runFailure(3);

@@ -105,8 +105,12 @@ void scpi_execute_commandFile(scpi_link* link, const char* path) {
     fclose(file);
 }
 
-void openSynchronousDeviceAccess() NO_THREAD_SAFETY_ANALYSIS { deviceAccessMutex.lock(); }
-void closeSynchronousDeviceAccess() NO_THREAD_SAFETY_ANALYSIS { deviceAccessMutex.unlock(); }
+void openSynchronousDeviceAccess() NO_THREAD_SAFETY_ANALYSIS {
+    deviceAccessMutex.lock();
+}
+void closeSynchronousDeviceAccess() NO_THREAD_SAFETY_ANALYSIS {
+    deviceAccessMutex.unlock();
+}
 
 void scpi_executeNullLinkEvent(int code) {
     MutexLock access(deviceAccessMutex);

@@ -1,6 +1,6 @@
 #pragma once
-/// What the main thread does for ever: it sleeps until a transport asks for service or a tick falls due, runs the periodic
-/// work on the tick, and gives every link one service pass. The device is touched from here alone, under
+/// What the main thread does for ever: it sleeps until a transport asks for service or a tick falls due, runs the
+/// periodic work on the tick, and gives every link one service pass. The device is touched from here alone, under
 /// deviceAccessMutex, so commands from all links run strictly one after the other.
 
 #include <cstdint>
@@ -14,8 +14,8 @@ void scpi_execute(scpi_link* firstLink, Device* device, int periodMs);
 /// One service pass of a link; nothing happens if no transport waits on it. The caller holds deviceAccessMutex.
 void scpi_execute_link(scpi_link* link);
 
-/// Runs a text file as input of `link`, line by line, on the calling thread; answers go to standard output. A missing file
-/// is no fault. The caller must not hold deviceAccessMutex.
+/// Runs a text file as input of `link`, line by line, on the calling thread; answers go to standard output. A missing
+/// file is no fault. The caller must not hold deviceAccessMutex.
 void scpi_execute_commandFile(scpi_link* link, const char* path);
 
 /// For threads other than the main thread that must reach device state.

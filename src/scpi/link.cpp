@@ -109,7 +109,9 @@ void scpi_link_doHandle(scpi_link* link) {
     tvcommDo.setAndWake(1);
 }
 
-void scpi_link_waitHandled(scpi_link* link) { link->handleRequest.waitWhile(1); }
+void scpi_link_waitHandled(scpi_link* link) {
+    link->handleRequest.waitWhile(1);
+}
 
 void tvcommEvent(scpi_link* link, int code) {
     if (link == nullptr) {
@@ -146,6 +148,12 @@ namespace {
 constexpr uint32_t flagQueryEcho = 1;
 }
 
-bool scpi_link_isQueryEchoEnabled(const scpi_link* link) { return (link->linkFlags & flagQueryEcho) != 0; }
-void scpi_link_enableQueryEcho(scpi_link* link) { link->linkFlags |= flagQueryEcho; }
-void scpi_link_disableQueryEcho(scpi_link* link) { link->linkFlags &= ~flagQueryEcho; }
+bool scpi_link_isQueryEchoEnabled(const scpi_link* link) {
+    return (link->linkFlags & flagQueryEcho) != 0;
+}
+void scpi_link_enableQueryEcho(scpi_link* link) {
+    link->linkFlags |= flagQueryEcho;
+}
+void scpi_link_disableQueryEcho(scpi_link* link) {
+    link->linkFlags &= ~flagQueryEcho;
+}

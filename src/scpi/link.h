@@ -1,8 +1,8 @@
 #pragma once
-/// A link is the meeting point of a transport and the one main thread. A transport owns a thread that moves bytes between
-/// its medium and the link's two buffers, through the tvcomm functions alone; the main thread scans the command buffer,
-/// runs the parser and fills the answer buffer. A transport blocks after handing in bytes until the main thread has served
-/// the link: a rendezvous, not a queue.
+/// A link is the meeting point of a transport and the one main thread. A transport owns a thread that moves bytes
+/// between its medium and the link's two buffers, through the tvcomm functions alone; the main thread scans the command
+/// buffer, runs the parser and fills the answer buffer. A transport blocks after handing in bytes until the main thread
+/// has served the link: a rendezvous, not a queue.
 ///
 /// The transport's standard loop:
 ///   room = tvcommOpenCmd(link, &where); n = read(medium, where, room); tvcommCloseCmd(link, n);
@@ -43,7 +43,7 @@ inline constexpr int storedPathSize = 32;
 inline constexpr int linkAnswerMargin = 64; // a formatter may write that far beyond ansSize; it is never delivered
 
 struct scpi_link {
-    char* cmdBuf;      // cmdSize + 1 bytes
+    char* cmdBuf; // cmdSize + 1 bytes
     int32_t cmdSize;
     int32_t cmdLen;    // bytes now in cmdBuf
     int32_t cmdExec;   // first byte not yet executed; 0 between service passes
@@ -53,13 +53,13 @@ struct scpi_link {
     int32_t endMark;   // last byte of a message that came with an end indicator; -1 when none
     char* ansBuf;      // ansSize + linkAnswerMargin bytes
     int32_t ansSize;
-    int32_t ansLen;    // end of the valid answer bytes
-    int32_t ansRead;   // of them taken by the transport
-    int32_t ansMore;   // non-zero: ask for service again, more answer will come
-    Mutex bufMutex;    // guards all above, eventRequest and clearRequest
+    int32_t ansLen;         // end of the valid answer bytes
+    int32_t ansRead;        // of them taken by the transport
+    int32_t ansMore;        // non-zero: ask for service again, more answer will come
+    Mutex bufMutex;         // guards all above, eventRequest and clearRequest
     WakeWord handleRequest; // 1: the transport waits for a service pass; its own lock and condition in one word
     int32_t clearRequest;
-    int32_t eventRequest;   // LinkEvent, 0 for none; a second event overwrites the first
+    int32_t eventRequest; // LinkEvent, 0 for none; a second event overwrites the first
     std::array<char, 33> name;
     scpi_block bdReceive;
     scpi_block bdSend;
@@ -86,8 +86,8 @@ extern Mutex deviceAccessMutex;
 extern WakeWord tvcommDo;
 
 void scpi_link_initAll(scpi_link** head);
-/// Takes the buffers from the heap, clears the record and appends the link at the tail of the list. The only time that a
-/// link allocates.
+/// Takes the buffers from the heap, clears the record and appends the link at the tail of the list. The only time that
+/// a link allocates.
 void scpi_link_init(scpi_link** head, scpi_link* link, int cmdSize, int ansSize, const char* name);
 void scpi_link_destroy(scpi_link* link);
 void scpi_link_checkLinkList(scpi_link** head);

@@ -141,14 +141,30 @@ template <class Slots, class... Index> void onOff(Unit& unit, const Slots& slots
 
 using namespace scpi;
 
-void scpi_node_freq(Unit& unit, const FreqSlots& slots) { number<Freq>(unit, slots); }
-void scpi_node_time(Unit& unit, const TimeSlots& slots) { number<Time>(unit, slots); }
-void scpi_node_angle(Unit& unit, const AngleSlots& slots) { number<Angle>(unit, slots); }
-void scpi_node_double(Unit& unit, const NumberSlots<double>& slots) { number<Double>(unit, slots); }
-void scpi_node_float(Unit& unit, const NumberSlots<float>& slots) { number<Float>(unit, slots); }
-void scpi_node_int32(Unit& unit, const NumberSlots<int32_t>& slots) { number<Int32>(unit, slots); }
-void scpi_node_uint32(Unit& unit, const NumberSlots<uint32_t>& slots) { number<Uint32>(unit, slots); }
-void scpi_node_bool(Unit& unit, const SwitchSlots<>& slots) { onOff(unit, slots); }
+void scpi_node_freq(Unit& unit, const FreqSlots& slots) {
+    number<Freq>(unit, slots);
+}
+void scpi_node_time(Unit& unit, const TimeSlots& slots) {
+    number<Time>(unit, slots);
+}
+void scpi_node_angle(Unit& unit, const AngleSlots& slots) {
+    number<Angle>(unit, slots);
+}
+void scpi_node_double(Unit& unit, const NumberSlots<double>& slots) {
+    number<Double>(unit, slots);
+}
+void scpi_node_float(Unit& unit, const NumberSlots<float>& slots) {
+    number<Float>(unit, slots);
+}
+void scpi_node_int32(Unit& unit, const NumberSlots<int32_t>& slots) {
+    number<Int32>(unit, slots);
+}
+void scpi_node_uint32(Unit& unit, const NumberSlots<uint32_t>& slots) {
+    number<Uint32>(unit, slots);
+}
+void scpi_node_bool(Unit& unit, const SwitchSlots<>& slots) {
+    onOff(unit, slots);
+}
 
 void scpi_node_pow(Unit& unit, int unitFlags, const PowSlots& slots) {
     using Pow = ValueTraits<tvpow, nullptr, nullptr, true, true>;
@@ -157,7 +173,8 @@ void scpi_node_pow(Unit& unit, int unitFlags, const PowSlots& slots) {
             return scpi_tv_pow2str(&value, dst, room, length);
         });
     else if (unit.mode == modeSet)
-        set<Pow>(unit, slots, [unitFlags](char* text, tvpow* value) { return scpi_str2tv_pow(text, value, unitFlags); });
+        set<Pow>(unit, slots,
+                 [unitFlags](char* text, tvpow* value) { return scpi_str2tv_pow(text, value, unitFlags); });
 }
 
 void scpi_node_dblunit(Unit& unit, const scpi_unit_table* unitTable, const NumberSlots<double>& slots) {
@@ -180,9 +197,13 @@ void scpi_node_index_float(Unit& unit, const NumberSlots<float, int32_t>& slots)
 void scpi_node_index_uint32(Unit& unit, const NumberSlots<uint32_t, int32_t>& slots) {
     number<Uint32>(unit, slots, unit.index);
 }
-void scpi_node_index_bool(Unit& unit, const SwitchSlots<int32_t>& slots) { onOff(unit, slots, unit.index); }
+void scpi_node_index_bool(Unit& unit, const SwitchSlots<int32_t>& slots) {
+    onOff(unit, slots, unit.index);
+}
 
-int scpi_isEnumElement(const Slot<int(Device*)>& slot, Device* device) { return slot ? slot(device) : 0; }
+int scpi_isEnumElement(const Slot<int(Device*)>& slot, Device* device) {
+    return slot ? slot(device) : 0;
+}
 int scpi_setEnumElement(const Slot<int(Device*)>& slot, Device* device) {
     return slot ? slot(device) : scpi::undefinedHeader;
 }

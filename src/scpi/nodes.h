@@ -1,10 +1,11 @@
 #pragma once
-/// The leaves of the command tree: one value with a getter, a setter and perhaps limits. Each member implements query and
-/// set once for its type. Slots are handed over as pointers; null or an unregistered slot is an absent feature.
+/// The leaves of the command tree: one value with a getter, a setter and perhaps limits. Each member implements query
+/// and set once for its type. Slots are handed over as pointers; null or an unregistered slot is an absent feature.
 ///
-/// Query: without parameter the value of `get`; MINimum and MAXimum read a limit that is there; anything else, or an absent
-/// getter, leaves -113. Set: MINimum and MAXimum stand for the limits; a number out of limits is clamped silently (time and
-/// angle are not); an absent setter leaves -113. What is wrong with a parameter comes back as its code, and nothing is set.
+/// Query: without parameter the value of `get`; MINimum and MAXimum read a limit that is there; anything else, or an
+/// absent getter, leaves -113. Set: MINimum and MAXimum stand for the limits; a number out of limits is clamped
+/// silently (time and angle are not); an absent setter leaves -113. What is wrong with a parameter comes back as its
+/// code, and nothing is set.
 
 #include "device/slot.h"
 #include "numeric/tvtypes.h"
@@ -34,7 +35,9 @@ using PowSlots = NumberSlots<const tvpow*>;
 using TimeSlots = NumberSlots<const tv_time*>;
 using AngleSlots = NumberSlots<const tv_angle*>;
 
-template <class SlotType> bool isPresent(const SlotType* slot) { return slot != nullptr && static_cast<bool>(*slot); }
+template <class SlotType> bool isPresent(const SlotType* slot) {
+    return slot != nullptr && static_cast<bool>(*slot);
+}
 
 } // namespace scpi
 

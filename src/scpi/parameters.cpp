@@ -9,8 +9,12 @@ namespace {
 
 int cbufFull;
 
-bool isBlank(char c) { return static_cast<unsigned char>(c) <= ' ' && c != '\n'; }
-bool isBlankInText(char c) { return c != 0 && isBlank(c); }
+bool isBlank(char c) {
+    return static_cast<unsigned char>(c) <= ' ' && c != '\n';
+}
+bool isBlankInText(char c) {
+    return c != 0 && isBlank(c);
+}
 
 char* skipBlanks(char* text) {
     while (isBlankInText(*text))
@@ -33,8 +37,12 @@ void cutTrailingBlanks(char* start, char* end) {
 
 } // namespace
 
-void scpi_analyse_setCbufFull(int flag) { cbufFull = flag; }
-int scpi_analyse_cbufFull() { return cbufFull; }
+void scpi_analyse_setCbufFull(int flag) {
+    cbufFull = flag;
+}
+int scpi_analyse_cbufFull() {
+    return cbufFull;
+}
 
 bool scpi_isEmptyCommand(const char* text) {
     while (*text != 0 && static_cast<unsigned char>(*text) <= ' ' && *text != '\n')
@@ -42,7 +50,9 @@ bool scpi_isEmptyCommand(const char* text) {
     return *text == 0;
 }
 
-bool scpi_isQuery(const char* text) { return strchr(text, '?') != nullptr; }
+bool scpi_isQuery(const char* text) {
+    return strchr(text, '?') != nullptr;
+}
 
 int32_t scpi_getParameters(char* text, std::span<char*> fields) {
     if (text == nullptr)

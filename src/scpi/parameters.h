@@ -1,6 +1,6 @@
 #pragma once
-/// Taking the parameters of a message unit apart, in place: fields are cut with NULs in the command buffer and nothing is
-/// copied. No quoting is honoured at this level: a comma separates wherever it stands.
+/// Taking the parameters of a message unit apart, in place: fields are cut with NULs in the command buffer and nothing
+/// is copied. No quoting is honoured at this level: a comma separates wherever it stands.
 
 #include <cstdint>
 #include <span>
@@ -27,14 +27,14 @@ template <class... Field> [[nodiscard]] int32_t _scpi_getParameters(char* text, 
     return error;
 }
 
-/// Walks a list: gives the start of the field at `text`, cut behind its last character, and in `next` the text behind its
-/// comma. Returns 2 if a comma followed, 1 for the last field, 0 if nothing but blanks is left. `next` may be null.
+/// Walks a list: gives the start of the field at `text`, cut behind its last character, and in `next` the text behind
+/// its comma. Returns 2 if a comma followed, 1 for the last field, 0 if nothing but blanks is left. `next` may be null.
 [[nodiscard]] int scpi_getNextParameter(char* text, char** start, char** next);
 
 /// Does a definite-length block header ("#15", "#3100") begin at `text`, of which `length` bytes are known?
 /// 1 yes; 0 no; -1 more bytes are needed. The answer comes with the first byte behind the header.
 [[nodiscard]] int tvscpi_isArbitraryBlock(const char* text, int length);
 
-/// Compares `prefix` with the start of the text, ignoring case. Returns the prefix's length and the text behind it, or 0
-/// if it differs or a ':' follows.
+/// Compares `prefix` with the start of the text, ignoring case. Returns the prefix's length and the text behind it, or
+/// 0 if it differs or a ':' follows.
 [[nodiscard]] int scpi_isOldStyleCommand(const char* prefix, char* text, char** rest);

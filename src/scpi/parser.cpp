@@ -28,7 +28,9 @@ void scpi_parser_init(scpi_parser_context* context) {
     parser = context;
 }
 
-void scpi_parser_error(int32_t code) { scpi_pushErrorQueue(code, &parser->errors); }
+void scpi_parser_error(int32_t code) {
+    scpi_pushErrorQueue(code, &parser->errors);
+}
 
 void scpi_parser_execute() {
     if (Device_execute)
@@ -42,7 +44,8 @@ int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, i
     scpi_analyse_setCbufFull(cbufFull);
     Device_unregisteredFunctionCalls = 0;
     answer[0] = 0;
-    scpi::Unit unit{.link = link, .device = parser->device, .cursor = unitText, .answer = answer, .answerRoom = answerRoom};
+    scpi::Unit unit{
+        .link = link, .device = parser->device, .cursor = unitText, .answer = answer, .answerRoom = answerRoom};
 
     const bool absolute = scpi_checkForAbsolutePath(&unit.cursor);
     const bool empty = !absolute && scpi_isEmptyCommand(unit.cursor);

@@ -21,8 +21,8 @@ extern scpi_parser_context* parser;
 void scpi_parser_init(scpi_parser_context* context);
 
 /// Runs one unit, which is cut in place. `answer` has `answerRoom` bytes and the link's margin behind them. Returns the
-/// answer's length, 0 for none; 1 with answer[0] == 0 is an empty answer. Errors go to the queue, or with `ignoreErrors`
-/// to the debug channel.
+/// answer's length, 0 for none; 1 with answer[0] == 0 is an empty answer. Errors go to the queue, or with
+/// `ignoreErrors` to the debug channel.
 int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, int cbufFull, int ignoreErrors);
 
 /// Puts a code into the context's error queue.

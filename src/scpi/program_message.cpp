@@ -35,7 +35,7 @@ void cancelTransfers(scpi_link* link) {
 
 /// One pass over one link. Positions are kept here and written back where a transport or the parser looks at them.
 class ServicePass {
-  public:
+public:
     explicit ServicePass(scpi_link* link) : link_(*link) {}
 
     void run() {
@@ -62,7 +62,7 @@ class ServicePass {
         end();
     }
 
-  private:
+private:
     /// One step with bufMutex held on entry and given back. False ends the pass.
     bool iterate() RELEASE(link_.bufMutex) {
         link_.cmdExec = exec_;
@@ -122,30 +122,35 @@ class ServicePass {
         char* const text = link_.cmdBuf;
         for (; scan_ < len_; ++scan_) {
             char& c = text[scan_];
+            int header = 0;
+            if (hash_ >= 0) {
+                header = tvscpi_isArbitraryBlock(text + hash_, scan_ - hash_);
+                if (header == 1 && scan_ != link_.endMark) {
+                    hash_ = -1;
+                    return true; // the byte here is data and stays as it is
+                }
+            }
             if (static_cast<unsigned char>(c) <= ' ' && c != '\n')
                 c = ' ';
             if (scan_ == link_.endMark)
                 return false;
-            if (c == ',')
+            if (c == ',') {
                 comma_ = scan_;
-            else if (c == '#')
+            } else if (c == '#') {
                 hash_ = scan_;
-            if (hash_ >= 0) {
-                const int header = tvscpi_isArbitraryBlock(text + hash_, scan_ - hash_);
-                if (header < 0)
-                    continue;
-                hash_ = -1;
-                if (header == 1)
-                    return true;
+                continue;
             }
+            if (header < 0)
+                continue;
+            hash_ = -1;
             if (c == '\n')
                 return false;
         }
         return false;
     }
 
-    /// A buffer that is full of text with no end of message, of which nothing has been executed, is cut at its last comma,
-    /// or at its end without one.
+    /// A buffer that is full of text with no end of message, of which nothing has been executed, is cut at its last
+    /// comma, or at its end without one.
     bool cutFullBuffer(bool block) {
         if (block || scan_ < len_ || link_.cmdExec != 0 || len_ != link_.cmdSize)
             return false;
@@ -275,4 +280,6 @@ int scpi_execute_linkProgramMessage(scpi_link* link, int cbufFull, int* overflow
     return pos - link->ansLen;
 }
 
-int tvexecCheckQueryInterrupted(const scpi_link*) { return 0; }
+int tvexecCheckQueryInterrupted(const scpi_link*) {
+    return 0;
+}

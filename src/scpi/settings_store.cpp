@@ -26,7 +26,9 @@ Path settingsPath(int32_t number) {
     return path;
 }
 
-bool isNumber(int32_t number) { return number >= 0 && number < settingsMax; }
+bool isNumber(int32_t number) {
+    return number >= 0 && number < settingsMax;
+}
 
 /// Keeps the stored path of a link that is in the middle of a message.
 class StoredPathKeeper {
@@ -99,6 +101,7 @@ int32_t scpi_recallDeviceSettings(scpi_link*, int32_t number) {
             if (end == nullptr || end == line.data())
                 continue;
             *end = 0;
+            link_file.storedPath[0] = 0; // each line is a message of its own
             scpi_parser(&link_file, line.data(), answer.data(), answerRoom, 0, 1);
             link_file.listParser = nullptr;
             if (scpi_exec_sendingBlockData(&link_file)) // nobody reads a block here

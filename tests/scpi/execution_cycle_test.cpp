@@ -1,0 +1,254 @@
+#include "engine_fixture.h"
+
+#include <cstdio>
+#include <fstream>
+#include <random>
+#include <unistd.h>
+
+using namespace engine;
+
+TEST_F(Engine, AMessageMayArriveInPiecesAndTwoMayArriveAtOnce) {
+    receive("*ID");
+    EXPECT_EQ(replies(), "");
+    receive("N?\n*OPC?\n*OP");
+    EXPECT_EQ(replies(), "Tolvane AG,TEST\n1\n");
+    receive("C?\n");
+    EXPECT_EQ(replies(), "1\n");
+    EXPECT_EQ(errors(), Codes{});
+}
+
+TEST_F(Engine, AnswersOfOneMessageFormOneLine) {
+    EXPECT_EQ(asked("*IDN?;*OPC?;*OPC;*OPC?\n"), "Tolvane AG,TEST;1;1\n");
+    EXPECT_EQ(asked("*OPC\n"), "");
+    EXPECT_EQ(asked("EMPT?;*OPC?\n"), ";1\n");
+    EXPECT_EQ(asked("EMPT?\n"), "\n");
+}
+
+TEST_F(Engine, ControlBytesAreBlanksAndEmptyUnitsAreNoError) {
+    EXPECT_EQ(asked(std::string_view("\t*OPC?\r\n \0 \n;;\n", 14)), "1\n");
+    EXPECT_EQ(errors(), Codes{});
+}
+
+TEST_F(Engine, RelativeUnitsContinueWhereTheLastOneEnded) {
+    receive(":SENS:PN:AVER 5;CORR 2\n");
+    receive("SENS:PN:AVER 5;:SENS:PN:CORR 2; :SENS:PN:CORR 3\n");
+    EXPECT_EQ(commands(), (Texts{"aver(5)", "corr(2)", "aver(5)", "corr(2)", "corr(3)"}));
+    EXPECT_EQ(errors(), Codes{});
+    receive("SENS:PN:AVER 5;*OPC;CORR 3\n"); // a common command behind a path wants its ':'
+    EXPECT_EQ(commands(), (Texts{"aver(5)", "corr(3)"}));
+    EXPECT_EQ(errors(), Codes{undefinedHeader});
+    receive("SENS:PN:AVER 5; ;CORR 3\nCORR 4\n"); // a blank unit and the end of the message go back to the root
+    EXPECT_EQ(commands(), Texts{"aver(5)"});
+    EXPECT_EQ(errors(), (Codes{undefinedHeader, undefinedHeader}));
+}
+
+TEST_F(Engine, QueryEchoGivesALineForEveryQueryThatFailed) {
+    scpi_link_enableQueryEcho(&link_);
+    EXPECT_EQ(asked("NONS?\n"), "\n");
+    EXPECT_EQ(asked("NONS\n"), "");
+    EXPECT_EQ(asked("*IDN?\n"), "Tolvane AG,TEST\n");
+    scpi_link_disableQueryEcho(&link_);
+    EXPECT_EQ(asked("NONS?\n"), "");
+}
+
+TEST_F(Engine, AnAnswerIsCutAtTheRoomAndTheLinkGoesOn) {
+    handlerAnswer.assign(size + 30, 'a');
+    EXPECT_EQ(asked("*IDN?\n"), std::string(size - 2, 'a'));
+    handlerAnswer = "b";
+    EXPECT_EQ(asked("*IDN?\n"), "b\n");
+    // The newline goes when exactly its place is missing.
+    handlerAnswer.assign(size - 2, 'c');
+    EXPECT_EQ(asked("*IDN?\n"), handlerAnswer);
+    handlerAnswer.assign(size - 4, 'd');
+    EXPECT_EQ(asked("*IDN?\n"), handlerAnswer + "\n");
+}
+
+TEST_F(Engine, AnswersThatNobodyReadsPileUpToTheRoomAndAreNeverInterrupted) {
+    for (int i = 0; i < 12; ++i) {
+        tvcommWriteCmd(&link_, "*IDN?\n", 6);
+        scpi_link_doHandle(&link_);
+        scpi_execute_link(&link_);
+    }
+    char* bytes = nullptr;
+    const int count = tvcommPeekAns(&link_, &bytes, nullptr);
+    const std::string all(bytes, static_cast<size_t>(count));
+    tvcommClearAns(&link_, 5, nullptr);
+    EXPECT_LE(count, size);
+    EXPECT_EQ(all.substr(0, 32), "Tolvane AG,TEST\nTolvane AG,TEST\n");
+    serve();
+    EXPECT_EQ(replies(), all.substr(5));
+}
+
+TEST_F(Engine, AFullBufferWithoutAnEndIsCutAtItsLastComma) {
+    const std::string head = "LIST 11111,22222,";
+    std::string text = head + std::string(size - head.size(), '3') + "44,55\n*OPC?\n";
+    receive(text);
+    EXPECT_EQ(commands(),
+              (Texts{"list 11111,22222 ...", "list " + std::string(size - head.size(), '3') + "44,55", "opc?()"}));
+    EXPECT_EQ(replies(), "1\n");
+}
+
+TEST_F(Engine, AFullBufferGivesFixedParameterListsAnErrorAndTheLinkStaysUsable) {
+    receive("SENS:TWO " + std::string(size - 9, '7'));
+    EXPECT_EQ(errors(), Codes{queueOverflow});
+    receive("\n*OPC?\n");
+    EXPECT_EQ(replies(), "1\n");
+    EXPECT_EQ(errors(), Codes{});
+}
+
+TEST_F(Engine, CompleteMessagesThatJustFillTheBufferAreNotCut) {
+    std::string text;
+    while (text.size() + 8 <= size)
+        text += "*OPC ,,\n";
+    ASSERT_EQ(text.size(), size_t{size});
+    receive(text);
+    EXPECT_EQ(commands().size(), size_t{size / 8});
+    std::string one = "SENS:TWO 1," + std::string(size - 12, '2') + "\n";
+    ASSERT_EQ(one.size(), size_t{size});
+    receive(one);
+    EXPECT_EQ(errors(), Codes{});
+    EXPECT_EQ(commands().size(), 1u);
+}
+
+TEST_F(Engine, AnEndIndicatorEndsAMessageWithoutANewline) {
+    const std::string text = "*OPC?" + std::string(size - 5, ' ');
+    char* where = nullptr;
+    ASSERT_EQ(tvcommOpenCmd(&link_, &where), size);
+    text.copy(where, size);
+    tvcommEndCmd(&link_, size);
+    tvcommCloseCmd(&link_, size);
+    EXPECT_EQ(tvcommOpenCmd(&link_, &where), 0); // nothing may join it before it has been executed
+    tvcommCloseCmd(&link_, 0);
+    serve();
+    EXPECT_EQ(replies(), "1\n");
+    EXPECT_EQ(tvcommOpenCmd(&link_, &where), size);
+    tvcommCloseCmd(&link_, 0);
+}
+
+TEST_F(Engine, ABlockLeavesInPiecesBehindTheAnswersOfItsMessage) {
+    for (const size_t bytes : {size_t{0}, size_t{1}, size_t{size - 6}, size_t{size}, size_t{3000}}) {
+        blockSource.assign(bytes, 'q');
+        const std::string digits = std::to_string(bytes);
+        EXPECT_EQ(asked("*OPC?;BLOC?\n*OPC?\n"), "1\n#" + std::to_string(digits.size()) + digits + blockSource + "1\n");
+    }
+}
+
+TEST_F(Engine, ABlockIsReceivedWhateverItsBytesAndPieces) {
+    std::string data;
+    for (int i = 0; i < 700; ++i)
+        data += static_cast<char>(i * 7);
+    for (const size_t piece : {size_t{1}, size_t{3}, size_t{64}, size_t{1000}}) {
+        data[0] = "\0#\n"[piece % 3];
+        const std::string message = "BLOC #3700" + data + "\n*OPC?\n";
+        for (size_t at = 0; at < message.size(); at += piece)
+            receive(std::string_view(message).substr(at, piece));
+        EXPECT_EQ(replies(), "1\n");
+        std::ifstream file("/tmp/engine-test-block", std::ios::binary);
+        EXPECT_TRUE(std::string(std::istreambuf_iterator<char>(file), {}) == data) << piece;
+    }
+    remove("/tmp/engine-test-block");
+}
+
+TEST_F(Engine, AHashThatOpensNoBlockIsText) {
+    receive("SENS:PN:AVER #x1\nSENS:PN:AVER #0\nSENS:PN:AVER a#\n\n*OPC?\n");
+    EXPECT_EQ(commands(), (Texts{"aver(#x1)", "aver(#0)", "aver(a#)", "opc?()"}));
+}
+
+TEST_F(Engine, ADeviceClearEmptiesTheLinkAndEndsItsTransfers) {
+    blockSource.assign(3000, 'z');
+    tvcommWriteCmd(&link_, "BLOC?\n", 6);
+    scpi_link_doHandle(&link_);
+    scpi_execute_link(&link_);
+    EXPECT_TRUE(scpi_exec_sendingBlockData(&link_));
+    link_.clearRequest = 1;
+    scpi_link_doHandle(&link_);
+    scpi_execute_link(&link_);
+    EXPECT_FALSE(scpi_exec_sendingBlockData(&link_));
+    serve();
+    EXPECT_EQ(replies(), "");
+    EXPECT_EQ(asked("*OPC?\n"), "1\n");
+}
+
+TEST_F(Engine, AClientThatDiesInABlockLeavesNothingToTheNext) {
+    for (const char* start : {"BLOC #3700abc", "BLOC?\n"}) {
+        tvcommWriteCmd(&link_, start, static_cast<int>(strlen(start)));
+        scpi_link_doHandle(&link_);
+        scpi_execute_link(&link_);
+        scpi_link_flush(&link_);
+        link_.eventRequest = linkEventTcpGone;
+        scpi_link_doHandle(&link_);
+        scpi_execute_link(&link_);
+        EXPECT_EQ(asked("*OPC?\n"), "1\n") << start;
+    }
+    remove("/tmp/engine-test-block");
+}
+
+TEST_F(Engine, ACommandFileRunsLineByLineAndTheLastLineWantsItsNewline) {
+    const char* path = "/tmp/engine-test-file";
+    std::ofstream(path) << "SENS:PN:AVER 1\n\nLIST " << std::string(3 * size, 'l')
+                        << "\nSENS:PN:CORR 2\nSENS:PN:CORR 3";
+    scpi_execute_commandFile(&link_, path);
+    const Texts got = commands();
+    ASSERT_GE(got.size(), 3u);
+    EXPECT_EQ(got.front(), "aver(1)");
+    EXPECT_EQ(got.back(), "corr(2)");
+    unlink(path);
+    scpi_execute_commandFile(&link_, path); // a missing file is no fault
+    EXPECT_EQ(commands(), Texts{});
+}
+
+TEST_F(Engine, AnyBytesLeaveTheLinkUsable) {
+    std::mt19937 random(1);
+    const std::string_view pieces[] = {"*IDN?",
+                                       "SENS:PN:AVER ",
+                                       ":",
+                                       ";",
+                                       ",",
+                                       "#",
+                                       "#13abc",
+                                       "BLOC?",
+                                       "BLOC #15",
+                                       "\n",
+                                       "?",
+                                       "LIST 1,2",
+                                       "OUTP99999999999999 1",
+                                       "SOUR2:SUPP3:VOLT?",
+                                       " ",
+                                       "\"",
+                                       "E+",
+                                       "SENS? PN"};
+    for (int round = 0; round < 3000; ++round) {
+        std::string text;
+        for (unsigned i = random() % 12; i > 0; --i) {
+            text += random() % 4 ? std::string(pieces[random() % std::size(pieces)])
+                                 : std::string(1 + random() % 40, static_cast<char>(random()));
+        }
+        receive(text + "\n\n\n");
+        if (scpi_exec_receivingBlockData(&link_)) // a header's last words: what follows is its data
+            scpi_exec_cancelBlockDataReceive(&link_);
+        receive("\n");
+        replies();
+        errors();
+        commands();
+        EXPECT_EQ(asked("*OPC?\n").substr(0, 2), "1\n") << testing::PrintToString(text);
+    }
+    remove("/tmp/engine-test-block");
+}
+
+TEST_F(Engine, DeferredCallsAreMadeOnTheTick) {
+    static std::vector<long> calls;
+    const auto call = [](void* argument) { calls.push_back(reinterpret_cast<long>(argument)); };
+    const auto argument = [](long value) { return reinterpret_cast<void*>(value); };
+    EXPECT_EQ(tvstuff_deferredCall(call, argument(1), 0), 0);
+    EXPECT_EQ(calls, std::vector<long>{1});
+    EXPECT_EQ(tvstuff_deferredCall(call, argument(2), 5000), 0);
+    EXPECT_EQ(tvstuff_deferredCall(call, argument(2), 9000), 0); // queued already
+    EXPECT_EQ(tvstuff_deferredCall(call, argument(3), 1000), 0);
+    EXPECT_EQ(tvstuff_deferredCall(call, argument(4), 1000), outOfMemory);
+    tvstuff_executeDeferredCallsImmediately();
+    EXPECT_EQ(calls, (std::vector<long>{1, 2, 3}));
+    EXPECT_EQ(tvstuff_deferredCall(call, argument(5), 100), 0);
+    for (int i = 0; i < 4 && calls.size() < 4; ++i)
+        scpi_execute(link_list, nullptr, 1); // ticks of 1 ms
+    EXPECT_EQ(calls, (std::vector<long>{1, 2, 3, 5}));
+}

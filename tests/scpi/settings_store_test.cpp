@@ -1,0 +1,52 @@
+#include "device/device_fptrs.h"
+#include "engine_fixture.h"
+#include "scpi/settings_store.h"
+
+#include <filesystem>
+#include <fstream>
+
+using namespace engine;
+
+namespace {
+
+std::string settings(int number) {
+    return "/tolvane/cust/sav" + std::to_string(number);
+}
+
+class SettingsStore : public Engine {
+protected:
+    SettingsStore() {
+        std::filesystem::create_directories("/tolvane/cust");
+        scpi_link_init(&link_list, &link_file, 128, 128, "File");
+    }
+    ~SettingsStore() override {
+        scpi_link_destroy(&link_file);
+        Device_getStoredScpiParameters.unregister();
+    }
+};
+
+} // namespace
+
+TEST_F(SettingsStore, ARecallRunsTheFilesLinesAndDropsTheirErrors) {
+    std::ofstream(settings(7)) << ":SENS:PN:AVER 4\nSENS:NONSENSE\n\nOUTP3 ON\nBLOC?\n"
+                               << std::string(70, ' ') << "SENS:PN:CORR 8\nSENS:PN:AVER 9"; // too long; no newline
+    EXPECT_EQ(scpi_recallDeviceSettings(&link_, 7), 0);
+    EXPECT_EQ(commands(), (Texts{"aver(4)", "outp(ON)3", "corr(8)"}));
+    EXPECT_EQ(errors(), Codes{});
+    EXPECT_FALSE(scpi_exec_sendingBlockData(&link_file));
+    EXPECT_EQ(scpi_recallDeviceSettings(&link_, 8), 0); // no such file
+    EXPECT_EQ(scpi_recallDeviceSettings(&link_, 1000), undefinedHeader);
+    EXPECT_EQ(scpi_recallDeviceSettings(&link_, noIndex), undefinedHeader);
+    EXPECT_EQ(scpi_deleteDeviceSettings(&link_, 7), 0);
+    EXPECT_FALSE(std::filesystem::exists(settings(7)));
+    EXPECT_EQ(scpi_deleteDeviceSettings(&link_, 7), 0);
+}
+
+TEST_F(SettingsStore, StoringAsksForEachSettingOfTheDevicesList) {
+    EXPECT_EQ(scpi_storeDeviceSettings(&link_, 1), undefinedHeader); // a device without a list
+    Device_getStoredScpiParameters = [](Device*) { return "SENS:PN:AVER\nNONSENSE\nOUTP2\n"; };
+    EXPECT_EQ(scpi_storeDeviceSettings(&link_, 1), 0);
+    std::ifstream file(settings(1));
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), ":SENS:PN:AVER 1\n:NONSENSE \n:OUTP2 1\n\n");
+    EXPECT_EQ(errors(), Codes{});
+}
