@@ -2,6 +2,7 @@
 
 #include "platform/rt.h"
 
+#include <algorithm>
 #include <atomic>
 #include <ctime>
 
@@ -50,8 +51,11 @@ void clock_setMode(TimeMode mode) {
 }
 
 void clock_spend(uint64_t nanoseconds) {
-    if (!realTime)
-        spent += nanoseconds;
+    if (realTime)
+        return;
+    uint64_t seen = spent.load();
+    while (!spent.compare_exchange_weak(seen, seen + std::min(nanoseconds, UINT64_MAX - seen))) {
+    }
 }
 
 } // namespace vi

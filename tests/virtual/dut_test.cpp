@@ -1,0 +1,178 @@
+#include "virtual/dut.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+using namespace vi;
+namespace fs = std::filesystem;
+
+namespace {
+
+class DutTest : public testing::Test {
+protected:
+    DutTest() { fs::create_directory(directory_); }
+    ~DutTest() override { fs::remove_all(directory_); }
+
+    void write(const std::string& text) const { std::ofstream(path_) << text; }
+    /// "" when the file is accepted, else the reason without the path.
+    std::string refusal() const {
+        DutFile file;
+        std::string reason;
+        if (dutFile_open(&file, path_, &reason))
+            return "";
+        EXPECT_EQ(reason.substr(0, path_.size()), path_);
+        return reason.substr(path_.size());
+    }
+
+    const std::string directory_ = testing::TempDir() + "dut_test." + std::to_string(getpid());
+    const std::string path_ = directory_ + "/dut.toml";
+};
+
+std::string signalWith(const std::string& rest) {
+    return "[signal]\nfrequency_hz = 1e8\npower_dbm = 8\nnoise = [[1, -72]]\n" + rest;
+}
+
+} // namespace
+
+TEST_F(DutTest, AWholeDescriptionIsRead) {
+    write("[signal]\nfrequency_hz = 100_000_123\npower_dbm = 8\n"
+          "noise = [[1, -72], [10, -104.5]]\nspurs = [[1.0e3, -95]]\n[faults]\nno_signal = true\n");
+    DutFile file;
+    std::string reason;
+    ASSERT_TRUE(dutFile_open(&file, path_, &reason)) << reason;
+    EXPECT_EQ(file.dut.frequency_Hz, 100000123.0);
+    EXPECT_EQ(file.dut.power_dBm, 8.0);
+    ASSERT_EQ(file.dut.noise.points.size(), 2u);
+    EXPECT_EQ(file.dut.noise.points[1].offset_Hz, 10.0);
+    EXPECT_EQ(file.dut.noise.points[1].level_dBcHz, -104.5);
+    ASSERT_EQ(file.dut.spurs.size(), 1u);
+    EXPECT_EQ(file.dut.spurs[0].level_dBc, -95.0);
+    EXPECT_TRUE(file.dut.noSignal);
+}
+
+TEST_F(DutTest, AMistakeIsRefusedWithItsLineAndReason) {
+    const struct {
+        std::string text, reason;
+    } cases[] = {
+        {signalWith("spurs = []\n"), ""},
+        {signalWith("[faults]\n"), ""},
+        {"", ":1: signal is missing"},
+        {"[signal]\n", ":1: signal.frequency_hz is missing"},
+        {"signal = 3\n", ":1: signal must be a table, not a number"},
+        {signalWith("colour = 1\n"), ":5: unknown key signal.colour"},
+        {signalWith("[vco]\nsupply_v = 12.0\n"), ":5: unknown key vco"},
+        {signalWith("[faults]\nno_signal = false\nclip = true\n"), ":7: unknown key faults.clip"},
+        {signalWith("[faults]\nno_signal = 1\n"), ":6: faults.no_signal must be true or false, not a number"},
+        {signalWith("faults = [1]\n"), ":5: unknown key signal.faults"},
+        {"[signal]\npower_dbm = 8\nnoise = [[1, -72]]\n", ":1: signal.frequency_hz is missing"},
+        {"[signal]\nfrequency_hz = \"100 MHz\"\npower_dbm = 8\nnoise = [[1, -72]]\n",
+         ":2: signal.frequency_hz must be a number, not a text"},
+        {"[signal]\nfrequency_hz = 0\npower_dbm = 8\nnoise = [[1, -72]]\n",
+         ":2: signal.frequency_hz is 0, outside 0.001 to 1e+12"},
+        {"[signal]\nfrequency_hz = 1e8\npower_dbm = inf\nnoise = [[1, -72]]\n",
+         ":3: signal.power_dbm is inf, outside -200 to 40"},
+        {"[signal]\nfrequency_hz = 1e8\npower_dbm = nan\nnoise = [[1, -72]]\n",
+         ":3: signal.power_dbm is nan, outside -200 to 40"},
+        {"[signal]\nfrequency_hz = 1e8\npower_dbm = 8\nnoise = []\n", ":4: signal.noise has no points"},
+        {"[signal]\nfrequency_hz = 1e8\npower_dbm = 8\nnoise = -72\n",
+         ":4: signal.noise must be a list of [offset, level], not a number"},
+        {"[signal]\nfrequency_hz = 1e8\npower_dbm = 8\nnoise = [[1, -72],\n [10, -100, 3]]\n",
+         ":5: a point of signal.noise must be [offset, level], not a list of 3"},
+        {"[signal]\nfrequency_hz = 1e8\npower_dbm = 8\nnoise = [[1, -72],\n 10]\n",
+         ":5: a point of signal.noise must be [offset, level], not a number"},
+        {"[signal]\nfrequency_hz = 1e8\npower_dbm = 8\nnoise = [[1, -72],\n [10, -90],\n [10, -100]]\n",
+         ":6: the offsets of signal.noise must ascend: 10 follows 10"},
+        {"[signal]\nfrequency_hz = 1e8\npower_dbm = 8\nnoise = [[-1, -72]]\n",
+         ":4: an offset of signal.noise is -1, outside 1e-06 to 1e+12"},
+        {"[signal]\nfrequency_hz = 1e8\npower_dbm = 8\nnoise = [[1, true]]\n",
+         ":4: a level of signal.noise must be a number, not true or false"},
+        {signalWith("spurs = [[10, -90], [5, -90]]\n"), ":5: the offsets of signal.spurs must ascend: 5 follows 10"},
+        {signalWith("spurs = [[10, 3]]\n"), ":5: a level of signal.spurs is 3, outside -300 to 0"},
+    };
+    for (const auto& [text, reason] : cases) {
+        write(text);
+        EXPECT_EQ(refusal(), reason) << text;
+    }
+    // What the reader of the language itself refuses: its words, our line.
+    for (const std::string text : {"[signal]\nfrequency_hz = 1e8\npower_dbm = \n", "[signal]\nno\0ise"}) {
+        write(text);
+        EXPECT_EQ(refusal().substr(0, 1), ":") << text;
+    }
+    write(signalWith("power_dbm = 9\n"));
+    EXPECT_EQ(refusal().substr(0, 4), ":5: ");
+}
+
+TEST_F(DutTest, WhatIsNoSmallPlainFileIsRefusedWithoutReadingOn) {
+    EXPECT_EQ(refusal(), ": No such file or directory");
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    EXPECT_EQ(refusal(), ": not a plain file") << "and nobody waits for a writer";
+    fs::remove(path_);
+    fs::create_directory(path_);
+    EXPECT_EQ(refusal(), ": not a plain file");
+    fs::remove(path_);
+    write(signalWith("#" + std::string(1 << 20, 'x')));
+    EXPECT_EQ(refusal(), ": larger than 1 MiB");
+    std::string rows = "spurs = [[1, -90]";
+    for (int i = 2; i <= 1001; ++i)
+        rows += ",[" + std::to_string(i) + ",-90]";
+    write(signalWith(rows + "]\n"));
+    EXPECT_EQ(refusal(), ":5: signal.spurs has more than 1000 rows");
+    write(signalWith("x = " + std::string(500000, '[')));
+    EXPECT_NE(refusal(), "");
+}
+
+TEST_F(DutTest, AChangedFileIsReadAgainAndABadOneLeavesTheOldDut) {
+    write(signalWith(""));
+    DutFile file;
+    std::string reason;
+    ASSERT_TRUE(dutFile_open(&file, path_, &reason));
+    EXPECT_FALSE(dutFile_refresh(&file));
+
+    write(signalWith("spurs = [[10, -90]]\n"));
+    EXPECT_TRUE(dutFile_refresh(&file));
+    EXPECT_EQ(file.dut.spurs.size(), 1u);
+
+    const auto refreshed = [&file](int times) {
+        testing::internal::CaptureStderr();
+        bool changed = false;
+        for (int i = 0; i < times; ++i)
+            changed = dutFile_refresh(&file) || changed;
+        EXPECT_FALSE(changed);
+        return testing::internal::GetCapturedStderr();
+    };
+    write(signalWith("spurs = [[10, -90], [9, -90]]\n"));
+    EXPECT_EQ(refreshed(3), path_ + ":5: the offsets of signal.spurs must ascend: 9 follows 10; the device under test "
+                                    "stays as it was\n");
+    EXPECT_EQ(file.dut.spurs.size(), 1u);
+    fs::remove(path_);
+    EXPECT_EQ(refreshed(3), path_ + ": No such file or directory; the device under test stays as it was\n");
+    write(signalWith(""));
+    EXPECT_TRUE(dutFile_refresh(&file)) << "the file is back";
+    EXPECT_EQ(file.dut.spurs.size(), 0u);
+}
+
+TEST(NoiseCurve, LinesInLogFTheFirstSlopeBelowTheLastLevelAbove) {
+    const NoiseCurve curve{{{10, -100}, {1000, -160}, {10000, -150}}};
+    const struct {
+        double offset_Hz, level_dBcHz;
+    } cases[] = {{0.1, -40},    {1, -70},   {10, -100}, {100, -130}, {1000, -160}, {5e3, -160 + 10 * 0.69897},
+                 {10000, -150}, {1e9, -150}};
+    for (const auto& [offset, level] : cases)
+        EXPECT_NEAR(noiseCurve_level_dBcHz(curve, offset), level, 1e-4) << offset;
+    EXPECT_EQ(noiseCurve_level_dBcHz({{{10, -100}}}, 1e-3), -100);
+    EXPECT_EQ(noiseCurve_level_dBcHz({{{1e6, 100}, {1.000001e6, -300}}}, 1), 300) << "held within reason";
+}
+
+TEST(ShippedDuts, AreAllAccepted) {
+    int count = 0;
+    for (const fs::directory_entry& entry : fs::directory_iterator(SHIPPED_DUTS)) {
+        DutFile file;
+        std::string reason;
+        EXPECT_TRUE(dutFile_open(&file, entry.path(), &reason)) << reason;
+        ++count;
+    }
+    EXPECT_EQ(count, 6);
+}
