@@ -1,0 +1,175 @@
+#include "core/signals.h"
+
+#include "core/process.h"
+#include "core/thread.h"
+#include "core/tvdebug.h"
+#include "device/device_fptrs.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <execinfo.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <semaphore.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int signalsEnd = 32;
+constexpr int leftToTheSystem[] = {SIGCHLD, SIGCONT, SIGURG, SIGPROF, SIGWINCH};
+
+constexpr suseconds_t exitLimit_us = 500'000; // for the orderly end
+constexpr size_t exitThreadStack = 16384;     // bytes
+
+constexpr int backtraceMax = 1000;
+constexpr char crashLog[] = "/tolvane/segv";
+constexpr char crashLine[] = "\nSegmentation violation Tolvane device firmware\n";
+static_assert(sizeof crashLine - 1 == 48, "readers of the log know the length of the line");
+
+enum class ExitStage { running, requested, leaving, gone };
+std::atomic<ExitStage> exitStage{ExitStage::running};
+static_assert(std::atomic<ExitStage>::is_always_lock_free, "the handler uses it");
+
+sem_t exitRequest;
+std::atomic<bool> exitThreadWaits{false};
+
+bool canTakeText(int fd) {
+    pollfd output{.fd = fd, .events = POLLOUT, .revents = 0};
+    return poll(&output, 1, 0) == 1 && output.revents == POLLOUT;
+}
+
+/// Prints from within a handler: past stdio, whose lock may be taken, and only if standard output takes the text at
+/// once. A reader that has gone would make each text about a SIGPIPE the cause of the next.
+[[gnu::format(printf, 1, 2)]] void handlerPrint(const char* format, ...) {
+    std::array<char, 128> text;
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = vsnprintf(text.data(), text.size(), format, arguments);
+    va_end(arguments);
+    if (length > 0 && canTakeText(STDOUT_FILENO))
+        (void)!write(STDOUT_FILENO, text.data(), std::min(static_cast<size_t>(length), text.size() - 1));
+}
+
+/// The symbols go straight to the descriptors: the heap may be what has just been found broken.
+void reportBacktrace(int logFd) {
+    static std::array<void*, backtraceMax> addresses; // larger than a thread's stack likes
+    const int count = backtrace(addresses.data(), backtraceMax);
+    if (logFd >= 0)
+        backtrace_symbols_fd(addresses.data(), count, logFd);
+    if (debugEnabled) {
+        handlerPrint("backtrace() returned %d addresses\n", count);
+        if (canTakeText(STDOUT_FILENO))
+            backtrace_symbols_fd(addresses.data(), count, STDOUT_FILENO);
+    }
+}
+
+void logCrash() {
+    const int fd = open(crashLog, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    if (fd >= 0)
+        (void)!write(fd, crashLine, sizeof crashLine - 1);
+    if (debugEnabled)
+        handlerPrint("%s", crashLine);
+    reportBacktrace(fd);
+    if (fd >= 0)
+        close(fd);
+}
+
+/// Signals after which the interrupted thread cannot go on: it would fault again at once.
+bool isFault(int signal) {
+    return signal == SIGILL || signal == SIGTRAP || signal == SIGABRT || signal == SIGBUS || signal == SIGFPE ||
+           signal == SIGSEGV || signal == SIGSYS;
+}
+
+void startExitTimer() {
+    const itimerval limit{.it_interval = {}, .it_value = {.tv_sec = 0, .tv_usec = exitLimit_us}};
+    setitimer(ITIMER_REAL, &limit, nullptr); // its SIGALRM is a second fatal signal
+}
+
+void requestExit(int signal) {
+    if (exitStage == ExitStage::gone && signal == SIGTERM)
+        return; // the one that exit_TV sends itself
+    ExitStage expected = ExitStage::running;
+    if (!exitStage.compare_exchange_strong(expected, ExitStage::requested))
+        _exit(0);
+    startExitTimer();
+    if (exitThreadWaits)
+        sem_post(&exitRequest);
+    else
+        exit_TV();
+    while (isFault(signal))
+        pause();
+}
+
+void* exitThread(void*) {
+    while (sem_wait(&exitRequest) != 0) {
+    }
+    exit_TV();
+}
+
+void startExitThread() {
+    pthread_t thread{};
+    if (sem_init(&exitRequest, 0, 0) != 0)
+        return;
+    if (tvstuffPthreadCreate(&thread, exitThread, nullptr, exitThreadStack) == 0 && thread != pthread_t{})
+        exitThreadWaits = true;
+}
+
+} // namespace
+
+void installSignalHandlers() {
+    // The first back-trace loads a library; a handler must not be the one to do that.
+    void* address;
+    backtrace(&address, 1);
+    if (!exitThreadWaits)
+        startExitThread();
+    for (int number = 0; number < signalsEnd; ++number) {
+        if (std::ranges::find(leftToTheSystem, number) != std::end(leftToTheSystem))
+            continue;
+        if (signal(number, signal_handler) == SIG_ERR)
+            printd("signal( %d, ... ) failed\n", number);
+    }
+    signal(SIGCHLD, SIG_DFL); // a parent may have left it ignored, and then no shell line has a result
+}
+
+void signal_handler(int signal) {
+    const int interruptedErrno = errno;
+    handlerPrint("Got signal %d\n", signal);
+    const char* debugText = "";
+    switch (signal) {
+    case SIGPIPE: debugText = "Signal 13: broken pipe (ignored)\n"; break;
+    case SIGIO: debugText = "Signal 27 or 29: profiling timer expired (ignored)\n"; break;
+    case SIGVTALRM: debugText = "Signal 26 or 28: virtual alarm clock (ignored)\n"; break;
+    case SIGXCPU:
+        debugText = "SIGXCPU: real time task has been switched to secondary mode!\n";
+        reportBacktrace(-1);
+        break;
+    case SIGSEGV: logCrash(); [[fallthrough]];
+    default: requestExit(signal);
+    }
+    if (debugEnabled)
+        handlerPrint("%s", debugText);
+    errno = interruptedErrno;
+}
+
+void exit_TV() {
+    if (exitStage.exchange(ExitStage::leaving) >= ExitStage::leaving)
+        _exit(0);
+    startExitTimer();
+    printf("exit_TV()\n");
+    fflush(stdout);
+    if (Device_abort)
+        Device_abort(debug_device);
+    if (Device_abort_local)
+        Device_abort_local(debug_device);
+    exitStage = ExitStage::gone;
+    kill(pid, SIGTERM);
+    exit(0);
+}

@@ -1,0 +1,17 @@
+#pragma once
+/// Signals, and the way out of the process.
+///
+/// A fatal signal may hit a thread that holds any lock. So its handler only wakes a thread that waits for this, and
+/// that thread leaves in order. Should it get stuck on the way, a timer ends the process half a second after the
+/// signal.
+
+/// Starts the thread that leaves, and installs signal_handler for all signals that the instrument answers to.
+void installSignalHandlers();
+
+/// SIGPIPE, SIGVTALRM and SIGIO are ignored, SIGXCPU (a real-time task has fallen back to ordinary scheduling) is
+/// reported with a back-trace, SIGSEGV writes the crash log /tolvane/segv and then ends the process like all others.
+void signal_handler(int signal);
+
+/// Aborts what the device is doing and ends the process with status 0. Does not return; a second call, while the first
+/// is at work, ends the process at once.
+[[noreturn]] void exit_TV();

@@ -1,0 +1,77 @@
+#include "links/rmt.h"
+
+#include "core/file_trees.h"
+#include "links/tvsocket.h"
+#include "scpi/error_codes.h"
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr size_t pieceSize = 128; // bytes
+constexpr std::string_view endOfFile = "/\n";
+constexpr mode_t everybody = 0777;
+
+bool sendText(Tvsocket* socket, std::string_view text) {
+    return Tvsocket_send(socket, text.data(), text.size());
+}
+
+} // namespace
+
+int Tvsocket_rmtSendFile(Tvsocket* socket, const char* path) {
+    FILE* file = fopen(path, "r");
+    bool good = file != nullptr;
+    // One byte is held back at the front of the buffer until it is known whether it is the file's last.
+    std::array<char, 1 + pieceSize> buffer;
+    size_t held = 0;
+    while (file != nullptr) {
+        const size_t count = held + fread(buffer.data() + held, 1, pieceSize, file);
+        if (count == held)
+            break;
+        good = good && Tvsocket_send(socket, buffer.data(), count - 1);
+        buffer[0] = buffer[count - 1];
+        held = 1;
+    }
+    if (file != nullptr)
+        fclose(file);
+
+    std::array<char, 1 + endOfFile.size()> tail;
+    const size_t kept = held == 1 && buffer[0] != '\n' ? 1 : 0;
+    tail[0] = buffer[0];
+    endOfFile.copy(tail.data() + kept, endOfFile.size());
+    good = Tvsocket_send(socket, tail.data(), kept + endOfFile.size()) && good;
+    return good ? 0 : scpi::executionError;
+}
+
+int Tvsocket_rmtReceiveFile(Tvsocket* socket, const char* path) {
+    ProtectedWrite writable;
+    FILE* file = fopen(path, "w");
+    bool good = file != nullptr;
+    bool ended = false;
+    while (!ended) {
+        std::array<char, pieceSize> buffer;
+        const int count = Tvsocket_receive(socket, buffer.data(), static_cast<int>(buffer.size()));
+        if (count == 0)
+            break;
+        const void* slash = memchr(buffer.data(), '/', static_cast<size_t>(count));
+        ended = slash != nullptr;
+        const size_t text =
+            ended ? static_cast<size_t>(static_cast<const char*>(slash) - buffer.data()) : static_cast<size_t>(count);
+        if (file != nullptr)
+            good = fwrite(buffer.data(), 1, text, file) == text && good;
+        if (!sendText(socket, endOfFile))
+            break;
+    }
+    if (!ended)
+        (void)sendText(socket, endOfFile);
+    if (file != nullptr) {
+        good = fputc('\n', file) != EOF && good;
+        good = fclose(file) == 0 && good;
+        chmod(path, everybody);
+    }
+    return good ? 0 : scpi::executionError;
+}

@@ -1,0 +1,15 @@
+#pragma once
+/// A small file transfer on the raw socket's connection, for text without '/' (calibration tables). "/\n" ends a
+/// transfer, and acknowledges each read of a file on its way in.
+///
+/// Both run on the main thread, from a command of the raw socket itself, while the link's thread waits for the command.
+
+struct Tvsocket;
+
+/// Sends the file without its last newline, then "/\n"; for a file that cannot be opened just that. Returns 0, or -200
+/// if the file could not be opened or the connection failed.
+int Tvsocket_rmtSendFile(Tvsocket* socket, const char* path);
+
+/// Receives a file up to a '/' or the end of the connection, and adds a newline. Data for a file that cannot be written
+/// is acknowledged and dropped. Returns 0, or -200 if the file could not be written.
+int Tvsocket_rmtReceiveFile(Tvsocket* socket, const char* path);

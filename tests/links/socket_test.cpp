@@ -1,0 +1,194 @@
+#include "client.h"
+#include "link_rig.h"
+#include "links/tvsocket.h"
+
+#include <fcntl.h>
+#include <fstream>
+#include <linux/tcp.h>
+#include <sstream>
+
+using namespace rig;
+
+namespace {
+
+constexpr int port = 18;
+
+std::string contents(const char* path) {
+    std::ifstream file(path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+class SocketLink : public Rig {
+protected:
+    SocketLink() {
+        Tvsocket_open(&socket_, port);
+        thread_ = std::thread([this] {
+            while (!stop_)
+                Tvsocket_handle(&socket_, &link_);
+        });
+        // The port opens when the link's thread gets there.
+        while (Client(port).connectError() == ECONNREFUSED)
+            std::this_thread::yield();
+        EXPECT_TRUE(lampOff.reaches(1)) << "a client that connects and leaves at once raises both events";
+        lampOn.clear();
+        lampOff.clear();
+    }
+    ~SocketLink() override {
+        stop_ = true;
+        { const Client last(port); } // gets the thread out of its wait
+        thread_.join();
+        Tvsocket_close(&socket_);
+    }
+
+    Tvsocket socket_;
+    std::atomic<bool> stop_{false};
+    std::thread thread_;
+};
+
+TEST_F(SocketLink, AnswersLineByLineHoweverTheTextIsCut) {
+    Client client(port);
+    EXPECT_EQ(client.ask("*IDN?\n", identity.size()), identity);
+    EXPECT_TRUE(client.send("*ID"));
+    EXPECT_EQ(client.ask("N?\n*IDN?\n", 2 * identity.size()), std::string(identity) + std::string(identity));
+}
+
+TEST_F(SocketLink, EventsFollowTheClientsAndThePortIsClosedMeanwhile) {
+    for (int i = 1; i <= 20; ++i) {
+        Client first(port);
+        ASSERT_EQ(first.connectError(), 0) << "right after the last one";
+        ASSERT_TRUE(lampOn.reaches(i));
+        EXPECT_EQ(Client(port).connectError(), ECONNREFUSED);
+        EXPECT_EQ(first.ask("*IDN?\n", identity.size()), identity);
+        first.leave();
+        ASSERT_TRUE(lampOff.reaches(i));
+    }
+}
+
+TEST_F(SocketLink, ABlockOfManyBuffersArrivesWhole) {
+    block.assign(3'000'000, '\0');
+    for (size_t i = 0; i < block.size(); ++i)
+        block[i] = static_cast<char>(i * 2654435761u >> 24);
+    Client client(port);
+    EXPECT_EQ(client.ask("BLOC?\n", 9 + block.size()), "#73000000" + block);
+    EXPECT_EQ(client.ask("*IDN?\n", identity.size()), identity);
+}
+
+TEST_F(SocketLink, TheNextClientGetsNothingOfWhatADeadOneLeft) {
+    block.assign(8'000'000, 'b');
+    for (const bool halfCommand : {false, true}) {
+        lampOff.clear();
+        Client dying(port);
+        if (halfCommand) {
+            EXPECT_TRUE(dying.send("TOUC"));
+        } else {
+            EXPECT_EQ(dying.ask("BLOC?\n", 100).substr(0, 9), "#78000000");
+        }
+        dying.die();
+        ASSERT_TRUE(lampOff.reaches(1));
+        Client next(port);
+        EXPECT_EQ(next.ask("*IDN?\n", identity.size()), identity);
+    }
+}
+
+TEST_F(SocketLink, AClientThatNeverReadsHoldsUpNobodyElseAndCanBeDropped) {
+    block.assign(64'000'000, 'b'); // more than the kernel buffers
+    Client lazy(port);
+    ASSERT_TRUE(lampOn.reaches(1));
+    EXPECT_EQ(lazy.ask("BLOC?\n", 1), "#"); // the answer is on its way
+    for (int i = 0; i < 100; ++i)
+        ASSERT_EQ(onAnotherLink("*IDN?\n"), identity);
+    Tvsocket_reset(&socket_);
+    ASSERT_TRUE(lampOff.reaches(1));
+    EXPECT_TRUE(lazy.isDropped());
+    EXPECT_EQ(Client(port).ask("*IDN?\n", identity.size()), identity);
+}
+
+TEST_F(SocketLink, AResetDropsTheClientWithTheCommandsThatAreOnTheirWay) {
+    Client client(port);
+    ASSERT_TRUE(lampOn.reaches(1));
+    {
+        MutexLock busy(deviceAccessMutex); // the main thread is at work elsewhere
+        EXPECT_TRUE(client.send("TOUC\n"));
+        while (link_.handleRequest.get() == 0)
+            std::this_thread::yield();
+        EXPECT_TRUE(client.send("TOUC\n"));
+        Tvsocket_reset(&socket_);
+    }
+    EXPECT_TRUE(client.isDropped());
+    ASSERT_TRUE(lampOff.reaches(1));
+    EXPECT_EQ(touched, 1);
+}
+
+TEST_F(SocketLink, AResetWithoutAClientDoesNotMeetTheNextOne) {
+    Tvsocket_reset(&socket_);
+    Client client(port);
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(client.ask("*IDN?\n", identity.size()), identity);
+}
+
+TEST_F(SocketLink, ResetsAtAnyMomentHitOnlyConnectionsOfThisLink) {
+    // A descriptor that is closed on one thread while another resets it would sooner or later be the pipe's.
+    std::atomic<bool> stop{false};
+    std::thread resets([&] {
+        while (!stop) {
+            Tvsocket_reset(&socket_);
+            std::this_thread::yield();
+        }
+    });
+    for (int i = 0; i < 300; ++i) {
+        int other[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, other), 0);
+        Client client(port);
+        client.send("*IDN?\n");
+        client.leave();
+        char byte = 'x';
+        ASSERT_EQ(write(other[0], &byte, 1), 1) << "reset by mistake";
+        ASSERT_EQ(::read(other[1], &byte, 1), 1);
+        close(other[0]);
+        close(other[1]);
+    }
+    stop = true;
+    resets.join();
+    // Clients of the last resets may still be on their way out.
+    std::string answer;
+    while ((answer = Client(port).ask("*IDN?\n", identity.size())).size() != identity.size())
+        std::this_thread::yield();
+    EXPECT_EQ(answer, identity);
+}
+
+TEST_F(SocketLink, AnAnswerLeavesInOnePieceAndNoShellInheritsTheConnection) {
+    Client client(port);
+    EXPECT_EQ(client.ask("*IDN?\n", identity.size()), identity);
+    EXPECT_NE(fcntl(socket_.connFd, F_GETFD) & FD_CLOEXEC, 0);
+    tcp_info before{}, after{};
+    socklen_t size = sizeof before;
+    ASSERT_EQ(getsockopt(socket_.connFd, IPPROTO_TCP, TCP_INFO, &before, &size), 0);
+    EXPECT_EQ(client.ask("*IDN?;*IDN?;*IDN?\n", 3 * identity.size()).size(), 3 * identity.size());
+    ASSERT_EQ(getsockopt(socket_.connFd, IPPROTO_TCP, TCP_INFO, &after, &size), 0);
+    EXPECT_EQ(after.tcpi_data_segs_out - before.tcpi_data_segs_out, 1u);
+}
+
+TEST(SocketPort, MovesUpWherePort18CannotBeHadAndIsRedirectedOnce) {
+    Tvsocket first, second, third;
+    Tvsocket_open(&first, port);
+    ASSERT_EQ(listen(first.listenFd, 1), 0);
+    const std::string before = contents("/run/unit/calls.log");
+    Tvsocket_open(&second, port);
+    EXPECT_GE(second.listenFd, 0);
+    EXPECT_EQ(second.port, 2018);
+    TvsocketCloseListenSocket(&second);
+    TvsocketOpenListenSocket(&second);
+    ASSERT_EQ(listen(second.listenFd, 1), 0);
+    const std::string calls = contents("/run/unit/calls.log").substr(before.size());
+    const std::string redirect = "-t nat -A PREROUTING -p tcp --dport 18 -j REDIRECT --to-ports 2018";
+    EXPECT_NE(calls.find(redirect), std::string::npos) << calls;
+    EXPECT_EQ(calls.find(redirect), calls.rfind(redirect)) << calls;
+    Tvsocket_open(&third, port);
+    EXPECT_LT(third.listenFd, 0) << "taken as well";
+    Tvsocket_close(&first);
+    Tvsocket_close(&second);
+}
+
+} // namespace
