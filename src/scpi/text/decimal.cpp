@@ -23,22 +23,15 @@ struct NumberParts {
     const char* exponent; // null: none
 };
 
+/// Splits at the first "e" or "E"; another one fails as part of the exponent.
 int scpi_separateNumberString(const char* text, NumberParts* parts) {
-    const char* mark = nullptr; // the first "e" or "E"
-    int lowerCaseMarks = 0;
-    const char* end = text;
-    for (; *end != '\0'; ++end) {
-        if (*end == 'e')
-            ++lowerCaseMarks;
-        if (mark == nullptr && (*end == 'e' || *end == 'E'))
-            mark = end;
-    }
-    if (lowerCaseMarks > 1)
-        return scpi::illegalParameterValue;
-    const char* const mantissaEnd = scpi::trimEnd(text, mark != nullptr ? mark : end);
+    const char* mark = text;
+    while (*mark != '\0' && *mark != 'e' && *mark != 'E')
+        ++mark;
+    const char* const mantissaEnd = scpi::trimEnd(text, mark);
     if (mantissaEnd == text)
         return scpi::illegalParameterValue;
-    *parts = {{text, mantissaEnd}, mark != nullptr ? mark + 1 : nullptr};
+    *parts = {{text, mantissaEnd}, *mark != '\0' ? mark + 1 : nullptr};
     return 0;
 }
 
