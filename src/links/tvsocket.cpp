@@ -213,6 +213,8 @@ int Tvsocket_write(Tvsocket* socket, scpi_link* link) {
     const int count = tvcommPeekAns(link, &where, nullptr);
     if (!Tvsocket_send(socket, where, static_cast<size_t>(count)))
         printd("Tvsocket_write(): %d bytes of an answer lost\n", count);
+    if (count == 0)
+        setOption(socket->connFd, IPPROTO_TCP, TCP_QUICKACK, 1); // no answer that carries the acknowledgement
     int more;
     tvcommClearAns(link, count, &more);
     return more;

@@ -79,7 +79,9 @@ TEST_F(SocketLink, TheNextClientGetsNothingOfWhatADeadOneLeft) {
     block.assign(8'000'000, 'b');
     for (const bool halfCommand : {false, true}) {
         lampOff.clear();
+        lampOn.clear();
         Client dying(port);
+        ASSERT_TRUE(lampOn.reaches(1));
         if (halfCommand) {
             EXPECT_TRUE(dying.send("TOUC"));
         } else {
@@ -89,11 +91,13 @@ TEST_F(SocketLink, TheNextClientGetsNothingOfWhatADeadOneLeft) {
         ASSERT_TRUE(lampOff.reaches(1));
         Client next(port);
         EXPECT_EQ(next.ask("*IDN?\n", identity.size()), identity);
+        next.leave();
+        ASSERT_TRUE(lampOff.reaches(2));
     }
 }
 
 TEST_F(SocketLink, AClientThatNeverReadsHoldsUpNobodyElseAndCanBeDropped) {
-    block.assign(64'000'000, 'b'); // more than the kernel buffers
+    block.assign(16'000'000, 'b'); // more than the kernel buffers
     Client lazy(port);
     ASSERT_TRUE(lampOn.reaches(1));
     EXPECT_EQ(lazy.ask("BLOC?\n", 1), "#"); // the answer is on its way
@@ -141,7 +145,7 @@ TEST_F(SocketLink, ResetsAtAnyMomentHitOnlyConnectionsOfThisLink) {
         int other[2];
         ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, other), 0);
         Client client(port);
-        client.send("*IDN?\n");
+        client.ask("*IDN?\n", 1); // an answer or a drop
         client.leave();
         char byte = 'x';
         ASSERT_EQ(write(other[0], &byte, 1), 1) << "reset by mistake";
@@ -161,13 +165,32 @@ TEST_F(SocketLink, ResetsAtAnyMomentHitOnlyConnectionsOfThisLink) {
 TEST_F(SocketLink, AnAnswerLeavesInOnePieceAndNoShellInheritsTheConnection) {
     Client client(port);
     EXPECT_EQ(client.ask("*IDN?\n", identity.size()), identity);
-    EXPECT_NE(fcntl(socket_.connFd, F_GETFD) & FD_CLOEXEC, 0);
+    int connection;
+    {
+        MutexLock lock(socket_.connMutex);
+        connection = socket_.connFd;
+    }
+    EXPECT_NE(fcntl(connection, F_GETFD) & FD_CLOEXEC, 0);
     tcp_info before{}, after{};
     socklen_t size = sizeof before;
-    ASSERT_EQ(getsockopt(socket_.connFd, IPPROTO_TCP, TCP_INFO, &before, &size), 0);
+    ASSERT_EQ(getsockopt(connection, IPPROTO_TCP, TCP_INFO, &before, &size), 0);
     EXPECT_EQ(client.ask("*IDN?;*IDN?;*IDN?\n", 3 * identity.size()).size(), 3 * identity.size());
-    ASSERT_EQ(getsockopt(socket_.connFd, IPPROTO_TCP, TCP_INFO, &after, &size), 0);
+    ASSERT_EQ(getsockopt(connection, IPPROTO_TCP, TCP_INFO, &after, &size), 0);
     EXPECT_EQ(after.tcpi_data_segs_out - before.tcpi_data_segs_out, 1u);
+}
+
+TEST_F(SocketLink, ASettingIsAcknowledgedAtOnce) {
+    // A client that gathers small writes sends the query only when the setting before it has been acknowledged; a
+    // delayed acknowledgement, 40 ms, would make that the instrument's pace.
+    Client client(port);
+    constexpr int rounds = 50;
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < rounds; ++i) {
+        EXPECT_TRUE(client.send("TOUC\n"));
+        ASSERT_EQ(client.ask("*IDN?\n", identity.size()), identity);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, rounds * std::chrono::milliseconds(20));
+    EXPECT_EQ(touched, rounds);
 }
 
 TEST(SocketPort, MovesUpWherePort18CannotBeHadAndIsRedirectedOnce) {
