@@ -1,0 +1,108 @@
+#include "device/device.h"
+
+#include "device/device_fptrs.h"
+#include "device/device_variants.h"
+
+namespace {
+
+constexpr tvfreq hertz(int64_t value) {
+    return {value, 0};
+}
+
+constexpr tvfreq frequencyMaxTVPNM = hertz(7'000'000'000);
+constexpr tvfreq frequencyMaxTVPNX = hertz(29'500'000'000); // the analog board's
+constexpr tvfreq frequencyMinOfBoard = hertz(1'000'000);
+constexpr tvfreq defaultFrequency = hertz(100'000'000);
+
+constexpr uint32_t boardA = 0;
+constexpr uint32_t boardB = 1;
+
+Device instrument;
+const char* name = "TVPNX";
+
+const char* getName(Device*) {
+    return name;
+}
+DeviceStatusRegisters* getStatusRegisters(Device* device) {
+    return &device->statusRegisters;
+}
+int clear(Device*) {
+    return 0;
+}
+int periodic(Device*, uint32_t, uint32_t) {
+    return 0;
+}
+
+const tvfreq* getFrequency(Device* device) {
+    return &device->frequency;
+}
+const tvfreq* getFrequencyMin(Device* device) {
+    return &device->frequencyMin;
+}
+const tvfreq* getFrequencyMax(Device* device) {
+    return &device->frequencyMax;
+}
+
+int selectAlgBoardA(Device* device) {
+    device->selectedBoard = boardA;
+    return 0;
+}
+int selectAlgBoardB(Device* device) {
+    device->selectedBoard = boardB;
+    return 0;
+}
+int isAlgBoardASelected(Device* device) {
+    return device->selectedBoard == boardA;
+}
+int isAlgBoardBSelected(Device* device) {
+    return device->selectedBoard == boardB;
+}
+
+} // namespace
+
+Device* Device_create() {
+    instrument = {};
+    return &instrument;
+}
+
+void Device_setDefaults(Device* device) {
+    const bool isTVPNM = device_config_isTVPNM();
+    name = isTVPNM ? "TVPNM" : "TVPNX";
+    device->frequencyMax = isTVPNM ? frequencyMaxTVPNM : frequencyMaxTVPNX;
+    device->frequencyMin = frequencyMinOfBoard;
+    device->frequency = defaultFrequency;
+    device->selectedBoard = boardA;
+    device->rfEnabled = 0;
+    device->referenceInternal = device_config_hasInternalRef();
+}
+
+void registerDeviceFunctions() {
+    Device_getName = getName;
+    Device_getStatusRegisters = getStatusRegisters;
+    Device_clear = clear;
+    Device_periodic = periodic;
+    Device_getFrequency = getFrequency;
+    Device_getFrequencyFixed = getFrequency;
+    Device_getFrequencyMin = getFrequencyMin;
+    Device_getFrequencyMax = getFrequencyMax;
+    Device_selectPhaseNoiseAlgBoardA = selectAlgBoardA;
+    Device_selectPhaseNoiseAlgBoardB = selectAlgBoardB;
+    Device_isPhaseNoiseAlgBoardASelected = isAlgBoardASelected;
+    Device_isPhaseNoiseAlgBoardBSelected = isAlgBoardBSelected;
+}
+
+int Device_init(Device* device) {
+    registerDeviceFunctions();
+    Device_setDefaults(device);
+    if (Device_loadCalibrationData)
+        Device_loadCalibrationData(device);
+    deviceStatusRegistersInit(&device->statusRegisters);
+    if (Device_setFrequencyFixed)
+        Device_setFrequencyFixed(device, &device->frequency);
+    if (Device_setLnaGain)
+        Device_setLnaGain(device, 0);
+    selectAlgBoardA(device);
+    if (Device_printInfo)
+        Device_printInfo(device);
+    return Device_selftest ? Device_selftest(device) : 0;
+}
