@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <numbers>
 #include <utility>
 
@@ -29,6 +30,13 @@ constexpr double captureTimeMax_s = 365.0 * 86400; // a longer one may as well n
 
 constexpr double loopStart_Hz = 30, loopStartOcxo_Hz = 10, loopMax_Hz = 1e6;
 constexpr double filterDamping = 1.0, filterDampingOcxo = 0.7;
+struct Tuning {
+    double sensitivity_HzPerV; // at 100 MHz, proportional to the frequency
+    double reach_V;            // to either side of the middle
+};
+constexpr std::array<Tuning, 4> tunings{{{100, 7.2}, {250, 7.2}, {1000, 1.4}, {250, 7.2}}}; // by reference
+constexpr double tuningStated_Hz = 100e6;
+
 constexpr double phaseErrorComfortable_rad2 = 0.01, phaseErrorSlips_rad2 = 0.49;
 
 double sampleRate_Hz(const UnitBoards& boards, uint32_t stage) {
@@ -57,12 +65,19 @@ bool signalPresent(const Bench* bench) {
            dut.frequency_Hz <= bench->boards.carrierMax_Hz;
 }
 
+bool locked(const Bench* bench) {
+    const Tuning& tuning = tunings[size_t(bench->chain.reference)];
+    const double reach_Hz = tuning.reach_V * tuning.sensitivity_HzPerV * bench->sources_Hz / tuningStated_Hz;
+    return signalPresent(bench) && bench->loopsHold &&
+           std::abs(bench->dutFile.dut.frequency_Hz - bench->sources_Hz) <= reach_Hz;
+}
+
 void drawStage(Bench* bench, uint32_t number) {
     Bench::Stage& stage = bench->stages[number];
     const auto points = uint32_t(stage.buffer.size());
     if (stage.expectationOf != bench->settingsVersion || stage.expectation.sxx.size() != points) {
-        chain_expect(bench->chain, bench->dutFile.dut, signalPresent(bench), sampleRate_Hz(bench->boards, number),
-                     points, &stage.expectation);
+        chain_expect(bench->chain, bench->dutFile.dut, locked(bench), sampleRate_Hz(bench->boards, number), points,
+                     &stage.expectation);
         stage.expectationOf = bench->settingsVersion;
     }
     const uint32_t records = std::exchange(stage.pending, 0);
@@ -97,6 +112,8 @@ void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_
     bench->boards = boards;
     bench->dutFile = std::move(dutFile);
     bench->chain = {1, Reference::crystal100MHz, 0, {2 * std::numbers::pi * loopStart_Hz, filterDamping}};
+    bench->sources_Hz = 0;
+    bench->loopsHold = false;
     bench->fd = {7, FdChannel::cross, {}, {}};
     bench->fd.correlations.fill(1);
     if (boards.fpga == FpgaGeneration::second)
@@ -123,26 +140,34 @@ double bench_readLevel_dBm(Bench* bench) {
     return bench->dutFile.dut.power_dBm + levelSpread_dB * random_normal(bench->levelNoise);
 }
 
-LockState bench_closeLoops(Bench* bench) {
+double bench_countCarrier_Hz(Bench* bench) {
+    const Guard guard(bench->mutex);
+    refreshDut(bench);
+    return signalPresent(bench) ? bench->dutFile.dut.frequency_Hz : 0;
+}
+
+LockState bench_closeLoops(Bench* bench, const LockRequest& request) {
     const Guard guard(bench->mutex);
     SignalChain& chain = bench->chain;
     const Dut& dut = bench->dutFile.dut;
     const bool ocxo = chain.reference == Reference::ocxo10MHzTimes100;
-    const Loop before = chain.loop;
-    chain.loop.filterDamping = ocxo ? filterDampingOcxo : filterDamping;
-    double variance = 0;
-    for (double loop_Hz = ocxo ? loopStartOcxo_Hz : loopStart_Hz; loop_Hz <= loopMax_Hz; loop_Hz *= 2) {
-        chain.loop.wn_rad_s = 2 * std::numbers::pi * loop_Hz;
-        variance = chain_phaseErrorVariance(chain, dut);
-        if (variance <= phaseErrorComfortable_rad2)
-            break;
+    const bool fixed = request.bandwidth_Hz > 0;
+    double loop_Hz = fixed ? request.bandwidth_Hz : ocxo ? loopStartOcxo_Hz : loopStart_Hz;
+    const auto close = [&] {
+        chain.loop = {2 * std::numbers::pi * loop_Hz, ocxo ? filterDampingOcxo : filterDamping};
+        return chain_phaseErrorVariance(chain, dut);
+    };
+    double variance = close();
+    while (!fixed && variance > phaseErrorComfortable_rad2 && loop_Hz < loopMax_Hz) {
+        loop_Hz *= 2;
+        variance = close();
     }
-    if (chain.loop.wn_rad_s != before.wn_rad_s || chain.loop.filterDamping != before.filterDamping)
-        settingsChanged(bench);
-    return {signalPresent(bench) && variance < phaseErrorSlips_rad2,
+    bench->sources_Hz = request.sources_Hz;
+    bench->loopsHold = variance < phaseErrorSlips_rad2;
+    settingsChanged(bench);
+    return {locked(bench),
             chain.loop,
-            {chain_detectorSlope(chain, dut, channelA), chain_detectorSlope(chain, dut, channelB)},
-            dut.frequency_Hz};
+            {chain_detectorSlope(chain, dut, channelA), chain_detectorSlope(chain, dut, channelB)}};
 }
 
 void bench_setReference(Bench* bench, Reference reference) {

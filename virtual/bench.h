@@ -32,12 +32,17 @@ struct FdSettings {
     std::array<uint32_t, stagesMax> correlations;
 };
 
-/// The loops as closed, and what the firmware will have measured of them.
+/// Where the sources stand and how fast the loops are to be.
+struct LockRequest {
+    double sources_Hz;   // in terms of the carrier, whatever the prescaler
+    double bandwidth_Hz; // 0: the bench chooses
+};
+
+/// The loops as closed, and what a calibration of them would tell.
 struct LockState {
     bool locked;
     Loop loop;                                  // channel A
     std::array<double, channels> detectorSlope; // V/rad
-    double carrier_Hz;
 };
 
 struct Bench {
@@ -45,6 +50,8 @@ struct Bench {
     UnitBoards boards;
     DutFile dutFile;
     SignalChain chain;
+    double sources_Hz; // in terms of the carrier; 0 before the loops were closed
+    bool loopsHold;    // the phase error is small enough
     FdSettings fd;
 
     struct Stage {
@@ -70,9 +77,14 @@ void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_
 /// 0.02 dB.
 [[nodiscard]] double bench_readLevel_dBm(Bench* bench);
 
-/// Closes both loops on the DUT: the narrowest loop, from 30 Hz (10 Hz on the 10 MHz reference) up by factors of two,
-/// whose phase error stays below 0.1 rad. Not locked without a signal or where no loop up to 1 MHz holds the DUT.
-[[nodiscard]] LockState bench_closeLoops(Bench* bench);
+/// Carrier that a frequency counter sees, Hz; 0 without a signal.
+[[nodiscard]] double bench_countCarrier_Hz(Bench* bench);
+
+/// Closes both loops. Without a wanted bandwidth they get the narrowest, from 30 Hz (10 Hz on the 10 MHz reference) up
+/// by factors of two to 1 MHz, whose phase error stays below 0.1 rad. They lock when there is a signal within reach of
+/// the sources' tuning and the phase error stays below 0.7 rad. Until then, and when a new DUT is out of reach,
+/// captures hold only what comes from behind the mixer.
+LockState bench_closeLoops(Bench* bench, const LockRequest& request);
 
 void bench_setReference(Bench* bench, Reference reference);
 [[nodiscard]] Reference bench_reference(Bench* bench);

@@ -52,7 +52,7 @@ UnitBoards unitBoards_of(std::string_view serialNumber) {
     UnitBoards boards{};
     boards.analog = analogRevision(at(6));
     boards.fpga = at(9) == '6' ? FpgaGeneration::second : FpgaGeneration::first;
-    boards.hasReferenceSelection = secondGenerationSource;
+    boards.hasSourcePair = secondGenerationSource || (gate && at(10) == '7');
     boards.carrierMin_Hz = 1e6;
     boards.carrierMax_Hz = at(1) == '4' ? 7e9 : 29.5e9;
     boards.prescalerThreshold_Hz = prescalerThreshold_Hz(secondGenerationSource, at(10), boards.analog);

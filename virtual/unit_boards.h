@@ -13,9 +13,9 @@ enum class AnalogRevision { r1B, r1C, r2A, r2B, r2C, r2D };
 enum class FpgaGeneration { first, second };
 
 struct UnitBoards {
-    AnalogRevision analog;      // position 6: '2' 1C, '3' 2A, '4' 2B, '5' 2C, '6' 2D, else 1B
-    FpgaGeneration fpga;        // position 9: '6' second, else first
-    bool hasReferenceSelection; // positions 0 and 10: a source board of the second generation
+    AnalogRevision analog; // position 6: '2' 1C, '3' 2A, '4' 2B, '5' 2C, '6' 2D, else 1B
+    FpgaGeneration fpga;   // position 9: '6' second, else first
+    bool hasSourcePair;    // positions 0 and 10: two source boards, whose reference can be selected
     double carrierMin_Hz, carrierMax_Hz;
     double prescalerThreshold_Hz; // analog boards up to 2A divide until the carrier is at most this
 };

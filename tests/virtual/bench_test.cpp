@@ -29,6 +29,11 @@ std::unique_ptr<Bench> benchWith(const Dut& dut, const char* serial = secondGene
     return bench;
 }
 
+/// With the sources on the DUT.
+LockState closeLoops(Bench* bench) {
+    return bench_closeLoops(bench, {bench_countCarrier_Hz(bench), 0});
+}
+
 std::vector<SpectrumPoint> captured(Bench* bench, uint32_t stage) {
     bench_startCapture(bench);
     const std::span<const SpectrumPoint> points = bench_fetchStage(bench, stage);
@@ -96,10 +101,9 @@ TEST(Bench, TheTraceIsTheNoiseOfTheDutAtEveryPrescalerReferenceAndLevel) {
         bench_setReference(bench.get(), reference);
         bench_setIfGain(bench.get(), 32);
         bench_setFdStages(bench.get(), 8);
-        const LockState lock = bench_closeLoops(bench.get());
+        const LockState lock = closeLoops(bench.get());
         ASSERT_TRUE(lock.locked);
         EXPECT_EQ(bench_prescaler(bench.get()), prescaler);
-        EXPECT_EQ(lock.carrier_Hz, dut.frequency_Hz);
         for (uint32_t stage = 0; stage < stagesMax; ++stage) {
             bench_setFdCorrelations(bench.get(), stage, 4'000'000'000);
             const std::vector<double> level = levels(bench.get(), lock, stage, 4);
@@ -119,7 +123,7 @@ TEST(Bench, ALineStandsAtItsLevelAndDoesNotFlicker) {
     const auto bench = benchWith(dut);
     bench_setIfGain(bench.get(), 32);
     bench_setFdCorrelations(bench.get(), stage, 30);
-    const LockState lock = bench_closeLoops(bench.get());
+    const LockState lock = closeLoops(bench.get());
     const double onPoint = -10 * std::log10(rate / 512);
     for (int capture = 0; capture < 20; ++capture) {
         const std::vector<double> level = levels(bench.get(), lock, stage, 1);
@@ -139,7 +143,7 @@ TEST(Bench, OneChannelShowsItsOwnReferenceToo) {
     bench_setFdStages(bench.get(), 2);
     bench_setIfGain(bench.get(), 32);
     bench_setFdCorrelations(bench.get(), 1, 900000);
-    const LockState lock = bench_closeLoops(bench.get());
+    const LockState lock = closeLoops(bench.get());
     const auto own_dBcHz = [&](FdChannel channel, double slope) {
         bench_setFdChannel(bench.get(), channel);
         const SpectrumPoint point = captured(bench.get(), 1)[8]; // 97.8 kHz
@@ -160,7 +164,7 @@ TEST(Bench, TheDetectorSlopeFollowsFrequencyAndLevel) {
     for (const auto& [frequency, power, slope] : cases) {
         Dut dut = flatDut(frequency, -120);
         dut.power_dBm = power;
-        const LockState lock = bench_closeLoops(benchWith(dut).get());
+        const LockState lock = closeLoops(benchWith(dut).get());
         EXPECT_NEAR(lock.detectorSlope[0], slope, 1e-4) << frequency << " Hz, " << power << " dBm";
         EXPECT_NEAR(lock.detectorSlope[1], 0.94 * slope, 1e-4);
     }
@@ -175,7 +179,8 @@ TEST(Bench, WithoutACarrierNothingIsDetectedAndOnlyBackgroundIsLeft) {
     for (const Dut& dut : {off, weak, low, high}) {
         const auto bench = benchWith(dut);
         EXPECT_EQ(bench_readLevel_dBm(bench.get()), noLevel_dBm);
-        EXPECT_FALSE(bench_closeLoops(bench.get()).locked);
+        EXPECT_EQ(bench_countCarrier_Hz(bench.get()), 0);
+        EXPECT_FALSE(bench_closeLoops(bench.get(), {dut.frequency_Hz, 0}).locked);
         double sum = 0;
         for (const SpectrumPoint& point : captured(bench.get(), 1))
             sum += modulus(point) / 512;
@@ -195,16 +200,34 @@ TEST(Bench, WithoutACarrierNothingIsDetectedAndOnlyBackgroundIsLeft) {
 TEST(Bench, TheLoopWidensUntilItHoldsTheDut) {
     Dut wild = flatDut(2.4e9, -40);
     wild.noise = {{{100, 20}, {1e5, -60}, {1e6, -80}, {5e7, -120}}};
-    const auto closed = [](const Dut& dut) { return bench_closeLoops(benchWith(dut).get()); };
+    const auto closed = [](const Dut& dut) { return closeLoops(benchWith(dut).get()); };
     EXPECT_NEAR(closed(flatDut(100e6, -140)).loop.wn_rad_s, 2 * std::numbers::pi * 30, 1e-9);
     EXPECT_TRUE(closed(wild).locked);
     EXPECT_GT(closed(wild).loop.wn_rad_s, 2 * std::numbers::pi * 1e4);
     EXPECT_FALSE(closed(flatDut(100e6, -60)).locked) << "50 rad^2 in all: no loop tracks that";
 }
 
+TEST(Bench, TheSourcesMustBeWithinReachOfTheDut) {
+    const struct {
+        Reference reference;
+        double off_Hz; // in reach at 100 MHz, and no farther
+    } cases[] = {
+        {Reference::ocxo10MHzTimes100, 720}, {Reference::crystal100MHz, 1800}, {Reference::resonator1GHz, 1400}};
+    for (const auto& [reference, off] : cases) {
+        const auto bench = benchWith(flatDut(100e6, -140));
+        bench_setReference(bench.get(), reference);
+        EXPECT_TRUE(bench_closeLoops(bench.get(), {100e6 + 0.99 * off, 0}).locked);
+        EXPECT_FALSE(bench_closeLoops(bench.get(), {100e6 - 1.01 * off, 0}).locked);
+        EXPECT_LT(modulus(captured(bench.get(), 2)[100]), 1e-15);
+        EXPECT_NEAR(bench_closeLoops(bench.get(), {100e6, 77}).loop.wn_rad_s, 2 * std::numbers::pi * 77, 1e-9);
+    }
+}
+
 TEST(Bench, ASeedFixesEverySpectrumWhateverTheOrderOfFetching) {
     const Dut dut = flatDut(100e6, -130);
     const auto first = benchWith(dut), again = benchWith(dut), other = benchWith(dut, secondGeneration, 2);
+    for (Bench* bench : {first.get(), again.get(), other.get()})
+        closeLoops(bench);
     for (int capture = 0; capture < 2; ++capture) {
         for (Bench* bench : {first.get(), again.get(), other.get()})
             bench_startCapture(bench);
@@ -317,6 +340,7 @@ TEST(Bench, AChangedDutFileActsFromTheNextCapture) {
     ASSERT_TRUE(dutFile_open(&file, path, &reason)) << reason;
     Bench bench;
     bench_init(&bench, unitBoards_of(secondGeneration), file, 1);
+    EXPECT_TRUE(closeLoops(&bench).locked);
     bench_setFdCorrelations(&bench, 1, 1000000);
     const double before = modulus(captured(&bench, 1)[100]);
     write("-120.0");
