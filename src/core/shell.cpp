@@ -38,13 +38,6 @@ alignas(64) std::array<unsigned char, childStackBytes> stack_s;
 size_t stackUsedMax = 0;
 sigset_t callersMask;
 
-/// What the kernel takes and gives for a signal. All zero stands for the default action on every architecture.
-struct KernelSigaction {
-    uintptr_t handler;
-    std::array<uintptr_t, 7> rest;
-};
-constexpr size_t kernelMaskBytes = (NSIG - 1) / 8;
-
 /// What the kernel keeps of a handler.
 struct KernelHandler {
     void (*handler)(int);
