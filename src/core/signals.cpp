@@ -94,8 +94,6 @@ void startExitTimer() {
 }
 
 void requestExit(int signal) {
-    if (exitStage == ExitStage::gone && signal == SIGTERM)
-        return; // the one that exit_TV sends itself
     ExitStage expected = ExitStage::running;
     if (!exitStage.compare_exchange_strong(expected, ExitStage::requested))
         _exit(0);
@@ -140,6 +138,8 @@ void installSignalHandlers() {
 }
 
 void signal_handler(int signal) {
+    if (exitStage == ExitStage::gone && signal == SIGTERM)
+        return; // the one that exit_TV sends itself
     const int interruptedErrno = errno;
     handlerPrint("Got signal %d\n", signal);
     const char* debugText = "";
