@@ -4,6 +4,7 @@
 #include "core/process.h"
 #include "core/signals.h"
 #include "core/thread.h"
+#include "core/tv_event.h"
 #include "core/tvdebug.h"
 #include "core/user_memory.h"
 #include "device/device.h"
@@ -143,7 +144,7 @@ void initialize() {
         printd("initialize(): measure_init failed (%d)\n", error);
     scpi_parser_context parserContext{};
     parserContext.device = device;
-    parserContext.tree = commandTree();
+    parserContext.tree = scpi::commandTree();
     scpi_parser_init(&parserContext);
     Device_registerMandatoryFunctions();
 
