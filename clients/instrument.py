@@ -1,12 +1,14 @@
 """A connection to the analyzer over its raw SCPI socket, through PyVISA."""
 
 import sys
+import time
 import warnings
 from array import array
 
 import pyvisa
 
 DEFAULT_PORT = 18
+REOPENING_S = 0.5  # the port stays closed until the instrument has noticed that the client before has gone
 NO_ERROR = 0
 
 
@@ -30,20 +32,28 @@ class Instrument:
         with warnings.catch_warnings():
             warnings.simplefilter("ignore")  # optional backends that are not installed
             self._manager = pyvisa.ResourceManager("@py")
-        try:
-            self._link = self._manager.open_resource(
-                f"TCPIP::{host}::{port}::SOCKET",
-                read_termination="\n",
-                write_termination="\n",
-                open_timeout=int(1000 * timeout_s),
-                timeout=int(1000 * timeout_s),
-            )
-            self.identity = self._link.query("*IDN?")  # the backend connects late: a refusal shows here
-        except Exception as error:  # the backend lets socket and VISA errors through alike
-            self._manager.close()
-            raise InstrumentError(
-                f"no connection to {self.address}: {error}; is it on, and is no other client connected?"
-            ) from error
+        deadline = time.monotonic() + REOPENING_S
+        while True:
+            try:
+                self._link = self._manager.open_resource(
+                    f"TCPIP::{host}::{port}::SOCKET",
+                    read_termination="\n",
+                    write_termination="\n",
+                    open_timeout=int(1000 * timeout_s),
+                    timeout=int(1000 * timeout_s),
+                )
+                self.identity = self._link.query("*IDN?")  # the backend connects late: a refusal shows here
+                return
+            except Exception as error:  # the backend lets socket and VISA errors through alike
+                for link in self._manager.list_opened_resources():
+                    link.close()
+                if time.monotonic() < deadline:
+                    time.sleep(0.02)
+                    continue
+                self._manager.close()
+                raise InstrumentError(
+                    f"no connection to {self.address}: {error}; is it on, and is no other client connected?"
+                ) from error
 
     def __enter__(self):
         return self

@@ -68,7 +68,12 @@ def draw(trace, path, table=None):
     axes.plot(trace.offsets_hz, trace.noise_dbc_hz, color=TRACE_COLOUR, linewidth=1.1, label="measured", zorder=3)
     if table is not None:
         axes.plot(
-            *_table_line(table, start, stop), color=TABLE_COLOUR, linewidth=0.9, label="DUT, true noise", zorder=4
+            *_table_line(table, start, stop),
+            color=TABLE_COLOUR,
+            linewidth=1.0,
+            dashes=(5, 3),
+            label="DUT, true noise",
+            zorder=4,
         )
     if trace.spots:
         axes.plot(*zip(*trace.spots), "o", color=TRACE_COLOUR, markersize=5, markeredgecolor="white", zorder=5)

@@ -12,7 +12,7 @@ from pathlib import Path
 
 PROJECT = Path(__file__).resolve().parent.parent
 SANDBOX = PROJECT / "virtual/sandbox/sandbox"
-PROGRAM = PROJECT / "build/release/virtual/virtual-instrument"
+PROGRAM = Path(os.environ.get("VIRTUAL_INSTRUMENT", PROJECT / "build/release/virtual/virtual-instrument"))
 DEFAULT_DUT = PROJECT / "virtual/duts/default.toml"
 
 HOST = "127.0.0.1"
@@ -26,7 +26,7 @@ LISTENING = "0A"  # state column of /proc/net/tcp
 
 
 class RigError(Exception):
-    """The instrument did not start, or ended by itself. `status` is what the process left, 1 if it left none."""
+    """The instrument did not start, or ended as it should not. `status` is what the process left, 1 if it left none."""
 
     def __init__(self, text, status=1):
         super().__init__(text)
@@ -145,9 +145,9 @@ class Rig:
         raise RigError(f"the instrument does not answer after {START_TIMEOUT_S:.0f} s{self._last_words()}")
 
     def died(self):
-        """The error to report for an instrument that has ended by itself."""
+        """The error to report for an instrument that has ended as it should not."""
         status = self.process.returncode
-        return RigError(f"the instrument ended by itself with status {status}{self._last_words()}", status or 1)
+        return RigError(f"the instrument ended with status {status}{self._last_words()}", status if status > 0 else 1)
 
     def _last_words(self):
         if self.verbose or not self.log.is_file():

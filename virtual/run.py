@@ -62,6 +62,8 @@ def measure(rig, options):
     from clients import measure as client
 
     words = [f"{HOST}:{rig.port}", "--dut", options.dut, "--csv", "trace.csv", "--png", "trace.png"]
+    if not options.realtime:
+        words += ["--start", "1", "--correlations", "1000"]  # three hours on the hardware, free of charge here
     return client.main([*words, *options.measurement])
 
 
@@ -80,7 +82,10 @@ def main():
     )
     try:
         with rig:
-            return serve(rig) if options.serve else measure(rig, options)
+            status = serve(rig) if options.serve else measure(rig, options)
+        if rig.process.returncode != 0:
+            raise rig.died()
+        return status
     except RigError as error:
         print(f"run: {error}", file=sys.stderr)
         return error.status

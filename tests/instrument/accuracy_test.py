@@ -1,0 +1,103 @@
+"""The whole chain against the DUT's table: each stage's mean error within 0.2 dB and four standard errors."""
+
+import math
+import statistics
+import tomllib
+import unittest
+
+from clients import measurement
+from clients.dut_table import DutTable
+from clients.instrument import Instrument
+from tests.instrument import expected_trace
+from tests.instrument.process import HOST, PORT, ProcessTest
+from virtual.rig import PROJECT
+
+DUTS = PROJECT / "virtual/duts"
+# What the simulated 100 MHz reference adds in channel A, dBc/Hz at 100 MHz; channel B stands 0.8 dB above.
+REFERENCE = DutTable(
+    [(1, -75), (10, -105), (100, -125), (1e3, -140), (1e4, -150), (1e5, -155), (1e6, -165), (1e7, -170)]
+)
+CHANNEL_B_EXCESS_DB = 0.8
+TOLERANCE_DB = 0.2
+STANDARD_ERRORS = 4
+HIGHEST_OWN_NOISE_BIAS_DB = 3.0  # beyond, a point shows the instrument and not the DUT
+FEWEST_POINTS = 10  # a stage with less to look at is left out
+SPUR_REACH = 6  # points of the spectrum on either side that a line changes
+
+
+class Dut:
+    def __init__(self, name):
+        with open(DUTS / f"{name}.toml", "rb") as file:
+            signal = tomllib.load(file)["signal"]
+        self.path = DUTS / f"{name}.toml"
+        self.carrier_hz = signal["frequency_hz"]
+        self.power_dbm = signal["power_dbm"]
+        self.table = DutTable(signal["noise"])
+        self.spurs_hz = [offset for offset, _ in signal.get("spurs", [])]
+
+    def own_noise_share(self, offset_hz, n):
+        """C^2/D^2 of expected_trace at an offset."""
+        scale_db = 20 * math.log10(self.carrier_hz / 100e6) - self.table.level_dbc_hz(offset_hz)
+        a = 10 ** ((REFERENCE.level_dbc_hz(offset_hz) + scale_db) / 10)
+        b = a * 10 ** (CHANNEL_B_EXCESS_DB / 10)
+        return 1 / ((1 + a) * (1 + b) - 1)
+
+
+class Accuracy(ProcessTest):
+    def check(self, dut, setup, trace):
+        """Returns how many stages could be judged."""
+        judged = 0
+        stages = expected_trace.stage_points(setup.start_hz, trace.offsets_hz, trace.noise_dbc_hz)
+        for number, points in enumerate(stages):
+            n = expected_trace.records(setup.start_hz, setup.correlations, number)
+            average_bias = expected_trace.DB * (expected_trace.digamma(n) - math.log(n))
+            spacing = min((b.offset_hz - a.offset_hz for a, b in zip(points, points[1:])), default=0.0)
+            errors = []
+            for point in points:
+                if any(abs(point.offset_hz - spur) < SPUR_REACH * spacing for spur in dut.spurs_hz):
+                    continue
+                own_bias = expected_trace.own_noise_bias_db(n, dut.own_noise_share(point.offset_hz, n))
+                if own_bias > HIGHEST_OWN_NOISE_BIAS_DB:
+                    continue
+                expected = dut.table.level_dbc_hz(point.offset_hz) + average_bias + own_bias
+                errors.append(statistics.fmean(point.levels_dbc_hz) - expected)
+            if len(errors) < FEWEST_POINTS:
+                continue
+            judged += 1
+            allowed = TOLERANCE_DB + STANDARD_ERRORS * statistics.stdev(errors) / math.sqrt(len(errors))
+            self.assertLess(abs(statistics.fmean(errors)), allowed, f"stage {number}, {n} records, {setup}")
+        return judged
+
+    def measure(self, name, start_hz, runs, least_stages):
+        """`runs`: correlations and averages of each, one after the other on the same instrument."""
+        dut = Dut(name)
+        self.rig(dut=dut.path)
+        with Instrument(HOST, PORT) as instrument:
+            for correlations, averages in runs:
+                setup = measurement.Setup(start_hz=start_hz, correlations=correlations, averages=averages)
+                measurement.configure(instrument, setup)
+                measurement.run(instrument)
+                trace = measurement.fetch(instrument, setup, [])
+                with self.subTest(dut=name, correlations=correlations, averages=averages):
+                    self.assertAlmostEqual(trace.carrier_hz / dut.carrier_hz, 1.0, delta=1e-6)
+                    self.assertAlmostEqual(trace.power_dbm, dut.power_dbm, delta=0.5)
+                    self.assertGreaterEqual(self.check(dut, setup, trace), least_stages)
+
+    def test_a_crystal_oscillator_with_spurs_from_1_hz(self):
+        self.measure("default", 1.0, [(1, 1), (10, 1), (100, 2), (1, 16), (1, 1)], least_stages=6)
+
+    def test_a_voltage_controlled_crystal_oscillator_from_1_hz(self):
+        self.measure("vcxo-100mhz", 1.0, [(1, 1), (1, 16), (10, 4), (100, 1)], least_stages=8)
+
+    def test_a_voltage_controlled_oscillator_from_10_hz_and_1_khz(self):
+        self.measure("vco-150mhz", 10.0, [(1, 4), (10, 4)], least_stages=6)
+
+    def test_an_integrated_oscillator_behind_the_prescaler(self):
+        self.measure("vco-2g4", 1e3, [(1, 1), (10, 4)], least_stages=4)
+
+    def test_a_synthesizer_at_12_ghz(self):
+        self.measure("pll-11g8", 1e3, [(10, 4)], least_stages=2)
+
+
+if __name__ == "__main__":
+    unittest.main()

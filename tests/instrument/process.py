@@ -1,0 +1,95 @@
+"""What the whole-process tests share: an instrument for one test, and the programs that talk to it."""
+
+import os
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+from virtual.rig import HOST, PROJECT, Rig
+
+RUN = [sys.executable, "-B", str(PROJECT / "virtual/run.py")]
+PORT = 18  # ours in the private network
+QUICK_DUT = PROJECT / "virtual/duts/vcxo-100mhz.toml"
+
+
+def receive_line(connection):
+    """Bytes up to the first newline; what came if the peer closes before."""
+    received = b""
+    while not received.endswith(b"\n"):
+        piece = connection.recv(1)
+        if not piece:
+            break
+        received += piece
+    return received
+
+
+def connect(timeout_s=10.0):
+    """A plain TCP connection that the instrument serves. Its port stays closed until it has noticed that the client before
+    has gone, and one that comes in the moment in between is turned away."""
+    deadline = time.monotonic() + timeout_s
+    while True:
+        try:
+            connection = socket.create_connection((HOST, PORT), timeout=timeout_s)
+            connection.sendall(b"*OPC?\n")
+            if receive_line(connection) == b"1\n":
+                return connection
+        except (ConnectionRefusedError, ConnectionResetError):
+            pass
+        if time.monotonic() > deadline:
+            raise TimeoutError("the instrument serves no client")
+        time.sleep(0.005)
+
+
+class ProcessTest(unittest.TestCase):
+    """Gives each test a unit of its own and looks for its crash log at the end."""
+
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.directory = Path(directory.name)
+        self.state = self.directory / "unit"
+        self.addCleanup(self.expect_no_crash)
+
+    def expect_no_crash(self):
+        log = self.state / "tolvane/segv"
+        self.assertFalse(log.exists(), f"the firmware crashed:\n{log.read_text() if log.exists() else ''}")
+
+    def rig(self, **options):
+        """An instrument that runs until the test ends, and then ends in order."""
+        rig = Rig(state=self.state, **{"dut": QUICK_DUT, **options})
+        self.addCleanup(self.expect_orderly_end, rig)
+        rig.start()
+        return rig
+
+    def expect_orderly_end(self, rig):
+        rig.stop()
+        self.assertEqual(rig.process.returncode, 0)
+
+    def run_serve(self, *words):
+        """./run --serve as a user starts it. Returns the process, once it has said that it is ready."""
+        process = subprocess.Popen(
+            [*RUN, "--serve", "--state", str(self.state), *words],
+            cwd=self.directory,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            text=True,
+        )
+        self.addCleanup(self.expect_orderly_end_of_run, process)
+        self.assertEqual(process.stdout.readline(), f"ready tcp={HOST}:{PORT}\n")
+        return process
+
+    def expect_orderly_end_of_run(self, process):
+        process.send_signal(signal.SIGINT)
+        output, errors = process.communicate(timeout=10)
+        self.assertEqual((process.returncode, output), (0, ""), errors)
+
+    def run_to_end(self, *words):
+        """./run to its end. Returns the finished process."""
+        return subprocess.run(
+            [*RUN, "--state", str(self.state), *words], cwd=self.directory, capture_output=True, text=True, timeout=60
+        )

@@ -1,0 +1,117 @@
+"""./run as a user sees it: serving, measuring, ending, and what it says when it cannot."""
+
+import signal
+import subprocess
+import time
+import unittest
+
+from clients import measurement
+from clients.instrument import Instrument
+from tests.instrument.process import HOST, PORT, QUICK_DUT, ProcessTest, connect, receive_line
+
+DUT = """[signal]
+frequency_hz = {frequency}
+power_dbm = 8.0
+noise = [[10, -75], [100, -100], [1e3, -130], [1e4, -145], [1e5, -155], [1e6, -160]]
+"""
+SHORT = ["--", "--start", "1000", "--correlations", "2"]
+
+
+class Run(ProcessTest):
+    def carrier_of_a_run(self, instrument):
+        measurement.configure(instrument, measurement.Setup(start_hz=1e3))
+        measurement.run(instrument)
+        return instrument.number("CALC:FREQ?")
+
+    def test_it_measures_prints_the_figures_and_leaves_a_table_and_a_picture(self):
+        done = self.run_to_end("--dut", str(QUICK_DUT), *SHORT)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertRegex(done.stdout, r"carrier +100\.0000\d\d MHz\nlevel +[78]\.\d\d dBm\n")
+        self.assertRegex(done.stdout, r"10 kHz +-14[3-7]\.\d\d dBc/Hz")
+        self.assertEqual((self.directory / "trace.png").read_bytes()[:8], b"\x89PNG\r\n\x1a\n")
+        lines = (self.directory / "trace.csv").read_text().splitlines()
+        rows = [line for line in lines if not line.startswith("#")]
+        self.assertIn("# correlations: 2", lines)
+        self.assertEqual(rows[0], "offset_hz,noise_dbc_per_hz")
+        self.assertEqual((float(rows[1].split(",")[0]), float(rows[-1].split(",")[0])), (1e3, 5e7))
+
+    def test_a_seed_gives_the_same_trace_every_time(self):
+        traces = []
+        for seed in ("5", "5", "6"):
+            self.assertEqual(self.run_to_end("--seed", seed, *SHORT).returncode, 0)
+            text = (self.directory / "trace.csv").read_text()
+            traces.append([line for line in text.splitlines() if not line.startswith("# date")])
+        self.assertEqual(traces[0], traces[1])
+        self.assertNotEqual(traces[0], traces[2])
+
+    def test_ctrl_c_ends_it_within_a_second_with_a_client_connected(self):
+        process = self.run_serve()
+        with connect():
+            started = time.monotonic()
+            process.send_signal(signal.SIGINT)
+            self.assertEqual(process.wait(5), 0)
+            self.assertLess(time.monotonic() - started, 1.0)
+        self.assertEqual(process.stderr.read(), "")
+
+    def test_ctrl_c_ends_it_within_a_second_in_the_middle_of_a_run(self):
+        process = self.run_serve("--realtime")
+        with connect() as client:
+            client.sendall(b"SENS:PN:FREQ:STAR 1\nINIT\nCALC:PN:PREL:AVER?\n")
+            self.assertEqual(receive_line(client), b"0\n")
+            started = time.monotonic()
+            process.send_signal(signal.SIGINT)
+            self.assertEqual(process.wait(5), 0)
+            self.assertLess(time.monotonic() - started, 1.0)
+
+    def test_a_second_instance_says_that_the_port_is_taken(self):
+        self.run_serve()
+        second = self.run_to_end("--serve", "--state", str(self.directory / "other"))
+        self.assertNotEqual(second.returncode, 0)
+        self.assertRegex(second.stderr, r"port \d+ is taken")
+        with connect():  # and the first has not noticed
+            pass
+
+    def test_a_bad_dut_is_refused_with_its_file_line_and_reason(self):
+        path = self.directory / "bad.toml"
+        path.write_text(DUT.format(frequency="100e6") + "colour = 3\n")
+        done = self.run_to_end("--serve", "--dut", "bad.toml")
+        self.assertNotEqual(done.returncode, 0)
+        self.assertRegex(done.stderr, r"bad\.toml:5: .*colour")
+        absent = self.run_to_end("--dut", "absent.toml")
+        self.assertNotEqual(absent.returncode, 0)
+        self.assertIn("absent.toml", absent.stderr)
+
+    def test_an_edited_dut_is_in_force_at_the_next_run_and_a_broken_one_is_not(self):
+        path = self.directory / "my dut.toml"
+        path.write_text(DUT.format(frequency="100e6"))
+        process = self.run_serve("--dut", "my dut.toml")
+
+        def edit(text):  # as editors do: a new file in the place of the old
+            (self.directory / "new").write_text(text)
+            (self.directory / "new").rename(path)
+
+        with Instrument(HOST, PORT) as instrument:
+            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 100e6, delta=10)
+            edit(DUT.format(frequency="110e6"))
+            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 110e6, delta=10)
+            edit("[signal\n")
+            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 110e6, delta=10)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(5), 0)
+        self.assertRegex(process.stderr.read(), r"^[^\n]*my dut\.toml:1: [^\n]*\n$")
+
+    def test_a_restart_command_restarts_the_unit_with_its_file_tree(self):
+        self.run_serve()
+        with connect() as client:
+            client.sendall(b'SYST:NAME "bench 3"\n*OPC?\n')
+            self.assertEqual(receive_line(client), b"1\n")
+            client.sendall(b"SYST:REST\n")
+            self.assertEqual(receive_line(client), b"")  # the connection ends with the unit
+        with connect() as client:
+            client.sendall(b"SYST:NAME?\n")
+            self.assertEqual(receive_line(client), b'"bench 3"\n')
+        self.assertEqual((self.state / "unit/calls.log").read_text().count("shutdown -r now"), 1)
+
+
+if __name__ == "__main__":
+    unittest.main()
