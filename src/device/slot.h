@@ -9,8 +9,9 @@ struct Device;
 /// The stand-by of all slots: prints one line on the debug channel, counts the call and returns 0.
 int Device_unregisteredFunction();
 
-/// Calls that reached an empty slot since the last command. Counts for the debug channel only.
-inline int32_t Device_unregisteredFunctionCalls = 0;
+/// Calls of this thread that reached an empty slot since the last command. Counts for the debug channel only; a run's
+/// calls are its own thread's and do not count for a command.
+inline thread_local int32_t Device_unregisteredFunctionCalls = 0;
 
 template <class Signature> class Slot;
 
