@@ -1,6 +1,7 @@
 """The program behind ./run: starts the virtual instrument and measures the device under test, or serves clients."""
 
 import argparse
+import os
 import signal
 import sys
 from pathlib import Path
@@ -50,10 +51,10 @@ def serve(rig):
     """Waits for Ctrl-C. Returns the exit status."""
     print(f"ready tcp={HOST}:{rig.port}", flush=True)
     try:
-        rig.process.wait()
+        os.waitid(os.P_PID, rig.process.pid, os.WEXITED | os.WNOWAIT)
     except KeyboardInterrupt:
         return 0
-    if rig.process.returncode == 0:
+    if rig.process.wait() == 0:
         return 0  # switched off by a command
     raise rig.died()
 
