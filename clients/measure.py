@@ -31,11 +31,11 @@ class ProgressBar:
             return
         setup = self.setup
         total = setup.averages * setup.correlations
-        done = min(averages * setup.correlations + max(correlations, 0), total)
+        done = min(averages * setup.correlations + correlations, total)
         filled = BAR_CELLS * done // total
         state = (
             f"average {min(averages + 1, setup.averages)}/{setup.averages}, "
-            f"correlation {max(correlations, 0)}/{setup.correlations}"
+            f"correlation {correlations}/{setup.correlations}"
             if done
             else "searching, locking, first capture"
         )

@@ -5,7 +5,7 @@ import time
 from dataclasses import dataclass, field
 from datetime import datetime, timezone
 
-from clients.instrument import InstrumentError
+from clients.instrument import NO_ERROR, InstrumentError
 
 TIMEOUT = -393416  # what a wait leaves in the error queue when the run has not ended in time
 POLL_S = 0.05
@@ -79,7 +79,7 @@ class Trace:
 def configure(instrument, setup):
     """Sends the set-up. Raises InstrumentError, naming the command, at the first that the instrument refuses."""
     instrument.write("*CLS")
-    while instrument.next_error()[0] != 0:
+    while instrument.next_error()[0] != NO_ERROR:
         pass  # what earlier clients left behind is not ours
     for command in setup.commands():
         try:
@@ -88,24 +88,33 @@ def configure(instrument, setup):
             raise InstrumentError(f"{command}: {error}", error.code) from error
 
 
-def run(instrument, progress=lambda averages, correlations: None):
-    """Starts a run and returns when it has ended. `progress` is called about 20 times a second with the iterations and,
-    in the present one, the correlations done so far. Raises InstrumentError if the run fails.
+def _wait(instrument, what):
+    """Waits for a millisecond. Returns whether what was waited for has come. Raises InstrumentError if the run failed.
 
-    While a wait command waits, the instrument answers nobody, so the wait is asked for one millisecond at a time.
+    While a wait command waits the instrument answers nobody, so it is never asked for longer.
+    """
+    instrument.write(f"CALC:WAIT:AVER {what},1")
+    code, text = instrument.next_error()
+    if code not in (NO_ERROR, TIMEOUT):
+        raise InstrumentError(f'{code},"{text}"', code)
+    return code == NO_ERROR
+
+
+def run(instrument, progress=lambda averages, correlations: None):
+    """Starts a run and returns when it has ended. `progress` is called about 20 times a second with the averages done and
+    the correlations done towards the next one. Raises InstrumentError if the run fails.
+
+    The instrument counts correlations when it prepares a preliminary result, which it does when asked. Its count reads -1
+    from then until the result stands.
     """
     instrument.write("INIT")
-    while True:
-        instrument.write("CALC:WAIT:AVER ALL,1")
-        code, text = instrument.next_error()
-        if code == 0:
-            return
-        if code != TIMEOUT:
-            raise InstrumentError(f'{code},"{text}"', code)
-        progress(
-            int(instrument.query("CALC:PN:PREL:AVER?")),
-            int(instrument.query("CALC:PN:PREL:CORR?")),
-        )
+    correlations = 0
+    while not _wait(instrument, "ALL"):
+        counted = int(instrument.query("CALC:PN:PREL:CORR?"))
+        if counted >= 0:
+            correlations = counted
+            _wait(instrument, "NEXT")
+        progress(int(instrument.query("CALC:PN:PREL:AVER?")), correlations)
         time.sleep(POLL_S)
 
 

@@ -17,11 +17,10 @@ class Clients(ProcessTest):
     def test_pyvisa_measures_and_reads_a_trace_that_holds_newlines(self):
         self.rig()
         setup = measurement.Setup(start_hz=1e3, stop_hz=1e6, correlations=10, averages=2, points_per_decade=100)
-        seen = []
         with Instrument(HOST, PORT) as instrument:
             self.assertRegex(instrument.identity, IDENTITY)
             measurement.configure(instrument, setup)
-            measurement.run(instrument, lambda *done: seen.append(done))
+            measurement.run(instrument)
             trace = measurement.fetch(instrument, setup, [1e4, 1e5])
             raw = instrument.block("CALC:PN:TRAC:FREQ?")
             self.assertEqual(instrument.query("SYST:ERR?"), '0,"No error"')
@@ -57,6 +56,26 @@ class Clients(ProcessTest):
             for piece in (b"*O", b"PC", b"?\n*OPC?", b"\nSYST:VERS?\n"):
                 link.sendall(piece)
             self.assertEqual([receive_line(link) for _ in range(3)], [b"1\n", b"1\n", b"1999.0\n"])
+
+    def test_a_long_run_tells_how_far_it_is_and_can_be_aborted(self):
+        self.rig(realtime=True)
+        setup = measurement.Setup(start_hz=10.0, correlations=1000)  # a quarter of an hour in 1000 captures
+
+        class Aborted(Exception):
+            pass
+
+        def abort_after_the_first_captures(averages, correlations):
+            self.assertEqual(averages, 0)
+            if correlations > 0:
+                raise Aborted
+
+        with Instrument(HOST, PORT) as instrument:
+            measurement.configure(instrument, setup)
+            with self.assertRaises(Aborted):
+                measurement.run(instrument, abort_after_the_first_captures)
+            instrument.write("ABOR")
+            instrument.command("CALC:WAIT:AVER ALL,4000")
+            self.assertEqual(len(measurement.fetch(instrument, setup, []).noise_dbc_hz), 6 * 120 + 1)
 
     def test_a_failed_run_is_reported_with_the_instruments_own_words(self):
         self.rig()
