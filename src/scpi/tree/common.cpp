@@ -1,0 +1,119 @@
+#include "scpi/tree/common.h"
+
+#include "device/device_config.h"
+#include "scpi/parser.h"
+#include "scpi/settings_store.h"
+#include "scpi/status.h"
+#include "scpi/tree/status.h"
+
+namespace scpi {
+namespace {
+
+constexpr char maker[] = "Tolvane AG";
+constexpr int32_t settingsNumberMax = 999;
+
+/// An 8-bit register with a getter and a setter.
+template <auto get, auto set> void registerByte(Unit& unit) {
+    DeviceStatusRegisters* const registers = statusRegisters(unit);
+    if (registers == nullptr)
+        return;
+    if (unit.mode == modeQuery) {
+        if (noParameters(unit))
+            answerUint(unit, get(registers));
+    } else if (char* const text = onlyParameter(unit); text != nullptr) {
+        uint32_t value = 0;
+        unit.errorCode = scpi_str2uint(text, &value);
+        if (unit.errorCode == 0)
+            set(registers, value);
+    }
+}
+
+/// Runs an operation of the settings store on the number that is the header's suffix.
+void onStoredSettings(Unit& unit, int32_t (*run)(scpi_link*, int32_t)) {
+    if (unit.index <= settingsNumberMax && noParameters(unit))
+        unit.errorCode = run(unit.link, unit.index);
+}
+
+int32_t recallOverReset(scpi_link* link, int32_t number) {
+    if (Device_reset)
+        Device_reset(parser->device);
+    return scpi_recallDeviceSettings(link, number);
+}
+
+} // namespace
+
+void common_clearStatus(Unit& unit) {
+    if (!noParameters(unit))
+        return;
+    if (DeviceStatusRegisters* const registers = statusRegisters(unit); registers != nullptr)
+        statusregister_clearEvents(registers);
+    scpi_clearErrorQueue(&parser->errors);
+    unit.errorCode = 0;
+}
+
+void common_eventEnable(Unit& unit) {
+    registerByte<statusregister_getEse, statusregister_setEse>(unit);
+}
+void common_serviceEnable(Unit& unit) {
+    registerByte<statusregister_getSre, statusregister_setSre>(unit);
+}
+
+void common_eventStatus(Unit& unit) {
+    if (const DeviceStatusRegisters* const registers = statusRegisters(unit); registers != nullptr)
+        if (noParameters(unit))
+            answerUint(unit, statusregister_getEsr(registers));
+}
+
+void common_statusByte(Unit& unit) {
+    if (const DeviceStatusRegisters* const registers = statusRegisters(unit); registers != nullptr)
+        if (noParameters(unit))
+            answerInt(unit, statusregister_getStb(registers) & 0xFF);
+}
+
+void common_identify(Unit& unit) {
+    if (!noParameters(unit))
+        return;
+    const char* const model = Device_getName ? Device_getName(unit.device) : "undefined";
+    answerText(unit, {maker, ",", model, device_config_getModelNameExt_bracketed(), ",", device_config_getSN(), ",",
+                      device_config_getFWVersion()});
+    unit.quiet = unit.errorCode == 0;
+}
+
+void common_options(Unit& unit) {
+    if (!noParameters(unit))
+        return;
+    std::array<char, optionsTextSize> options{};
+    device_config_getOptionsString(options.data());
+    answerQuoted(unit, options.data());
+}
+
+void common_operationComplete(Unit& unit) {
+    if (!noParameters(unit))
+        return;
+    if (unit.mode == modeQuery)
+        answerText(unit, {"1"});
+    else
+        unit.errorCode = 0;
+}
+
+void common_wait(Unit& unit) {
+    if (noParameters(unit))
+        unit.errorCode = 0;
+}
+
+void common_selftest(Unit& unit) {
+    if (noParameters(unit))
+        answerInt(unit, Device_selftest ? static_cast<int16_t>(Device_selftest(unit.device)) : 0);
+}
+
+void common_save(Unit& unit) {
+    onStoredSettings(unit, scpi_storeDeviceSettings);
+}
+void common_deleteSaved(Unit& unit) {
+    onStoredSettings(unit, scpi_deleteDeviceSettings);
+}
+void common_recall(Unit& unit) {
+    onStoredSettings(unit, recallOverReset);
+}
+
+} // namespace scpi

@@ -1,0 +1,39 @@
+#pragma once
+/// Common commands of IEEE 488.2.
+
+#include "scpi/tree/leaves.h"
+
+namespace scpi {
+
+void common_clearStatus(Unit& unit);
+void common_eventEnable(Unit& unit);
+void common_eventStatus(Unit& unit);
+void common_identify(Unit& unit);
+void common_operationComplete(Unit& unit);
+void common_options(Unit& unit);
+void common_recall(Unit& unit);
+void common_save(Unit& unit);
+void common_deleteSaved(Unit& unit);
+void common_serviceEnable(Unit& unit);
+void common_statusByte(Unit& unit);
+void common_selftest(Unit& unit);
+void common_wait(Unit& unit);
+
+inline constexpr Row commonRows[] = {
+    {"*CLS", S, common_clearStatus, "", "Clear the events of all status registers and the error queue"},
+    {"*ESE", QS, common_eventEnable, "<0 to 255>", "Standard event enable register"},
+    {"*ESR", Q, common_eventStatus, "", "Standard event status register; reading does not clear it"},
+    {"*IDN", Q, common_identify, "", "Maker, model with its extension, serial number, firmware version"},
+    {"*OPC", QS, common_operationComplete, "", "1: each command has ended when the next one runs"},
+    {"*OPT", Q, common_options, "", "Installed options, quoted"},
+    {"*RCL<n>", S, common_recall, "", "Recall stored settings n, 0 to 999; nothing happens if there are none"},
+    {"*RST", S, action<Automeasure_config_reset>, "", "Measurement configuration to its defaults"},
+    {"*SAV<n>", S, common_save, "", "Store the settings as n, 0 to 999"},
+    {"*SDS<n>", S, common_deleteSaved, "", "Delete stored settings n, 0 to 999"},
+    {"*SRE", QS, common_serviceEnable, "<0 to 255>", "Service request enable register"},
+    {"*STB", Q, common_statusByte, "", "Status byte; always 0, no event becomes a service request"},
+    {"*TST", Q, common_selftest, "", "Self test; 0 is good"},
+    {"*WAI", S, common_wait, "", "Does nothing: each command has ended when the next one runs"},
+};
+
+} // namespace scpi

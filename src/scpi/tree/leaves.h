@@ -1,0 +1,221 @@
+#pragma once
+/// What makes a row of the command tree one line: handlers of the common kinds as templates over device slots, and the
+/// few operations on a message unit that all handlers share.
+///
+/// A handler runs only what its slots offer. A slot that is not there leaves the unit's error as it came, -113, so the
+/// command answers as absent. Slots are tested first, then parameters are taken, then the device is asked: what is
+/// wrong with a parameter changes nothing.
+
+#include "device/device_fptrs.h"
+#include "scpi/nodes.h"
+#include "scpi/unit.h"
+
+#include <array>
+#include <cstddef>
+#include <initializer_list>
+#include <span>
+#include <string_view>
+#include <type_traits>
+
+namespace scpi {
+
+// Parameters. Each tells in the unit's error what is wrong (-108, -109, -350).
+
+/// True if the unit has no parameters.
+[[nodiscard]] bool noParameters(Unit& unit);
+/// The only parameter of the unit, or null.
+[[nodiscard]] char* onlyParameter(Unit& unit);
+/// Takes up to `fields.size()` parameters. Returns their number, or -1.
+[[nodiscard]] int upToParameters(Unit& unit, std::span<char*> fields);
+
+// Answers. They set the unit's error to 0, or to -400 with no answer at all if the room is too small.
+
+/// Joins the pieces. Nothing at all is still an answer: an empty line.
+void answerText(Unit& unit, std::initializer_list<std::string_view> pieces);
+/// In double quotes.
+void answerQuoted(Unit& unit, const char* text);
+void answerInt(Unit& unit, int32_t value);
+void answerUint(Unit& unit, uint32_t value);
+/// Starts a definite-length block "#<digits><length><bytes>" over memory that stays where it is. A negative number of
+/// bytes is an error code instead.
+void answerBlock(Unit& unit, int bytes, const void* data);
+/// The same with the binary framing.
+void answerBinaryBlock(Unit& unit, int bytes, const void* data);
+
+// Keywords.
+
+/// A word of a setting that the device knows by a number. `literal` is written like a node of a header; `reply` is what
+/// a query answers.
+struct Word {
+    const char* literal;
+    const char* reply;
+    int32_t code;
+};
+
+/// A word of a setting that has device functions of its own. Without `is` the word is what remains when no other one is
+/// true; without `set` it is known and cannot be set.
+struct Choice {
+    const char* literal;
+    const char* reply;
+    const Slot<int(Device*)>* is;
+    const Slot<int(Device*)>* set;
+};
+
+/// The word that the only parameter names, or null: what is wrong with the parameter, or -113 for another word.
+[[nodiscard]] const Word* wordParameter(Unit& unit, std::span<const Word> words);
+/// Answers the word of a code. False for a code without a word, which leaves the unit alone.
+bool answerWord(Unit& unit, std::span<const Word> words, int32_t code);
+/// Sets the choice that the only parameter names. Returns it, or null if that failed.
+const Choice* setChoice(Unit& unit, std::span<const Choice> choices);
+/// Query and set of a setting made of choices.
+void chooseOrAnswer(Unit& unit, std::span<const Choice> choices);
+
+/// "INTernal|EXTernal": the literals of a table of words or choices, for the manual.
+template <auto& table> class JoinedLiterals {
+    static constexpr size_t length() {
+        size_t sum = 0;
+        for (const auto& row : table)
+            sum += std::string_view(row.literal).size() + 1;
+        return sum;
+    }
+    static constexpr std::array<char, length()> join() {
+        std::array<char, length()> text{};
+        auto at = text.begin();
+        for (const auto& row : table) {
+            for (const char c : std::string_view(row.literal))
+                *at++ = c;
+            *at++ = '|';
+        }
+        text.back() = 0;
+        return text;
+    }
+
+public:
+    static constexpr std::array<char, length()> joined = join();
+};
+template <auto& table> inline constexpr const char* wordsOf = JoinedLiterals<table>::joined.data();
+
+// Leaves. Slots are named in the order of the typed nodes: get, set, min, max for numbers; get, enable, disable for
+// switches. `absent` stands for a slot that the row does not have.
+
+struct Absent {};
+inline constexpr Absent absent{};
+
+template <auto& slot> constexpr auto slotOrNull() {
+    if constexpr (std::is_same_v<std::remove_cvref_t<decltype(slot)>, Absent>)
+        return nullptr;
+    else
+        return &slot;
+}
+
+template <auto node, auto&... slots> void leaf(Unit& unit) {
+    node(unit, {slotOrNull<slots>()...});
+}
+
+template <auto&... slots> inline constexpr Handler node_freq = leaf<scpi_node_freq, slots...>;
+template <auto&... slots> inline constexpr Handler node_double = leaf<scpi_node_double, slots...>;
+template <auto&... slots> inline constexpr Handler node_int32 = leaf<scpi_node_int32, slots...>;
+template <auto&... slots> inline constexpr Handler node_uint32 = leaf<scpi_node_uint32, slots...>;
+template <auto&... slots> inline constexpr Handler node_bool = leaf<scpi_node_bool, slots...>;
+template <auto&... slots> inline constexpr Handler node_index_double = leaf<scpi_node_index_double, slots...>;
+template <auto&... slots> inline constexpr Handler node_index_bool = leaf<scpi_node_index_bool, slots...>;
+
+/// A measured level. No row of the tree sets one, so the unit of a number without a suffix does not matter.
+template <auto& get> void node_pow(Unit& unit) {
+    scpi_node_pow(unit, 0, {.get = &get});
+}
+
+/// A measured time, answered in exponential form.
+template <auto& get> void node_seconds(Unit& unit) {
+    scpi_node_dblunit(unit, &unitTime, {.get = &get});
+}
+
+/// An action without parameters whose result is the error.
+template <auto& act> void action(Unit& unit) {
+    if (act && noParameters(unit))
+        unit.errorCode = act(unit.device);
+}
+
+/// An action that takes one unsigned number.
+template <auto& act> void unsignedAction(Unit& unit) {
+    uint32_t value = 0;
+    if (!act)
+        return;
+    if (char* const text = onlyParameter(unit); text != nullptr)
+        if (unit.errorCode = scpi_str2uint(text, &value); unit.errorCode == 0)
+            unit.errorCode = act(unit.device, value);
+}
+
+/// "%d" of a reading.
+template <auto& get> void reading(Unit& unit) {
+    if (get && noParameters(unit))
+        answerInt(unit, static_cast<int32_t>(get(unit.device)));
+}
+
+/// "%d" of a reading of the element that the node's suffix names.
+template <auto& get> void indexReading(Unit& unit) {
+    if (get && noParameters(unit))
+        answerInt(unit, static_cast<int32_t>(get(unit.device, static_cast<uint32_t>(unit.index))));
+}
+
+/// A count that has no limits to ask for: "%d" and one unsigned number.
+template <auto& get, auto& set> void count(Unit& unit) {
+    if (unit.mode == modeQuery)
+        reading<get>(unit);
+    else
+        unsignedAction<set>(unit);
+}
+
+/// An array of results.
+template <auto& get> void trace(Unit& unit) {
+    if (!get || !noParameters(unit))
+        return;
+    const float* data = nullptr;
+    const int bytes = get(unit.device, &data);
+    answerBlock(unit, bytes, data);
+}
+
+/// A setting that is a word for a number.
+template <auto& words, auto& set, auto& get = absent> void keyword(Unit& unit) {
+    if constexpr (!std::is_same_v<std::remove_cvref_t<decltype(get)>, Absent>)
+        if (unit.mode == modeQuery) {
+            if (get && noParameters(unit))
+                answerWord(unit, words, get(unit.device));
+            return;
+        }
+    if (set)
+        if (const Word* const word = wordParameter(unit, words); word != nullptr)
+            unit.errorCode = set(unit.device, word->code);
+}
+
+/// A setting with device functions for each word.
+template <auto& choices> void choice(Unit& unit) {
+    chooseOrAnswer(unit, choices);
+}
+
+/// A header of other instruments of the line, absent here. Without a row the rest of such a header would be looked for
+/// further down the tree.
+void absentHere(Unit& unit);
+/// A header that is taken for a later use: a note for developers, and -113.
+void noteNotDone(Unit& unit);
+
+// Measurement modes, as numbers of the device table.
+
+inline constexpr int modePn = 0;
+inline constexpr int modeApn = 1;
+inline constexpr int modeBaseband = 2;
+inline constexpr int modeTransient = 5;
+inline constexpr int modeVco = 6;
+
+/// Makes the functions of the configuration address the one of a mode.
+void selectConfiguration(Device* device, int mode);
+
+template <int mode, Handler handler> void inMode(Unit& unit) {
+    selectConfiguration(unit.device, mode);
+    handler(unit);
+}
+template <Handler handler> inline constexpr Handler inPn = inMode<modePn, handler>;
+template <Handler handler> inline constexpr Handler inBaseband = inMode<modeBaseband, handler>;
+template <Handler handler> inline constexpr Handler inVco = inMode<modeVco, handler>;
+
+} // namespace scpi

@@ -1,0 +1,47 @@
+#pragma once
+/// SENSe: what to measure, and how. The phase noise and oscillator rows have files of their own.
+
+#include "scpi/tree/keywords.h"
+#include "scpi/tree/leaves.h"
+
+namespace scpi {
+
+void sense_internalReference(Unit& unit);
+
+inline constexpr Row senseRows[] = {
+    {"SENSe:MODE", QS,
+     keyword<measurementModes, Automeasure_config_setMeasurementMode, Automeasure_config_getMeasurementMode>,
+     wordsOf<measurementModes>, "Measurement mode; the query answers PN, APN, BB, VCO or TRANS"},
+    {"SENSe:FREQuency", QS,
+     inPn<node_double<Automeasure_config_getFrequency, Automeasure_config_setFrequency,
+                      Automeasure_config_getMinFrequency, Automeasure_config_getMaxFrequency>>,
+     "<Hz>|MIN|MAX", "Carrier frequency of the device under test"},
+    {"SENSe:FREQuency:AUTO", QS,
+     inPn<node_bool<Automeasure_config_isAutoFrequency, Automeasure_config_enableAutoFrequency,
+                    Automeasure_config_disableAutoFrequency>>,
+     "ON|OFF", "Search the carrier automatically"},
+    {"SENSe:FREQuency:DETect", QS,
+     inPn<keyword<redoWords, Automeasure_config_setRedoFrequency, Automeasure_config_getRedoFrequency>>,
+     wordsOf<redoWords>, "When the search repeats; the query answers ALW, ONCE or NEV"},
+    {"SENSe:FREQuency:EXECute", QS, inPn<action<Automeasure_config_searchForDUT>>, "",
+     "Search for the device under test now"},
+    {"SENSe:POWer:EXECute", QS, inPn<action<Automeasure_config_searchForDUT>>, "",
+     "Search for the device under test now"},
+    {"SENSe:RESet", S, action<Automeasure_config_resetDetectFlags>, "",
+     "Forget the detected values of the selected configuration"},
+    {"SENSe:PATH", S, keyword<pathWords, Device_setPath>, wordsOf<pathWords>, "Analog path"},
+    {"SENSe:BB:METHod", S, inBaseband<keyword<basebandMethods, Automeasure_configBB_setMeasurementMethod>>,
+     wordsOf<basebandMethods>, "Baseband method"},
+    {"SENSe:ADC:ROSCillator:SOUR", QS, choice<sampleClockReferences>, wordsOf<sampleClockReferences>,
+     "10 MHz reference of the sampling clock; the query answers INT or EXT"},
+    {"SENSe:ADC:ROSCillator:LOCKed", Q, reading<Device_isReferenceSource10MLocked>, "",
+     "1 while the sampling clock is locked to its reference"},
+    {"SENSe:ROSCillator:INTernal", QS, sense_internalReference, "<0 to 3>",
+     "Internal reference: 10 MHz x 100, 100 MHz x 10, 1 GHz, 100 MHz PLL x 10"},
+    {"SENSe:ROSCillator:INTernal:LOWNoise", QS,
+     node_bool<Device_isReferenceLownoiseEnabled, Device_enableReferenceLownoise, Device_disableReferenceLownoise>,
+     "ON|OFF", "Low-noise mode of the internal reference"},
+    {"SENSe:TRANsient", QS, noteNotDone, "", nullptr},
+};
+
+} // namespace scpi

@@ -1,0 +1,55 @@
+#pragma once
+/// SYSTem: the error queue, identity, network and link settings.
+
+#include "device/device_config_lan.h"
+#include "scpi/tree/leaves.h"
+
+namespace scpi {
+
+void system_nextError(Unit& unit);
+void system_allErrors(Unit& unit);
+void system_version(Unit& unit);
+void system_name(Unit& unit);
+void system_restart(Unit& unit);
+void system_gpibAddress(Unit& unit);
+void system_lanMode(Unit& unit);
+void system_lanMac(Unit& unit);
+void system_lanDefault(Unit& unit);
+void system_lanRestart(Unit& unit);
+void system_queryEcho(Unit& unit);
+void system_socketEcho(Unit& unit);
+
+/// A setting that is a quoted text with a getter and a setter.
+void system_quotedSetting(Unit& unit, const char* (*get)(), int (*set)(const char*));
+
+void system_lanIp(Unit& unit);
+void system_lanSubnet(Unit& unit);
+void system_lanGateway(Unit& unit);
+
+inline constexpr Word lanModes[] = {
+    {"AUTO", "AUTO", lanModeAuto},
+    {"DHCP", "DHCP", lanModeDhcp},
+    {"MANual", "MAN", lanModeMan},
+};
+
+inline constexpr Row systemRows[] = {
+    {"SYSTem:ERRor:ALL", Q, system_allErrors, "", "All entries of the error queue, oldest first; empties it"},
+    {"SYSTem:ERRor[:NEXT]", Q, system_nextError, "", "The oldest entry of the error queue, which it leaves"},
+    {"SYSTem:VERSion", Q, system_version, "", "Version of SCPI, 1999.0"},
+    {"SYSTem:NAME", QS, system_name, "\"<text>\"", "Extension of the model name, at most 14 characters"},
+    {"SYSTem:RESTart", S, system_restart, "", "Restart the unit; the link goes down"},
+    {"SYSTem:COMMunicate:GPIB:ADDRess", QS, system_gpibAddress, "\"<address>\"", "Address on the GPIB bus"},
+    {"SYSTem:COMMunicate:LAN:CONFig", QS, system_lanMode, wordsOf<lanModes>,
+     "Source of the addresses; SYSTem:COMMunicate:LAN:RESTart applies it. The query answers AUTO, DHCP or MAN"},
+    {"SYSTem:COMMunicate:LAN:IP", QS, system_lanIp, "\"<a.b.c.d>\"", "Address of the unit"},
+    {"SYSTem:COMMunicate:LAN:SUBNet", QS, system_lanSubnet, "\"<a.b.c.d>\"", "Network mask"},
+    {"SYSTem:COMMunicate:LAN:GATEway", QS, system_lanGateway, "\"<a.b.c.d>\"", "Default gateway"},
+    {"SYSTem:COMMunicate:LAN:MAC", Q, system_lanMac, "", "Hardware address, quoted"},
+    {"SYSTem:COMMunicate:LAN:DEFault", S, system_lanDefault, "", "Apply the mode AUTO"},
+    {"SYSTem:COMMunicate:LAN:RESTart", S, system_lanRestart, "", "Apply the network settings"},
+    {"SYSTem:COMMunicate:QUERy:ECHO", QS, system_queryEcho, "ON|OFF",
+     "On this link: every query gives a line, an empty one if it failed"},
+    {"SYSTem:COMMunicate:SOCKet:ECHO", QS, system_socketEcho, "ON|OFF", "Taken and ignored; the query answers 0"},
+};
+
+} // namespace scpi
