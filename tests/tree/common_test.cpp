@@ -75,6 +75,14 @@ TEST_F(Common, StoredSettingsHaveTheirNumberInTheHeader) {
     EXPECT_EQ(done(), Notes{});
     EXPECT_FALSE(std::ifstream(path).good());
     EXPECT_EQ(errors(), Codes{});
+    Device_reset = [](Device*) { return notes.emplace_back("reset"), 0; };
+    tell("*RCL1000");
+    tell("*RCL 12");
+    EXPECT_EQ(done(), Notes{}) << "a number out of range resets nothing";
+    tell("*RCL999");
+    EXPECT_EQ(done(), Notes{"reset"});
+    Device_reset.unregister();
+    EXPECT_EQ(errors(), (Codes{-113, -113}));
     for (const auto& [line, code] : {Refusal{"*SAV1000", -113},
                                      {"*SAV 5", -113},
                                      {"*RCL", -113},
