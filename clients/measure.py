@@ -40,9 +40,8 @@ class ProgressBar:
             else "searching, locking, first capture"
         )
         elapsed = time.monotonic() - self.started
-        self.stream.write(
-            f"\r[{'█' * filled}{'░' * (BAR_CELLS - filled)}] {100 * done // total:3d} %  {elapsed:5.1f} s  {state}\033[K"
-        )
+        bar = "█" * filled + "░" * (BAR_CELLS - filled)
+        self.stream.write(f"\r[{bar}] {100 * done // total:3d} %  {elapsed:5.1f} s  {state}\033[K")
         self.stream.flush()
 
     def end(self):

@@ -101,11 +101,11 @@ def _wait(instrument, what):
 
 
 def run(instrument, progress=lambda averages, correlations: None):
-    """Starts a run and returns when it has ended. `progress` is called about 20 times a second with the averages done and
-    the correlations done towards the next one. Raises InstrumentError if the run fails.
+    """Starts a run and returns when it has ended. `progress` is called about 20 times a second with the averages done
+    and the correlations done towards the next one. Raises InstrumentError if the run fails.
 
-    The instrument counts correlations when it prepares a preliminary result, which it does when asked. Its count reads -1
-    from then until the result stands.
+    The instrument counts correlations when it prepares a preliminary result, which it does when asked. Its count reads
+    -1 from then until the result stands.
     """
     instrument.write("INIT")
     correlations = 0

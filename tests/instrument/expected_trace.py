@@ -1,8 +1,8 @@
 """What a trace should read, from the DUT's table and the statistics of averaged spectra alone.
 
-A stage of n records shows each point at 10 lg |S|, S the mean of n products of the two channels. With C the cross density of
-the DUT and R_A, R_B what each channel adds of its own, S = (C g + D sqrt(g) z)/n, g gamma distributed of order n, z complex
-normal, D^2 = (C + R_A)(C + R_B) - C^2. So
+A stage of n records shows each point at 10 lg |S|, S the mean of n products of the two channels. With C the cross
+density of the DUT and R_A, R_B what each channel adds of its own, S = (C g + D sqrt(g) z)/n, g gamma distributed of
+order n, z complex normal, D^2 = (C + R_A)(C + R_B) - C^2. So
 
     E[10 lg |S|] = 10 lg C + 10/ln 10 * (psi(n) - ln n) + 5/ln 10 * E[E1(C^2 g/D^2)],
 
@@ -78,8 +78,8 @@ class StagePoint:
 
 
 def stage_points(start_hz, offsets_hz, levels_dbc_hz):
-    """Sorts a trace into stages: a list of StagePoint a stage, highest offsets first. Several points of the trace may read
-    the same point of the spectrum; they are one observation."""
+    """Sorts a trace into stages: a list of StagePoint a stage, highest offsets first. Several points of the trace may
+    read the same point of the spectrum; they are one observation."""
     lows, _, sizes = PLANS[start_hz]
     stages = [{} for _ in lows]
     for offset, level in zip(offsets_hz, levels_dbc_hz):

@@ -29,8 +29,8 @@ def receive_line(connection):
 
 
 def connect(timeout_s=10.0):
-    """A plain TCP connection that the instrument serves. Its port stays closed until it has noticed that the client before
-    has gone, and one that comes in the moment in between is turned away."""
+    """A plain TCP connection that the instrument serves. Its port stays closed until it has noticed that the client
+    before has gone, and one that comes in the moment in between is turned away."""
     deadline = time.monotonic() + timeout_s
     while True:
         try:

@@ -6,7 +6,7 @@ import time
 import unittest
 
 from clients import measurement
-from clients.instrument import Instrument
+from clients.instrument import Instrument, InstrumentError
 from tests.instrument.process import HOST, PORT, QUICK_DUT, ProcessTest, connect, receive_line
 
 DUT = """[signal]
@@ -96,9 +96,19 @@ class Run(ProcessTest):
             self.assertAlmostEqual(self.carrier_of_a_run(instrument), 110e6, delta=10)
             edit("[signal\n")
             self.assertAlmostEqual(self.carrier_of_a_run(instrument), 110e6, delta=10)
+            edit(DUT.format(frequency="100e6") + "[faults]\nno_signal = true\n")
+            with self.assertRaisesRegex(InstrumentError, '-131272,"Execution error;No signal detected"'):
+                self.carrier_of_a_run(instrument)
         process.send_signal(signal.SIGINT)
         self.assertEqual(process.wait(5), 0)
         self.assertRegex(process.stderr.read(), r"^[^\n]*my dut\.toml:1: [^\n]*\n$")
+
+    def test_a_failed_run_is_reported_with_the_instruments_own_words(self):
+        (self.directory / "none.toml").write_text(DUT.format(frequency="100e6") + "[faults]\nno_signal = true\n")
+        done = self.run_to_end("--dut", "none.toml", *SHORT)
+        self.assertEqual(done.returncode, 2)
+        self.assertIn('-131272,"Execution error;No signal detected"', done.stderr)
+        self.assertFalse((self.directory / "trace.csv").exists())
 
     def test_a_restart_command_restarts_the_unit_with_its_file_tree(self):
         self.run_serve()
