@@ -24,6 +24,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -50,6 +51,7 @@ void* consoleLinkHandler(void*) {
     while (Tvconsole_handle(&link_console) == 0) {
     }
     printd("consoleLinkHandler(): end of input\n");
+    pthread_detach(pthread_self()); // nobody waits for it
     return nullptr;
 }
 
@@ -61,7 +63,8 @@ void* socketLinkHandler(void*) {
 void* rmtdevFinderHandler(void*) {
     while (tvsocketBcastHandle(&rmtdevFinderSocket) == 0) {
     }
-    return nullptr; // there is no socket to answer on
+    pthread_detach(pthread_self()); // there is no socket to answer on
+    return nullptr;
 }
 
 /// Ages the link activity, unless the main thread is at work: the lamps are its own, and who works is not idle.
@@ -99,6 +102,17 @@ void startSocketLink() {
     startThread(&socketLinkThread, socketLinkHandler);
 }
 
+/// An init script may start the process with closed descriptors. The next file or socket would take their numbers, and
+/// the console would read from a client's connection.
+void fillStandardDescriptors() {
+    int fd;
+    do {
+        fd = open("/dev/null", O_RDWR);
+    } while (fd >= 0 && fd <= STDERR_FILENO);
+    if (fd > STDERR_FILENO)
+        close(fd);
+}
+
 /// Returns the exit status of this process, or -1 in the one that goes on.
 int detach() {
     const pid_t child = fork();
@@ -110,6 +124,7 @@ int detach() {
 } // namespace
 
 int firmware_start(int argc, char** argv) {
+    fillStandardDescriptors();
     const char* option = argc == 2 ? argv[1] : "";
     if (strcmp(option, "-d") == 0 && getppid() != initProcess)
         if (const int status = detach(); status >= 0)

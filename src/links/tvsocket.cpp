@@ -35,8 +35,9 @@ void setOption(int fd, int level, int option, int value) {
     setsockopt(fd, level, option, &value, sizeof value);
 }
 
-/// A TCP socket bound to `port` of all interfaces, or -1 with errno set; `*bindFailed` tells what failed.
-int boundSocket(int port, bool* bindFailed) {
+/// A TCP socket that listens on `port` of all interfaces, or -1 with errno set; `*bindFailed` tells whether the port
+/// was the obstacle.
+int listeningSocket(int port, bool* bindFailed) {
     *bindFailed = false;
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
@@ -46,7 +47,8 @@ int boundSocket(int port, bool* bindFailed) {
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_ANY);
     address.sin_port = htons(static_cast<uint16_t>(port));
-    if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
+    // Sockets that do not listen yet may share a port, so the second of two finds out only here.
+    if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 && listen(fd, listenBacklog) == 0)
         return fd;
     const int error = errno;
     close(fd);
@@ -84,8 +86,6 @@ void endConnection(Tvsocket* socket, scpi_link* link) {
     scpi_link_flush(link);
     // The port opens before the event: a client that comes back at once waits in line instead of being refused.
     TvsocketOpenListenSocket(socket);
-    if (socket->listenFd >= 0)
-        listen(socket->listenFd, listenBacklog);
     tvcommEvent(link, linkEventTcpGone);
 }
 
@@ -109,11 +109,11 @@ void TvsocketOpenListenSocket(Tvsocket* socket) {
     if (socket->listenFd >= 0)
         return;
     bool bindFailed;
-    socket->listenFd = boundSocket(socket->port, &bindFailed);
+    socket->listenFd = listeningSocket(socket->port, &bindFailed);
     if (socket->listenFd < 0 && bindFailed && socket->port < firstFreePort) {
         const int wanted = socket->port;
         socket->port += unprivilegedOffset;
-        socket->listenFd = boundSocket(socket->port, &bindFailed);
+        socket->listenFd = listeningSocket(socket->port, &bindFailed);
         if (socket->listenFd >= 0)
             redirectPort(wanted, socket->port);
     }
@@ -145,7 +145,7 @@ void Tvsocket_listen(Tvsocket* socket, scpi_link* link) {
         pauseBeforeRetry();
         return;
     }
-    const int fd = listen(socket->listenFd, listenBacklog) == 0 ? acceptClient(socket->listenFd) : -1;
+    const int fd = acceptClient(socket->listenFd);
     TvsocketCloseListenSocket(socket);
     if (fd < 0) {
         printd("Tvsocket_listen(): error in accept()\n");

@@ -20,7 +20,8 @@ struct Tvsocket {
 
 extern Tvsocket tvsocket;
 
-/// Binds the listening socket to `port` of all interfaces; on failure there is none, and the link's thread tries again.
+/// Listens on `port` of all interfaces; clients wait from here on until the link's thread serves them. On failure there
+/// is no listening socket, and the link's thread tries again.
 void Tvsocket_open(Tvsocket* socket, int port);
 /// Closes whatever is open. No thread may be using the socket.
 void Tvsocket_close(Tvsocket* socket);
