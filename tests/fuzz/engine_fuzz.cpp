@@ -7,7 +7,9 @@
 #include "device/device.h"
 #include "device/device_config.h"
 #include "device/device_fptrs.h"
+#include "measure/meas_data.h"
 #include "measure/measure.h"
+#include "measure/measurement_configuration.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
@@ -34,7 +36,7 @@ namespace {
 constexpr int bufferSize = 1024;
 constexpr int capturesPerRun = 30; // a run of a million captures is legal, and would be called a hang
 
-scpi_link link;
+scpi_link memoryLink;
 scpi_parser_context context;
 std::atomic<int> captures;
 
@@ -54,8 +56,15 @@ void fillSlots() {
         *data = spectrum.data();
         return static_cast<int>(sizeof spectrum);
     };
+    Device_quicklyGetPower = [](Device*) -> const tvpow* { // what the preparation of a run finds
+        configPNPtr->kphiA = configPNPtr->kphiB = 20480.0;
+        configPNPtr->ifGain = 20.0;
+        meas_data.locked = 1;
+        static constexpr tvpow level_dBm = 8.0f;
+        return &level_dBm;
+    };
     Device_getPrescaler = [](Device*) { return 1u; };
-    Device_getFdSamplingFreq = [](Device*, uint32_t stage) { return 250e6 / (stage + 1); };
+    Device_getFdSamplingFreq = [](Device*, int stage) { return 250e6 / (stage + 1); };
 }
 
 /// Serves the link as a transport would until no more answer is announced. Returns the bytes of the answers.
@@ -67,17 +76,17 @@ size_t serve(char* last, size_t room) {
             fprintf(stderr, "the link announces answers for ever\n");
             abort();
         }
-        scpi_link_doHandle(&link);
+        scpi_link_doHandle(&memoryLink);
         openSynchronousDeviceAccess();
-        scpi_execute_link(&link);
+        scpi_execute_link(&memoryLink);
         closeSynchronousDeviceAccess();
-        scpi_link_waitHandled(&link);
+        scpi_link_waitHandled(&memoryLink);
         char* bytes = nullptr;
-        const int count = tvcommPeekAns(&link, &bytes, nullptr);
+        const int count = tvcommPeekAns(&memoryLink, &bytes, nullptr);
         const size_t kept = std::min(room, static_cast<size_t>(count));
         memcpy(last, bytes + count - kept, kept);
         total += static_cast<size_t>(count);
-        tvcommClearAns(&link, count, &more);
+        tvcommClearAns(&memoryLink, count, &more);
     }
     return total;
 }
@@ -85,7 +94,7 @@ size_t serve(char* last, size_t room) {
 void feed(const char* data, size_t size) {
     std::array<char, 16> sink;
     while (size > 0) {
-        const int taken = tvcommWriteCmd(&link, data, static_cast<int>(std::min<size_t>(size, bufferSize)));
+        const int taken = tvcommWriteCmd(&memoryLink, data, static_cast<int>(std::min<size_t>(size, bufferSize)));
         if (taken == 0) {
             fprintf(stderr, "the command buffer stays full\n");
             abort();
@@ -97,9 +106,9 @@ void feed(const char* data, size_t size) {
 }
 
 void clear() {
-    link.clearRequest = 1;
-    scpi_link_doHandle(&link);
-    scpi_execute_link(&link);
+    memoryLink.clearRequest = 1;
+    scpi_link_doHandle(&memoryLink);
+    scpi_execute_link(&memoryLink);
     std::array<char, 16> sink;
     serve(sink.data(), sink.size());
 }
@@ -121,7 +130,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     Device_registerMandatoryFunctions();
     scpi_link_initAll(&link_list);
     scpi_link_init(&link_list, &link_file, 128, 128, "File");
-    scpi_link_init(&link_list, &link, bufferSize, bufferSize, "fuzz");
+    scpi_link_init(&link_list, &memoryLink, bufferSize, bufferSize, "fuzz");
     return 0;
 }
 
@@ -140,7 +149,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     feed("*RST\n", 5);
     std::array<char, 2> answer{};
     constexpr char question[] = "\n:*OPC?\n";
-    tvcommWriteCmd(&link, question, sizeof question - 1);
+    tvcommWriteCmd(&memoryLink, question, sizeof question - 1);
     serve(answer.data(), answer.size());
     if (memcmp(answer.data(), "1\n", 2) != 0) {
         fprintf(stderr, "the link no longer answers\n");

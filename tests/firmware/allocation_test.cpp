@@ -1,0 +1,142 @@
+/// After start-up neither commands nor a measurement take memory from the heap: every allocation of the process is
+/// counted while a session of commands and whole runs goes over a link in memory.
+
+#include "core/process.h"
+#include "device/device.h"
+#include "device/device_config.h"
+#include "device/device_fptrs.h"
+#include "measure/meas_data.h"
+#include "measure/measure.h"
+#include "measure/measurement_configuration.h"
+#include "scpi/execution_cycle.h"
+#include "scpi/link.h"
+#include "scpi/parser.h"
+#include "scpi/tree/command_tree.h"
+
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+
+extern "C" void* __libc_malloc(size_t size);
+extern "C" void* __libc_calloc(size_t count, size_t size);
+extern "C" void* __libc_realloc(void* old, size_t size);
+
+namespace {
+std::atomic<long> allocations;
+std::atomic<bool> counting;
+void count() {
+    if (counting)
+        ++allocations;
+}
+} // namespace
+
+extern "C" void* malloc(size_t size) {
+    count();
+    return __libc_malloc(size);
+}
+extern "C" void* calloc(size_t number, size_t size) {
+    count();
+    return __libc_calloc(number, size);
+}
+extern "C" void* realloc(void* old, size_t size) {
+    count();
+    return __libc_realloc(old, size);
+}
+
+namespace {
+
+struct Point {
+    float re, im;
+};
+std::array<Point, 512> spectrum;
+scpi_link memoryLink;
+scpi_parser_context context;
+
+void boot() {
+    spectrum.fill({1e-12f, 1e-13f});
+    Device_capturePhaseNoiseFdSamples = [](Device*) { return 0; };
+    Device_getPhaseNoiseFdBuffer = [](Device*, uint32_t, const void** data) {
+        *data = spectrum.data();
+        return static_cast<int>(sizeof spectrum);
+    };
+    Device_quicklyGetPower = [](Device*) -> const tvpow* { // what the preparation of a run finds
+        configPNPtr->kphiA = configPNPtr->kphiB = 20480.0;
+        configPNPtr->ifGain = 20.0;
+        meas_data.locked = 1;
+        static constexpr tvpow level_dBm = 8.0f;
+        return &level_dBm;
+    };
+    Device_getPrescaler = [](Device*) { return 1u; };
+    Device_getFdSamplingFreq = [](Device*, int) { return 250e6; };
+    Device* const device = Device_create();
+    debug_device = device;
+    device_config_init();
+    Device_init(device);
+    ASSERT_EQ(measure_init(device), 0);
+    context.device = device;
+    context.tree = scpi::commandTree();
+    scpi_parser_init(&context);
+    scpi_link_initAll(&link_list);
+    scpi_link_init(&link_list, &memoryLink, 1024, 1024, "memory");
+}
+
+/// Runs a line and returns the number of bytes of its answers.
+size_t run(const char* line) {
+    tvcommWriteCmd(&memoryLink, line, static_cast<int>(strlen(line)));
+    size_t bytes = 0;
+    int more = 1;
+    while (more != 0) {
+        scpi_link_doHandle(&memoryLink);
+        openSynchronousDeviceAccess();
+        scpi_execute_link(&memoryLink);
+        closeSynchronousDeviceAccess();
+        char* where = nullptr;
+        const int count = tvcommPeekAns(&memoryLink, &where, nullptr);
+        bytes += static_cast<size_t>(count);
+        tvcommClearAns(&memoryLink, count, &more);
+    }
+    return bytes;
+}
+
+} // namespace
+
+TEST(Allocation, NoneAfterStartOnTheCommandAndMeasurementPaths) {
+    boot();
+    counting = true;
+    free(malloc(1));
+    counting = false;
+    EXPECT_EQ(allocations.exchange(0), 1) << "the counter does not count";
+
+    const char* lines[] = {
+        "*IDN?;*OPT?;*OPC?;*ESE 5;*ESE?;*CLS\n",
+        ":SENS:PN:FREQ:STAR 10;STOP 5e7;SPOT 1.5e3;:SENS:PN:AVER 3;CORR 4;PPD 120;SMO:APER 2.5;STAT ON\n",
+        ":SENS:PN:FREQ:STAR?;STOP? MAX;:SENS:PN:SPUR:THR?;:SENS:MODE?\n",
+        ":SENS:PN:TEST O1000,O2.5e5,F,P,J;:SENS:PN:TEST?\n",
+        "FREQ 1.234567890123 GHZ;FREQ?;POW?;UNIT:POW W;UNIT:POW?;UNIT:POW DBM\n",
+        "NONSENSE;:SENS:PN:AVER x;:SENS:PN:AVER 1,2\n",
+        "SYST:ERR?;:SYST:ERR:ALL?;:STAT:OPER?;:SYST:VERS?\n",
+        "INIT\n",
+        "CALC:PN:PREL:AVER?;CORR?\n",
+        "CALC:WAIT:AVER 1,1000\n",
+        "CALC:WAIT:AVER ALL\n",
+        "CALC:PN:TRAC:FREQ?\n",
+        "CALC:PN:TRAC:NOIS?\n",
+        "CALC:PN:TRAC:SPOT?;SPOT? 5000;:CALC:PN:TEST?;:CALC:FREQ?;:CALC:POW?\n",
+        "INIT;:ABOR;:CALC:WAIT:AVER ALL;:*RST\n",
+        "MEM:RAM:TEST:DATA?\n",
+    };
+    for (const char* line : lines) {
+        counting = true;
+        const size_t bytes = run(line);
+        counting = false;
+        const long taken = allocations.exchange(0);
+        EXPECT_EQ(taken, 0) << line;
+        if (std::string_view(line) == "CALC:PN:TRAC:NOIS?\n") {
+            EXPECT_GT(bytes, 481 * sizeof(float)) << "the run left no trace";
+        }
+        EXPECT_EQ(bytes > 0, std::string_view(line).find('?') != std::string_view::npos) << line;
+    }
+}
