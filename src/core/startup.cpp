@@ -13,12 +13,14 @@
 #include "links/console.h"
 #include "links/discovery.h"
 #include "links/own_address.h"
+#include "links/rmt.h"
 #include "links/tvsocket.h"
 #include "measure/measure.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/tree/command_tree.h"
+#include "scpi/tree/old_forms.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -97,6 +99,14 @@ void waitForBootDelay() {
     printd("Done. (Boot delay)\n");
 }
 
+void serveOldForms() {
+    scpi::oldFormServices = {
+        .exitProcess = exit_TV,
+        .sendFile = [](const char* path) { return Tvsocket_rmtSendFile(&tvsocket, path); },
+        .receiveFile = [](const char* path) { return Tvsocket_rmtReceiveFile(&tvsocket, path); },
+    };
+}
+
 void startSocketLink() {
     scpi_link_init(&link_list, &link_socket, textLinkSize, textLinkSize, "Socket Port 18");
     startThread(&socketLinkThread, socketLinkHandler);
@@ -161,6 +171,7 @@ void initialize() {
     parserContext.device = device;
     parserContext.tree = scpi::commandTree();
     scpi_parser_init(&parserContext);
+    serveOldForms();
     Device_registerMandatoryFunctions();
 
     Tvsocket_open(&tvsocket, socketPort);

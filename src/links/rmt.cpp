@@ -8,13 +8,35 @@
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 
 namespace {
 
 constexpr size_t pieceSize = 128; // bytes
 constexpr std::string_view endOfFile = "/\n";
 constexpr mode_t everybody = 0777;
+
+constexpr time_t silenceLimit_s = 10;
+
+/// Bounds each read and write of a transfer: the main thread runs it, and a silent client must not hold up the rest of
+/// the instrument. A step that takes longer fails like a connection that is gone.
+class TimeLimit {
+public:
+    explicit TimeLimit(int fd) : fd_(fd) { set(silenceLimit_s); }
+    ~TimeLimit() { set(0); }
+    TimeLimit(const TimeLimit&) = delete;
+    TimeLimit& operator=(const TimeLimit&) = delete;
+
+private:
+    void set(time_t seconds) {
+        const timeval limit{.tv_sec = seconds, .tv_usec = 0};
+        setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+        setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    }
+    int fd_;
+};
 
 bool sendText(Tvsocket* socket, std::string_view text) {
     return Tvsocket_send(socket, text.data(), text.size());
@@ -23,6 +45,7 @@ bool sendText(Tvsocket* socket, std::string_view text) {
 } // namespace
 
 int Tvsocket_rmtSendFile(Tvsocket* socket, const char* path) {
+    const TimeLimit limit(socket->connFd);
     FILE* file = fopen(path, "r");
     bool good = file != nullptr;
     // One byte is held back at the front of the buffer until it is known whether it is the file's last.
@@ -48,6 +71,7 @@ int Tvsocket_rmtSendFile(Tvsocket* socket, const char* path) {
 }
 
 int Tvsocket_rmtReceiveFile(Tvsocket* socket, const char* path) {
+    const TimeLimit limit(socket->connFd);
     ProtectedWrite writable;
     FILE* file = fopen(path, "w");
     bool good = file != nullptr;
