@@ -17,6 +17,7 @@ namespace {
 
 constexpr uint64_t sourceCommand_us = 5000; // a frequency command needs that long to the sources
 constexpr double unreadableLevel = -100.0;  // dBm
+constexpr double kphiRatioMax = 1.5;        // of one detector constant to the other
 
 /// A point of the FPGA's averaged spectrum.
 struct FdPoint {
@@ -210,6 +211,35 @@ void reportSettings() {
            config->pointsPerDecade.get(), config->measurementMethod.get(), config->reference.get());
 }
 
+bool kphiGood(const MeasConfig& config) {
+    const double a = config.kphiA;
+    const double b = config.kphiB;
+    if (config.measurementMethod != methodCrossCorrelation)
+        return a > 0;
+    return a > 0 && b > 0 && a / b <= kphiRatioMax && b / a <= kphiRatioMax;
+}
+
+/// What the preparation failed in, as the code of the run; 0 if captures may begin. The step that failed is repeated in
+/// the next run whatever its redo code.
+int32_t judgePreparation() {
+    MeasConfig& config = *configPNPtr;
+    if (!(config.frequency > 0)) {
+        config.doFrequency = 1;
+        return scpi::noSignalDetected;
+    }
+    if (!kphiGood(config)) {
+        config.doKphi = 1;
+        return scpi::noValidBeatDetected;
+    }
+    if (meas_data.locked == 0)
+        return scpi::lockFailed;
+    if (config.ifGain < 0) {
+        config.doIFgain = 1;
+        return scpi::measurementFailed;
+    }
+    return 0;
+}
+
 int32_t endWith(int32_t code) {
     MutexLock lock(meas_data.resultMutex);
     meas_data.lastError = code;
@@ -260,6 +290,8 @@ int32_t pnMeasureFull(Device* device) {
     const tvpow* power = Device_quicklyGetPower(device);
     configPNPtr->power = power != nullptr ? static_cast<double>(*power) : unreadableLevel;
     meas_data.tFsearch = measure_secondsSince(phase);
+    if (const int32_t failure = judgePreparation(); failure != 0)
+        return endWith(failure);
 
     phase = measure_now();
     measurePhaseNoise(device);

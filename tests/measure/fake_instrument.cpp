@@ -46,7 +46,7 @@ const tvpow* power(Device*) {
         fake->onPower();
     configPNPtr->kphiA = fake->kphiA;
     configPNPtr->kphiB = fake->kphiB;
-    meas_data.locked = 1;
+    meas_data.locked = fake->locked;
     return &fake->power_dBm;
 }
 

@@ -29,6 +29,7 @@ struct FakeInstrument {
     bool spectrumMissing = false; // the board has no buffer to give
     std::function<void()> onPower;
     double kphiA = 16384, kphiB = 13107; // counts; arrive with the power reading, as if they were measured
+    uint32_t locked = 1;
     uint32_t prescaler = 2;
     float power_dBm = 7.5F;
 

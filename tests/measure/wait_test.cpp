@@ -75,6 +75,38 @@ TEST_F(WaitTest, AFailureIsToldOnce) {
     EXPECT_EQ(runOnce(), 0); // the run before it failed; nobody waited
 }
 
+TEST_F(WaitTest, WhatThePreparationFailedInIsTheResultAndIsRepeated) {
+    const struct {
+        int32_t code;
+        std::function<void()> fail;
+    } rows[] = {
+        {scpi::noSignalDetected, [] { configPN.frequency = -1; }},
+        {scpi::noValidBeatDetected, [] { fake->kphiA = 0; }},
+        {scpi::noValidBeatDetected, [] { fake->kphiB = -1; }},
+        {scpi::noValidBeatDetected, [] { fake->kphiB = fake->kphiA / 1.51; }},
+        {scpi::lockFailed, [] { fake->locked = 0; }},
+        {scpi::measurementFailed, [] { configPN.ifGain = -1; }},
+    };
+    for (const auto& [code, fail] : rows) {
+        SCOPED_TRACE(code);
+        config_reset(device);
+        fake->kphiA = fake->kphiB = 10000;
+        fake->locked = 1;
+        configPN.doFrequency = configPN.doKphi = configPN.doIFgain = 0;
+        fake->onPower = fail;
+        EXPECT_EQ(runOnce(), code);
+        EXPECT_EQ(configPN.doFrequency, code == scpi::noSignalDetected);
+        EXPECT_EQ(configPN.doKphi, code == scpi::noValidBeatDetected);
+        EXPECT_EQ(configPN.doIFgain, code == scpi::measurementFailed);
+        EXPECT_EQ(trace().size(), 0U);
+    }
+    EXPECT_EQ(fake->capturesBegun(), 0);
+    config_reset(device);
+    fake->locked = 1;
+    fake->onPower = [] { fake->kphiB = fake->kphiA / 1.5; };
+    EXPECT_EQ(runOnce(), 0);
+}
+
 TEST_F(WaitTest, APreliminaryResultComesAfterTheNextPassOfTheFirstIteration) {
     configPN_setCorrelations(device, 1000); // 10 passes
     startHeld(2);
@@ -202,20 +234,14 @@ TEST_F(WaitTest, AbortWhileTheRunPreparesIsNotLost) {
 TEST_F(WaitTest, ASecondInitWaitsAndNobodySleepsIntoItsRun) {
     startHeld(0);
     const uint64_t firstRun = runsStarted();
-    Waiter ofFirstRun([] { return pn_measure_waitForMeasurement(device, 1, 0); });
-    Waiter preliminary([] { return pn_measure_waitForMeasurement(device, 0, 50); });
-    Waiter timed([] { return pn_measure_timedWaitForMeasurement(device, 1, 0, 600000); });
-    while (!previewPending())
-        std::this_thread::yield();
+    const auto ofFirstRun = preliminaryWaiter(50);
     Waiter secondInit([] { return measure_startMeasurement(device); });
     EXPECT_EQ(runsStarted(), firstRun);
     fake->allowCaptures(1);
     EXPECT_EQ(secondInit.join(), 0);
     fake->waitForCapture(2); // the second run is on and held
     EXPECT_EQ(runsStarted(), firstRun + 1);
-    EXPECT_EQ(preliminary.join(), 0);
-    ofFirstRun.join();
-    timed.join();
+    EXPECT_EQ(ofFirstRun->join(), 0);
     EXPECT_FALSE(previewPending()); // what the first run left unserved died with it
 }
 
