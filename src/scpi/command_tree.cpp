@@ -176,9 +176,9 @@ private:
 
     /// Runs the command's handler for the form at hand; a form that it does not have leaves the unit's error as it is.
     void run(const Node& node) {
-        if (unit_.mode == modeQuery && node.onQuery != nullptr)
+        if (unit_.mode == modeQuery && (node.forms & Q))
             node.onQuery(unit_);
-        else if (unit_.mode == modeSet && node.onSet != nullptr)
+        else if (unit_.mode == modeSet && (node.forms & S))
             node.onSet(unit_);
     }
 

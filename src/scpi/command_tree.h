@@ -39,10 +39,11 @@ struct Node {
     uint16_t optionalBranch = noNode; // optional node with children of its own, among the children
     uint16_t optionalTail = noNode;   // optional node behind all other children
     bool hasChildren = false;
+    uint8_t forms = 0; // Forms that it has as a command
     Handler onQuery = nullptr;
     Handler onSet = nullptr;
 
-    [[nodiscard]] constexpr bool isCommand() const { return onQuery != nullptr || onSet != nullptr; }
+    [[nodiscard]] constexpr bool isCommand() const { return forms != 0; }
 };
 
 /// What CommandTreeStorage lays out; the walk needs no template.
@@ -194,16 +195,13 @@ private:
     }
 
     constexpr void give(Node& node, const Row& row) {
-        if (row.forms & Q) {
-            if (node.onQuery != nullptr)
-                fail("two rows answer the same query");
+        if (node.forms & row.forms)
+            fail("two rows answer the same header in the same form");
+        node.forms |= row.forms;
+        if (row.forms & Q)
             node.onQuery = row.handler;
-        }
-        if (row.forms & S) {
-            if (node.onSet != nullptr)
-                fail("two rows take the same command");
+        if (row.forms & S)
             node.onSet = row.handler;
-        }
     }
 
     constexpr uint16_t child(uint16_t parent, const Step& step) {
