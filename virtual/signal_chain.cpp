@@ -128,8 +128,10 @@ double chain_phaseErrorVariance(const SignalChain& chain, const Dut& dut) {
     constexpr int stepsPerDecade = 50;
     const double step = std::log(10.0) / stepsPerDecade;
     const double p2 = double(chain.prescaler) * chain.prescaler;
+    const auto steps = int(std::log(offsetMax_Hz / offsetMin_Hz) / step);
     double variance = 0;
-    for (double offset = offsetMin_Hz; offset < offsetMax_Hz; offset *= std::exp(step)) {
+    for (int i = 0; i <= steps; ++i) {
+        const double offset = offsetMin_Hz * std::exp(i * step);
         const double noise =
             ratio(noiseCurve_level_dBcHz(dut.noise, offset)) / p2 + ratio(referenceLevel_dBcHz(chain, dut, offset));
         variance += 2 * noise * std::norm(loopError(chain.loop, traits[channelA], offset)) * offset * step;

@@ -167,11 +167,11 @@ private:
         const Node& node = tree_.nodes[number];
         take(node);
         const bool complete = unit_.mode == modeQuery || unit_.mode == modeSet;
-        if (node.isCommand() && (complete || !node.hasChildren)) {
+        if (node.isCommand() && (complete || !node.hasChildren())) {
             run(node);
             return true;
         }
-        return node.hasChildren && children(number);
+        return node.hasChildren() && children(number);
     }
 
     /// Runs the command's handler for the form at hand; a form that it does not have leaves the unit's error as it is.

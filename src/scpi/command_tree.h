@@ -38,12 +38,14 @@ struct Node {
     uint16_t order = 0;               // place among its siblings
     uint16_t optionalBranch = noNode; // optional node with children of its own, among the children
     uint16_t optionalTail = noNode;   // optional node behind all other children
-    bool hasChildren = false;
+    uint16_t firstChild = noNode;
+    uint16_t nextSibling = noNode;
     uint8_t forms = 0; // Forms that it has as a command
     Handler onQuery = nullptr;
     Handler onSet = nullptr;
 
     [[nodiscard]] constexpr bool isCommand() const { return forms != 0; }
+    [[nodiscard]] constexpr bool hasChildren() const { return firstChild != noNode; }
 };
 
 /// What CommandTreeStorage lays out; the walk needs no template.
@@ -96,6 +98,8 @@ constexpr bool isLower(char c) {
 /// Lays the rows out as nodes and edges. Meant for a constexpr object: a malformed, doubled or unreachable row then
 /// stops the build (see `error`).
 template <size_t NodeCapacity> class CommandTreeStorage {
+    static_assert(NodeCapacity < noNode);
+
 public:
     consteval explicit CommandTreeStorage(std::span<const Row> rows) {
         nodes_[0] = Node{};
@@ -205,17 +209,15 @@ private:
     }
 
     constexpr uint16_t child(uint16_t parent, const Step& step) {
-        uint16_t siblings = 0;
-        for (uint16_t i = 1; i < count_; ++i) {
-            Node& node = nodes_[i];
-            if (node.parent != parent)
-                continue;
+        uint16_t last = noNode;
+        for (uint16_t i = nodes_[parent].firstChild; i != noNode; i = nodes_[i].nextSibling) {
+            const Node& node = nodes_[i];
             if (node.literal == step.literal) {
                 if (node.indexed != step.indexed || node.optional != step.optional)
                     fail("a node is written in two ways");
                 return i;
             }
-            ++siblings;
+            last = i;
         }
         if (count_ == NodeCapacity) {
             fail("more nodes than the tree holds");
@@ -228,9 +230,9 @@ private:
         node.indexed = step.indexed;
         node.optional = step.optional;
         node.parent = parent;
-        node.order = siblings;
-        nodes_[parent].hasChildren = true;
-        return static_cast<uint16_t>(count_++);
+        node.order = last == noNode ? uint16_t{0} : static_cast<uint16_t>(nodes_[last].order + 1);
+        (last == noNode ? nodes_[parent].firstChild : nodes_[last].nextSibling) = count_;
+        return count_++;
     }
 
     constexpr void link(uint16_t number) {
@@ -238,14 +240,13 @@ private:
         Node& parent = nodes_[node.parent];
         if (node.optional) {
             // An optional node with children of its own that are not optional is a branch.
-            uint16_t& place = isBranch(number) ? parent.optionalBranch : parent.optionalTail;
+            const bool branch = isBranch(number);
+            uint16_t& place = branch ? parent.optionalBranch : parent.optionalTail;
             if (place != noNode)
                 fail("two optional nodes on one level");
             place = number;
-            if (&place == &parent.optionalTail)
-                for (uint16_t i = 1; i < count_; ++i)
-                    if (nodes_[i].parent == node.parent && nodes_[i].order > node.order)
-                        fail("a row stands behind an optional node and is never reached");
+            if (!branch && node.nextSibling != noNode)
+                fail("a row stands behind an optional node and is never reached");
         }
         insertEdge(number, node.literal.substr(0, node.shortLength));
         if (node.shortLength != node.literal.size())
@@ -253,8 +254,8 @@ private:
     }
 
     constexpr bool isBranch(uint16_t number) const {
-        for (uint16_t i = 1; i < count_; ++i)
-            if (nodes_[i].parent == number && !nodes_[i].optional)
+        for (uint16_t i = nodes_[number].firstChild; i != noNode; i = nodes_[i].nextSibling)
+            if (!nodes_[i].optional)
                 return true;
         return false;
     }
@@ -274,7 +275,7 @@ private:
 
     std::array<Node, NodeCapacity> nodes_{};
     std::array<uint16_t, edgeCapacity()> edges_{};
-    size_t count_ = 1;
+    uint16_t count_ = 1;
     const char* error_ = nullptr;
 };
 

@@ -29,7 +29,7 @@ char* fieldEnd(char* text) {
     return text;
 }
 
-void cutTrailingBlanks(char* start, char* end) {
+void cutTrailingBlanks(const char* start, char* end) {
     while (end > start && isBlank(end[-1]))
         --end;
     *end = 0;
