@@ -19,22 +19,31 @@ namespace tree {
 using Codes = std::vector<int32_t>;
 using Notes = std::vector<std::string>;
 
-inline Notes notes; // "Device_setPath(3)" for every slot that acts
-inline std::map<std::string, double>
-    results;                         // by slot: the number that it answers, or the code that an action ends with
+/// What the slots did since the last line began: "Device_setPath(3)" for each that acts, and for each that reads.
+inline Notes notes, reads;
+/// By slot: the number that it answers, or the code that an action ends with.
+inline std::map<std::string, double> results;
 inline std::vector<float> traceData; // what every slot of a trace hands out, traceBytes of it
 inline int traceBytes;
 inline std::string text; // what the slots of texts hand out
 inline DeviceStatusRegisters registers;
 
-inline double resultOf(const char* slot) {
-    return results.at(slot);
-}
+/// The items of a list "word=meaning word=meaning:answer"; the answer is the word where the list gives none.
+struct Item {
+    std::string word, meaning, answer;
+};
+std::vector<Item> itemsOf(const char* list);
 
-/// Fills all slots that the tree knows, each with a result of its own; a maximum is above 1000, all else below.
-void fillSlots();
+/// A row's header with 2 for <n> and without what the regular expression drops.
+inline constexpr char brackets[] = "\\[|\\]", allButShortest[] = "\\[[^\\]]*\\]:?|[a-z]";
+std::string headerOf(const scpi::Row& row, const char* dropped = brackets);
+
 void emptySlots();
 
+/// The notes of a command that first selects the configuration of its mode, where its header has one.
+Notes inModeOf(std::string_view header, Notes others = {});
+
+/// Fills all slots that the tree knows, each with a result of its own; a maximum is above 1000, all else below 500.
 class Tree : public testing::Test {
 protected:
     static constexpr int size = 1024; // of both buffers
@@ -47,17 +56,17 @@ protected:
     std::string tell(std::string_view line) { return tell(&link_, line); }
     /// The codes in the error queue, which is empty afterwards.
     Codes errors();
-    /// What the slots noted since the last look.
-    static Notes done() { return std::exchange(notes, {}); }
+    /// Lines, each with its answer and the errors that it leaves.
+    struct Exchange {
+        std::string line, answer;
+        Codes codes = {};
+    };
+    void converse(std::initializer_list<Exchange> exchanges);
+    /// Lines that are to end in their error, without an answer and with nothing done. All begin with `start`.
+    void refuses(std::initializer_list<std::pair<const char*, int32_t>> lines, std::string_view start = "");
 
     scpi_parser_context context_{};
     scpi_link link_{};
-};
-
-/// A line that is to change nothing and end in an error.
-struct Refusal {
-    const char* line;
-    int32_t code;
 };
 
 } // namespace tree
