@@ -1,5 +1,5 @@
 #pragma once
-/// A TCP client of the tests. Reads and connects give up after ten seconds.
+/// Clients of the tests.
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -9,17 +9,22 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+inline sockaddr_in loopback(int port) {
+    return {.sin_family = AF_INET,
+            .sin_port = htons(static_cast<uint16_t>(port)),
+            .sin_addr = {.s_addr = htonl(INADDR_LOOPBACK)},
+            .sin_zero = {}};
+}
+
+/// A TCP client. Reads and connects give up after ten seconds.
 class Client {
 public:
     explicit Client(int port) : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
         const timeval limit{.tv_sec = 10, .tv_usec = 0};
         setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
         setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<uint16_t>(port));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        connectError_ = connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 ? 0 : errno;
+        const sockaddr_in address = loopback(port);
+        connectError_ = connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? 0 : errno;
     }
     ~Client() { leave(); }
     Client(const Client&) = delete;
@@ -33,14 +38,9 @@ public:
     std::string read(size_t count) {
         std::string text(count, '\0');
         size_t got = 0;
-        while (got < count) {
-            const ssize_t n = recv(fd_, text.data() + got, count - got, 0);
-            if (n <= 0)
-                break;
+        for (ssize_t n; got < count && (n = recv(fd_, text.data() + got, count - got, 0)) > 0;)
             got += static_cast<size_t>(n);
-        }
-        text.resize(got);
-        return text;
+        return text.substr(0, got);
     }
     std::string ask(std::string_view command, size_t answerSize) {
         return send(command) ? read(answerSize) : "not sent";

@@ -1,3 +1,4 @@
+#include "client.h"
 #include "core/shell.h"
 #include "core/sync.h"
 #include "device/device_config.h"
@@ -6,12 +7,9 @@
 #include "links/own_address.h"
 #include "scpi/link.h"
 
-#include <arpa/inet.h>
+#include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <string>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace {
 
@@ -22,16 +20,12 @@ protected:
         Device_getName = [](Device*) { return "TVPNX"; };
         strcpy(device_config_sn, "220-336306910-0001");
         tvsocketBcastOpen(&finder_, discoveryPort, nullptr);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(discoveryPort);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(connect(tool_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        const sockaddr_in address = loopback(discoveryPort);
+        EXPECT_EQ(connect(tool_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     }
     ~Discovery() override {
         close(tool_);
         tvsocketBcastClose(&finder_);
-        Device_getName.unregister();
     }
 
     /// The answer to a datagram of `size` bytes; empty if there is none.
@@ -40,8 +34,7 @@ protected:
         EXPECT_EQ(send(tool_, query.data(), query.size(), 0), static_cast<ssize_t>(size));
         EXPECT_EQ(tvsocketBcastHandle(&finder_), 0);
         char answer[2048];
-        const ssize_t length = recv(tool_, answer, sizeof answer, MSG_DONTWAIT);
-        return length > 0 ? std::string(answer, static_cast<size_t>(length)) : std::string();
+        return {answer, static_cast<size_t>(std::max<ssize_t>(recv(tool_, answer, sizeof answer, MSG_DONTWAIT), 0))};
     }
     static std::string field(const std::string& text, size_t size) {
         return text + std::string(size - text.size(), '\0');
@@ -53,31 +46,24 @@ protected:
 
 TEST_F(Discovery, AnEmptyDatagramIsAnsweredWithNameAndSerialNumber) {
     const std::string expected = field("", 21) + field("TVPNX", 30) + field("220-336306910-0001", 30) + field("", 30);
-    ASSERT_EQ(expected.size(), 111u);
     EXPECT_EQ(answerTo(0), expected);
-    for (const size_t size : {1, 30, 31, 32, 1400})
+    for (const size_t size : {1, 31, 32, 1400})
         EXPECT_EQ(answerTo(size), "") << size;
 }
 
 TEST_F(Discovery, NamesTooLongAreCutAndAMissingOneHasAStandIn) {
     Device_getName = [](Device*) { return "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefgh"; };
     strcpy(device_config_sn, "ABCDEFGHIJKLMNOPQRSTUVWXYZABCDEF");
-    const std::string answer = answerTo(0);
-    ASSERT_EQ(answer.size(), 111u);
-    EXPECT_EQ(answer.substr(21, 30), field("ABCDEFGHIJKLMNOPQRSTUVWXYZabc", 30));
-    EXPECT_EQ(answer.substr(51, 30), "ABCDEFGHIJKLMNOPQRSTUVWXYZABCD");
-    EXPECT_EQ(answer.substr(81), field("", 30));
+    EXPECT_EQ(answerTo(0).substr(21), field("ABCDEFGHIJKLMNOPQRSTUVWXYZabc", 30) + //
+                                          field("ABCDEFGHIJKLMNOPQRSTUVWXYZABCD", 60));
     Device_getName = nullptr;
     EXPECT_EQ(answerTo(0).substr(21, 30), field("(ARM test device)", 30));
 }
 
-TEST_F(Discovery, AnInstrumentAtWorkIsFoundToo) {
+TEST_F(Discovery, AnInstrumentAtWorkIsFoundTooAndOneWithoutASocketDoesNotSpin) {
     MutexLock busy(deviceAccessMutex);
     strcpy(device_config_sn, "CHANGING");
     EXPECT_EQ(answerTo(0).substr(51, 18), "220-336306910-0001") << "the last that was settled";
-}
-
-TEST_F(Discovery, WithoutASocketItSaysSoInsteadOfSpinning) {
     RmtdevFinder second;
     tvsocketBcastOpen(&second, discoveryPort, nullptr);
     EXPECT_EQ(tvsocketBcastHandle(&second), -1);

@@ -10,13 +10,11 @@
 #include "scpi/parser.h"
 
 #include <atomic>
-#include <condition_variable>
+#include <chrono>
 #include <gtest/gtest.h>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
-#include <vector>
 
 namespace rig {
 
@@ -24,37 +22,19 @@ inline std::string block;           // sent by BLOCk?
 inline std::atomic<int> touched{0}; // times that TOUCh ran
 inline constexpr std::string_view identity = "Tolvane AG,RIG,1,0\n";
 
-/// Something that a test waits for without sleeping.
-class Counter {
-public:
-    void add() {
-        std::lock_guard lock(mutex_);
-        ++count_;
-        changed_.notify_all();
-    }
-    /// False if it takes more than ten seconds.
-    [[nodiscard]] bool reaches(int count) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return count_ >= count; });
-    }
-    void clear() {
-        std::lock_guard lock(mutex_);
-        count_ = 0;
-    }
+inline std::atomic<int> lampOn{0}, lampOff{0}; // times that the remote lamp went on and off
 
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    int count_ = 0;
-};
-inline Counter lampOn, lampOff;
-
-inline void answer(scpi::Unit& unit, std::string_view text) {
-    unit.answerLength = static_cast<int32_t>(text.copy(unit.answer, static_cast<size_t>(unit.answerRoom)));
-    unit.errorCode = 0;
+/// Waits for a count without sleeping. False if it takes more than ten seconds.
+[[nodiscard]] inline bool reaches(const std::atomic<int>& counter, int count) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (counter < count && std::chrono::steady_clock::now() < end)
+        std::this_thread::yield();
+    return counter >= count;
 }
+
 inline void idn(scpi::Unit& unit) {
-    answer(unit, identity.substr(0, identity.size() - 1));
+    unit.answerLength = static_cast<int32_t>(identity.copy(unit.answer, identity.size() - 1));
+    unit.errorCode = 0;
 }
 inline void touch(scpi::Unit& unit) {
     ++touched;
@@ -76,12 +56,10 @@ static_assert(storage.error() == nullptr);
 class Rig : public testing::Test {
 protected:
     Rig() {
-        touched = 0;
-        lampOn.clear();
-        lampOff.clear();
+        touched = lampOn = lampOff = 0;
         global_activeLinks = 0;
-        Device_enableLedRemote = [](Device*) { return lampOn.add(), 0; };
-        Device_disableLedRemote = [](Device*) { return lampOff.add(), 0; };
+        Device_enableLedRemote = [](Device*) { return ++lampOn, 0; };
+        Device_disableLedRemote = [](Device*) { return ++lampOff, 0; };
         context_.tree = storage.view({});
         scpi_parser_init(&context_);
         scpi_link_initAll(&link_list);
@@ -98,8 +76,6 @@ protected:
         mainThread_.join();
         scpi_link_destroy(&link_);
         scpi_link_destroy(&other_);
-        Device_enableLedRemote.unregister();
-        Device_disableLedRemote.unregister();
     }
 
     /// A command on another link: does the main thread still serve it?

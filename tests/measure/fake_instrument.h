@@ -14,62 +14,112 @@
 #include <gtest/gtest.h>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 inline Device* const device = nullptr;
 
 using Spectrum = std::function<std::complex<float>(int capture, int stage, int index)>; // capture from 1
 
+inline Spectrum flat(std::complex<float> point) {
+    return [point](int, int, int) { return point; };
+}
+
 /// The fake is static, as slots take no context.
 struct FakeInstrument {
     // Set before a run.
-    Spectrum spectrum;
-    int spectrumPoints = 512;
-    bool spectrumMissing = false; // the board has no buffer to give
+    Spectrum spectrum = flat(1e-9F);
+    int spectrumPoints = 512; // 0: the board has no buffer to give
     std::function<void()> onPower;
     double kphiA = 16384, kphiB = 13107; // counts; arrive with the power reading, as if they were measured
     uint32_t locked = 1;
-    uint32_t prescaler = 2;
     float power_dBm = 7.5F;
 
     /// Captures up to this number go through; the next one waits inside.
-    void allowCaptures(int count);
-    /// Waits until capture `number` has begun: all before it are accumulated and their saves announced.
-    void waitForCapture(int number);
-    int capturesBegun();
-
-    /// Lines of the boards' operations since the last call, by "; ".
-    std::string takeLog();
-    void log(const std::string& line);
-    /// Hand-overs of settings to the FPGA that came while a run was on.
-    int changesDuringCapture();
-
-    void capture();
+    void allowCaptures(int count) {
+        const std::lock_guard lock(mutex);
+        allowed = count;
+        changed.notify_all();
+    }
     void open() { allowCaptures(1 << 30); }
+    void capture() {
+        std::unique_lock lock(mutex);
+        ++begun;
+        inCapture = true;
+        changed.notify_all();
+        changed.wait(lock, [&] { return begun <= allowed; });
+        inCapture = false;
+    }
+    /// Lets captures up to `count` pass and waits until the next one has begun: those before it are accumulated and
+    /// their saves announced.
+    void passCaptures(int count) {
+        allowCaptures(count);
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return begun > count; });
+    }
+    int capturesBegun() {
+        const std::lock_guard lock(mutex);
+        return begun;
+    }
+
+    void log(const std::string& line) {
+        const std::lock_guard lock(mutex);
+        lines += lines.empty() ? line : "; " + line;
+    }
+    /// Lines of the boards' operations since the last call, by "; ".
+    std::string takeLog() {
+        const std::lock_guard lock(mutex);
+        return std::exchange(lines, {});
+    }
 
     std::mutex mutex;
     std::condition_variable changed;
     int begun = 0;
     int allowed = 1 << 30;
     bool inCapture = false;
-    int changes = 0;
+    int changesInCapture = 0; // hand-overs of settings to the FPGA that came while a run was on
     std::string lines;
-    std::vector<float> buffer;
+    std::vector<std::complex<float>> buffer;
 };
 extern FakeInstrument* fake;
 
 double samplingFreq(int stage); // of the first board generation, Hz
 
-/// Fills the slots, starts the measurement thread once for the process, resets before each test and leaves no run on.
+/// Fills the slots, starts the measurement thread once for the process, resets before each test, without smoothing and
+/// loop correction, and leaves no run on.
 class MeasureTest : public testing::Test {
 protected:
     void SetUp() override;
-    void TearDown() override;
+    void TearDown() override { measure_endRun(device); }
 
     /// One whole run; returns its code.
-    static int32_t runOnce();
-    static std::vector<float> trace();
-    static std::vector<float> grid();
-    static void plainTrace(); // no smoothing, no loop correction
+    static int32_t runOnce() {
+        measure_startMeasurement(device);
+        return pn_measure_waitForMeasurement(device, 1, 0);
+    }
+    /// Starts a run that is held in the capture after `captures`.
+    static void startHeld(int captures) {
+        fake->allowCaptures(captures);
+        measure_startMeasurement(device);
+        fake->passCaptures(captures);
+    }
+    /// Averages and correlations that are published.
+    static std::pair<int, int> progress() {
+        return {pn_measure_getPreliminaryAverageCount(device), pn_measure_getPreliminaryCorrelationCount(device)};
+    }
+    static std::vector<float> read(int (*query)(Device*, const float**)) {
+        const float* data = nullptr;
+        const int bytes = query(device, &data);
+        return {data, data + bytes / 4};
+    }
+    static std::vector<float> trace() { return read(pn_measure_getSpectrumData); }
+    static std::vector<float> grid() { return read(pn_measure_getSpectrumFreq); }
+    static std::string read(int (*query)(Device*, const char**)) {
+        const char* text = nullptr;
+        query(device, &text);
+        return text;
+    }
+    static int32_t saves() {
+        MutexLock lock(meas_data.resultMutex);
+        return static_cast<int32_t>(meas_data.saves);
+    }
 };

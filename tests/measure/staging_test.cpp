@@ -7,62 +7,41 @@
 TEST(Staging, WorkedPlans) {
     const struct {
         double offsetMin;
-        int32_t correlations;
-        int32_t stageCount;
-        int32_t passes;
+        int32_t correlations, passes;
         std::array<int32_t, 8> stageCorrelations;
-        std::vector<double> low;
+        std::array<int32_t, 2> samples; // of the two lowest stages: offsets named exactly have their own
+        std::vector<double> low;        // of the stages in use
     } plans[] = {
-        {1000, 1, 4, 1, {1000, 100, 10, 1, 1, 1, 118, 1}, {5e6, 5e5, 5e4, 1000}},
-        {1000, 1000, 4, 10, {90000, 10000, 1000, 100, 10, 1, 10000, 100}, {5e6, 5e5, 5e4, 1000}},
-        {10, 1, 6, 1, {100000, 10000, 1000, 100, 10, 1, 118, 1}, {5e6, 5e5, 5e4, 5000, 500, 10}},
-        {10000, 1, 3, 1, {100, 10, 1, 1, 1, 1, 118, 1}, {5e6, 5e5, 10000}},
-        {1, 1, 8, 1, {900000, 100000, 10000, 1000, 100, 10, 13, 1}, {5e6, 5e5, 5e4, 5000, 500, 50, 5, 1}},
+        {5000.1, 1, 1, {100, 10, 1, 1, 1, 1, 118, 1}, {512, 512}, {5e6, 5e5, 5000.1}},
+        {5000, 1, 1, {1000, 100, 10, 1, 1, 1, 118, 1}, {512, 512}, {5e6, 5e5, 5e4, 1000}},
+        {1000, 1000, 10, {90000, 10000, 1000, 100, 10, 1, 10000, 100}, {512, 512}, {5e6, 5e5, 5e4, 1000}},
+        {10, 1, 1, {100000, 10000, 1000, 100, 10, 1, 118, 1}, {512, 512}, {5e6, 5e5, 5e4, 5000, 500, 10}},
+        {5, 1, 1, {500000, 50000, 5000, 500, 50, 5, 1, 1}, {128, 2}, {5e6, 5e5, 5e4, 5000, 500, 50, 1}},
+        {1, 1, 1, {900000, 100000, 10000, 1000, 100, 10, 13, 1}, {128, 64}, {5e6, 5e5, 5e4, 5000, 500, 50, 5, 1}},
+        {0.7, 1, 1, {900000, 100000, 10000, 1000, 100, 10, 118, 1}, {512, 512}, {5e6, 5e5, 5e4, 5e3, 500, 50, 2, 0.5}},
+        {0.5, 1, 1, {900000, 200000, 20000, 2000, 200, 20, 28, 1}, {128, 128}, {5e6, 5e5, 5e4, 5e3, 500, 50, 2, 0.5}},
+        {0.1, 1, 1, {900000, 400000, 40000, 4000, 400, 40, 58, 1}, {128, 256}, {5e6, 5e5, 5e4, 5e3, 500, 50, 2, 0.1}},
+        {.05, 1, 1, {900000, 800000, 80000, 8000, 800, 80, 118, 1}, {128, 512}, {5e6, 5e5, 5e4, 5e3, 500, 50, 2, .05}},
+        {.02, 1, 1, {900000, 100000, 10000, 1000, 100, 10, 118, 1}, {512, 512}, {5e6, 5e5, 5e4, 5e3, 500, 50, 2, .01}},
+        {.01,
+         1,
+         1,
+         {900000, 900000, 320000, 32000, 3200, 320, 478, 1},
+         {128, 2048},
+         {5e6, 5e5, 5e4, 5e3, 500, 50, 2, .01}},
     };
-    for (const auto& expected : plans) {
-        SCOPED_TRACE(testing::Message() << expected.offsetMin << " Hz, " << expected.correlations);
-        const StagingPlan plan = staging_makePlan(expected.offsetMin, expected.correlations);
-        EXPECT_EQ(plan.stageCount, expected.stageCount);
-        EXPECT_EQ(plan.capturePasses, expected.passes);
-        EXPECT_EQ(plan.stageCorrelations, expected.stageCorrelations);
-        for (size_t stage = 0; stage < expected.low.size(); ++stage)
-            EXPECT_EQ(plan.stageLow[stage], expected.low[stage]) << stage;
+    for (const auto& row : plans) {
+        SCOPED_TRACE(testing::Message() << row.offsetMin << " Hz, " << row.correlations);
+        const StagingPlan plan = staging_makePlan(row.offsetMin, row.correlations);
+        EXPECT_EQ(plan.capturePasses, row.passes);
+        EXPECT_EQ(plan.stageCorrelations, row.stageCorrelations);
+        EXPECT_EQ((std::array{plan.stageSamples[6], plan.stageSamples[7]}), row.samples);
+        EXPECT_EQ(std::vector(plan.stageLow.begin(), plan.stageLow.begin() + plan.stageCount), row.low);
     }
-}
-
-TEST(Staging, OffsetsThatAreNamedExactlyHaveRecordsOfTheirOwn) {
-    const struct {
-        double offsetMin;
-        int32_t stageCount, samples6, samples7, correlations3, correlations6;
-        double low7;
-    } rows[] = {
-        {0.01, 8, 128, 2048, 32000, 478, 0.01},
-        {0.02, 8, 512, 512, 1000, 118, 0.01},
-        {0.05, 8, 128, 512, 8000, 118, 0.05},
-        {0.1, 8, 128, 256, 4000, 58, 0.1},
-        {0.5, 8, 128, 128, 2000, 28, 0.5},
-        {0.7, 8, 512, 512, 1000, 118, 0.5},
-        {1, 8, 128, 64, 1000, 13, 1},
-        {4.9999, 8, 512, 512, 1000, 118, 1},
-        {5, 7, 128, 2, 500, 1, 0.1},
-        {5.0001, 6, 512, 512, 100, 118, 0.1},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.offsetMin);
-        const StagingPlan plan = staging_makePlan(row.offsetMin, 1);
-        EXPECT_EQ(plan.stageCount, row.stageCount);
-        EXPECT_EQ(plan.stageSamples[6], row.samples6);
-        EXPECT_EQ(plan.stageSamples[7], row.samples7);
-        EXPECT_EQ(plan.stageCorrelations[3], row.correlations3);
-        EXPECT_EQ(plan.stageCorrelations[6], row.correlations6);
-        EXPECT_EQ(plan.stageLow[7], row.low7);
-    }
-    EXPECT_EQ(staging_makePlan(5000, 1).stageCount, 4);
-    EXPECT_EQ(staging_makePlan(5000.1, 1).stageCount, 3);
 }
 
 TEST(Staging, EveryStartOffsetIsCoveredWithoutAGap) {
-    for (double offsetMin = 0.01; offsetMin <= 50e6; offsetMin *= 1.01) {
+    for (double offsetMin = 0.01; offsetMin <= 50e6; offsetMin *= 1.01)
         for (const int32_t correlations : {1, 7, 1000, 10000}) {
             SCOPED_TRACE(testing::Message() << offsetMin << " Hz, " << correlations);
             const StagingPlan plan = staging_makePlan(offsetMin, correlations);
@@ -73,21 +52,14 @@ TEST(Staging, EveryStartOffsetIsCoveredWithoutAGap) {
                 EXPECT_LT(plan.stageLow[stage], plan.stageHigh[stage]) << stage;
             }
             EXPECT_GE(plan.capturePasses, 1);
-            for (const int32_t perCapture : plan.stageCorrelations) {
-                EXPECT_GE(perCapture, 1);
-                EXPECT_LE(perCapture, 900000);
-            }
+            for (const int32_t perCapture : plan.stageCorrelations)
+                EXPECT_TRUE(perCapture >= 1 && perCapture <= 900000) << perCapture;
         }
-    }
 }
 
 TEST(Staging, AStageOwnsItsLowerBoundary) {
-    configPN.offsetMin = 1000;
-    getStaging(&meas_data.plan);
-    const struct {
-        double offset;
-        int stage;
-    } rows[] = {{60e6, 0}, {50e6, 0}, {5e6, 0}, {4.9e6, 1}, {5e5, 1}, {1000, 3}, {999, 0}};
-    for (const auto& [offset, stage] : rows)
+    meas_data.plan = staging_makePlan(1000, 1);
+    for (const auto& [offset, stage] :
+         {std::pair{60e6, 0}, {50e6, 0}, {5e6, 0}, {4.9e6, 1}, {5e5, 1}, {1000.0, 3}, {999.0, 0}})
         EXPECT_EQ(config_getStageFromOffset(nullptr, offset), stage) << offset;
 }

@@ -2,58 +2,28 @@
 #include "scpi/error_codes.h"
 
 #include <algorithm>
-#include <functional>
-#include <memory>
+#include <future>
+#include <thread>
 
 namespace {
 
 class WaitTest : public MeasureTest {
 protected:
-    void SetUp() override {
-        MeasureTest::SetUp();
-        plainTrace();
-    }
-
-    static void startHeld(int capturesFirst) {
-        fake->allowCaptures(capturesFirst);
-        measure_startMeasurement(device);
-        fake->waitForCapture(capturesFirst + 1);
-    }
     static bool previewPending() {
         MutexLock lock(meas_data.resultMutex);
         return meas_data.previewTrigger != 0;
     }
-    static uint64_t saves() {
-        MutexLock lock(meas_data.resultMutex);
-        return meas_data.saves;
-    }
-    static uint64_t runsStarted() {
-        MutexLock lock(meas_data.stateMutex);
-        return meas_data.runsStarted;
-    }
 };
 
-/// A wait on a client's thread.
-class Waiter {
-public:
-    explicit Waiter(std::function<int()> wait) : thread_([this, wait = std::move(wait)] { result_ = wait(); }) {}
-    ~Waiter() {
-        if (thread_.joinable())
-            thread_.join();
-    }
-    int join() {
-        thread_.join();
-        return result_;
-    }
-
-private:
-    int result_ = 1;
-    std::thread thread_;
-};
+/// What a client's thread does; ends with its result.
+using Waiter = std::future<int>;
+template <class... Arguments> Waiter onThread(int (*function)(Device*, Arguments...), Arguments... arguments) {
+    return std::async(std::launch::async, function, device, arguments...);
+}
 
 /// A preliminary wait whose request stands when this returns.
-std::unique_ptr<Waiter> preliminaryWaiter(int average) {
-    auto waiter = std::make_unique<Waiter>([average] { return pn_measure_waitForMeasurement(device, 0, average); });
+Waiter preliminaryWaiter(int average) {
+    Waiter waiter = onThread(pn_measure_waitForMeasurement, 0, average);
     for (bool pending = false; !pending; std::this_thread::yield()) {
         MutexLock lock(meas_data.resultMutex);
         pending = meas_data.previewTrigger != 0 && meas_data.previewTarget == average;
@@ -63,22 +33,10 @@ std::unique_ptr<Waiter> preliminaryWaiter(int average) {
 
 } // namespace
 
-TEST_F(WaitTest, AFailureIsToldOnce) {
-    config_enablePulse(device);
-    EXPECT_EQ(runOnce(), scpi::lockFailed);
-    EXPECT_EQ(pn_measure_waitForMeasurement(device, 1, 0), 0);
-    EXPECT_EQ(pn_measure_getMeasStatus(device), -1);
-    EXPECT_EQ(trace().size(), 0U);
-
-    measure_startMeasurement(device);
-    config_disablePulse(device);
-    EXPECT_EQ(runOnce(), 0); // the run before it failed; nobody waited
-}
-
-TEST_F(WaitTest, WhatThePreparationFailedInIsTheResultAndIsRepeated) {
+TEST_F(WaitTest, WhatThePreparationFailedInIsToldOnceAndIsRepeated) {
     const struct {
         int32_t code;
-        std::function<void()> fail;
+        std::function<void()> prepare;
     } rows[] = {
         {scpi::noSignalDetected, [] { configPN.frequency = -1; }},
         {scpi::noValidBeatDetected, [] { fake->kphiA = 0; }},
@@ -86,98 +44,91 @@ TEST_F(WaitTest, WhatThePreparationFailedInIsTheResultAndIsRepeated) {
         {scpi::noValidBeatDetected, [] { fake->kphiB = fake->kphiA / 1.51; }},
         {scpi::lockFailed, [] { fake->locked = 0; }},
         {scpi::measurementFailed, [] { configPN.ifGain = -1; }},
+        {0, [] { fake->kphiB = fake->kphiA / 1.5; }},
     };
-    for (const auto& [code, fail] : rows) {
+    for (const auto& [code, prepare] : rows) {
         SCOPED_TRACE(code);
         config_reset(device);
         fake->kphiA = fake->kphiB = 10000;
         fake->locked = 1;
         configPN.doFrequency = configPN.doKphi = configPN.doIFgain = 0;
-        fake->onPower = fail;
+        fake->onPower = prepare;
         EXPECT_EQ(runOnce(), code);
+        EXPECT_EQ(pn_measure_waitForMeasurement(device, 1, 0), 0);
         EXPECT_EQ(configPN.doFrequency, code == scpi::noSignalDetected);
         EXPECT_EQ(configPN.doKphi, code == scpi::noValidBeatDetected);
         EXPECT_EQ(configPN.doIFgain, code == scpi::measurementFailed);
-        EXPECT_EQ(trace().size(), 0U);
+        EXPECT_EQ(trace().empty(), code != 0);
+        EXPECT_EQ(fake->capturesBegun(), code == 0);
     }
-    EXPECT_EQ(fake->capturesBegun(), 0);
-    config_reset(device);
-    fake->locked = 1;
-    fake->onPower = [] { fake->kphiB = fake->kphiA / 1.5; };
-    EXPECT_EQ(runOnce(), 0);
+    config_enablePulse(device);
+    EXPECT_EQ(runOnce(), scpi::lockFailed);
+    EXPECT_EQ(pn_measure_getMeasStatus(device), -1);
+    measure_startMeasurement(device);
+    while (measure_runInProgress() != 0)
+        std::this_thread::yield();
+    config_disablePulse(device);
+    EXPECT_EQ(runOnce(), 0); // the run before it failed; nobody waited
 }
 
-TEST_F(WaitTest, APreliminaryResultComesAfterTheNextPassOfTheFirstIteration) {
+TEST_F(WaitTest, APreliminaryResultComesAfterTheNextPassOfTheFirstIterationAndAtTheEndOfLaterOnes) {
     configPN_setCorrelations(device, 1000); // 10 passes
+    configPN_setIterations(device, 2);
     startHeld(2);
-    const auto waiter = preliminaryWaiter(0);
-    fake->allowCaptures(3);
-    EXPECT_EQ(waiter->join(), 0);
-    EXPECT_EQ(pn_measure_getPreliminaryAverageCount(device), 0);
-    EXPECT_EQ(pn_measure_getPreliminaryCorrelationCount(device), 300);
-    EXPECT_EQ(trace().size(), 481U);
-    EXPECT_GT(trace().front(), -1000.0F);
-    fake->waitForCapture(4); // the run goes on, and does not save for nobody
-    const uint64_t before = saves();
-    fake->allowCaptures(5);
-    fake->waitForCapture(6);
+    Waiter waiter = preliminaryWaiter(0);
+    fake->passCaptures(3);
+    EXPECT_EQ(waiter.get(), 0);
+    EXPECT_EQ(progress(), std::pair(0, 300));
+    EXPECT_GT(trace().at(0), -1000.0F);
+    int32_t before = saves(); // the run goes on, and does not save for nobody
+    fake->passCaptures(5);
     EXPECT_EQ(saves(), before);
+
+    fake->passCaptures(12);
+    before = saves();
+    waiter = preliminaryWaiter(0);
+    fake->passCaptures(18);
+    EXPECT_EQ(saves(), before);
+    EXPECT_TRUE(previewPending());
+    fake->open();
+    EXPECT_EQ(waiter.get(), 0);
+    EXPECT_EQ(progress(), std::pair(2, 1000));
 }
 
 TEST_F(WaitTest, ACountIsServedAtTheEndOfThatIteration) {
     configPN_setIterations(device, 5);
-    startHeld(0);
-    const auto waiter = preliminaryWaiter(3);
-    fake->allowCaptures(2);
-    fake->waitForCapture(3);
-    EXPECT_TRUE(previewPending()); // two iterations are published, and the request stands
-    EXPECT_EQ(pn_measure_getPreliminaryAverageCount(device), 2);
-    fake->allowCaptures(3);
-    EXPECT_EQ(waiter->join(), 0);
-    EXPECT_EQ(pn_measure_getPreliminaryAverageCount(device), 3);
-}
-
-TEST_F(WaitTest, ARequestMadeWhileTheRunPreparesKeepsItsCount) {
-    configPN_setIterations(device, 3);
-    std::unique_ptr<Waiter> waiter;
-    fake->onPower = [&] { waiter = preliminaryWaiter(2); };
-    startHeld(1);
-    EXPECT_TRUE(previewPending());
-    fake->allowCaptures(2);
-    EXPECT_EQ(waiter->join(), 0);
-    EXPECT_EQ(pn_measure_getPreliminaryAverageCount(device), 2);
-}
-
-TEST_F(WaitTest, LaterIterationsSaveOnlyAtTheirEnd) {
-    configPN_setCorrelations(device, 1000);
-    configPN_setIterations(device, 2);
-    startHeld(12);
-    const uint64_t before = saves();
-    const auto waiter = preliminaryWaiter(0);
-    fake->allowCaptures(18);
-    fake->waitForCapture(19);
-    EXPECT_EQ(saves(), before);
-    EXPECT_TRUE(previewPending());
-    fake->open();
-    EXPECT_EQ(waiter->join(), 0);
-    EXPECT_EQ(pn_measure_getPreliminaryAverageCount(device), 2);
-    EXPECT_EQ(pn_measure_getPreliminaryCorrelationCount(device), 1000);
+    Waiter waiter;
+    for (const bool whilePreparing : {false, true}) {
+        const int before = fake->capturesBegun();
+        fake->onPower = [&] {
+            if (whilePreparing)
+                waiter = preliminaryWaiter(3);
+        };
+        startHeld(before);
+        if (!whilePreparing)
+            waiter = preliminaryWaiter(3);
+        fake->passCaptures(before + 2);
+        EXPECT_TRUE(previewPending()); // two iterations are published, and the request stands
+        EXPECT_EQ(pn_measure_getPreliminaryAverageCount(device), 2);
+        fake->allowCaptures(before + 3);
+        EXPECT_EQ(waiter.get(), 0);
+        EXPECT_EQ(pn_measure_getPreliminaryAverageCount(device), 3);
+        EXPECT_FALSE(previewPending());
+        measure_endRun(device);
+    }
 }
 
 TEST_F(WaitTest, AClientThatHoldsTheResultsDelaysThePreliminaryOneOnly) {
     configPN_setCorrelations(device, 1000);
     startHeld(0);
     pn_measure_triggerPreliminaryResult(device);
-    uint64_t before;
+    const int32_t before = saves();
     {
         MutexLock lock(meas_data.resultMutex);
-        before = meas_data.saves;
-        fake->allowCaptures(3);
-        fake->waitForCapture(4);
-        EXPECT_EQ(meas_data.saves, before);
+        fake->passCaptures(3);
     }
-    fake->allowCaptures(4);
-    fake->waitForCapture(5);
+    EXPECT_EQ(saves(), before);
+    fake->passCaptures(4);
     EXPECT_EQ(saves(), before + 1);
     EXPECT_EQ(pn_measure_getPreliminaryCorrelationCount(device), 400);
 }
@@ -185,17 +136,15 @@ TEST_F(WaitTest, AClientThatHoldsTheResultsDelaysThePreliminaryOneOnly) {
 TEST_F(WaitTest, SeveralWaitersAreAllServed) {
     configPN_setIterations(device, 4);
     startHeld(0);
-    const auto third = preliminaryWaiter(3);
-    const auto first = preliminaryWaiter(1);
-    const Waiter beyond([] { return pn_measure_waitForMeasurement(device, 0, 99); });
-    Waiter whole([] { return pn_measure_waitForMeasurement(device, 1, 0); });
+    Waiter third = preliminaryWaiter(3), first = preliminaryWaiter(1);
+    const Waiter beyond = onThread(pn_measure_waitForMeasurement, 0, 99);
+    Waiter whole = onThread(pn_measure_waitForMeasurement, 1, 0);
     fake->allowCaptures(1);
-    EXPECT_EQ(first->join(), 0);
-    fake->allowCaptures(3);
-    EXPECT_EQ(third->join(), 0);
-    fake->waitForCapture(4);
+    EXPECT_EQ(first.get(), 0);
+    fake->passCaptures(3);
+    EXPECT_EQ(third.get(), 0);
     fake->open();
-    EXPECT_EQ(whole.join(), 0);
+    EXPECT_EQ(whole.get(), 0);
 }
 
 TEST_F(WaitTest, ATimeOutIsToldOnceAndTheRunGoesOn) {
@@ -222,26 +171,22 @@ TEST_F(WaitTest, AbortEndsTheRunBeforeTheNextCapture) {
     measure_stopMeasurement(device); // nothing to stop, and nothing kept for later
     EXPECT_EQ(runOnce(), 0);
     EXPECT_EQ(fake->capturesBegun(), 7);
-}
-
-TEST_F(WaitTest, AbortWhileTheRunPreparesIsNotLost) {
-    fake->onPower = [] { Waiter([] { return measure_stopMeasurement(device); }).join(); };
+    fake->onPower = [] { onThread(measure_stopMeasurement).get(); }; // while the run prepares
     EXPECT_EQ(runOnce(), 0);
-    EXPECT_EQ(fake->capturesBegun(), 0);
+    EXPECT_EQ(fake->capturesBegun(), 7);
     EXPECT_EQ(trace().size(), 481U);
 }
 
 TEST_F(WaitTest, ASecondInitWaitsAndNobodySleepsIntoItsRun) {
     startHeld(0);
-    const uint64_t firstRun = runsStarted();
-    const auto ofFirstRun = preliminaryWaiter(50);
-    Waiter secondInit([] { return measure_startMeasurement(device); });
-    EXPECT_EQ(runsStarted(), firstRun);
-    fake->allowCaptures(1);
-    EXPECT_EQ(secondInit.join(), 0);
-    fake->waitForCapture(2); // the second run is on and held
-    EXPECT_EQ(runsStarted(), firstRun + 1);
-    EXPECT_EQ(ofFirstRun->join(), 0);
+    const uint64_t firstRun = measure_runInProgress();
+    Waiter ofFirstRun = preliminaryWaiter(50);
+    Waiter secondInit = onThread(measure_startMeasurement);
+    EXPECT_EQ(measure_runInProgress(), firstRun);
+    fake->passCaptures(1);
+    EXPECT_EQ(secondInit.get(), 0); // the second run is on and held
+    EXPECT_EQ(measure_runInProgress(), firstRun + 1);
+    EXPECT_EQ(ofFirstRun.get(), 0);
     EXPECT_FALSE(previewPending()); // what the first run left unserved died with it
 }
 
@@ -258,7 +203,6 @@ TEST_F(WaitTest, AModeChangeOrAResetEndsTheRunFirst) {
     startHeld(fake->capturesBegun());
     EXPECT_EQ(config_reset(device), 0);
     EXPECT_EQ(measure_runInProgress(), 0U);
-    EXPECT_EQ(configPN.iterations, 1);
     EXPECT_EQ(runOnce(), 0);
 }
 
@@ -272,25 +216,17 @@ TEST_F(WaitTest, ARestlessClientFindsEverythingWhole) {
         configPN_setPointsPerDecade(device, 2 + round * 7 % 499);
         measure_startMeasurement(device);
         for (int step = 0; step < 10; ++step) {
-            const auto levels = trace();
-            const auto offsets = grid();
-            ASSERT_TRUE(std::ranges::is_sorted(offsets));
-            ASSERT_LE(levels.size(), 1000U);
+            ASSERT_LE(trace().size(), 1000U);
+            ASSERT_TRUE(std::ranges::is_sorted(grid()));
             configPN_setOffsetMin(device, 10.0 * (1 + step));
             configPN_setOffsetMax(device, 1e6 * (1 + step));
             configPN_setPointsPerDecade(device, 500 - step);
             configPN_setCorrelations(device, 1 + step);
             configPN_setSmoothingAperture(device, 0.05 * step);
-            configPN_setSpotFrequency(device, 1e4);
-            configPN_setMeasurementMethod(device, methodCrossCorrelation);
             configPN_setTestSetDefinition(device, list);
-            const char* text = nullptr;
-            configPN_getTestSet(device, &text);
+            read(configPN_getTestSet);
             pn_measure_getSpotSpectrumData(device);
-            pn_measure_getPreliminaryAverageCount(device);
-            config_getFrequency(device);
-            config_getPower(device);
-            config_getKphi(device);
+            progress();
             char report[reportTextSize];
             pn_measure_printPnMeasInfo(device, report);
             if (step == round % 10) {
