@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <fstream>
-#include <random>
 #include <unistd.h>
 
 using namespace engine;
@@ -195,44 +194,6 @@ TEST_F(Engine, ACommandFileRunsLineByLineAndTheLastLineWantsItsNewline) {
     unlink(path);
     scpi_execute_commandFile(&link_, path); // a missing file is no fault
     EXPECT_EQ(commands(), Texts{});
-}
-
-TEST_F(Engine, AnyBytesLeaveTheLinkUsable) {
-    std::mt19937 random(1);
-    const std::string_view pieces[] = {"*IDN?",
-                                       "SENS:PN:AVER ",
-                                       ":",
-                                       ";",
-                                       ",",
-                                       "#",
-                                       "#13abc",
-                                       "BLOC?",
-                                       "BLOC #15",
-                                       "\n",
-                                       "?",
-                                       "LIST 1,2",
-                                       "OUTP99999999999999 1",
-                                       "SOUR2:SUPP3:VOLT?",
-                                       " ",
-                                       "\"",
-                                       "E+",
-                                       "SENS? PN"};
-    for (int round = 0; round < 3000; ++round) {
-        std::string text;
-        for (unsigned i = random() % 12; i > 0; --i) {
-            text += random() % 4 ? std::string(pieces[random() % std::size(pieces)])
-                                 : std::string(1 + random() % 40, static_cast<char>(random()));
-        }
-        receive(text + "\n\n\n");
-        if (scpi_exec_receivingBlockData(&link_)) // a header's last words: what follows is its data
-            scpi_exec_cancelBlockDataReceive(&link_);
-        receive("\n");
-        replies();
-        errors();
-        commands();
-        EXPECT_EQ(asked("*OPC?\n").substr(0, 2), "1\n") << testing::PrintToString(text);
-    }
-    remove("/tmp/engine-test-block");
 }
 
 TEST_F(Engine, DeferredCallsAreMadeOnTheTick) {
