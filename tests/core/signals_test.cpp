@@ -56,9 +56,18 @@ template <int Signal> [[noreturn]] void endBy() {
 
 TEST_F(FatalSignal, AbortsTheDeviceAndEndsInOrder) {
     const Outcome outcome = outcomeOf([] {
-        Device_abort = [](Device*) { return printf("abort\n"); };
+        static Mutex mutex;
+        Device_abort = [](Device*) {
+            MutexLock lock(mutex);
+            return printf("abort\n");
+        };
         Device_abort_local = [](Device*) { return printf("abort_local\n"); };
-        endBy<SIGTERM>();
+        {
+            MutexLock lock(mutex); // the interrupted thread goes on and lets go of it
+            kill(getpid(), SIGTERM);
+        }
+        for (;;)
+            pause();
     });
     EXPECT_EQ(outcome.exitStatus, 0);
     EXPECT_EQ(outcome.output, "Got signal 15\nexit_TV()\nabort\nabort_local\n");
