@@ -4,16 +4,13 @@
 #include "core/process.h"
 #include "device/device.h"
 #include "device/device_config.h"
-#include "device/device_fptrs.h"
-#include "measure/meas_data.h"
 #include "measure/measure.h"
-#include "measure/measurement_configuration.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/tree/command_tree.h"
+#include "tests/firmware/fake_captures.h"
 
-#include <array>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -48,29 +45,11 @@ extern "C" void* realloc(void* old, size_t size) {
 
 namespace {
 
-struct Point {
-    float re, im;
-};
-std::array<Point, 512> spectrum;
 scpi_link memoryLink;
 scpi_parser_context context;
 
 void boot() {
-    spectrum.fill({1e-12f, 1e-13f});
-    Device_capturePhaseNoiseFdSamples = [](Device*) { return 0; };
-    Device_getPhaseNoiseFdBuffer = [](Device*, uint32_t, const void** data) {
-        *data = spectrum.data();
-        return static_cast<int>(sizeof spectrum);
-    };
-    Device_quicklyGetPower = [](Device*) -> const tvpow* { // what the preparation of a run finds
-        configPNPtr->kphiA = configPNPtr->kphiB = 20480.0;
-        configPNPtr->ifGain = 20.0;
-        meas_data.locked = 1;
-        static constexpr tvpow level_dBm = 8.0f;
-        return &level_dBm;
-    };
-    Device_getPrescaler = [](Device*) { return 1u; };
-    Device_getFdSamplingFreq = [](Device*, int) { return 250e6; };
+    fillCaptureSlots();
     Device* const device = Device_create();
     debug_device = device;
     device_config_init();

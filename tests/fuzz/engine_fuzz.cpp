@@ -6,14 +6,12 @@
 #include "core/process.h"
 #include "device/device.h"
 #include "device/device_config.h"
-#include "device/device_fptrs.h"
-#include "measure/meas_data.h"
 #include "measure/measure.h"
-#include "measure/measurement_configuration.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/tree/command_tree.h"
+#include "tests/firmware/fake_captures.h"
 
 #include <algorithm>
 #include <array>
@@ -40,31 +38,13 @@ scpi_link memoryLink;
 scpi_parser_context context;
 std::atomic<int> captures;
 
-struct Point {
-    float re, im;
-};
-std::array<Point, 64> spectrum;
-
 void fillSlots() {
-    spectrum.fill({1e-9f, 1e-10f});
+    fillCaptureSlots();
     Device_capturePhaseNoiseFdSamples = [](Device* device) {
         if (++captures % capturesPerRun == 0)
             Device_abort(device);
         return 0;
     };
-    Device_getPhaseNoiseFdBuffer = [](Device*, uint32_t, const void** data) {
-        *data = spectrum.data();
-        return static_cast<int>(sizeof spectrum);
-    };
-    Device_quicklyGetPower = [](Device*) -> const tvpow* { // what the preparation of a run finds
-        configPNPtr->kphiA = configPNPtr->kphiB = 20480.0;
-        configPNPtr->ifGain = 20.0;
-        meas_data.locked = 1;
-        static constexpr tvpow level_dBm = 8.0f;
-        return &level_dBm;
-    };
-    Device_getPrescaler = [](Device*) { return 1u; };
-    Device_getFdSamplingFreq = [](Device*, int stage) { return 250e6 / (stage + 1); };
 }
 
 /// Serves the link as a transport would until no more answer is announced. Returns the bytes of the answers.
