@@ -1,5 +1,6 @@
 /// The command path without a network: one link in memory, served on the calling thread.
 
+#include "device/device_fptrs.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
@@ -17,6 +18,10 @@ scpi_parser_context context;
 
 void setUp() {
     static const bool done = [] {
+        Device_getName = [](Device*) { return "TVPNX"; };
+        Automeasure_configPN_setIterations = [](Device*, int32_t) { return 0; };
+        Automeasure_config_getMinIterations = [](Device*) { return 1; };
+        Automeasure_config_getMaxIterations = [](Device*) { return 10000; };
         context.tree = scpi::commandTree();
         scpi_parser_init(&context);
         scpi_link_initAll(&link_list);

@@ -186,8 +186,10 @@ int main(int argc, char** argv) {
     print("echo of 20 *IDN? (commands)", idnsEcho, 20, idnsEcho);
     print("20 *IDN? in a line (commands)", trips(instrument, idns), 20, idnsEcho);
 
-    print("20 SENS:PN:AVER 5 in a line (sets)", trips(instrument, joined(":SENS:PN:AVER 5", 20, ";:*OPC?")), 20,
-          idnsEcho);
+    const std::string sets = joined(":SENS:PN:AVER 5", 20, ";:*OPC?");
+    const Figure setsEcho = trips(echo, sets);
+    print("echo of 20 SENS:PN:AVER 5 (sets)", setsEcho, 20, setsEcho);
+    print("20 SENS:PN:AVER 5 in a line (sets)", trips(instrument, sets), 20, setsEcho);
 
     instrument.send("*RST;*OPC?\n");
     instrument.readLine();
