@@ -74,5 +74,7 @@ inline Slot<const char*(Device*)> Device_getStoredScpiParameters;      // paths,
 // Front panel.
 inline Slot<int(Device*)> DevHc_enableRf;
 inline Slot<int(Device*)> DevHc_disableRf;
+inline Slot<int()> hcupdate_lock;                                        // the panel takes no more keys
+inline Slot<int()> hcupdate_release;
 
 // clang-format on

@@ -36,6 +36,18 @@ TEST_F(System, TextsAreQuotedAndChecked) {
     refuses({{"SYST:COMM:GPIB:ADDR?", -113}});
 }
 
+TEST_F(System, TheFrontPanelIsLockedWhereThereIsOne) {
+    static int locks, releases;
+    converse({{"SYST:LOCK;:SYST:LOCK:REL", "", {-113, -113}}});
+    hcupdate_lock = [] { return ++locks, 0; };
+    hcupdate_release = [] { return ++releases, -200; };
+    converse({{"SYST:LOCK;:SYST:LOCK;:SYST:LOCK 1;:SYST:LOCK:REL", "", {-108, -200}}});
+    EXPECT_EQ(locks, 2);
+    EXPECT_EQ(releases, 1);
+    hcupdate_lock.unregister();
+    hcupdate_release.unregister();
+}
+
 TEST_F(System, LinkAndLanSettingsAreWords) {
     converse({{"SYST:COMM:LAN:CONF MAN;CONF?", "MAN\n"},
               {"SYST:COMM:LAN:CONF DHCP;CONF?", "DHCP\n"},

@@ -26,6 +26,12 @@ void system_lanIp(Unit& unit);
 void system_lanSubnet(Unit& unit);
 void system_lanGateway(Unit& unit);
 
+/// An operation of the front panel's mirror.
+template <auto& act> void panelAction(Unit& unit) {
+    if (act && noParameters(unit))
+        unit.errorCode = act();
+}
+
 inline constexpr Word lanModes[] = {
     {"AUTO", "AUTO", lanModeAuto},
     {"DHCP", "DHCP", lanModeDhcp},
@@ -37,6 +43,8 @@ inline constexpr Row systemRows[] = {
     {"SYSTem:ERRor[:NEXT]", Q, system_nextError, "", "The oldest entry of the error queue, which it leaves"},
     {"SYSTem:VERSion", Q, system_version, "", "Version of SCPI, 1999.0"},
     {"SYSTem:NAME", QS, system_name, "\"<text>\"", "Extension of the model name, at most 14 characters"},
+    {"SYSTem:LOCK", S, panelAction<hcupdate_lock>, "", "Lock the front panel"},
+    {"SYSTem:LOCK:REL", S, panelAction<hcupdate_release>, "", "Release the front panel"},
     {"SYSTem:RESTart", S, system_restart, "", "Restart the unit; the link goes down"},
     {"SYSTem:COMMunicate:GPIB:ADDRess", QS, system_gpibAddress, "\"<address>\"", "Address on the GPIB bus"},
     {"SYSTem:COMMunicate:LAN:CONFig", QS, system_lanMode, wordsOf<lanModes>,
