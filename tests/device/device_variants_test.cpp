@@ -2,155 +2,72 @@
 
 #include <cstring>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
-using Predicate = bool (*)();
+constexpr std::string_view characters = "0123456789A";
 
-struct Question {
-    const char* name;
-    Predicate ask;
+/// A position of the serial number and the characters there that its questions answer with yes, question by question.
+/// *: only in units of generations 2 and 5.
+struct Position {
+    std::string answers;
+    std::vector<bool (*)()> questions;
 };
-#define QUESTION(name)                                                                                                 \
-    { #name, device_config_##name }
-
-constexpr Question questions[] = {
-    QUESTION(isTVPNL),
-    QUESTION(isTVPNLFamily),
-    QUESTION(isTVPNY),
-    QUESTION(isTVPNX),
-    QUESTION(isTVPNM),
-    QUESTION(isTVPNXFamily),
-    QUESTION(usesFpHcAt91),
-    QUESTION(usesFpAt91),
-    QUESTION(usesFpTpStm),
-    QUESTION(usesFpHcStm),
-    QUESTION(usesFpStm),
-    QUESTION(usesFp),
-    QUESTION(usesTvcont_1EorNewer),
-    QUESTION(usesTvcont_1ForNewer),
-    QUESTION(usesOptionFs),
-    QUESTION(usesTVPNX_ALG_1B),
-    QUESTION(usesTVPNX_ALG_TO1B),
-    QUESTION(usesTVPNX_ALG_1C),
-    QUESTION(usesTVPNX_ALG_2A),
-    QUESTION(usesTVPNX_ALG_2B),
-    QUESTION(usesTVPNX_ALG_2C),
-    QUESTION(usesTVPNX_ALG_2D),
-    QUESTION(isAnalog2BCDModified),
-    QUESTION(usesTvpnDutSupply),
-    QUESTION(isTvpnDutSupply_5V_0A15),
-    QUESTION(isTvpnDutSupply_12V_1A),
-    QUESTION(isTvpnDutRelayOnly),
-    QUESTION(usesTVPN_ADFPGA_1B),
-    QUESTION(usesTVPN_ADFPGA_1C_FVST),
-    QUESTION(usesTVPN_ADFPGA_1D),
-    QUESTION(usesTVPN_ADFPGA_1E),
-    QUESTION(usesTVPN_ADFPGA_2A),
-    QUESTION(usesBattery),
-    QUESTION(usesTVPN_IS6G),
-    QUESTION(usesTVPN_IS),
-    QUESTION(usesTVPN_IS_2A),
-    QUESTION(usesTVPN_IS_2B),
-    QUESTION(usesTVPN_IS_2),
-    QUESTION(hasInternalRef),
-    QUESTION(usesPE3),
-    QUESTION(usesPE4),
-    QUESTION(usesPE5),
-    QUESTION(usesGPIB),
+const Position positions[] = {
+    {"1: 1 1 1 2 4 24",
+     {device_config_isTVPNL, device_config_isTVPNLFamily, device_config_isTVPNY, device_config_isTVPNX,
+      device_config_isTVPNM, device_config_isTVPNXFamily}},
+    {"4: 2 2 3 4 34 234",
+     {device_config_usesFpHcAt91, device_config_usesFpAt91, device_config_usesFpTpStm, device_config_usesFpHcStm,
+      device_config_usesFpStm, device_config_usesFp}},
+    {"5: 23456789A 3456789A 4",
+     {device_config_usesTvcont_1EorNewer, device_config_usesTvcont_1ForNewer, device_config_usesOptionFs}},
+    {"6: 1 1 2 3 4 5 6",
+     {device_config_usesTVPNX_ALG_1B, device_config_usesTVPNX_ALG_TO1B, device_config_usesTVPNX_ALG_1C,
+      device_config_usesTVPNX_ALG_2A, device_config_usesTVPNX_ALG_2B, device_config_usesTVPNX_ALG_2C,
+      device_config_usesTVPNX_ALG_2D}},
+    {"7: 23456789A 2 3 5",
+     {device_config_usesTvpnDutSupply, device_config_isTvpnDutSupply_5V_0A15, device_config_isTvpnDutSupply_12V_1A,
+      device_config_isTvpnDutRelayOnly}},
+    {"9: 2 3456789A 4 5 6 123456789A",
+     {device_config_usesTVPN_ADFPGA_1B, device_config_usesTVPN_ADFPGA_1C_FVST, device_config_usesTVPN_ADFPGA_1D,
+      device_config_usesTVPN_ADFPGA_1E, device_config_usesTVPN_ADFPGA_2A, device_config_usesBattery}},
+    {"10: 5 7* 8* 9* 89* 123456789A* 3 4 57",
+     {device_config_usesTVPN_IS6G, device_config_usesTVPN_IS, device_config_usesTVPN_IS_2A,
+      device_config_usesTVPN_IS_2B, device_config_usesTVPN_IS_2, device_config_hasInternalRef, device_config_usesPE3,
+      device_config_usesPE4, device_config_usesPE5}},
+    {"11: 123456789A", {device_config_usesGPIB}},
+    {"12: 1*", {device_config_isAnalog2BCDModified}},
 };
-#undef QUESTION
 
-/// Names of the questions that a unit answers with yes, in the order above.
-std::string yesOf(const char* serialNumber) {
-    strcpy(device_config_sn, serialNumber);
-    std::string names;
-    for (const auto& [name, ask] : questions)
-        if (ask())
-            names += std::string(names.empty() ? "" : " ") + name;
-    return names;
-}
-
-TEST(DeviceVariantsTest, TheNumberTellsTheHardware) {
-    const struct {
-        const char* serialNumber;
-        const char* yes;
-    } units[] = {
-        {"000-000000000-0000", ""},
-        {"999-999999999-9999", "usesTvcont_1EorNewer usesTvcont_1ForNewer usesTvpnDutSupply usesTVPN_ADFPGA_1C_FVST "
-                               "usesBattery usesGPIB"}, // not of a generation that has the newer sources
-        {"220-336306910-0001", "isTVPNX isTVPNXFamily usesFpTpStm usesFpStm usesFp usesTvcont_1EorNewer "
-                               "usesTvcont_1ForNewer usesTVPNX_ALG_2D usesTvpnDutSupply isTvpnDutSupply_12V_1A "
-                               "usesTVPN_ADFPGA_1C_FVST usesTVPN_ADFPGA_2A usesBattery usesTVPN_IS_2B usesTVPN_IS_2 "
-                               "hasInternalRef usesGPIB"},
-    };
-    for (const auto& [serialNumber, yes] : units)
-        EXPECT_EQ(yesOf(serialNumber), yes) << serialNumber;
-}
-
-/// One character at a time on a number of the present generation that says nothing else.
+/// One character at a time on a number that says nothing else.
 TEST(DeviceVariantsTest, EachCharacterAnswersItsOwnQuestions) {
-    const struct {
-        size_t position;
-        char character;
-        const char* yes;
-    } cases[] = {
-        {0, '5', ""},
-        {1, '1', "isTVPNL isTVPNLFamily isTVPNY"},
-        {1, '2', "isTVPNX isTVPNXFamily"},
-        {1, '3', ""},
-        {1, '4', "isTVPNM isTVPNXFamily"},
-        {2, '9', ""},
-        {4, '1', ""},
-        {4, '2', "usesFpHcAt91 usesFpAt91 usesFp"},
-        {4, '3', "usesFpTpStm usesFpStm usesFp"},
-        {4, '4', "usesFpHcStm usesFpStm usesFp"},
-        {5, '1', ""},
-        {5, '2', "usesTvcont_1EorNewer"},
-        {5, '3', "usesTvcont_1EorNewer usesTvcont_1ForNewer"},
-        {5, '4', "usesTvcont_1EorNewer usesTvcont_1ForNewer usesOptionFs"},
-        {6, '1', "usesTVPNX_ALG_1B usesTVPNX_ALG_TO1B"},
-        {6, '2', "usesTVPNX_ALG_1C"},
-        {6, '3', "usesTVPNX_ALG_2A"},
-        {6, '4', "usesTVPNX_ALG_2B"},
-        {6, '5', "usesTVPNX_ALG_2C"},
-        {6, '6', "usesTVPNX_ALG_2D"},
-        {7, '1', ""},
-        {7, '2', "usesTvpnDutSupply isTvpnDutSupply_5V_0A15"},
-        {7, '3', "usesTvpnDutSupply isTvpnDutSupply_12V_1A"},
-        {7, '5', "usesTvpnDutSupply isTvpnDutRelayOnly"},
-        {7, 'A', "usesTvpnDutSupply"},
-        {8, '9', ""},
-        {9, '2', "usesTVPN_ADFPGA_1B usesBattery"},
-        {9, '3', "usesTVPN_ADFPGA_1C_FVST usesBattery"},
-        {9, '4', "usesTVPN_ADFPGA_1C_FVST usesTVPN_ADFPGA_1D usesBattery"},
-        {9, '5', "usesTVPN_ADFPGA_1C_FVST usesTVPN_ADFPGA_1E usesBattery"},
-        {9, '6', "usesTVPN_ADFPGA_1C_FVST usesTVPN_ADFPGA_2A usesBattery"},
-        {10, '1', "hasInternalRef"},
-        {10, '3', "hasInternalRef usesPE3"},
-        {10, '4', "hasInternalRef usesPE4"},
-        {10, '5', "usesTVPN_IS6G hasInternalRef usesPE5"},
-        {10, '7', "usesTVPN_IS hasInternalRef usesPE5"},
-        {10, '8', "usesTVPN_IS_2A usesTVPN_IS_2 hasInternalRef"},
-        {10, '9', "usesTVPN_IS_2B usesTVPN_IS_2 hasInternalRef"},
-        {11, '1', "usesGPIB"},
-        {12, '1', "isAnalog2BCDModified"},
-        {13, '9', ""},
-        {17, '9', ""},
-    };
-    for (const auto& [position, character, yes] : cases) {
-        std::string number = "200-000000000-0000";
-        number[position] = character;
-        EXPECT_EQ(yesOf(number.c_str()), yes) << number;
-    }
-}
-
-TEST(DeviceVariantsTest, SomeHardwareNeedsAUnitOfItsGeneration) {
-    EXPECT_EQ(yesOf("500-000000801-0000"), "isAnalog2BCDModified usesTVPN_IS_2A usesTVPN_IS_2 hasInternalRef");
-    EXPECT_EQ(yesOf("000-000000801-0000"), "");
-    EXPECT_EQ(yesOf("100-000000700-0000"), "usesPE5");
-    EXPECT_EQ(yesOf("100-000000500-0000"), "usesTVPN_IS6G usesPE5");
+    for (const char generation : characters)
+        for (const auto& [answers, questions] : positions) {
+            std::istringstream in(answers);
+            std::string yes;
+            in >> yes;
+            const size_t own = std::stoul(yes);
+            for (const auto ask : questions) {
+                in >> yes;
+                if (yes.ends_with('*'))
+                    yes = generation == '2' || generation == '5' ? yes.substr(0, yes.size() - 1) : "";
+                for (size_t position = 1; position < 18; ++position) {
+                    std::string found;
+                    for (const char character : characters) {
+                        strcpy(device_config_sn, "000-000000000-0000");
+                        device_config_sn[0] = generation;
+                        device_config_sn[position] = character;
+                        if (ask())
+                            found += character;
+                    }
+                    EXPECT_EQ(found, position == own ? yes : "") << generation << " at " << position << ": " << answers;
+                }
+            }
+        }
 }
 
 } // namespace
