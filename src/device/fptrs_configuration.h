@@ -151,8 +151,8 @@ inline Slot<int32_t(Device*)> Automeasure_configVCO_getVoltagePoints;
 inline Slot<int(Device*, int32_t)> Automeasure_configVCO_setVoltagePoints;
 inline Slot<int32_t(Device*)> Automeasure_configVCO_getMinVoltagePoints;
 inline Slot<int32_t(Device*)> Automeasure_configVCO_getMaxVoltagePoints;
-inline Slot<const tv_time*(Device*)> Automeasure_configVCO_getTuneDelay;       // s
-inline Slot<int(Device*, const tv_time*)> Automeasure_configVCO_setTuneDelay;  // s
+inline Slot<const tv_time*(Device*)> Automeasure_configVCO_getTuneDelay;       // us
+inline Slot<int(Device*, const tv_time*)> Automeasure_configVCO_setTuneDelay;  // us
 inline Slot<int(Device*, int)> Automeasure_configVCO_setReference;
 inline Slot<double(Device*, int32_t)> Automeasure_configVCO_getPnOffset;       // number 1 to 4; -1 for another
 inline Slot<int(Device*, double, double, double, double)> Automeasure_configVCO_setPnOffsets; // 0 switches one off

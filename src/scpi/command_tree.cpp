@@ -3,6 +3,7 @@
 #include "core/tvdebug.h"
 #include "scpi/link.h"
 #include "scpi/parameters.h"
+#include "scpi/text/ascii.h"
 
 #include <cstring>
 
@@ -21,12 +22,8 @@ struct Word {
 };
 
 bool isTerminator(char c) {
-    return c == ':' || c == '?' || (static_cast<unsigned char>(c) <= ' ' && c != '\n');
+    return c == ':' || c == '?' || c == 0 || isBlank(c);
 }
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 Word readWord(char* text) {
     while (*text == ' ')
         ++text;
@@ -55,7 +52,7 @@ int passTerminator(char*& cursor) {
     case ':': ++cursor; return modePath;
     case '?': ++cursor; return modeQuery;
     default:
-        while (*cursor != 0 && static_cast<unsigned char>(*cursor) <= ' ' && *cursor != '\n')
+        while (isBlank(*cursor))
             ++cursor;
         return modeSet;
     }

@@ -10,6 +10,7 @@
 /// number; "[:NODE]" for nodes at the end that may be left out; a first or middle node in brackets ("[SOURce]:", "
 /// TRIGger[:SEQuence]:") is an optional branch. Named nodes of a level stand before its optional ones.
 
+#include "scpi/text/ascii.h"
 #include "scpi/unit.h"
 
 #include <array>
@@ -61,13 +62,9 @@ bool commandTree_walk(const CommandTree& tree, Unit& unit);
 
 namespace tree_detail {
 
-constexpr char fold(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
 inline constexpr uint32_t hashStart = 2166136261u;
 constexpr uint32_t hashByte(uint32_t hash, char c) {
-    return (hash ^ static_cast<unsigned char>(fold(c))) * 16777619u;
+    return (hash ^ static_cast<unsigned char>(toUpper(c))) * 16777619u;
 }
 /// The place of a word below a parent in a table of `size` (a power of two) entries.
 constexpr uint32_t hashPlace(uint32_t hash, uint16_t parent, size_t size) {
@@ -85,12 +82,9 @@ constexpr bool sameWord(std::string_view a, std::string_view b) {
     if (a.size() != b.size())
         return false;
     for (size_t i = 0; i < a.size(); ++i)
-        if (fold(a[i]) != fold(b[i]))
+        if (!equalIgnoringCase(a[i], b[i]))
             return false;
     return true;
-}
-constexpr bool isLower(char c) {
-    return c >= 'a' && c <= 'z';
 }
 
 } // namespace tree_detail
@@ -225,7 +219,7 @@ private:
         }
         Node& node = nodes_[count_];
         node.literal = step.literal;
-        while (node.shortLength < step.literal.size() && !tree_detail::isLower(step.literal[node.shortLength]))
+        while (node.shortLength < step.literal.size() && !isLower(step.literal[node.shortLength]))
             ++node.shortLength;
         node.indexed = step.indexed;
         node.optional = step.optional;

@@ -1,6 +1,7 @@
 #include "scpi/parameters.h"
 
 #include "scpi/error_codes.h"
+#include "scpi/text/ascii.h"
 
 #include <cstring>
 #include <strings.h>
@@ -9,15 +10,8 @@ namespace {
 
 int cbufFull;
 
-bool isBlank(char c) {
-    return static_cast<unsigned char>(c) <= ' ' && c != '\n';
-}
-bool isBlankInText(char c) {
-    return c != 0 && isBlank(c);
-}
-
 char* skipBlanks(char* text) {
-    while (isBlankInText(*text))
+    while (scpi::isBlank(*text))
         ++text;
     return text;
 }
@@ -29,10 +23,8 @@ char* fieldEnd(char* text) {
     return text;
 }
 
-void cutTrailingBlanks(const char* start, char* end) {
-    while (end > start && isBlank(end[-1]))
-        --end;
-    *end = 0;
+void cutTrailingBlanks(char* start, char* end) {
+    *const_cast<char*>(scpi::trimEnd(start, end)) = 0;
 }
 
 } // namespace
@@ -45,7 +37,7 @@ int scpi_analyse_cbufFull() {
 }
 
 bool scpi_isEmptyCommand(const char* text) {
-    while (*text != 0 && static_cast<unsigned char>(*text) <= ' ' && *text != '\n')
+    while (scpi::isBlank(*text))
         ++text;
     return *text == 0;
 }
@@ -105,7 +97,7 @@ int tvscpi_isArbitraryBlock(const char* text, int length) {
     if (length <= digits + 1)
         return -1;
     for (int i = 0; i < digits; ++i)
-        if (text[2 + i] < '0' || text[2 + i] > '9')
+        if (!scpi::isDigit(text[2 + i]))
             return 0;
     return 1;
 }

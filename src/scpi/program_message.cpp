@@ -6,6 +6,7 @@
 #include "scpi/link.h"
 #include "scpi/parameters.h"
 #include "scpi/parser.h"
+#include "scpi/text/ascii.h"
 
 #include <algorithm>
 #include <cstring>
@@ -130,7 +131,7 @@ private:
                     return true; // the byte here is data and stays as it is
                 }
             }
-            if (static_cast<unsigned char>(c) <= ' ' && c != '\n')
+            if (c == 0 || scpi::isBlank(c))
                 c = ' ';
             if (scan_ == link_.endMark)
                 return false;
