@@ -109,20 +109,27 @@ private:
         return 0;
     }
 
+    /// The node below `parent` that the word at hand names, with its suffix in index_, or 0. Replayed words have no
+    /// suffix.
+    uint16_t namedByWord(uint16_t parent) {
+        index_ = noIndex;
+        if (word_.end == word_.start)
+            return 0;
+        const uint16_t whole = lookUp(parent, word_.hash, {word_.start, word_.end});
+        if (whole != 0 || word_.digits == word_.end || word_.digits == word_.start || replaying())
+            return whole;
+        const uint16_t stem = lookUp(parent, word_.stemHash, {word_.start, word_.digits});
+        const int64_t value = suffixValue(word_.digits, word_.end);
+        if (stem == 0 || !tree_.nodes[stem].indexed || value < 0)
+            return 0;
+        index_ = static_cast<int32_t>(value);
+        return stem;
+    }
+
     /// The first child from order `from` on that the next word names, or `special` if that comes before it; 0 for none.
     uint16_t match(uint16_t parent, int from, uint16_t special) {
         word_ = readWord(text());
-        index_ = noIndex;
-        const auto length = static_cast<size_t>(word_.end - word_.start);
-        uint16_t found = length == 0 ? 0 : lookUp(parent, word_.hash, {word_.start, length});
-        if (found == 0 && word_.digits != word_.end && word_.digits != word_.start && !replaying()) {
-            found = lookUp(parent, word_.stemHash, {word_.start, static_cast<size_t>(word_.digits - word_.start)});
-            const int64_t value = suffixValue(word_.digits, word_.end);
-            if (found != 0 && tree_.nodes[found].indexed && value >= 0)
-                index_ = static_cast<int32_t>(value);
-            else
-                found = 0;
-        }
+        uint16_t found = namedByWord(parent);
         if (found != 0 && (tree_.nodes[found].order < from || tree_.nodes[found].optional))
             found = 0;
         if (special != noNode && tree_.nodes[special].order >= from &&
@@ -201,24 +208,10 @@ private:
 
     Branch branch(uint16_t number) {
         const Node& node = tree_.nodes[number];
-        bool named = false;
         unit_.index = noIndex;
-        if (unit_.mode == modePath) {
-            const auto length = static_cast<size_t>(word_.end - word_.start);
-            uint16_t found = length == 0 ? 0 : lookUp(node.parent, word_.hash, {word_.start, length});
-            if (found == 0 && node.indexed && word_.digits != word_.end && word_.digits != word_.start &&
-                !replaying()) {
-                found =
-                    lookUp(node.parent, word_.stemHash, {word_.start, static_cast<size_t>(word_.digits - word_.start)});
-                const int64_t value = suffixValue(word_.digits, word_.end);
-                if (value < 0)
-                    found = 0;
-                index_ = static_cast<int32_t>(value);
-            }
-            named = found == number;
-            if (named)
-                take(node);
-        }
+        const bool named = unit_.mode == modePath && namedByWord(node.parent) == number;
+        if (named)
+            take(node);
         if (children(number) || named)
             return Branch::done;
         return Branch::notMine;

@@ -7,8 +7,9 @@
 /// finds the only node that can match the next word through one hash table over the whole tree.
 ///
 /// Notation of a row's header: nodes joined by ':', the short form in upper case; "<n>" behind a node that may carry a
-/// number; "[:NODE]" for nodes at the end that may be left out; a first or middle node in brackets ("[SOURce]:", "
-/// TRIGger[:SEQuence]:") is an optional branch. Named nodes of a level stand before its optional ones.
+/// number; "[:NODE]" for nodes at the end that may be left out; a first or middle node in brackets, as in
+/// "[SOURce]:POWer" and "TRIGger[:SEQuence]:MODE", is an optional branch. Named nodes of a level stand before its
+/// optional ones.
 
 #include "scpi/text/ascii.h"
 #include "scpi/unit.h"

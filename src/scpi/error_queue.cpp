@@ -119,10 +119,8 @@ int scpi_getAndClearWholeErrorQueue(scpi_error_queue* queue, char* answer, int r
     while (!scpi_isErrorQueueEmpty(queue)) {
         const int32_t comma = *length;
         int32_t more;
-        if (scpi_errorCode2Str(answer + comma + 1, oldest(*queue), room - comma - 1, &more) != 0) {
-            answer[comma] = '\0';
+        if (scpi_errorCode2Str(answer + comma + 1, oldest(*queue), room - comma - 1, &more) != 0)
             break;
-        }
         answer[comma] = ',';
         *length = comma + 1 + more;
         dropOldest(*queue);

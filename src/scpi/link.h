@@ -76,7 +76,7 @@ struct scpi_link {
     scpi_link* next;
 };
 
-/// The links of the process, in no order; their order of service is that of scpi_link_init.
+/// The links of the process; their order of service is that of scpi_link_init.
 extern scpi_link link_file, link_console, link_socket;
 extern scpi_link* link_list;
 
