@@ -135,7 +135,8 @@ bool takeResultArrays() {
            take(&configPN.testSetDefinition, testSetSize) && take(&configPN.testSetResults, testSetSize) &&
            take(&meas_data.pnAverage, tracePointsSize) && take(&meas_data.spectrumData, tracePointsSize) &&
            take(&meas_data.spectrumPowerData, tracePointsSize) && take(&meas_data.spectrumFreq, tracePointsSize) &&
-           take(&meas_data.spurData, spursMax) && take(&meas_data.spurFreq, spursMax);
+           take(&meas_data.spurData, spursMax) && take(&meas_data.spurFreq, spursMax) &&
+           take(&meas_data.aVarianceSigma, aVariancePointsMax) && take(&meas_data.aVarianceTau, aVariancePointsMax);
 }
 
 } // namespace

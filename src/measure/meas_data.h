@@ -14,6 +14,7 @@
 inline constexpr int32_t tracePointsSize = 2048; // entries of each array over the trace
 inline constexpr int32_t tracePointsMax = 1000;  // points that a run uses at most: the smallest array over the trace
 inline constexpr int32_t spursMax = 1000;
+inline constexpr int32_t aVariancePointsMax = 300;
 
 struct MeasData {
     double* accumRe; // sum over the captures of an iteration, per point; the measurement thread's own
@@ -22,9 +23,15 @@ struct MeasData {
     // Loop filter of each channel and what it gives; -1 before a design.
     Shared<double> loopR1A, loopR1B;     // ohm
     Shared<double> loopR2A, loopR2B;     // ohm
+    Shared<uint32_t> loopCapA, loopCapB; // number of the capacitor, 1 to 4
     Shared<double> loopWnA, loopWnB;     // natural frequency, rad/s
     Shared<double> loopZetaA, loopZetaB; // damping
     Shared<uint32_t> locked;             // 1: the last lock attempt ended locked
+
+    Shared<int32_t> lastCounterRatio = 16;                   // of the last counter reading that succeeded
+    Shared<uint32_t> beatSamples, beatDivider, beatChannels; // capture of the beat: pairs, decimation, 1 or 2
+    Shared<uint32_t> peakA, peakB;                           // peak to peak of the beat, ADC counts
+    Shared<double> inputAttenuation = -1;                    // dB; 2A to 2D: 32 preamplifier on, 0 off; -1 unknown
 
     Mutex stateMutex;
     Mutex resultMutex;
@@ -46,8 +53,11 @@ struct MeasData {
     float* spectrumPowerData GUARDED_BY(resultMutex); // the same before spur removal and smoothing
     float* spectrumFreq GUARDED_BY(resultMutex);      // offset of each point, Hz, ascending
     int32_t spurCount GUARDED_BY(resultMutex) = 0;
-    float* spurData GUARDED_BY(resultMutex);                         // dBc
-    float* spurFreq GUARDED_BY(resultMutex);                         // Hz
+    float* spurData GUARDED_BY(resultMutex); // dBc
+    float* spurFreq GUARDED_BY(resultMutex); // Hz
+    int32_t aVarianceCount GUARDED_BY(resultMutex) = 0;
+    float* aVarianceSigma GUARDED_BY(resultMutex);                   // Allan deviation
+    float* aVarianceTau GUARDED_BY(resultMutex);                     // averaging time, s
     uint64_t saves GUARDED_BY(resultMutex) = 0;                      // saves since the start of the process
     uint32_t previewTrigger GUARDED_BY(resultMutex) = 0;             // 1: a client asked for a preliminary result
     int32_t previewTarget GUARDED_BY(resultMutex) = 0;               // iteration, from 1, that it waits for
