@@ -1,6 +1,7 @@
 // What this layer publishes in the device table.
 
 #include "device/device_variants.h"
+#include "measure/allan_variance.h"
 #include "measure/config_accessors.h"
 #include "measure/measure.h"
 #include "measure/pn_measure.h"
@@ -217,6 +218,11 @@ void registerRun() {
     Automeasure_getPnSpotSpectrumData = pn_measure_getSpotSpectrumData;
     Automeasure_getSpurFreq = pn_measure_getSpurFreq;
     Automeasure_getSpurData = pn_measure_getSpurData;
+    Automeasure_getFunctionIntegral = pn_measure_getFunctionIntegral;
+    Automeasure_getFunctionJitter = pn_measure_getFunctionJitter;
+    Automeasure_calculateAVariance = pn_measure_calculateAVariance;
+    Automeasure_getFunctionAVarianceTau = pn_measure_getFunctionAVarianceTau;
+    Automeasure_getFunctionAVarianceSigma = pn_measure_getFunctionAVarianceSigma;
 }
 
 } // namespace

@@ -33,8 +33,13 @@ int pn_measure_getSpectrumPowerData(Device* device, const float** data); // dBc/
 int pn_measure_getSpectrumFreq(Device* device, const float** data);      // Hz
 int pn_measure_getSpurData(Device* device, const float** data);          // dBc
 int pn_measure_getSpurFreq(Device* device, const float** data);          // Hz
+// Allan deviation, as computed last; 0 bytes before.
+int pn_measure_getFunctionAVarianceTau(Device* device, const float** data); // averaging times, s
+int pn_measure_getFunctionAVarianceSigma(Device* device, const float** data);
 double pn_measure_getSpotSpectrumData(Device* device); // at spotFrequency, dBc/Hz; -1000 outside the trace
 double pn_measure_getSpotSpectrumFreq(Device* device); // Hz
+double pn_measure_getFunctionIntegral(Device* device); // phase noise over the function range, dBc; see statistics.h
+double pn_measure_getFunctionJitter(Device* device);   // RMS jitter, s; see statistics.h
 int pn_measure_getPreliminaryAverageCount(Device* device);
 int pn_measure_getPreliminaryCorrelationCount(Device* device);
 
