@@ -1,5 +1,6 @@
 // The firmware on virtual hardware, inside a unit's file tree.
 
+#include "core/numbers.h"
 #include "core/startup.h"
 #include "virtual/bench.h"
 #include "virtual/clock.h"
@@ -162,6 +163,7 @@ int main(int argc, char** argv) {
     auto* bench = new vi::Bench; // never freed: threads of the firmware use it until the process is gone
     vi::bench_init(bench, vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
     virtual_adapter_install(*bench);
+    tvstuff_seedRandom(static_cast<uint32_t>(options.seed ^ options.seed >> 32));
 
     char name[] = "virtual-instrument", verbose[] = "-v";
     char* arguments[] = {name, verbose, nullptr};

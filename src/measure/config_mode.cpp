@@ -3,6 +3,7 @@
 #include "core/tvmem.h"
 #include "measure/config_accessors.h"
 #include "measure/measure.h"
+#include "measure/spur_detector.h"
 #include "measure/staging.h"
 #include "scpi/error_codes.h"
 
@@ -135,7 +136,8 @@ bool takeResultArrays() {
            take(&configPN.testSetDefinition, testSetSize) && take(&configPN.testSetResults, testSetSize) &&
            take(&meas_data.pnAverage, tracePointsSize) && take(&meas_data.spectrumData, tracePointsSize) &&
            take(&meas_data.spectrumPowerData, tracePointsSize) && take(&meas_data.spectrumFreq, tracePointsSize) &&
-           take(&meas_data.spurData, spursMax) && take(&meas_data.spurFreq, spursMax) &&
+           take(&meas_data.spurData, spursMax) && take(&meas_data.spurFreq, spursMax) && take(&SPURS, spursMax) &&
+           take(&ORIGINAL, tracePointsSize) && take(&SMOOTHED, tracePointsSize) && take(&__std, tracePointsMax) &&
            take(&meas_data.aVarianceSigma, aVariancePointsMax) && take(&meas_data.aVarianceTau, aVariancePointsMax);
 }
 

@@ -1,11 +1,13 @@
 #include "measure/pn_measure.h"
 
 #include "core/abstime.h"
+#include "core/numbers.h"
 #include "core/tvdebug.h"
 #include "measure/adc_scale.h"
 #include "measure/measure.h"
 #include "measure/measurement_configuration.h"
 #include "measure/pn_output.h"
+#include "measure/spur_detector.h"
 #include "measure/test_set.h"
 #include "scpi/error_codes.h"
 
@@ -34,6 +36,7 @@ struct CorrelationRun {
     int32_t stageCount;
     int32_t pointCount;
     double scaleDb;
+    uint32_t repairSeed;                          // of the random numbers that replace spurs
     std::array<int32_t, stageCountMax + 1> bound; // stage s serves the points from bound[s + 1] up to below bound[s]
     std::array<int32_t, tracePointsMax> bin;      // of each point: its place in the spectrum of its stage
 };
@@ -80,6 +83,7 @@ void prepareRun(Device* device) {
     run.capturePasses = plan.capturePasses;
     run.stageCount = plan.stageCount;
     run.scaleDb = levelScale(device);
+    run.repairSeed = static_cast<uint32_t>(tvstuff_getRandomNumber(0, INT32_MAX));
     StageRates rates{};
     for (int32_t stage = 0; stage < run.stageCount; ++stage)
         rates[stage] = Device_getFdSamplingFreq(device, stage);
@@ -124,6 +128,17 @@ void averageLevels(int32_t done, int32_t passes) REQUIRES(meas_data.resultMutex)
     }
 }
 
+/// All saves of an iteration draw the same random numbers, so that a client who asks for preliminary results does not
+/// change the trace that the run ends with.
+void omitSpurs(Device* device, int32_t done) REQUIRES(meas_data.resultMutex) {
+    if (configPNPtr->spurOmission == 0) {
+        printd("     > Spur Detection: NO\n");
+        return;
+    }
+    tvstuff_seedRandom(run.repairSeed + static_cast<uint32_t>(done));
+    spurDetection(device);
+}
+
 /// Publishes the trace after `passes` captures of the iteration that follows `done` finished ones.
 void save(Device* device, int32_t done, int32_t passes) REQUIRES(meas_data.resultMutex) {
     averageLevels(done, passes);
@@ -131,6 +146,7 @@ void save(Device* device, int32_t done, int32_t passes) REQUIRES(meas_data.resul
     deembed(device);
     Device_calibrateTVPNGain(device, run.pointCount, meas_data.spectrumFreq, meas_data.spectrumData);
     std::copy_n(meas_data.spectrumData, run.pointCount, meas_data.spectrumPowerData);
+    omitSpurs(device, done);
     applySmoothing();
     meas_data.preliminaryCorrelationCount =
         static_cast<int32_t>(int64_t{run.correlations} * passes / run.capturePasses);

@@ -90,6 +90,7 @@ void MeasureTest::SetUp() {
     }
     config_reset(device);
     configPN_disableSmoothing(device);
+    configPN_disableSpurOmission(device);
     meas_data.loopWnA = 0;
     configPN_setTestSetDefinition(device, nullptr);
     pn_measure_waitForMeasurement(device, 1, 0); // takes the code of the last test's run

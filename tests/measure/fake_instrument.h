@@ -84,8 +84,8 @@ extern FakeInstrument* fake;
 
 double samplingFreq(int stage); // of the first board generation, Hz
 
-/// Fills the slots, starts the measurement thread once for the process, resets before each test, without smoothing and
-/// loop correction, and leaves no run on.
+/// Fills the slots, starts the measurement thread once for the process, resets before each test, without smoothing,
+/// spur omission and loop correction, and leaves no run on.
 class MeasureTest : public testing::Test {
 protected:
     void SetUp() override;
