@@ -4,7 +4,7 @@
 /// synthesis is dropped, and all of these points get a level that the noise around them might have.
 ///
 /// All levels are in dBc/Hz and all offsets in Hz, but for the level of a spur in meas_data, which is in dBc. A level
-/// that is not finite (a point without data) is no spur, and there is none within half a smoothing width of it.
+/// that is not finite (a point without data) is no spur, and there is none within a smoothing width of it.
 
 #include "device/device_fptrs.h"
 #include "measure/meas_data.h"
