@@ -8,10 +8,11 @@
 
 #include <cstdint>
 
-inline constexpr uint32_t timeSamplesMax = 0x100000; // the acquisition's most, per channel
+inline constexpr uint32_t timeSamplesMin = 2;
+inline constexpr uint32_t timeSamplesMax = 0x100000; // the acquisition's limits, per channel
 
-/// Captures `samples` (2 to timeSamplesMax, even; the board rounds others) of each channel at the ADC clock divided by
-/// `divider`. Fetches the record of A, and with `channels` other than 1 that of B too.
+/// Captures `samples` (timeSamplesMin to timeSamplesMax, even; the board rounds others) of each channel at the ADC
+/// clock divided by `divider`. Fetches the record of A, and with `channels` other than 1 that of B too.
 ///
 /// Returns the samples of each record, which may be fewer or more than asked. 0 if the capture failed, a record is
 /// missing or the two differ in length. A record that is not there is null.
