@@ -161,6 +161,7 @@ TEST_F(SearchTest, RoundsTheSourcesToWhatTheLoopCanPull) {
         bool moved;
     } cases[] = {{100.8e6, 30e3, 2, 1, 0, 101e6, -200.0 / 30, true},
                  {100.3e6, 60e3, 1, 1, 0, 100.3e6, 0, true},
+                 {100.7e6, 60e3, 1, 1, 0, 100.7e6, 0, true},
                  {100.5e6, 200e3, 1, 1, 0, 100e6, 2.5, true},
                  {100.3e6, 301e3, 1, 2, 0, 100e6, 300.0 / 301, true},
                  {200.3e6, 50e3, 1, 1, 100e6, 200e6, 300e3 / 100150, true},
@@ -189,7 +190,8 @@ TEST_F(SearchTest, MeasuresABeatOverWholePeriods) {
     } cases[] = {{100, 4096, 4, 10, 312500},  {100, 4096, 4, 1, 312500},   {96, 4096, 4, 10, 325520},
                  {100, 460, 1, 100, 1249998}, {100, 340, 1, 100, 1250000}, // the samples run out after 3 and 2 periods
                  {100, 150, 1, 10, -1},       {100, 2, 4, 10, -1},         {100, 0, 4, 10, -1},
-                 {100, 4096, 4, 0, -1},       {100, 4096, 0, 10, 1250000}};
+                 {100, 186, 1, 1, -1},        {100, 187, 1, 1, 1250000},   {100, 4096, 4, 0, -1},
+                 {100, 4096, 0, 10, 1250000}};
     meas_data.beatChannels = 2;
     for (const auto& c : cases) {
         hardware.sample = beatOfPeriod(c.period);
@@ -202,11 +204,16 @@ TEST_F(SearchTest, MeasuresABeatOverWholePeriods) {
 TEST_F(SearchTest, MeasuresABeatOnlyWhereThereIsOne) {
     meas_data.beatSamples = 4096;
     meas_data.beatDivider = 4;
-    for (const uint32_t channels : {2U, 1U}) { // too small, and not captured
-        meas_data.beatChannels = channels;
-        hardware.sample = [&](int channel, uint32_t i) { return beatOfPeriod(100, channel == 0 ? 20e3 : 16e3)(0, i); };
-        EXPECT_EQ(beats(10, 0), std::pair(312500.0, -1.0));
+    meas_data.beatChannels = 2;
+    for (const int offset : {-400, 400}) { // reaches one threshold and misses the other
+        hardware.sample = [&](int channel, uint32_t i) {
+            return channel == 0 ? beatOfPeriod(100)(0, i) : offset + beatOfPeriod(100, 16e3)(0, i);
+        };
+        EXPECT_EQ(beats(10, 0), std::pair(312500.0, -1.0)) << offset;
     }
+    meas_data.beatChannels = 1;
+    hardware.sample = beatOfPeriod(100);
+    EXPECT_EQ(beats(10, 0), std::pair(312500.0, -1.0)) << "not captured";
     meas_data.beatChannels = 2;
     hardware.sample = beatOfPeriod(4); // far above what the filter lets through
     configPN.frequency = 60e6;
