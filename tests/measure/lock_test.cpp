@@ -227,6 +227,7 @@ TEST_F(LockTest, AMixerOutputLooksLockedByItsRangeAndPlace) {
             EXPECT_EQ(channel == 0 ? lockA : lockB, locked) << low << ' ' << high;
             EXPECT_EQ(channel == 0 ? lockB : lockA, 1U);
         }
+    fake->locked = [](int, double) { return 0; };
     fake->samples = 0; // a capture that fails
     uint32_t lockA = 1, lockB = 1;
     checkLockQUAD(device, &lockA, &lockB, 1, 0);
@@ -240,7 +241,6 @@ TEST_F(LockTest, AMixerOutputLooksLockedByItsRangeAndPlace) {
     checkLockQUAD(device, &lockA, &lockB, 0, 128);
     EXPECT_EQ(fake->divider, 512U);
     meas_data.beatChannels = fake->channels = 1; // B has no record, which says nothing against it
-    fake->locked = [](int, double) { return 0; };
     checkLockQUAD(device, &lockA, &lockB, 1, 0);
     EXPECT_EQ(lockA + lockB, 2U);
 }
