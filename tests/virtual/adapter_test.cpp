@@ -1,5 +1,6 @@
 // The firmware's own run on the bench, without links.
 #include "device/device.h"
+#include "device/device_config_sn.h"
 #include "device/device_fptrs.h"
 #include "measure/config_accessors.h"
 #include "measure/measurement_configuration.h"
@@ -8,6 +9,7 @@
 #include "virtual/slot_adapter.h"
 
 #include <cmath>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
 
@@ -33,14 +35,17 @@ protected:
         ASSERT_EQ(initMeasurementConfiguration(device), 0);
     }
 
-    void attach(const Dut& dut, const char* serial = secondGeneration) {
+    void attach(const Dut& dut, const char* serial = secondGeneration, int reference = 1) {
         bench_ = std::make_unique<Bench>();
         dut_ = dut;
         bench_init(bench_.get(), unitBoards_of(serial), {"", dut, {}}, 1);
         virtual_adapter_install(*bench_);
+        strcpy(device_config_sn, serial);
         config_reset(device);
         configPN.smoothing = 0;
         configPN.spurOmission = 0;
+        if (reference != 1)
+            ASSERT_EQ(Device_setInternalReferenceSelection(device, reference), 0);
     }
     static void run(uint32_t correlations) {
         configPN_setCorrelations(device, correlations);
@@ -96,8 +101,7 @@ TEST_F(AdapterTest, ARunGivesTheNoiseOfTheDutOnAllBoardsAndReferences) {
         {olderAnalogBoard, fast, Reference::lowNoisePll, 8},
     };
     for (const auto& [serial, dut, reference, prescaler, from_Hz] : cases) {
-        attach(dut, serial);
-        bench_setReference(bench_.get(), reference);
+        attach(dut, serial, int(reference));
         configPN_setOffsetMin(device, 1);
         run(2000);
         EXPECT_EQ(configPN.frequency, dut.frequency_Hz);
@@ -107,7 +111,7 @@ TEST_F(AdapterTest, ARunGivesTheNoiseOfTheDutOnAllBoardsAndReferences) {
         for (double decade = from_Hz; decade < 5e7; decade *= 10)
             expectTrace(decade, std::min(10 * decade, 5e7), 0.2, decade < 100 ? 2.0 : 0.8);
     }
-    attach({100e6, 8, {{{1, -90}}}, {}, false});
+    attach({100e6, 8, {{{1, -90}}}, {}, {}});
     configPN.measurementMethod = methodSingle;
     run(1000);
     EXPECT_EQ(Device_isFdChannelAOnly(device), 1);
@@ -115,7 +119,7 @@ TEST_F(AdapterTest, ARunGivesTheNoiseOfTheDutOnAllBoardsAndReferences) {
 }
 
 TEST_F(AdapterTest, WhatTheUserHasFixedStays) {
-    attach({100e6, 8, {{{1, -120}}}, {}, false});
+    attach({100e6, 8, {{{1, -120}}}, {}, {}});
     EXPECT_NEAR(*Device_getPowerRaw(device), 3600, 40);
     configPN.autoFrequency = 0;
     configPN.frequency = 100.0001e6;
@@ -134,7 +138,7 @@ TEST_F(AdapterTest, WhatTheUserHasFixedStays) {
 }
 
 TEST_F(AdapterTest, SlotsAnswerWithoutASignalAndRefuseWhatTheBoardsDoNotHave) {
-    attach({100e6, 8, {{{1, -90}}}, {}, true});
+    attach({100e6, 8, {{{1, -90}}}, {}, {.noSignal = true}});
     (void)Device_quicklyGetPower(device);
     EXPECT_LT(configPN.frequency, 0);
     EXPECT_EQ(*Device_getPower(device), -100.0f);
