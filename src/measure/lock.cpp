@@ -75,7 +75,7 @@ FastLock begin(Device* device) {
 }
 
 void setR1(const FastLock& run, const LockChannel& channel, bool locked) {
-    setLoopResistance(run.device, 1, locked || run.reference1GHz ? channel.r1 : channel.r1 * acquisitionR1);
+    Device_setResistance(run.device, 1, locked || run.reference1GHz ? channel.r1 : channel.r1 * acquisitionR1);
 }
 
 /// Filters, helper voltages and helper resistances of an attempt.
@@ -97,7 +97,7 @@ void closeLoops(FastLock* run) {
     for (const LockChannel* channel : {&channels.a, &channels.b})
         onBoard(device, *channel, [&] {
             Device_selectPnLoopMode(device, loopQuadrature);
-            setLoopResistance(device, 3, channel->r3);
+            Device_setResistance(device, 3, channel->r3);
         });
     lockChannels_readTune(device, &channels);
     for (LockChannel* channel : {&channels.a, &channels.b})
@@ -107,7 +107,7 @@ void closeLoops(FastLock* run) {
             Device_setLockhelperVoltage(device, static_cast<float>(channel->helper));
             Device_selectLoopC(device, channel->capacitor);
             setR1(*run, *channel, false);
-            setLoopResistance(device, 2, channel->r2);
+            Device_setResistance(device, 2, channel->r2);
         });
     tvstuff_delay_us(filterSettle_us);
     lockChannels_readTune(device, &channels);
@@ -201,6 +201,8 @@ bool helperPass(FastLock* run) {
 
 bool attempt(FastLock* run, double wanted) {
     designAttempt(run, wanted);
+    if (!run->channels.haveFilters())
+        return false;
     closeLoops(run);
     if (lockedAtOnce(run))
         return true;

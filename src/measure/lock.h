@@ -16,9 +16,10 @@
 /// meas_data.locked before.
 void lock(Device* device);
 
-/// Locks to a continuous DUT: two attempts at most, the second with 1.05 times the bandwidth of the first.
+/// Locks to a continuous DUT: two attempts at most, the second with 1.05 times the bandwidth of the first. A channel
+/// that has no filter, because none fits and none did before, does not lock.
 void FAST_lock(Device* device);
-/// Locks to a pulsed DUT: one attempt of 60 s at most.
+/// Locks to a pulsed DUT: one attempt of 60 s at most, none without filters.
 void PULSE_lock(Device* device);
 
 /// Captures the mixer outputs and sets each flag to whether its channel looks locked: over the record, less than a

@@ -58,14 +58,9 @@ bool lockChannels_stable(const LockChannels& channels, int32_t passes) {
     return channels.a.near && channels.b.near && channels.a.stable > passes && channels.b.stable > passes;
 }
 
-void setLoopResistance(Device* device, int index, double ohm) {
-    if (ohm > 0 && std::isfinite(ohm))
-        Device_setResistance(device, index, ohm);
-}
-
 void setHelper(Device* device, LockChannel* channel, double r3, double volts) {
     channel->r3 = r3;
     channel->helper = volts;
-    setLoopResistance(device, helperResistance, r3);
+    Device_setResistance(device, helperResistance, r3);
     Device_setLockhelperVoltage(device, static_cast<float>(volts));
 }

@@ -20,7 +20,7 @@ struct TuneBand {
 
 struct LockChannel {
     const Slot<int(Device*)>* select;
-    double r1, r2;      // of the loop filter, ohm; not positive: there is none
+    double r1, r2;      // of the loop filter, ohm
     uint32_t capacitor; // its number
     double r3;          // between helper and loop filter, ohm
     double helper;      // V
@@ -34,6 +34,9 @@ struct LockChannel {
 /// The channels with the filters that calcLoopParams gave them.
 struct LockChannels {
     LockChannel a, b;
+
+    /// False if a channel has never had a filter: there is nothing to close its loop with.
+    [[nodiscard]] bool haveFilters() const { return a.r1 > 0 && b.r1 > 0; }
 };
 [[nodiscard]] LockChannels lockChannels_ofDesign();
 
@@ -55,7 +58,5 @@ template <class Action> void onBoard(Device* device, const LockChannel& channel,
         Device_selectPhaseNoiseAlgBoardA(device);
 }
 
-/// Sets resistance 1 to 3 of the selected board. A board keeps what it has where no filter could be designed.
-void setLoopResistance(Device* device, int index, double ohm);
 /// Sets R3 of the channel and its helper on the selected board.
 void setHelper(Device* device, LockChannel* channel, double r3, double volts);

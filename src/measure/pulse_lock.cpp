@@ -64,7 +64,7 @@ void closeLoops(PulseLock* run) {
     for (const LockChannel* channel : {&channels.a, &channels.b})
         onBoard(device, *channel, [&] {
             Device_selectPnLoopMode(device, loopQuadrature);
-            setLoopResistance(device, 3, channel->r3);
+            Device_setResistance(device, 3, channel->r3);
         });
     lockChannels_readTune(device, &channels);
     for (LockChannel* channel : {&channels.a, &channels.b})
@@ -72,8 +72,8 @@ void closeLoops(PulseLock* run) {
             channel->helper = run->band.center > channel->tune ? helperLow : helperHigh;
             Device_setLockhelperVoltage(device, static_cast<float>(channel->helper));
             Device_selectLoopC(device, channel->capacitor);
-            setLoopResistance(device, 1, channel->r1);
-            setLoopResistance(device, 2, channel->r2);
+            Device_setResistance(device, 1, channel->r1);
+            Device_setResistance(device, 2, channel->r2);
             Device_selectPnLoopMode(device, loopHelper);
         });
 }
@@ -98,7 +98,7 @@ void count(PulseLock* run, LockChannel* channel, int32_t* passed) {
     channel->r3 /= r3Shrink;
     onBoard(run->device, *channel, [&] {
         Device_selectPnLoopMode(run->device, loopHelper);
-        setLoopResistance(run->device, 3, channel->r3);
+        Device_setResistance(run->device, 3, channel->r3);
     });
     tvstuff_delay_us(failedRest_us);
 }
@@ -136,6 +136,22 @@ void pass(PulseLock* run) {
     steer(run, &channels.b);
 }
 
+/// True if both channels were confirmed in time.
+bool attempt(PulseLock* run, uint64_t begin_us) {
+    chooseR3(&run->channels);
+    closeLoops(run);
+    lockChannels_startMarks(&run->channels, run->band);
+    for (uint64_t now_us = tv_abstime_us(); !run->confirmed() && now_us - begin_us < timeLimit_us;) {
+        pass(run);
+        const uint64_t before_us = now_us;
+        if (now_us = tv_abstime_us(); now_us == before_us) {
+            tvstuff_delay_us(idlePass_us);
+            now_us = tv_abstime_us();
+        }
+    }
+    return tv_abstime_us() - begin_us < timeLimit_us;
+}
+
 } // namespace
 
 void PULSE_lock(Device* device) {
@@ -145,18 +161,7 @@ void PULSE_lock(Device* device) {
     run.band = bandOf(device);
     calcLoopParams(device, configPNPtr->autoLoopBW != 0 ? -1 : configPNPtr->loopBandwidth.get());
     run.channels = lockChannels_ofDesign();
-    chooseR3(&run.channels);
-    closeLoops(&run);
-    lockChannels_startMarks(&run.channels, run.band);
-    for (uint64_t now_us = tv_abstime_us(); !run.confirmed() && now_us - begin_us < timeLimit_us;) {
-        pass(&run);
-        const uint64_t before_us = now_us;
-        if (now_us = tv_abstime_us(); now_us == before_us) {
-            tvstuff_delay_us(idlePass_us);
-            now_us = tv_abstime_us();
-        }
-    }
-    meas_data.locked = tv_abstime_us() - begin_us < timeLimit_us;
+    meas_data.locked = run.channels.haveFilters() && attempt(&run, begin_us);
     if (meas_data.locked != 0)
         printd("   > completed with LOCK\n");
     else

@@ -168,6 +168,7 @@ void MeasureTest::SetUp() {
     }
     config_reset(device);
     configPN_disableSmoothing(device);
+    meas_data.loopR1A = meas_data.loopR1B = meas_data.loopR2A = meas_data.loopR2B = 1000;
     meas_data.loopWnA = 0;
     configPN_setTestSetDefinition(device, nullptr);
     pn_measure_waitForMeasurement(device, 1, 0); // takes the code of the last test's run

@@ -34,7 +34,7 @@ struct FakeInstrument {
     std::function<void()> onSearch;  // the counters are read
     double carrier_Hz = 100e6;       // -200: the counters find none
     double kphi[2] = {16384, 13107}; // amplitudes of the beats, counts
-    double sensitivity[2] = {0, 0};  // Hz/V; without any, no filter is designed and no loop bends the trace
+    double sensitivity[2] = {0, 0};  // Hz/V; without any, the filters stay and no loop bends the trace
     int selection = 1;               // of the internal reference
     int gainOffset = 0;              // of the IF gain in force from the one that was set, dB
     std::function<double(int channel)> tune = [](int) { return 7.2; };                            // V

@@ -172,6 +172,18 @@ TEST_F(LockTest, ALoopThatSlipsAfterTheLastCheckIsNotLocked) {
         }
 }
 
+TEST_F(LockTest, WithoutAFilterThereIsNoLock) {
+    config_reset(device); // forgets those of the run before
+    fake->sensitivity[1] = 0;
+    configPN.kphiA = configPN.kphiB = 16384;
+    lock(device);
+    EXPECT_EQ(meas_data.locked, 0U);
+    EXPECT_EQ(fake->records, 0);
+    config_enablePulse(device);
+    lock(device);
+    EXPECT_EQ(meas_data.locked, 0U);
+}
+
 TEST_F(LockTest, AUsersBandwidthIsCheckedMoreOften) {
     useBandwidth(100);
     loop[0].tune = 4;

@@ -202,7 +202,7 @@ TEST_F(RunTest, ReportsShowTheRun) {
     char text[reportTextSize];
     pn_measure_printPnMeasInfo(device, text);
     EXPECT_STREQ(text, " fC:100000000\n fO:1000-50000000\n g:48\n k:0.400/0.320\n l:0/1\n"
-                       "  A:s=250.0,r=1000.2/-1.0,BW=100.0,z=-1.0\n  B:s=240.0,r=-1.0/-1.0,BW=-0.2,z=-1.0\n"
+                       "  A:s=250.0,r=1000.2/1000.0,BW=100.0,z=-1.0\n  B:s=240.0,r=1000.0/1000.0,BW=-0.2,z=-1.0\n"
                        " t(f,k,l,g,m):1.5/0.0/0.0/0.0/2500.0\n");
     EXPECT_EQ(pn_measure_getLastTimeMs(device), 2147483647);
 }
