@@ -44,8 +44,9 @@ protected:
         config_reset(device);
         configPN.smoothing = 0;
         configPN.spurOmission = 0;
-        if (reference != 1)
+        if (reference != 1) {
             ASSERT_EQ(Device_setInternalReferenceSelection(device, reference), 0);
+        }
     }
     static void run(uint32_t correlations) {
         configPN_setCorrelations(device, correlations);
