@@ -193,7 +193,8 @@ double benchState_mixerSlope(const Bench* bench, Channel channel) {
     const Dut& dut = bench->dutFile.dut;
     const double power_dBm =
         dut.power_dBm - settings.attenuation_dB + (settings.preamplifier ? preamplifierGain_dB : 0.0);
-    const double slope = chain_mixerSlope(dut.frequency_Hz / benchState_prescaler(settings), power_dBm, channel);
+    const double drive_dB = power_dBm - unitBoards_fullDrive_dBm(bench->boards, dut.frequency_Hz);
+    const double slope = chain_mixerSlope(dut.frequency_Hz / benchState_prescaler(settings), drive_dB, channel);
     return channel == channelB && dut.faults.unlikeDetectors ? unlikeDetectorShare * slope : slope;
 }
 

@@ -35,9 +35,6 @@ const std::array<NoiseCurve, 4> referenceNoise = {{
 }};
 constexpr double referenceTable_Hz = 100e6;
 
-constexpr double strongCarrier_dBm =
-    5; // from here up the carrier switches the mixer; below, the slope follows its voltage
-
 struct SlopePoint {
     double mixer_Hz, slope; // V/rad
 };
@@ -111,8 +108,9 @@ void addPickup(const SignalChain& chain, double sampleRate_Hz, uint32_t points, 
 
 } // namespace
 
-double chain_mixerSlope(double mixer_Hz, double power_dBm, Channel channel) {
-    const double drive = std::min(1.0, std::pow(10.0, (power_dBm - strongCarrier_dBm) / 20));
+double chain_mixerSlope(double mixer_Hz, double drive_dB, Channel channel) {
+    // Below, the slope follows the carrier's voltage.
+    const double drive = std::min(1.0, std::pow(10.0, drive_dB / 20));
     return strongSlope(mixer_Hz) * drive * traits[channel].slope;
 }
 

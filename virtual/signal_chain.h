@@ -34,9 +34,9 @@ struct ChannelChain {
 };
 using SignalChain = std::array<ChannelChain, channels>;
 
-/// Slope of a mixer in V/rad at a carrier of so much power in front of it, at 0 dB IF gain and before what the IF chain
-/// deviates from its nominal gain.
-[[nodiscard]] double chain_mixerSlope(double mixer_Hz, double power_dBm, Channel channel);
+/// Slope of a mixer in V/rad with a carrier so far above the level that switches it, at 0 dB IF gain and before what
+/// the IF chain deviates from its nominal gain.
+[[nodiscard]] double chain_mixerSlope(double mixer_Hz, double drive_dB, Channel channel);
 /// The IF chain's true gain, a ratio.
 [[nodiscard]] double chain_ifGain(int ifGain_dB, Channel channel);
 /// Tuning sensitivity of a source at 100 MHz, Hz/V; proportional to its frequency.

@@ -45,6 +45,8 @@ void virtual_adapter_install(Bench& bench) {
     unit.sampleChannels = 2;
     unit.gate_s = gateAtStart_s;
     unit.loopMode = 1;
+    if (bench.boards.hasHighInput) // these boards start with their preamplifiers on
+        changeBoth(unit, [](ChannelSettings& s) { s.preamplifier = true; });
     installCarrier();
     installAnalog();
     installAcquisition();

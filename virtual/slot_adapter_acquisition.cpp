@@ -2,6 +2,7 @@
 
 #include "device/device_fptrs.h"
 #include "scpi/error_codes.h"
+#include "virtual/clock.h"
 #include "virtual/slot_adapter_unit.h"
 
 #include <algorithm>
@@ -13,6 +14,9 @@ namespace {
 
 constexpr uint32_t lastStage = stagesMax - 1;
 constexpr uint32_t dividerMax = 2'000'000;
+
+// After the samples are taken: exchange of commands, and the way of a pair to the processor.
+constexpr uint64_t recordCommand_ns = 1'000'000, recordTransfer_ns = 800;
 
 Bench* bench() {
     return Access()->bench;
@@ -119,7 +123,10 @@ int captureSamples(Device*, uint32_t) {
     const Unit now = *Access(); // the lock is not held while the samples come
     if (now.samples == 0)
         return 0;
-    return bench_record(now.bench, now.samples, now.divider) ? 0 : scpi::timeOutError;
+    if (!bench_record(now.bench, now.samples, now.divider))
+        return scpi::timeOutError;
+    clock_take(recordCommand_ns + now.samples * recordTransfer_ns);
+    return 0;
 }
 
 int getSampleBuffer(Device*, uint32_t channel, uint32_t segment, uint16_t** data) {

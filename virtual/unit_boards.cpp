@@ -49,6 +49,24 @@ double prescalerThreshold_Hz(SourceBoards sources, AnalogRevision analog) {
     return 1990e6;
 }
 
+struct DrivePoint {
+    double below_Hz, level_dBm;
+};
+constexpr double fullDrive_dBm = 5; // where the tables end
+constexpr DrivePoint drive2A[] = {{200e6, 4}};
+constexpr DrivePoint drive2B[] = {{300e6, -1}, {1e9, 1}, {1.5e9, 4}};
+constexpr DrivePoint drive2CD[] = {{300e6, 1}, {1.5e9, 4}, {2e9, 5}, {5e9, 4}};
+
+std::span<const DrivePoint> drivePoints(AnalogRevision revision) {
+    switch (revision) {
+    case AnalogRevision::r2A: return drive2A;
+    case AnalogRevision::r2B: return drive2B;
+    case AnalogRevision::r2C:
+    case AnalogRevision::r2D: return drive2CD;
+    default: return {};
+    }
+}
+
 } // namespace
 
 UnitBoards unitBoards_of(std::string_view serialNumber) {
@@ -64,9 +82,16 @@ UnitBoards unitBoards_of(std::string_view serialNumber) {
     boards.carrierMax_Hz = at(1) == '4' ? 7e9 : 29.5e9;
     boards.prescalerThreshold_Hz = prescalerThreshold_Hz(boards.sources, boards.analog);
     const bool first = boards.analog == AnalogRevision::r1B || boards.analog == AnalogRevision::r1C;
-    boards.tuneMiddle_V = first ? 6.5 : 7.2;
+    boards.tuneMiddle_V = first ? 6.5 : boards.analog == AnalogRevision::r2A ? 7.0 : 7.2;
     boards.hasHighInput = !first && boards.analog != AnalogRevision::r2A;
     return boards;
+}
+
+double unitBoards_fullDrive_dBm(const UnitBoards& boards, double carrier_Hz) {
+    for (const DrivePoint& point : drivePoints(boards.analog))
+        if (carrier_Hz < point.below_Hz)
+            return point.level_dBm;
+    return fullDrive_dBm;
 }
 
 Passband unitBoards_passband(const UnitBoards& boards, DutPath path) {

@@ -32,6 +32,9 @@ struct UnitBoards {
 inline constexpr double tuneMiddle1GHz_V = 1.4;
 inline constexpr double counterInputMax_Hz = 110e6; // behind the counter's dividers
 
+/// Level at the input, with the preamplifier off, from which up a carrier switches the mixer.
+[[nodiscard]] double unitBoards_fullDrive_dBm(const UnitBoards& boards, double carrier_Hz);
+
 [[nodiscard]] Passband unitBoards_passband(const UnitBoards& boards, DutPath path);
 
 /// A text that is too short counts as filled up with '0'.
