@@ -163,12 +163,12 @@ TEST_F(LockTest, ALoopThatSlipsAfterTheLastCheckIsNotLocked) {
         double move;
         uint32_t locked;
     } rows[] = {{0.9, 1}, {-0.9, 1}, {1.0, 0}, {-1.0, 0}, {NAN, 0}};
-    for (const auto& [move, locked] : rows)
+    for (const auto& row : rows)
         for (const int channel : {0, 1}) {
             loop[0] = loop[1] = {.tune = 7, .target = 7};
-            loop[channel].disturb = [&](int read, double tune) { return read == 4 ? tune + move : tune; };
+            loop[channel].disturb = [&](int read, double tune) { return read == 4 ? tune + row.move : tune; };
             FAST_lock(device);
-            EXPECT_EQ(meas_data.locked, locked) << move << " of channel " << channel;
+            EXPECT_EQ(meas_data.locked, row.locked) << row.move << " of channel " << channel;
         }
 }
 
@@ -228,15 +228,15 @@ TEST_F(LockTest, AMixerOutputLooksLockedByItsRangeAndPlace) {
         {32000, 32400, 1}, {37000, 37400, 0}, {37000, 37249, 1}, {37000, 37250, 0}, {32000, 32499, 1},
         {32000, 32500, 0}, {27501, 27900, 1}, {27500, 27900, 0}, {36100, 36499, 1}, {36100, 36500, 0},
     };
-    for (const auto& [low, high, locked] : rows)
+    for (const auto& row : rows)
         for (const int channel : {0, 1}) {
             fake->locked = [&](int c, double t) {
                 const double rate = 125e6 / fake->divider;
-                return c != channel ? 0 : (std::llround(t * rate) % 2 != 0 ? high : low) - 32768;
+                return c != channel ? 0 : (std::llround(t * rate) % 2 != 0 ? row.high : row.low) - 32768;
             };
             uint32_t lockA = 0, lockB = 0;
             checkLockQUAD(device, &lockA, &lockB, 1, 0);
-            EXPECT_EQ(channel == 0 ? lockA : lockB, locked) << low << ' ' << high;
+            EXPECT_EQ(channel == 0 ? lockA : lockB, row.locked) << row.low << ' ' << row.high;
             EXPECT_EQ(channel == 0 ? lockB : lockA, 1U);
         }
     fake->locked = [](int, double) { return 0; };
