@@ -19,7 +19,7 @@ enum StreamPurpose : uint32_t {
     streamLevel = 2,
     streamTune = 3,
     streamCounter = 4,
-    streamSlips = 5,
+    streamPhases = 5,
     streamAdc = 6,
     streamPhaseNoise = 7,
 };
@@ -32,6 +32,10 @@ constexpr double counterFault = 1e-4;       // of the disagreeing counter, relat
 constexpr double unlikeDetectorShare = 0.5; // of its slope that the bad detector has left
 
 constexpr double preamplifierGain_dB = 15;
+
+// Couplings of the IF chain of 1C.
+constexpr double highPass1C_Hz = 1, highPassHighGain1C_Hz = 0.4;
+constexpr int highGain1C_dB = 40;
 
 constexpr std::array<double, 4> capacitors_F{1e-8, 2e-7, 9.4e-7, 3.76e-6}; // by number, from 1
 
@@ -73,14 +77,12 @@ double noiseInside_rad2(Bench* bench, Channel channel, const LoopCircuit& circui
     if (circuit.slope_V <= 0)
         return 0;
     const uint32_t prescaler = benchState_prescaler(state.settings);
-    const ChannelChain chain{true,
-                             bench->dutFile.dut.frequency_Hz / prescaler,
-                             prescaler,
-                             state.settings.reference,
-                             circuit.slope_V,
-                             0,
-                             loop_naturalFrequency_rad_s(circuit),
-                             loop_damping(circuit)};
+    ChannelChain chain{};
+    chain.mixer_Hz = bench->dutFile.dut.frequency_Hz / prescaler;
+    chain.prescaler = prescaler;
+    chain.reference = state.settings.reference;
+    chain.wn_rad_s = loop_naturalFrequency_rad_s(circuit);
+    chain.damping = loop_damping(circuit);
     if (!(chain == state.noiseOf)) {
         state.noise_rad2 = chain_phaseErrorVariance(chain, channel, bench->dutFile.dut);
         state.noiseOf = chain;
@@ -120,6 +122,10 @@ LoopCircuit circuitOf(Bench* bench, Channel channel) {
     return circuit;
 }
 
+double anyPhase(RandomStream* stream) {
+    return 2 * std::numbers::pi * random_uniform(*stream);
+}
+
 void runLoop(Bench* bench, Channel channel, uint64_t now) {
     Bench::ChannelState& state = bench->channel[channel];
     if (now <= state.loopTime)
@@ -127,7 +133,7 @@ void runLoop(Bench* bench, Channel channel, uint64_t now) {
     loop_advance(&state.loop, double(now - state.loopTime) * secondsPerTick);
     state.loopTime = now;
     if (state.loop.circuit.closed && state.loop.circuit.slipping)
-        state.loop.phase_rad = 2 * std::numbers::pi * random_uniform(state.slips);
+        state.loop.phase_rad = anyPhase(&state.phases);
 }
 
 void newDut(Bench* bench) {
@@ -153,10 +159,13 @@ CounterReading countChannel(Bench* bench, Channel channel, double input_Hz, doub
 
 } // namespace
 
-void benchState_update(Bench* bench) {
-    const uint64_t now = clock_now();
+void benchState_runLoops(Bench* bench, uint64_t until) {
     for (const Channel c : {channelA, channelB})
-        runLoop(bench, c, now);
+        runLoop(bench, c, until);
+}
+
+void benchState_update(Bench* bench) {
+    benchState_runLoops(bench, clock_now());
     if (dutFile_refresh(&bench->dutFile))
         newDut(bench);
 }
@@ -203,10 +212,16 @@ ChannelChain benchState_chain(const Bench* bench, Channel channel) {
     const uint32_t prescaler = benchState_prescaler(state.settings);
     const LoopCircuit& circuit = state.loop.circuit;
     const bool locked = loop_locked(state.loop);
-    ChannelChain chain{locked,    bench->dutFile.dut.frequency_Hz / prescaler,
-                       prescaler, state.settings.reference,
-                       0,         state.settings.ifGain_dB,
-                       0,         0};
+    ChannelChain chain{};
+    chain.carrier = locked;
+    chain.mixer_Hz = bench->dutFile.dut.frequency_Hz / prescaler;
+    chain.prescaler = prescaler;
+    chain.reference = state.settings.reference;
+    chain.ifGain_dB = state.settings.ifGain_dB;
+    if (bench->boards.analog == AnalogRevision::r1C) {
+        chain.highPass_Hz = highPass1C_Hz;
+        chain.highPass2_Hz = chain.ifGain_dB > highGain1C_dB ? highPassHighGain1C_Hz : 0;
+    }
     if (locked) {
         // A mixer that is held away from quadrature gives less.
         chain.slope_V = circuit.slope_V * std::cos(state.loop.phase_rad);
@@ -228,7 +243,7 @@ void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_
                              {},
                              random_stream(seed, streamTune, c),
                              random_stream(seed, streamCounter, c),
-                             random_stream(seed, streamSlips, c),
+                             random_stream(seed, streamPhases, c),
                              random_stream(seed, streamAdc, c)};
     bench->fd = {7, FdChannel::cross, {}, {}};
     bench->fd.correlations.fill(1);
@@ -263,6 +278,10 @@ void bench_set(Bench* bench, Channel channel, const ChannelSettings& settings) {
     if (settings == state.settings)
         return;
     benchState_update(bench);
+    const bool retuned = settings.source_Hz != state.settings.source_Hz || settings.rfOn != state.settings.rfOn ||
+                         settings.reference != state.settings.reference;
+    if (retuned) // the source's dividers start anew
+        state.loop.phase_rad = anyPhase(&state.phases);
     state.settings = settings;
     ChannelSettings& s = state.settings;
     for (double* resistance : {&s.r1_ohm, &s.r2_ohm, &s.r3_ohm})

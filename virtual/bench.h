@@ -93,7 +93,7 @@ struct Bench {
         uint64_t loopTime; // on the clock, ns: moment of the loop's state
         double noise_rad2;
         ChannelChain noiseOf; // what `noise_rad2` belongs to
-        RandomStream tuneNoise, counterPhase, slips, adcNoise;
+        RandomStream tuneNoise, counterPhase, phases, adcNoise;
     };
     std::array<ChannelState, channels> channel;
     RandomStream levelNoise, phaseNoise;
@@ -137,9 +137,11 @@ void bench_set(Bench* bench, Channel channel, const ChannelSettings& settings);
 [[nodiscard]] ChannelTruth bench_truth(Bench* bench, Channel channel);
 
 /// Records `pairs` samples of both ADCs (2 to samplePairsMax) at the base rate over `divider` from now on, offset
-/// binary, 16 bits over 1.6 V. They stand in `samples` until the next record. False if none came, which takes the same
+/// binary, 16 bits over 1.6 V. bench_samples gives
+/// them until the next record. False if none came, which takes the same
 /// time. Low-passed below half of the reduced rate.
 [[nodiscard]] bool bench_record(Bench* bench, uint32_t pairs, uint32_t divider);
+[[nodiscard]] std::span<uint16_t> bench_samples(Bench* bench, Channel channel);
 [[nodiscard]] double bench_baseSampleRate_Hz(Bench* bench);
 
 [[nodiscard]] FdSettings bench_fdSettings(Bench* bench);
@@ -156,7 +158,7 @@ void bench_setFdPoints(Bench* bench, uint32_t stage, uint32_t points);
 [[nodiscard]] uint32_t bench_fdBufferedPoints(Bench* bench, uint32_t stage);
 
 /// Starts a capture of all stages in use; in fast mode it has taken its time when the call returns. A channel whose
-/// loop does not hold at this moment shows only what comes from behind its mixer.
+/// loop does not hold when a tenth of that time is over shows only what comes from behind its mixer.
 void bench_startCapture(Bench* bench);
 /// Waits for the end of the capture and gives the points of a stage, which stay valid until the next capture. After a
 /// capture that was stopped, what the buffer held before.

@@ -200,4 +200,9 @@ bool bench_record(Bench* bench, uint32_t pairs, uint32_t divider) {
     return came;
 }
 
+std::span<uint16_t> bench_samples(Bench* bench, Channel channel) {
+    const std::lock_guard<std::mutex> guard(bench->mutex);
+    return bench->samples[channel];
+}
+
 } // namespace vi

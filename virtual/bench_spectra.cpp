@@ -19,7 +19,10 @@ constexpr uint32_t firstSettableStage = 6;                                      
 
 constexpr double captureTimeMax_s = 365.0 * 86400; // a longer one may as well not end
 
-/// Keeps what the channels are at the start of a capture.
+/// Loops that settle within this share of a capture do not show in its average.
+constexpr double settlingShare = 0.1;
+
+/// Keeps what the channels are.
 void takeChannels(Bench* bench) {
     const SignalChain now{benchState_chain(bench, channelA), benchState_chain(bench, channelB)};
     if (bench->capturedVersion != 0 && now == bench->captured && !bench->dutChanged)
@@ -128,9 +131,10 @@ void bench_startCapture(Bench* bench) {
     std::unique_lock<std::mutex> lock(bench->mutex);
     awaitCapture(bench, lock); // the board does one at a time
     benchState_update(bench);
-    takeChannels(bench);
     const double time_s = std::min(bench_captureTime_s(bench->boards, bench->fd), captureTimeMax_s);
     const auto time_ns = uint64_t(time_s * 1e9);
+    benchState_runLoops(bench, clock_now() + uint64_t(settlingShare * double(time_ns)));
+    takeChannels(bench);
     bench->captureChannel = bench->fd.channel;
     bench->captureRunning = true;
     clock_spend(time_ns);

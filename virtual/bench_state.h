@@ -8,6 +8,9 @@ namespace vi {
 /// Sample rate of a stage of the spectrum board; stage 0 runs at the base rate.
 double benchState_sampleRate_Hz(const UnitBoards& boards, uint32_t stage);
 
+/// Lets both loops run up to a moment on the clock, ns; they never go back.
+void benchState_runLoops(Bench* bench, uint64_t until);
+
 /// Lets both loops run up to now and takes over a DUT file that has changed.
 void benchState_update(Bench* bench);
 

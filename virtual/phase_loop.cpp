@@ -27,12 +27,13 @@ struct Rates {
     double direct;      // of the mixer's volts at the tune port
     double fromMixer;   // integrator, V/s per volt of the mixer
     double fromAid;     // integrator, V/s
+    double directAid_V; // of the aid at the tune port
     double wn;          // rad/s
 
     explicit Rates(const LoopCircuit& c)
         : pull_HzPerV(twoPi * c.sensitivity_HzPerV), direct(tuneLoad * c.r2_ohm / c.r1_ohm),
           fromMixer(1 / (c.r1_ohm * c.c_F)), fromAid(c.aidOn ? (aidMiddle_V - c.aid_V) / (c.r3_ohm * c.c_F) : 0),
-          wn(loop_naturalFrequency_rad_s(c)) {}
+          directAid_V(tuneLoad * c.r2_ohm * c.c_F * fromAid), wn(loop_naturalFrequency_rad_s(c)) {}
 };
 
 struct State {
@@ -45,7 +46,7 @@ double withinRails(const LoopCircuit& c, double volts) {
 
 State slopeOf(const LoopCircuit& c, const Rates& rates, const State& s, double time) {
     const double v = c.slope_V * std::sin(s.phase);
-    const double tune = withinRails(c, s.integrator + rates.direct * v);
+    const double tune = withinRails(c, s.integrator + rates.direct * v + rates.directAid_V);
     double climb = v * rates.fromMixer + rates.fromAid;
     if ((s.integrator <= 0 && climb < 0) || (s.integrator >= c.rail_V && climb > 0))
         climb = 0;
@@ -68,7 +69,8 @@ void rungeKutta(const LoopCircuit& c, const Rates& rates, State* s, double time)
 
 /// Rate of the phase as the integrator alone would have it, rad/s.
 double slowRate(const LoopCircuit& c, const Rates& rates, double integrator, double time) {
-    return twoPi * (c.offset_Hz + c.drift_HzPerS * time) - rates.pull_HzPerV * (integrator - c.middle_V);
+    return twoPi * (c.offset_Hz + c.drift_HzPerS * time) -
+           rates.pull_HzPerV * (integrator + rates.directAid_V - c.middle_V);
 }
 
 /// Means over a period of phase' = rate - direct pull sin(phase), for |rate| above the pull.
@@ -115,7 +117,7 @@ double restingTune_V(const LoopCircuit& c) {
 bool restingState(const LoopCircuit& c, State* rest) {
     const Rates rates(c);
     const double v = restingMixer_V(c, rates), tune = restingTune_V(c);
-    const double integrator = tune - rates.direct * v;
+    const double integrator = tune - rates.direct * v - rates.directAid_V;
     if (!c.closed || c.slipping || std::abs(v) >= c.slope_V || tune < 0 || tune > c.rail_V || integrator < 0 ||
         integrator > c.rail_V)
         return false;
@@ -145,6 +147,15 @@ void settle(PhaseLoop* loop) {
     }
 }
 
+/// Follows a drift, up to the rails.
+void advanceSettled(PhaseLoop* loop, double seconds) {
+    LoopCircuit& c = loop->circuit;
+    c.offset_Hz += c.drift_HzPerS * seconds;
+    settle(loop);
+    if (!loop->settled)
+        loop->integrator_V = withinRails(c, restingTune_V(c));
+}
+
 void integrate(PhaseLoop* loop, double seconds) {
     LoopCircuit& c = loop->circuit;
     const Rates rates(c);
@@ -166,8 +177,7 @@ void integrate(PhaseLoop* loop, double seconds) {
             loop->phase_rad = std::remainder(s.phase, twoPi);
             loop->integrator_V = s.integrator;
             if (near(*loop, settledPhase_rad, settledRate)) {
-                settle(loop);
-                c.offset_Hz += c.drift_HzPerS * seconds;
+                advanceSettled(loop, seconds);
                 return;
             }
         }
@@ -202,14 +212,10 @@ void loop_advance(PhaseLoop* loop, double seconds) {
             loop->integrator_V = withinRails(c, loop->integrator_V + Rates(c).fromAid * seconds);
         return;
     }
-    if (loop->settled) {
-        c.offset_Hz += c.drift_HzPerS * seconds;
-        settle(loop); // follows a drift, up to the rails
-        if (!loop->settled)
-            loop->integrator_V = withinRails(c, restingTune_V(c));
-        return;
-    }
-    integrate(loop, seconds);
+    if (loop->settled)
+        advanceSettled(loop, seconds);
+    else
+        integrate(loop, seconds);
 }
 
 double loop_steps(const PhaseLoop& loop, double seconds) {
@@ -229,14 +235,15 @@ double loop_tune_V(const PhaseLoop& loop) {
     const LoopCircuit& c = loop.circuit;
     if (!c.closed)
         return withinRails(c, c.rest_V);
-    return withinRails(c, loop.integrator_V + tuneLoad * c.r2_ohm / c.r1_ohm * loop_mixer_V(loop));
+    const Rates rates(c);
+    return withinRails(c, loop.integrator_V + rates.direct * loop_mixer_V(loop) + rates.directAid_V);
 }
 
 double loop_beat_Hz(const PhaseLoop& loop) {
     const LoopCircuit& c = loop.circuit;
-    // Averaged over the noise that makes it slip, the mixer's voltage is none.
-    const double tune = c.closed && c.slipping ? loop.integrator_V : loop_tune_V(loop);
-    return c.offset_Hz - c.sensitivity_HzPerV * (tune - c.middle_V);
+    if (c.closed && c.slipping) // on average over the noise
+        return slowRate(c, Rates(c), loop.integrator_V, 0) / twoPi;
+    return c.offset_Hz - c.sensitivity_HzPerV * (loop_tune_V(loop) - c.middle_V);
 }
 
 bool loop_locked(const PhaseLoop& loop) {

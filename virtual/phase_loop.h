@@ -2,11 +2,13 @@
 /// The measurement loop of one channel in the time domain: mixer, active filter with its acquisition aid, tuned source.
 ///
 ///   d(phase)/dt      = 2 pi (offset - sensitivity (V - middle))
-///   d(integrator)/dt = v/(R1 C) + (2.5 V - aid)/(R3 C)          the second term with the aid on
-///   V                = integrator + 0.8 (R2/R1) v               v = slope sin(phase)
+///   d(integrator)/dt = v/(R1 C) + (2.5 V - aid)/(R3 C)                      v = slope sin(phase)
+///   V                = integrator + 0.8 R2 (v/R1 + (2.5 V - aid)/R3)
 ///
-/// Integrator and V stay between 0 V and the rail. Linearised, a loop of second order and type 2: wn^2 = K/(R1 C) and
-/// damping 0.8 R2 C wn/2 with K = 2 pi sensitivity slope; 0.8, as the tune port loads the filter.
+/// The terms of the aid are there with the aid on; its current goes the way of the mixer's, through R2 and C, so that a
+/// loop that holds against it still holds when it goes. Integrator and V stay between 0 V and the rail. Linearised, a
+/// loop of second order and type 2: wn^2 = K/(R1 C) and damping 0.8 R2 C wn/2 with K = 2 pi sensitivity slope; 0.8, as
+/// the tune port loads the filter.
 
 #include <complex>
 

@@ -59,14 +59,12 @@ double strongSlope(double mixer_Hz) {
 }
 
 /// Transfer from the carrier's phase to the ADC, V/rad.
-std::array<Complex, channels> transfers(const SignalChain& chain, double offset_Hz) {
-    std::array<Complex, channels> h;
-    for (int c = 0; c < channels; ++c)
-        h[c] = chain[c].carrier
-                   ? chain[c].slope_V * chain_ifGain(chain[c].ifGain_dB, Channel(c)) / double(chain[c].prescaler) *
-                         loop_error(chain[c].wn_rad_s, chain[c].damping, offset_Hz)
-                   : 0;
-    return h;
+Complex transfer(const ChannelChain& chain, Channel channel, double offset_Hz) {
+    if (!chain.carrier)
+        return 0;
+    const double coupling = offset_Hz / (offset_Hz + chain.highPass_Hz) * offset_Hz / (offset_Hz + chain.highPass2_Hz);
+    return chain.slope_V * chain_ifGain(chain.ifGain_dB, channel) * coupling / double(chain.prescaler) *
+           loop_error(chain.wn_rad_s, chain.damping, offset_Hz);
 }
 
 /// Lines reach this far; beyond, the window has them more than 120 dB down.
@@ -161,7 +159,8 @@ void chain_expect(const SignalChain& chain, const Dut& dut, double sampleRate_Hz
 
     for (uint32_t i = 0; i < points; ++i) {
         const double offset_Hz = spacing_Hz * std::max(double(i), 0.5); // the first point gathers what lies around 0 Hz
-        const std::array<Complex, channels> h = transfers(chain, offset_Hz);
+        const std::array<Complex, channels> h{transfer(chain[channelA], channelA, offset_Hz),
+                                              transfer(chain[channelB], channelB, offset_Hz)};
         const double common = ratio(noiseCurve_level_dBcHz(dut.noise, offset_Hz));
         std::array<double, channels> own{}; // of what is not common to both channels
         for (int c = 0; c < channels; ++c) {

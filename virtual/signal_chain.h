@@ -29,6 +29,8 @@ struct ChannelChain {
     double slope_V; // of the mixer, per rad
     int ifGain_dB;
     double wn_rad_s, damping; // of the loop in force
+    double highPass_Hz;       // of the IF chain: lets f/(f + highPass_Hz) through; 0: none
+    double highPass2_Hz;      // one more
 
     friend bool operator==(const ChannelChain&, const ChannelChain&) = default;
 };

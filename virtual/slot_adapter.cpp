@@ -8,7 +8,7 @@ using namespace vi;
 namespace slot_adapter {
 namespace {
 
-constexpr uint64_t transfer_ns = 20'000;
+constexpr uint64_t transfer_ns = 20'000, transfersOfCall = 3; // on average
 constexpr double frequencyAtStart_Hz = 100e6, gateAtStart_s = 0.1, hertzPerMegahertz = 1e6;
 constexpr uint32_t samplesAtStart = 1024;
 
@@ -18,7 +18,7 @@ Unit unit;
 } // namespace
 
 Access::Access() : guard_(unitMutex) {
-    clock_spend(transfer_ns);
+    clock_spend(transfersOfCall * transfer_ns);
 }
 
 Unit* Access::operator->() const {

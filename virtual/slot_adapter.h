@@ -3,7 +3,7 @@
 /// the virtual instrument that knows the firmware.
 ///
 /// It fills the slots that a run calls, and does what the boards' firmware would: it plans paths and divisions, sources
-/// and counter ratios. Each call costs 20 microseconds of bus transfers.
+/// and counter ratios. A call costs three bus transfers of 20 microseconds.
 
 #include "virtual/bench.h"
 

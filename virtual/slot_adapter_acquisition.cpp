@@ -132,13 +132,13 @@ int captureSamples(Device*, uint32_t) {
 int getSampleBuffer(Device*, uint32_t channel, uint32_t segment, uint16_t** data) {
     if (segment != 0)
         return 0;
-    std::vector<uint16_t>& samples = bench()->samples[channel != 0 ? channelB : channelA];
+    const std::span<uint16_t> samples = bench_samples(bench(), channel != 0 ? channelB : channelA);
     *data = samples.data();
-    return static_cast<int>(samples.size() * sizeof(uint16_t));
+    return static_cast<int>(samples.size_bytes());
 }
 
 int getSampleBufferSize(Device*, uint32_t segment) {
-    return segment == 0 ? static_cast<int>(bench()->samples[channelA].size()) : 0;
+    return segment == 0 ? static_cast<int>(bench_samples(bench(), channelA).size()) : 0;
 }
 
 } // namespace

@@ -75,6 +75,8 @@ void applySource(const Unit& unit, Channel channel) {
 }
 
 void setSource(Unit* unit, Channel channel, double mixer_Hz) {
+    constexpr double planned_Hz = 30e9;
+    mixer_Hz = std::clamp(mixer_Hz, 0.0, planned_Hz);
     if (unit->bench->boards.sources == SourceBoards::firstPair)
         mixer_Hz = std::min(mixer_Hz, firstPairMax_Hz);
     const uint32_t factor = multiplier(mixer_Hz);
@@ -242,7 +244,7 @@ tv_time getCounterTimeout(Device*) {
 
 int setCounterTimeout(Device*, tv_time gate_s) {
     constexpr double gateMax_s = 1000;
-    Access()->gate_s = std::clamp(gate_s, 0.0, gateMax_s);
+    Access()->gate_s = gate_s > 0 ? std::min(gate_s, gateMax_s) : 0;
     return 0;
 }
 

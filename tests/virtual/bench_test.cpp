@@ -1,75 +1,14 @@
-#include "virtual/bench.h"
-#include "virtual/clock.h"
+#include "bench_fixture.h"
 
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <numbers>
 #include <thread>
 
 using namespace vi;
 
 namespace {
-
-constexpr const char* secondGeneration = "220-336306910-0001";
-constexpr const char* firstGeneration = "220-336305910-0001";
-constexpr double twoPi = 2 * std::numbers::pi;
-
-Dut flatDut(double frequency_Hz, double level_dBcHz, double power_dBm = 8) {
-    return {frequency_Hz, power_dBm, {{{1, level_dBcHz}}}, {}, {}};
-}
-
-struct TestBench : Bench {
-    explicit TestBench(const Dut& dut, const char* serial = secondGeneration, uint64_t seed = 1) {
-        bench_init(this, unitBoards_of(serial), {"", dut, {}}, seed);
-        const bool high = dut.frequency_Hz > 2e9, divided = dut.frequency_Hz > 13e9;
-        set([&](ChannelSettings& s) {
-            s.rfOn = true;
-            s.highInput = high;
-            s.path = divided ? DutPath::divider : high ? DutPath::amplifier : DutPath::direct;
-            s.prescaler = divided ? 2 : 1;
-            s.source_Hz = dut.frequency_Hz / s.prescaler;
-        });
-    }
-
-    template <class Change> void set(Change change) {
-        for (const Channel c : {channelA, channelB}) {
-            ChannelSettings settings = bench_settings(this, c);
-            change(settings);
-            bench_set(this, c, settings);
-        }
-    }
-    void offsetSources(double offset_Hz) {
-        set([=](ChannelSettings& s) { s.source_Hz += offset_Hz; });
-    }
-    /// Loops of this natural frequency and a damping in force of 0.96 that start at the middle, after `seconds`.
-    void close(double bandwidth_Hz = 100, double seconds = 1) {
-        for (const Channel c : {channelA, channelB}) {
-            ChannelSettings settings = bench_settings(this, c);
-            const ChannelTruth truth = bench_truth(this, c);
-            const double wn = twoPi * bandwidth_Hz, slope_V = truth.detectorSlope_V / chain_ifGain(0, c);
-            const double k = twoPi * truth.sensitivity_HzPerV * slope_V;
-            settings.capacitor = 3;
-            settings.r1_ohm = k / (wn * wn * 9.4e-7);
-            settings.r2_ohm = 2.4 / (wn * 9.4e-7);
-            settings.tuneSource = TuneSource::loop;
-            bench_set(this, c, settings);
-        }
-        clock_spend(uint64_t(seconds * 1e9));
-    }
-    [[nodiscard]] bool locked() { return bench_truth(this, channelA).locked && bench_truth(this, channelB).locked; }
-    [[nodiscard]] double slope(Channel c) { return bench_truth(this, c).detectorSlope_V; }
-    void setGain(int gain_dB) {
-        set([=](ChannelSettings& s) { s.ifGain_dB = gain_dB; });
-    }
-
-    std::vector<SpectrumPoint> capture(uint32_t stage) {
-        bench_startCapture(this);
-        const std::span<const SpectrumPoint> points = bench_fetchStage(this, stage);
-        return {points.begin(), points.end()};
-    }
-};
 
 double modulus(const SpectrumPoint& point) {
     return std::hypot(double(point.re), double(point.im));
@@ -102,6 +41,33 @@ TEST(Bench, ALineStandsAtItsLevelAndDoesNotFlicker) {
     EXPECT_LT(level(5, 400), -120);
 }
 
+TEST(Bench, TheLoopsTakeTheirShareOutOfTheCloseInNoise) {
+    TestBench bench(flatDut(100e6, -110));
+    bench.setGain(32);
+    bench.close(1000);
+    ASSERT_TRUE(bench.locked());
+    bench_setFdCorrelations(&bench, 4, 1000000);
+    const double spacing = 12.5e3 / (2 * 511.0); // of stage 4
+    const std::vector<SpectrumPoint> points = bench.capture(4);
+    const double scale_dB = 10 * std::log10(bench.slope(channelA) * bench.slope(channelB)) + 32;
+    for (const size_t point : {8, 30, 80, 200, 500}) {
+        double left_dB = 0; // of a loop of the second order, from what each channel's circuit is
+        for (const Channel c : {channelA, channelB}) {
+            const ChannelTruth truth = bench_truth(&bench, c);
+            const double ratio = twoPi * double(point) * spacing / truth.wn_rad_s;
+            left_dB += 10 * std::log10(ratio * ratio / std::hypot(1 - ratio * ratio, 2 * truth.damping * ratio));
+        }
+        EXPECT_NEAR(10 * std::log10(modulus(points[point])) - scale_dB, -110 + left_dB, 0.05) << point;
+    }
+    // Opened, the channel shows nothing but what comes from behind the mixer, and the other goes on.
+    ChannelSettings open = bench_settings(&bench, channelB);
+    open.open = true;
+    bench_set(&bench, channelB, open);
+    EXPECT_LT(modulus(bench.capture(4)[500]), 1e-3 * modulus(points[500]));
+    bench_setFdChannel(&bench, FdChannel::aOnly);
+    EXPECT_NEAR(bench.capture(4)[500].re / modulus(points[500]), bench.slope(channelA) / bench.slope(channelB), 0.01);
+}
+
 TEST(Bench, OneChannelShowsItsOwnReferenceToo) {
     for (const double carrier_Hz : {100e6, 24e9})
         for (const FdChannel channel : {FdChannel::aOnly, FdChannel::bOnly}) {
@@ -120,8 +86,12 @@ TEST(Bench, OneChannelShowsItsOwnReferenceToo) {
 }
 
 TEST(Bench, TheDetectorSlopeFollowsFrequencyAndLevel) {
-    for (const auto& [frequency_Hz, power_dBm, slope] :
-         {std::tuple(10e6, 8, 0.50), {173.205e6, 8, 0.41}, {24e9, 8, 0.30}, {10e6, -15, 0.05}, {10e6, 20, 0.50}}) {
+    for (const auto& [frequency_Hz, power_dBm, slope] : {std::tuple(10e6, 8, 0.50),
+                                                         {173.205e6, 8, 0.41},
+                                                         {24e9, 8, 0.30},
+                                                         {10e6, -19, 0.05},
+                                                         {1e9, -16, 0.032},
+                                                         {10e6, 20, 0.50}}) {
         TestBench bench(flatDut(frequency_Hz, -120, power_dBm));
         EXPECT_NEAR(bench.slope(channelA), 1.02 * slope, 1e-4) << frequency_Hz << " Hz, " << power_dBm << " dBm";
         EXPECT_NEAR(bench.slope(channelB), 0.94 / 1.02 * slope, 1e-4);
