@@ -69,7 +69,9 @@ SlowNoise drawSlowNoise(Bench* bench, double fastest_Hz) {
     struct {
         double common = 0, own = 0; // variances
     } phase[channels], frequency[channels];
-    for (double offset = slowestOffset_Hz; offset < fastest_Hz; offset *= stepRatio) {
+    const auto steps = int(std::log(fastest_Hz / slowestOffset_Hz) / std::log(stepRatio));
+    for (int step = 0; step <= steps; ++step) {
+        const double offset = slowestOffset_Hz * std::pow(stepRatio, step);
         const NoiseAtOffset noise = noiseAt(bench, offset);
         const double width = 2 * offset * (stepRatio - 1);
         for (int c = 0; c < channels; ++c) {

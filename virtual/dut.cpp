@@ -127,10 +127,11 @@ Faults readFaults(const toml::table& table) {
     };
     constexpr std::string_view drift = "drift_hz_per_s";
     for (const auto& [key, value] : table) {
-        const std::string name = "faults." + std::string(key.str());
+        const std::string_view given = key.str();
+        const std::string name = "faults." + std::string(given);
         const auto* flag = std::find_if(std::begin(flags), std::end(flags),
-                                        [&](const auto& known) { return known.first == key.str(); });
-        if (key.str() == drift)
+                                        [given](const auto& known) { return known.first == given; });
+        if (given == drift)
             faults.drift_HzPerS = readNumber(value, name, driftRange_HzPerS);
         else if (flag == std::end(flags))
             refuse(key.source(), "unknown key " + name);

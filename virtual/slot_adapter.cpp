@@ -1,5 +1,6 @@
 #include "virtual/slot_adapter.h"
 
+#include "device/device.h"
 #include "virtual/clock.h"
 #include "virtual/slot_adapter_unit.h"
 
@@ -29,6 +30,10 @@ Unit& Access::operator*() const {
     return unit;
 }
 
+Channel selected(const Device* device) {
+    return device->selectedBoard != 0 ? channelB : channelA;
+}
+
 } // namespace slot_adapter
 
 void virtual_adapter_install(Bench& bench) {
@@ -38,7 +43,6 @@ void virtual_adapter_install(Bench& bench) {
     unit.frequency_Hz = frequencyAtStart_Hz;
     unit.divThreshold_MHz = uint32_t(bench.boards.prescalerThreshold_Hz / hertzPerMegahertz);
     unit.lowPath = true;
-    unit.referenceInternal = bench.boards.sources != SourceBoards::none;
     unit.reference = Reference::crystal100MHz;
     unit.samples = samplesAtStart;
     unit.divider = 1;

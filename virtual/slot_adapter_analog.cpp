@@ -1,5 +1,6 @@
 // Slots of the analog boards: selection, gain, attenuation, loop.
 
+#include "device/device.h"
 #include "device/device_fptrs.h"
 #include "scpi/error_codes.h"
 #include "virtual/slot_adapter_unit.h"
@@ -19,15 +20,6 @@ constexpr double lowSupply_V = 5;                                   // as long a
 // Tune ADCs: 14 bits, of the analog boards over 20 V, of the source boards, which serve the first analog boards, less.
 constexpr double tuneSteps = 16384, tuneRange_V = 4 * 5, tuneRangeFirst_V = 4.545 * 3.3;
 
-template <Channel channel> int select(Device*) {
-    Access()->selected = channel;
-    return 0;
-}
-
-template <Channel channel> int isSelected(Device*) {
-    return Access()->selected == channel;
-}
-
 bool firstBoards(const Unit& unit) {
     const AnalogRevision revision = unit.bench->boards.analog;
     return revision == AnalogRevision::r1B || revision == AnalogRevision::r1C;
@@ -35,9 +27,9 @@ bool firstBoards(const Unit& unit) {
 
 // ---- gain and attenuation -------------------------------------------------------------------------------------------
 
-int getLnaGain(Device*) {
+int getLnaGain(Device* device) {
     const Access unit;
-    return bench_settings(unit->bench, unit->selected).ifGain_dB;
+    return bench_settings(unit->bench, selected(device)).ifGain_dB;
 }
 
 int setLnaGain(Device*, int request_dB) {
@@ -47,9 +39,9 @@ int setLnaGain(Device*, int request_dB) {
     return 0;
 }
 
-int isPreamplifierEnabled(Device*) {
+int isPreamplifierEnabled(Device* device) {
     const Access unit;
-    return bench_settings(unit->bench, unit->selected).preamplifier;
+    return bench_settings(unit->bench, selected(device)).preamplifier;
 }
 
 template <bool on> int setPreamplifier(Device*) {
@@ -60,9 +52,9 @@ template <bool on> int setPreamplifier(Device*) {
     return 0;
 }
 
-uint32_t getAttenuation(Device*) {
+uint32_t getAttenuation(Device* device) {
     const Access unit;
-    const ChannelSettings settings = bench_settings(unit->bench, unit->selected);
+    const ChannelSettings settings = bench_settings(unit->bench, selected(device));
     const auto steps = static_cast<uint32_t>(std::lround(settings.attenuation_dB / attenuationStep_dB));
     return settings.path == DutPath::amplifier ? steps + attenuatorSteps + 1 : steps;
 }
@@ -83,12 +75,12 @@ int setAttenuation(Device*, uint32_t steps) {
 
 // ---- loop -----------------------------------------------------------------------------------------------------------
 
-int selectLoopMode(Device*, int mode) {
+int selectLoopMode(Device* device, int mode) {
     const Access unit;
     if (mode != 1 && mode != 3 && mode != 4 && mode != 5)
         return scpi::illegalParameterValue;
     unit->loopMode = mode;
-    change(*unit, unit->selected, [=](ChannelSettings& s) {
+    change(*unit, selected(device), [=](ChannelSettings& s) {
         s.open = mode == 1;
         s.tuneSource = mode == 3 || mode == 4 ? TuneSource::loop : TuneSource::calibration;
         s.aidOn = mode == 4;
@@ -96,31 +88,31 @@ int selectLoopMode(Device*, int mode) {
     return 0;
 }
 
-int selectLoopC(Device*, uint32_t number) {
+int selectLoopC(Device* device, uint32_t number) {
     const Access unit;
     constexpr uint32_t capacitorMax = 4;
     if (number > capacitorMax)
         return scpi::illegalParameterValue;
-    change(*unit, unit->selected, [=](ChannelSettings& s) { s.capacitor = number; });
+    change(*unit, selected(device), [=](ChannelSettings& s) { s.capacitor = number; });
     return 0;
 }
 
-int setResistance(Device*, int index, double ohm) {
+int setResistance(Device* device, int index, double ohm) {
     const Access unit;
     constexpr double r1Max_ohm = 100e3;
     double ChannelSettings::*const resistors[] = {&ChannelSettings::r1_ohm, &ChannelSettings::r2_ohm,
                                                   &ChannelSettings::r3_ohm};
     if (index < 1 || index > 3 || (index == 1 && ohm > r1Max_ohm))
         return scpi::illegalParameterValue;
-    change(*unit, unit->selected, [=](ChannelSettings& s) { s.*resistors[index - 1] = ohm; });
+    change(*unit, selected(device), [=](ChannelSettings& s) { s.*resistors[index - 1] = ohm; });
     return 0;
 }
 
-int setLockhelperVoltage(Device*, float volts) {
+int setLockhelperVoltage(Device* device, float volts) {
     const Access unit;
     constexpr double steps = 1024, range_V = 5;
     const double wiper = std::clamp(std::trunc(steps - steps * static_cast<double>(volts) / range_V), 0.0, steps - 1);
-    change(*unit, unit->selected, [=](ChannelSettings& s) { s.aid_V = range_V * (1 - wiper / steps); });
+    change(*unit, selected(device), [=](ChannelSettings& s) { s.aid_V = range_V * (1 - wiper / steps); });
     return 0;
 }
 
@@ -128,39 +120,34 @@ double held(const Unit& unit, double volts) {
     return unit.reference == Reference::resonator1GHz ? std::min(volts, lowSupply_V) : volts;
 }
 
-int setVoutPosVoltage(Device*, float volts) {
+int setVoutPosVoltage(Device* device, float volts) {
     const Access unit;
     const double supply = held(*unit, static_cast<double>(volts));
-    change(*unit, unit->selected, [=](ChannelSettings& s) { s.loopSupply_V = supply; });
+    change(*unit, selected(device), [=](ChannelSettings& s) { s.loopSupply_V = supply; });
     return 0;
 }
 
-int setTuneOutputVoltage(Device*, double volts) {
+int setTuneOutputVoltage(Device* device, double volts) {
     const Access unit;
     const double tune = held(*unit, volts);
-    change(*unit, unit->selected, [=](ChannelSettings& s) { s.calibration_V = tune; });
+    change(*unit, selected(device), [=](ChannelSettings& s) { s.calibration_V = tune; });
     return 0;
 }
 
-double getTuneOutputVoltage(Device*) {
+double getTuneOutputVoltage(Device* device) {
     const Access unit;
-    return bench_settings(unit->bench, unit->selected).calibration_V;
+    return bench_settings(unit->bench, selected(device)).calibration_V;
 }
 
-double getIsTuneVoltage(Device*) {
+double getIsTuneVoltage(Device* device) {
     const Access unit;
     const double step = (firstBoards(*unit) ? tuneRangeFirst_V : tuneRange_V) / tuneSteps;
-    return std::clamp(std::round(bench_readTune_V(unit->bench, unit->selected) / step), 0.0, tuneSteps - 1) * step;
+    return std::clamp(std::round(bench_readTune_V(unit->bench, selected(device)) / step), 0.0, tuneSteps - 1) * step;
 }
 
 } // namespace
 
 void installAnalog() {
-    Device_selectPhaseNoiseAlgBoardA = select<channelA>;
-    Device_selectPhaseNoiseAlgBoardB = select<channelB>;
-    Device_isPhaseNoiseAlgBoardASelected = isSelected<channelA>;
-    Device_isPhaseNoiseAlgBoardBSelected = isSelected<channelB>;
-
     Device_getLnaGain = getLnaGain;
     Device_setLnaGain = setLnaGain;
     Device_isPreamplifierEnabled = isPreamplifierEnabled;

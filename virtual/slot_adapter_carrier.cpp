@@ -1,5 +1,6 @@
 // Slots of the carrier: sources, level, counting, references.
 
+#include "device/device.h"
 #include "device/device_fptrs.h"
 #include "scpi/error_codes.h"
 #include "virtual/clock.h"
@@ -34,12 +35,6 @@ constexpr double detectorZero_counts = 2000, detectorSlope_countsPerdB = 200, de
 
 double hertz(const tvfreq* frequency) {
     return static_cast<double>(frequency->intPart) + static_cast<double>(frequency->fracPart) * 0x1p-64;
-}
-
-tvfreq* record(tvfreq* place, double frequency_Hz) {
-    const double whole = std::floor(frequency_Hz);
-    *place = {static_cast<int64_t>(whole), static_cast<uint64_t>((frequency_Hz - whole) * 0x1p64)};
-    return place;
 }
 
 // ---- sources --------------------------------------------------------------------------------------------------------
@@ -89,8 +84,9 @@ double mixer_Hz(const Unit& unit, Channel channel) {
     return unit.frequency_Hz / bench_settings(unit.bench, channel).prescaler;
 }
 
-int setFrequencyFixed(Device*, const tvfreq* frequency) {
+int setFrequencyFixed(Device* device, const tvfreq* frequency) {
     const Access unit;
+    device->frequency = *frequency;
     unit->frequency_Hz = hertz(frequency);
     planPaths(&*unit, unit->frequency_Hz);
     // Without RF the pairs keep what they had, but for board B of the first.
@@ -103,8 +99,9 @@ int setFrequencyFixed(Device*, const tvfreq* frequency) {
     return 0;
 }
 
-int setFreqVariable(Device*, const tvfreq* frequency) {
+int setFreqVariable(Device* device, const tvfreq* frequency) {
     const Access unit;
+    device->frequency = *frequency;
     unit->frequency_Hz = hertz(frequency);
     planPaths(&*unit, unit->frequency_Hz);
     return 0;
@@ -124,27 +121,13 @@ int setOffsettedFrequency(Device* device, const tvfreq* frequency, int up) {
     return setFrequencyFixed(device, frequency);
 }
 
-const tvfreq* getFrequency(Device*) {
-    thread_local tvfreq frequency;
-    return record(&frequency, Access()->frequency_Hz);
-}
-
-const tvfreq* getFrequencyMin(Device*) {
-    thread_local tvfreq frequency;
-    return record(&frequency, Access()->bench->boards.carrierMin_Hz);
-}
-
-const tvfreq* getFrequencyMax(Device*) {
-    thread_local tvfreq frequency;
-    return record(&frequency, Access()->bench->boards.carrierMax_Hz);
-}
-
-template <bool on> int setRf(Device*) {
+template <bool on> int setRf(Device* device) {
     constexpr uint64_t wait_ns = 400'000, waitDouble_ns = 15'100'000;
     uint64_t wait = 0;
     {
         const Access unit;
         unit->rfOn = on;
+        device->rfEnabled = on;
         applySource(*unit, channelB);
         applySource(*unit, channelA);
         if (on)
@@ -158,9 +141,9 @@ int isRfEnabled(Device*) {
     return Access()->rfOn;
 }
 
-uint32_t getPrescaler(Device*) {
+uint32_t getPrescaler(Device* device) {
     const Access unit;
-    return bench_settings(unit->bench, unit->selected).prescaler;
+    return bench_settings(unit->bench, selected(device)).prescaler;
 }
 
 uint32_t getDivThreshold(Device*) {
@@ -173,9 +156,9 @@ int setDivThreshold(Device*, uint32_t threshold_MHz) {
 }
 
 /// As the factory has measured it.
-double getFmSensitivity(Device*) {
+double getFmSensitivity(Device* device) {
     const Access unit;
-    const Channel channel = unit->selected;
+    const Channel channel = selected(device);
     const Unit::Source& source = unit->sources[channel];
     const double planned_Hz = unit->rfOn
                                   ? static_cast<double>(source.word) * (ddsClock_Hz / ddsWords) * source.multiplier
@@ -217,8 +200,8 @@ int setReferenceSelection(Device*, int selection) {
     return known ? 0 : scpi::illegalParameterValue;
 }
 
-int isReferenceInternal(Device*) {
-    return Access()->referenceInternal;
+int isReferenceInternal(Device* device) {
+    return device->referenceInternal;
 }
 
 // ---- level ----------------------------------------------------------------------------------------------------------
@@ -305,7 +288,7 @@ double countOnLaterBoards(Unit* unit, double hint_Hz) {
     return carrier_Hz;
 }
 
-double getPhaseNoiseDutFrequency(Device*, double hint_Hz) {
+double getPhaseNoiseDutFrequency(Device* device, double hint_Hz) {
     constexpr double noneFirst = -1, none = -200;
     const Access unit;
     const AnalogRevision revision = unit->bench->boards.analog;
@@ -316,6 +299,7 @@ double getPhaseNoiseDutFrequency(Device*, double hint_Hz) {
         return first ? noneFirst : none;
     }
     unit->frequency_Hz = carrier_Hz;
+    double2tvfreq(&carrier_Hz, &device->frequency);
     planPaths(&*unit, carrier_Hz);
     return carrier_Hz;
 }
@@ -365,10 +349,6 @@ void installCarrier() {
     Device_setFrequencyFixed = setFrequencyFixed;
     Device_setFreqVariable = setFreqVariable;
     Device_setOffsettedFrequency = setOffsettedFrequency;
-    Device_getFrequency = getFrequency;
-    Device_getFrequencyFixed = getFrequency;
-    Device_getFrequencyMin = getFrequencyMin;
-    Device_getFrequencyMax = getFrequencyMax;
     Device_enableRf = setRf<true>;
     Device_disableRf = setRf<false>;
     Device_isRfEnabled = isRfEnabled;

@@ -7,16 +7,16 @@
 #include <cstdint>
 #include <mutex>
 
+struct Device;
+
 namespace slot_adapter {
 
 struct Unit {
     vi::Bench* bench;
-    vi::Channel selected;
     double frequency_Hz; // of the carrier, as set or counted
     uint32_t divThreshold_MHz;
     bool lowPath, counting; // input relay; frequency counter
     bool rfOn;
-    bool referenceInternal;
     vi::Reference reference;
     struct Source {
         uint64_t word; // of the DDS
@@ -50,6 +50,9 @@ template <class Change> void changeBoth(const Unit& unit, Change act) {
     change(unit, vi::channelB, act);
     change(unit, vi::channelA, act);
 }
+
+/// The channel that the record selects.
+[[nodiscard]] vi::Channel selected(const Device* device);
 
 /// Paths and division in front of the mixer that the analog boards choose for a carrier.
 void planPaths(Unit* unit, double frequency_Hz);

@@ -44,6 +44,7 @@ class AdapterTest : public testing::Test {
 protected:
     static void SetUpTestSuite() {
         device = Device_create();
+        registerDeviceFunctions();
         ASSERT_EQ(initMeasurementConfiguration(device), 0);
     }
 
@@ -53,6 +54,7 @@ protected:
         bench_init(bench_.get(), unitBoards_of(serial), {"", dut, {}}, 1);
         virtual_adapter_install(*bench_);
         strcpy(device_config_sn, serial);
+        Device_setDefaults(device);
         config_reset(device);
         configPN.smoothing = 0;
         configPN.spurOmission = 0;
