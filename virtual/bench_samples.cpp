@@ -85,11 +85,14 @@ SlowNoise drawSlowNoise(Bench* bench, double fastest_Hz) {
     const double common = random_normal(bench->phaseNoise);
     SlowNoise slow{};
     for (int c = 0; c < channels; ++c) {
-        const double own = random_normal(bench->phaseNoise);
-        if (holdsNoise(bench->channel[c].loop.circuit))
+        const double own = random_normal(bench->phaseNoise), swing = random_normal(bench->phaseNoise);
+        const LoopCircuit& circuit = bench->channel[c].loop.circuit;
+        if (circuit.closed && circuit.slipping) // its own direct path throws the source about
+            slow.frequency_Hz[c] = loop_pull_Hz(circuit) * swing;
+        if (holdsNoise(circuit))
             slow.phase_rad[c] = std::sqrt(phase[c].common) * common + std::sqrt(phase[c].own) * own;
         else
-            slow.frequency_Hz[c] = std::sqrt(frequency[c].common) * common + std::sqrt(frequency[c].own) * own;
+            slow.frequency_Hz[c] += std::sqrt(frequency[c].common) * common + std::sqrt(frequency[c].own) * own;
     }
     return slow;
 }

@@ -250,6 +250,10 @@ bool loop_locked(const PhaseLoop& loop) {
     return loop.settled || (loop.circuit.slope_V > 0 && near(loop, lockedPhase_rad, lockedRate));
 }
 
+double loop_pull_Hz(const LoopCircuit& c) {
+    return c.sensitivity_HzPerV * tuneLoad * c.r2_ohm / c.r1_ohm * c.slope_V;
+}
+
 double loop_naturalFrequency_rad_s(const LoopCircuit& c) {
     return std::sqrt(twoPi * c.sensitivity_HzPerV * c.slope_V / (c.r1_ohm * c.c_F));
 }

@@ -59,6 +59,8 @@ void loop_advance(PhaseLoop* loop, double seconds);
 /// Within the loop's hold: closed, not slipping, and near its rest.
 [[nodiscard]] bool loop_locked(const PhaseLoop& loop);
 
+/// How far the mixer at its peak tunes the source through the filter's direct path.
+[[nodiscard]] double loop_pull_Hz(const LoopCircuit& circuit);
 [[nodiscard]] double loop_naturalFrequency_rad_s(const LoopCircuit& circuit);
 [[nodiscard]] double loop_damping(const LoopCircuit& circuit); // in force
 /// What the loop lets through to the tap at an offset.
