@@ -118,6 +118,7 @@ void forgetRun() {
     for (Shared<double>* value : {&meas_data.loopR1A, &meas_data.loopR1B, &meas_data.loopR2A, &meas_data.loopR2B,
                                   &meas_data.loopWnA, &meas_data.loopWnB, &meas_data.loopZetaA, &meas_data.loopZetaB})
         *value = unknown;
+    meas_data.inputAttenuation = unknown;
     MutexLock lock(meas_data.resultMutex);
     meas_data.stopRequested = 0;
     meas_data.previewTrigger = 0;

@@ -3,8 +3,10 @@
 #include "device/device_variants.h"
 #include "measure/allan_variance.h"
 #include "measure/config_accessors.h"
+#include "measure/frequency_search.h"
 #include "measure/measure.h"
 #include "measure/pn_measure.h"
+#include "measure/sensitivity.h"
 #include "measure/staging.h"
 #include "measure/test_set.h"
 
@@ -199,6 +201,8 @@ void registerRun() {
     Automeasure_setTestSetDefinition = configPN_setTestSetDefinition;
     Automeasure_getTestSetDefinition = configPN_getTestSetDefinition;
     Automeasure_getTestSet = configPN_getTestSet;
+    Automeasure_config_searchForDUT = pn_measure_execfrequencySearch;
+    Automeasure_execSensitivity = pn_measure_measureSensitivity;
     Automeasure_preparePnMeas = measure_startMeasurement;
     Automeasure_getPreparePnMeasStatus = pn_measure_getMeasStatus;
     Automeasure_waitForMeasurement = pn_measure_waitForMeasurement;

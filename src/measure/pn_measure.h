@@ -8,7 +8,8 @@
 #include <cstdint>
 
 /// One whole run of the configuration in force, on the measurement thread. Stores its result in lastError and returns
-/// it: 0, also after an abort, or a run failure of scpi/error_codes.h. A failed step leaves the hardware as it is.
+/// it: 0, also after an abort, or a run failure of scpi/error_codes.h. A failed step leaves the hardware as it is. Only
+/// the captures of the correlation act on a stop request; the steps before them run to their end.
 int32_t pnMeasureFull(Device* device);
 
 /// The loop over iterations, captures and stages. Takes its settings once at the start: what a client changes meanwhile

@@ -10,6 +10,7 @@ from clients import measurement
 from clients.instrument import Instrument, InstrumentError
 from tests.instrument.process import HOST, PORT, ProcessTest, connect, receive_line
 
+COUNTER_HZ = 50  # what a gate of 10 ms resolves
 DUT = """[signal]
 frequency_hz = {frequency}
 power_dbm = 8.0
@@ -129,11 +130,11 @@ class Run(ProcessTest):
             (self.directory / "new").rename(path)
 
         with Instrument(HOST, PORT) as instrument:
-            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 100e6, delta=10)
+            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 100e6, delta=COUNTER_HZ)
             edit(DUT.format(frequency="110e6"))
-            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 110e6, delta=10)
+            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 110e6, delta=COUNTER_HZ)
             edit("[signal\n")
-            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 110e6, delta=10)
+            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 110e6, delta=COUNTER_HZ)
             edit(DUT.format(frequency="100e6") + "[faults]\nno_signal = true\n")
             with self.assertRaisesRegex(InstrumentError, '-131272,"Execution error;No signal detected"'):
                 self.carrier_of_a_run(instrument)
