@@ -100,6 +100,7 @@ double correctByBeat(Device* device, double counted) {
     Device_enableRf(device);
     const tvfreq source = wholeHertz(std::trunc(counted) + row.offset);
     Device_setFrequencyFixed(device, &source);
+    configPNPtr->frequencyRounded = static_cast<double>(source.intPart); // so that rounding takes them back
     tvstuff_delay_us(settle_us);
     const double prescaler = Device_getPrescaler(device);
 

@@ -81,8 +81,10 @@ void findCrossings(const uint16_t* samples, uint32_t count, ZeroCrossingList* li
     }
 }
 
-/// Mean slope at the crossings, counts per radian. 0 with fewer than two crossings, with none far enough from both ends
-/// of the record, and with periods too short to have a sample within the angle.
+/// Mean slope at the crossings, counts per radian. One too near an end of the record has no slope and does not count: a
+/// slow beat has only three or four of them, so as a zero in the mean it would cost a quarter of the constant. 0 with
+/// fewer than two crossings, with none far enough from both ends of the record, and with periods too short to have a
+/// sample within the angle.
 double meanSlope(const uint16_t* samples, uint32_t count, const ZeroCrossingList& crossings) {
     if (samples == nullptr || crossings.count < 2)
         return 0;
@@ -91,16 +93,17 @@ double meanSlope(const uint16_t* samples, uint32_t count, const ZeroCrossingList
     const uint32_t window = period * slopeAngle / fullCircle;
     if (window == 0)
         return 0;
-    double mean = 0;
+    double sum = 0;
+    uint32_t used = 0;
     for (uint32_t i = 0; i < crossings.count; ++i) {
         const uint32_t c = crossings.items[i];
         if (c < window || c + window >= count - 1)
             continue;
         const double rise = std::abs(samples[c - window] - samples[c + window]);
-        const double slope = rise * period / (2.0 * window) / circle_rad;
-        mean = (i * mean + slope) / (i + 1.0);
+        sum += rise * period / (2.0 * window) / circle_rad;
+        ++used;
     }
-    return mean;
+    return used != 0 ? sum / used : 0;
 }
 
 /// One capture of the beat, and what it gives. False if there was none.
