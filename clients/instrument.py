@@ -77,6 +77,13 @@ class Instrument:
         self.write(command)
         return self._receive(command, self._link.read)
 
+    def text(self, command):
+        """Sends a query whose answer is several lines, an empty one behind the last, and returns them."""
+        lines = [self.query(command)]
+        while lines[-1]:
+            lines.append(self._receive(command, self._link.read))
+        return "\n".join(lines)
+
     def number(self, command):
         return float(self.query(command))
 

@@ -11,6 +11,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 from clients import measurement, report
 from clients.dut_table import DutTable
 from clients.instrument import DEFAULT_PORT, Instrument, InstrumentError
+from clients.run_info import RunInfo
 
 FAILED_RUN = 2  # the instrument ran and reported an error
 NOT_REACHED = 3  # no connection, or it was lost
@@ -62,6 +63,7 @@ def arguments(words=None):
         "address", metavar="HOST[:PORT]", type=host_and_port, help=f"the instrument (port {DEFAULT_PORT} unless told)"
     )
     group = options.add_argument_group("measurement")
+    group.add_argument("--frequency", metavar="HZ", type=float, help="of the carrier (searched for)")
     group.add_argument("--start", metavar="HZ", type=float, default=setup.start_hz, help="lowest offset (%(default)g)")
     group.add_argument("--stop", metavar="HZ", type=float, default=setup.stop_hz, help="highest offset (%(default)g)")
     group.add_argument(
@@ -77,6 +79,12 @@ def arguments(words=None):
     group.add_argument("--ppd", metavar="N", type=int, help="points per decade")
     group.add_argument(
         "--reference", choices=("NORM", "LN", "HIGH", "EXT"), help="which internal references, or external ones"
+    )
+    group.add_argument(
+        "--loop",
+        metavar="HZ",
+        type=float,
+        help="bandwidth of the loops, to 1000; wider ones hold noisier oscillators (automatic, then 1000 Hz)",
     )
     group.add_argument("--smoothing", metavar="PERCENT", type=float, help="aperture as a share of the trace; 0 is off")
     group.add_argument(
@@ -134,14 +142,38 @@ def write_allan_deviation(allan, trace, options):
         print(f"wrote {options.allan_png}")
 
 
+def take_trace(instrument, setup, spots):
+    bar = ProgressBar(setup)
+
+    def tell(text):
+        bar.end()
+        print(text, file=sys.stderr)
+
+    try:
+        return measurement.measure(instrument, setup, spots, bar, tell)
+    except KeyboardInterrupt:
+        instrument.write("ABOR")
+        raise
+    except InstrumentError as error:
+        bar.end()
+        if error.code is not None:
+            for line in report.run_lines(RunInfo.read(instrument)):
+                print(line)
+        raise
+    finally:
+        bar.end()
+
+
 def measure(options):
     setup = measurement.Setup(
+        frequency_hz=options.frequency,
         start_hz=options.start,
         stop_hz=options.stop,
         averages=options.averages,
         correlations=options.correlations,
         points_per_decade=options.ppd,
         reference=options.reference,
+        loop_hz=options.loop,
         smoothing_percent=options.smoothing,
         list_spurs=not options.no_spurs,
         function_range_hz=tuple(options.range) if options.range else None,
@@ -149,15 +181,7 @@ def measure(options):
     table = DutTable.read(options.dut) if options.dut else None
     with Instrument(*options.address) as instrument:
         measurement.configure(instrument, setup)
-        bar = ProgressBar(setup)
-        try:
-            measurement.run(instrument, bar)
-        except KeyboardInterrupt:
-            instrument.write("ABOR")
-            raise
-        finally:
-            bar.end()
-        trace = measurement.fetch(instrument, setup, options.spots)
+        trace = take_trace(instrument, setup, options.spots)
         for line in report.text_lines(trace, MOST_SPURS):
             print(line)
         write_trace(trace, table, options)  # before more is asked of the instrument

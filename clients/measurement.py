@@ -3,27 +3,48 @@
 import math
 import time
 from collections.abc import Callable
+from dataclasses import replace
 from datetime import datetime, timezone
 
 from clients.instrument import NO_ERROR, Instrument, InstrumentError
 from clients.results import AllanDeviation, Integrals, Spur, Trace
+from clients.run_info import RunInfo
 from clients.setup import Setup
 
 TIMEOUT = -393416  # what a wait leaves in the error queue when the run has not ended in time
+LOCK_FAILED = -262344
+SEARCH_FAILED = -200
+SEARCH = "SENS:FREQ:EXEC"
+WIDEST_LOOP_HZ = 1000.0  # that can be set
+LOUD_V = 0.005  # RMS at the detector; at the lowest gain there are tens of mV
+JUDGED_UP_TO = 10.0  # times the loop bandwidth; offsets from there on may hold little of what the detectors carry
 POLL_S = 0.05
 NO_LEVEL = -1000.0  # dBc/Hz, for an offset outside of the trace or without data
 
 
+def _send(instrument: Instrument, command: str) -> None:
+    try:
+        instrument.command(command)
+    except InstrumentError as error:
+        raise InstrumentError(f"{command}: {error}", error.code) from error
+
+
 def configure(instrument: Instrument, setup: Setup) -> None:
-    """Sends the set-up. Raises InstrumentError, naming the command, at the first that the instrument refuses."""
+    """Resets the instrument, sends the set-up and, unless that names a carrier, lets the instrument look for one over
+    its whole range: after a reset a run alone looks near the last carrier only. Raises InstrumentError, naming the
+    command, at the first that the instrument refuses."""
     instrument.write("*CLS")
     while instrument.next_error()[0] != NO_ERROR:
         pass  # what earlier clients left behind is not ours
     for command in setup.commands():
-        try:
-            instrument.command(command)
-        except InstrumentError as error:
-            raise InstrumentError(f"{command}: {error}", error.code) from error
+        _send(instrument, command)
+    if setup.frequency_hz is not None:
+        return
+    try:
+        _send(instrument, SEARCH)
+    except InstrumentError as error:
+        if error.code != SEARCH_FAILED:  # the run repeats the search, and says better what is amiss
+            raise
 
 
 def _wait(instrument: Instrument, what: str) -> bool:
@@ -107,6 +128,7 @@ def fetch(instrument: Instrument, setup: Setup, spot_offsets_hz: list[float]) ->
         identity=instrument.identity,
         taken=datetime.now(timezone.utc).astimezone(),
         setup=setup,
+        run=RunInfo.read(instrument),
         carrier_hz=instrument.number("CALC:FREQ?"),
         power_dbm=instrument.number("CALC:POW?"),
         offsets_hz=offsets,
@@ -131,3 +153,44 @@ def fetch_allan_deviation(instrument: Instrument, trace: Trace) -> AllanDeviatio
         raise InstrumentError(f"the Allan deviation has {len(taus)} averaging times and {len(sigmas)} values")
     points = [(tau, sigma) for tau, sigma in zip(taus, sigmas) if 0 < sigma < math.inf]
     return AllanDeviation([tau for tau, _ in points], [sigma for _, sigma in points], trace.range_hz)
+
+
+def _seems_to_slip(trace: Trace) -> bool:
+    """Loops that go round fill the detectors, so the gain had to be the lowest; but each goes round by itself, so that
+    nothing of it stays in the correlation. A trace from far above the loops' bandwidth does not tell."""
+    channel = trace.run.channels[0]
+    if trace.run.gain_db > 0 or trace.offsets_hz[0] > JUDGED_UP_TO * channel.bandwidth_hz:
+        return False
+    levels = [0.0 if math.isnan(level) else 10 ** (level / 10) for level in trace.with_spurs_dbc_hz]
+    widths = [right - left for left, right in zip(trace.offsets_hz, trace.offsets_hz[1:])]
+    phase_rad = math.sqrt(2 * sum(width * level for width, level in zip(widths, levels)))
+    return phase_rad * channel.detector_v_rad < LOUD_V
+
+
+def measure(
+    instrument: Instrument,
+    setup: Setup,
+    spot_offsets_hz: list[float],
+    progress: Callable[[int, int], None],
+    tell: Callable[[str], None],
+) -> Trace:
+    """A run and its results. If the automatic loops do not hold the carrier, once more with the widest ones, telling so;
+    the set-up of the trace says what was in force. Raises InstrumentError if the last run fails."""
+    try:
+        run(instrument, progress)
+        trace = fetch(instrument, setup, spot_offsets_hz)
+        if not _seems_to_slip(trace):
+            return trace
+        trouble = "the loops slip"
+        if setup.loop_hz is not None:
+            tell(f"{trouble}: the detectors carry far more than the trace shows")
+            return trace
+    except InstrumentError as error:
+        if error.code != LOCK_FAILED or setup.loop_hz is not None:
+            raise
+        trouble = "lock failed"
+    tell(f"{trouble} with the automatic loop, trying {WIDEST_LOOP_HZ:g} Hz")
+    wide = replace(setup, loop_hz=WIDEST_LOOP_HZ)
+    for command in wide.loop_commands():
+        _send(instrument, command)
+    return measure(instrument, wide, spot_offsets_hz, progress, tell)

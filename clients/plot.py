@@ -57,7 +57,8 @@ def _table_line(table: DutTable, start_hz: float, stop_hz: float) -> tuple[list[
 
 def _carrier_rows(trace: Trace) -> list[tuple[str, ...]]:
     carrier = f"{trace.carrier_hz / 1e6:,.6f} MHz".replace(",", " ")
-    return [("Carrier", carrier), ("Level", level(trace.power_dbm, "dBm"))]
+    loop = engineering(trace.run.channels[0].bandwidth_hz, "Hz")
+    return [("Carrier", carrier), ("Level", level(trace.power_dbm, "dBm")), ("Loop bandwidth", loop)]
 
 
 def _trace_panel(trace: Trace) -> str:

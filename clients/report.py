@@ -1,6 +1,7 @@
 """The figures of a measurement as rows of text, for the terminal and for the pictures."""
 
 from clients.results import Integrals, Trace
+from clients.run_info import PHASES, RunInfo
 from clients.text import DASH, engineering, engineering_hz, level
 
 RESIDUAL_FM_STEP_HZ = 1e-4  # the instrument tells it no finer
@@ -26,6 +27,17 @@ def residual_fm_text(trace: Trace) -> str:
     return f"< {engineering(RESIDUAL_FM_STEP_HZ, 'Hz', 1)}"
 
 
+def run_lines(run: RunInfo):
+    """How the instrument prepared, both channels one after the other."""
+    a, b = run.channels
+    yield f"detector {a.detector_v_rad:.3f} and {b.detector_v_rad:.3f} V/rad, IF gain {run.gain_db:g} dB"
+    state = "locked" if run.locked else "not locked"
+    if min(a.bandwidth_hz, b.bandwidth_hz) > 0:  # designed
+        state += f", {a.bandwidth_hz:.1f} and {b.bandwidth_hz:.1f} Hz, damping {a.damping:.1f} and {b.damping:.1f}"
+    yield f"loops    {state}"
+    yield f"time     {', '.join(f'{name} {time:.1f}' for name, time in zip(PHASES, run.times_ms))} ms"
+
+
 def integral_rows(trace: Trace) -> list[tuple[str, ...]]:
     """Name, figure of the noise alone and, if there are spurs, the figure with them."""
     names = ("integral", "RMS phase", "", "RMS jitter", "residual FM")
@@ -48,6 +60,7 @@ def text_lines(trace: Trace, most_spurs: int):
     yield trace.identity
     yield f"carrier  {trace.carrier_hz / 1e6:.6f} MHz"
     yield f"level    {trace.power_dbm:.2f} dBm"
+    yield from run_lines(trace.run)
     for offset, noise in trace.spots:
         yield f"{engineering_hz(offset):>8} {level(noise, 'dBc/Hz'):>15}"
     yield f"integrated from {range_text(trace.range_hz)}"

@@ -6,6 +6,7 @@ from bisect import bisect_left
 from dataclasses import dataclass, field
 from datetime import datetime
 
+from clients.run_info import RunInfo
 from clients.setup import Setup
 
 
@@ -46,6 +47,7 @@ class Trace:
     identity: str
     taken: datetime
     setup: Setup
+    run: RunInfo
     carrier_hz: float
     power_dbm: float
     offsets_hz: list[float]
@@ -71,6 +73,12 @@ class Trace:
             "carrier_hz": f"{self.carrier_hz:.6f}",
             "power_dbm": f"{self.power_dbm:.2f}",
             **self.setup.description(),
+            **{
+                f"channel_{name}": f"{channel.detector_v_rad:.3f} V/rad, loop {channel.bandwidth_hz:g} Hz, damping "
+                f"{channel.damping:g}"
+                for name, channel in zip("ab", self.run.channels)
+            },
+            "if_gain_db": f"{self.run.gain_db:g}",
             "integrated_from_hz": f"{self.range_hz[0]:g}",
             "integrated_to_hz": f"{self.range_hz[1]:g}",
             "integrated_noise_dbc": _cell(self.integrals.noise_dbc, ".3f"),

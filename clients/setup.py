@@ -8,14 +8,16 @@ RESIDUAL_FM = "M"  # its letter in the test set, the one way to it
 
 @dataclass
 class Setup:
-    """What to measure. None leaves the instrument's own value; it clamps what lies outside its limits."""
+    """What to measure. None leaves the instrument's default; it clamps what lies outside its limits."""
 
+    frequency_hz: float | None = None  # of the carrier; None: search for it
     start_hz: float = 10.0
     stop_hz: float = 50e6
     averages: int = 1  # traces averaged in dB
     correlations: int = 10  # cross-correlations of the lowest stage; more lower the instrument's own noise
     points_per_decade: int | None = None
     reference: str | None = None  # NORM, LN (low noise), HIGH, EXT
+    loop_hz: float | None = None  # bandwidth of the loops that hold the sources on the carrier; None: automatic
     smoothing_percent: float | None = None  # share of the trace that one point is averaged over; 0 switches it off
     list_spurs: bool = True  # take discrete lines out of the noise and list them
     function_range_hz: tuple[float, float] | None = None  # what is integrated; None: the whole trace
@@ -25,6 +27,7 @@ class Setup:
         return self.function_range_hz or (self.start_hz, self.stop_hz)
 
     def commands(self) -> Iterator[str]:
+        yield "*RST"
         yield "SENS:MODE PN"
         if self.reference is not None:
             yield f"SENS:PN:REF {self.reference}"
@@ -42,6 +45,15 @@ class Setup:
         start, stop = self.integrated_hz
         yield f"SENS:PN:FUNC:RANG {start!r},{stop!r}"
         yield f"SENS:PN:TEST {RESIDUAL_FM}"
+        yield from self.loop_commands()
+        if self.frequency_hz is not None:
+            yield f"SENS:FREQ {self.frequency_hz!r}"
+            yield "SENS:FREQ:AUTO OFF"
+
+    def loop_commands(self) -> Iterator[str]:
+        yield f"SENS:PN:LOB:AUTO {'ON' if self.loop_hz is None else 'OFF'}"
+        if self.loop_hz is not None:
+            yield f"SENS:PN:LOB {self.loop_hz!r}"
 
     def description(self) -> dict[str, str]:
         """Names and values for the head of a table."""
@@ -52,5 +64,6 @@ class Setup:
             "correlations": str(self.correlations),
             "averages": str(self.averages),
             "reference": self.reference or "instrument's default",
+            "loop_hz": "automatic" if self.loop_hz is None else f"{self.loop_hz:g}",
             "smoothing_percent": "instrument's default" if smoothing is None else f"{smoothing:g}",
         }

@@ -16,6 +16,7 @@ import numpy
 from clients import labels, measurement, plot, report
 from clients.instrument import Instrument, InstrumentError
 from clients.results import AllanDeviation, Integrals, Spur, Trace
+from clients.run_info import Channel, RunInfo
 from clients.setup import Setup
 from clients.text import engineering
 from tests.instrument.process import HOST, PORT, ProcessTest, connect, receive_line
@@ -24,11 +25,19 @@ from virtual.rig import DISCOVERY_PORT, discover
 IDENTITY = r"^Tolvane AG,[^,]+,220-336306910-0001,0\.4\.92$"
 
 
+LOOP = "s={},r=2245.3/9549.3,BW={},z={}"
+REPORT = (
+    " fC:100000120\n fO:1-50000000\n g:{}\n k:0.444/0.401\n l:0/{}\n"
+    f"  A:{LOOP.format(254.3, '{}', '{}')}\n  B:{LOOP.format(243.9, '{}', '{}')}\n t(f,k,l,g,m):1.0/0.7/1.8/0.0/84.5\n"
+)
+RUN = RunInfo.of_answers(REPORT.format(44, 1, 200.1, 1.2, 210.5, 1.25), "1.0,0.7,1.8,0.0,84.5")
+
+
 def trace_of(**results):
     """-100 dBc/Hz from 1 kHz to 10 MHz on a carrier of 1 GHz."""
     offsets = [10.0 ** (3 + i / 100) for i in range(401)]
     flat = [-100.0] * len(offsets)
-    return Trace("maker,model", datetime(2024, 1, 2), Setup(), 1e9, 8.0, offsets, flat, flat, **results)
+    return Trace("maker,model", datetime(2024, 1, 2), Setup(), RUN, 1e9, 8.0, offsets, flat, flat, **results)
 
 
 class Results(unittest.TestCase):
@@ -57,6 +66,17 @@ class Results(unittest.TestCase):
             text = "\n".join(report.text_lines(nothing, 20))
             self.assertRegex(text, r"1 kHz +-\n")
             self.assertIn("none found", text)
+
+    def test_the_report_of_a_run_is_understood_however_far_it_came(self):
+        self.assertEqual(RUN.channels, (Channel(0.444, 254.3, 200.1, 1.2), Channel(0.401, 243.9, 210.5, 1.25)))
+        text = "\n".join(report.run_lines(RUN))
+        self.assertIn("locked, 200.1 and 210.5 Hz, damping 1.2 and 1.2\n", text)
+        self.assertIn("search 1.0, Kphi 0.7, lock 1.8, gain 0.0, correlation 84.5 ms", text)
+        early = RunInfo.of_answers(REPORT.format(-1, 0, -0.2, -1.0, -0.2, -1.0), "0.0,0.0,0.0,0.0,0.0")
+        self.assertIn("loops    not locked\n", "\n".join(report.run_lines(early)))
+        for info, times in (("", "0,0,0,0,0"), (REPORT.format(44, 1, 1, 1, 1, 1), "1.0,0.7")):
+            with self.assertRaisesRegex(InstrumentError, "no report"):
+                RunInfo.of_answers(info, times)
 
     def test_the_table_holds_each_spur_in_the_row_of_its_offset(self):
         spurs = [Spur(1e3, -80.0), Spur(1.007e5, -70.25), Spur(2e7, -60.0)]
@@ -112,10 +132,11 @@ class Clients(ProcessTest):
             trace = measurement.fetch(instrument, setup, [1e4, 1e5])
             raw = instrument.block("CALC:PN:TRAC:FREQ?")
             self.assertEqual(instrument.query("SYST:ERR?"), '0,"No error"')
+        self.assertTrue(trace.run.locked)
         self.assertAlmostEqual(trace.offsets_hz[0], 1e3, delta=1e-3)
         self.assertAlmostEqual(trace.offsets_hz[-1], 1e6, delta=1.0)
         self.assertEqual(struct.unpack(f"<{len(trace.offsets_hz)}f", raw), tuple(trace.offsets_hz))
-        self.assertAlmostEqual(trace.carrier_hz, 100e6, delta=10.0)
+        self.assertAlmostEqual(trace.carrier_hz, 100e6, delta=50.0)
         self.assertAlmostEqual(trace.power_dbm, 8.0, delta=1.0)
         for (offset, level), truth in zip(trace.spots, (-145.0, -155.0)):
             self.assertAlmostEqual(level, truth, delta=2.0, msg=f"at {offset} Hz")

@@ -7,6 +7,9 @@ order n, z complex normal, D^2 = (C + R_A)(C + R_B) - C^2. So
     E[10 lg |S|] = 10 lg C + 10/ln 10 * (psi(n) - ln n) + 5/ln 10 * E[E1(C^2 g/D^2)],
 
 the second term the bias of averages that are read in dB, the third that of the channels' own noise.
+
+A detector shows the sine of the phase that its loop leaves, s = E[phase^2]: its slope is exp(-s/2) of the one that was
+measured on the beat, and the trace lies 10 lg e * s below the noise.
 """
 
 import math
@@ -16,6 +19,7 @@ import numpy
 DB = 10 / math.log(10)
 EULER = 0.57721566490153286
 SAMPLE_RATES_HZ = (250e6, 12.5e6, 1.25e6, 125e3, 12.5e3, 1250.0, 125.0, 12.5)
+TUNE_LOAD = 0.8  # of the damping is left by the simulated tune port
 RECORD_CAPS = (900000, 900000, 500000, 100000, 100000, 100000, 100000, 100000)
 
 # For a start offset: the lowest offset of each stage, its records at one correlation, its points.
@@ -60,6 +64,16 @@ def own_noise_bias_db(n, share):
     else:
         order = numpy.array([float(n)])
     return DB / 2 * float(exponential_integral(share * order).mean())
+
+
+def compression_db(table, bandwidth_hz, damping):
+    """Of noise after `table` (L(f), dBc/Hz) behind a loop of second order with the damping that it was designed for."""
+    offsets = numpy.geomspace(bandwidth_hz / 1e3, 1e8, 4000)
+    density = numpy.array([2 * 10 ** (table.level_dbc_hz(offset) / 10) for offset in offsets])
+    ratio = bandwidth_hz / offsets
+    passed = 1 / ((1 - ratio**2) ** 2 + (2 * TUNE_LOAD * damping * ratio) ** 2)
+    left = density * passed
+    return DB * float(numpy.sum((left[1:] + left[:-1]) / 2 * numpy.diff(offsets)))
 
 
 def records(start_hz, correlations, stage):

@@ -7,8 +7,10 @@ import time
 import unittest
 
 from clients import measurement
+from clients.dut_table import DutTable
 from clients.instrument import Instrument, InstrumentError
 from tests.instrument.process import HOST, PORT, ProcessTest, connect, receive_line
+from virtual.rig import PROJECT
 
 COUNTER_HZ = 50  # what a gate of 10 ms resolves
 DUT = """[signal]
@@ -56,6 +58,36 @@ class Run(ProcessTest):
         head, rows = self.table("allan.csv")
         self.assertEqual((float(head["valid_from_s"]), float(head["valid_to_s"])), (2e-8, 0.01))
         self.assertEqual([row["valid"] for row in rows].count("0"), sum(float(row["tau_s"]) > 0.01 for row in rows))
+
+    def test_a_device_that_the_automatic_loop_does_not_hold_is_measured_with_a_wider_one(self):
+        path = PROJECT / "virtual/duts/vco-2g4.toml"
+        done = self.run_to_end("--dut", str(path), *SHORT)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertRegex(done.stderr, r"^(lock failed|the loops slip) with the automatic loop, trying 1000 Hz\n$")
+        self.assertRegex(done.stdout, r"loops    locked, 1000\.\d and 1000\.\d Hz")
+        self.assertEqual(self.table("trace.csv")[0]["loop_hz"], "1000")
+
+    def test_every_device_that_comes_with_it_is_found_and_measured(self):
+        setup = measurement.Setup(start_hz=1e3)
+        for path in sorted((PROJECT / "virtual/duts").glob("*.toml")):
+            rig, told = self.rig(dut=path), []
+            with self.subTest(dut=path.name), Instrument(HOST, PORT) as instrument:
+                measurement.configure(instrument, setup)
+                trace = measurement.measure(instrument, setup, [1e5, 1e6, 1e7], lambda *_: None, told.append)
+                self.assertEqual(len(told), path.name == "vco-2g4.toml", told)
+                for offset, level in trace.spots[path.stem == "default" :]:  # its floor needs more correlations
+                    self.assertAlmostEqual(level, DutTable.read(path).level_dbc_hz(offset), delta=1.5)
+            rig.stop()
+
+    def test_loops_that_hold_nothing_are_tried_twice_and_a_chosen_one_once(self):
+        (self.directory / "stiff.toml").write_text(DUT.format(frequency="100.0012e6") + "[faults]\nunlockable = true\n")
+        for options, tries in (([], 1), (["--loop", "500"], 0)):
+            done = self.run_to_end("--dut", "stiff.toml", *SHORT, *options)
+            self.assertEqual(done.returncode, 2)
+            said = done.stderr.count("lock failed with the automatic loop, trying 1000 Hz\n")
+            self.assertEqual(said, tries, done.stderr)
+            self.assertIn('-262344,"Execution error;Lock failed"', done.stderr)
+            self.assertIn("loops    not locked", done.stdout)
 
     def table(self, name):
         lines = (self.directory / name).read_text().splitlines()
