@@ -32,6 +32,7 @@ constexpr double counterFault = 1e-4;       // of the disagreeing counter, relat
 constexpr double unlikeDetectorShare = 0.5; // of its slope that the bad detector has left
 
 constexpr double preamplifierGain_dB = 15;
+constexpr double referenceDrive_dBm = 10; // from which up an external reference drives the mixer in full
 
 // Couplings of the IF chain of 1C.
 constexpr double highPass1C_Hz = 1, highPassHighGain1C_Hz = 0.4;
@@ -54,21 +55,46 @@ void limit(double* value, const Limits& limits) {
     *value = std::isfinite(*value) ? std::clamp(*value, limits.min, limits.max) : limits.min;
 }
 
-double tuneMiddle_V(const Bench* bench, const ChannelSettings& settings) {
-    return settings.reference == Reference::resonator1GHz ? tuneMiddle1GHz_V : bench->boards.tuneMiddle_V;
+/// What drives the channel's mixer.
+struct MixerSource {
+    double frequency_Hz; // at `middle_V`
+    double middle_V;
+    double sensitivity_HzPerV;
+};
+
+MixerSource mixerSource(const Bench* bench, Channel channel) {
+    const ChannelSettings& settings = bench->channel[channel].settings;
+    const Dut& dut = bench->dutFile.dut;
+    MixerSource source{};
+    if (settings.reference == Reference::external) {
+        const ExternalReference& reference = dut.references[channel];
+        source = {reference.frequency_Hz, reference.tune_V, reference.sensitivity_HzPerV};
+    } else {
+        source = {settings.source_Hz, bench->boards.tuneMiddle_V,
+                  chain_sensitivity_HzPerV(settings.reference, channel) * settings.source_Hz / sensitivityStated_Hz};
+        if (settings.reference == Reference::resonator1GHz)
+            source.middle_V = tuneMiddle1GHz_V;
+    }
+    if (dut.faults.unlockable)
+        source.sensitivity_HzPerV = 0;
+    return source;
 }
 
-double restingTune_V(const Bench* bench, const ChannelSettings& settings) {
+double restingTune_V(const Bench* bench, const ChannelSettings& settings, const MixerSource& source) {
     if (bench->dutFile.dut.faults.tuneRail)
         return settings.loopSupply_V;
-    return settings.tuneSource == TuneSource::none ? tuneMiddle_V(bench, settings) : settings.calibration_V;
+    return settings.tuneSource == TuneSource::none ? source.middle_V : settings.calibration_V;
 }
 
-double sensitivity_HzPerV(const Bench* bench, Channel channel) {
+/// Share of its full slope that a mixer has at its present drive.
+double sourceDrive(const Bench* bench, Channel channel) {
     const ChannelSettings& settings = bench->channel[channel].settings;
-    if (bench->dutFile.dut.faults.unlockable)
+    if (settings.reference != Reference::external)
+        return settings.rfOn ? 1 : 0;
+    const ExternalReference& reference = bench->dutFile.dut.references[channel];
+    if (reference.frequency_Hz <= 0)
         return 0;
-    return chain_sensitivity_HzPerV(settings.reference, channel) * settings.source_Hz / sensitivityStated_Hz;
+    return std::min(1.0, std::pow(10.0, (reference.power_dBm - referenceDrive_dBm) / 20));
 }
 
 /// Phase noise inside the closed loop. It takes a while to find, so it is kept as long as it holds.
@@ -97,17 +123,19 @@ LoopCircuit circuitOf(Bench* bench, Channel channel) {
     const Faults& faults = bench->dutFile.dut.faults;
     const uint32_t prescaler = benchState_prescaler(settings);
     const bool carrier = benchState_carrierPasses(bench, channel);
+    const MixerSource source = mixerSource(bench, channel);
     LoopCircuit circuit{};
     circuit.closed =
         !settings.open && settings.tuneSource == TuneSource::loop && settings.capacitor != 0 && !faults.tuneRail;
-    circuit.offset_Hz = carrier ? benchState_carrier_Hz(bench, state.loopTime) / prescaler - settings.source_Hz : 0;
+    circuit.offset_Hz = carrier ? benchState_carrier_Hz(bench, state.loopTime) / prescaler - source.frequency_Hz : 0;
     circuit.drift_HzPerS = carrier ? faults.drift_HzPerS / prescaler : 0;
-    circuit.sensitivity_HzPerV = sensitivity_HzPerV(bench, channel);
-    circuit.middle_V = tuneMiddle_V(bench, settings);
+    circuit.sensitivity_HzPerV = source.sensitivity_HzPerV;
+    circuit.middle_V = source.middle_V;
     circuit.rail_V = settings.loopSupply_V;
-    circuit.rest_V = settings.tuneSource == TuneSource::loop && !faults.tuneRail ? state.loop.integrator_V
-                                                                                 : restingTune_V(bench, settings);
-    circuit.slope_V = benchState_mixerSlope(bench, channel);
+    circuit.rest_V = settings.tuneSource == TuneSource::loop && !faults.tuneRail
+                         ? state.loop.integrator_V
+                         : restingTune_V(bench, settings, source);
+    circuit.slope_V = benchState_mixerSlope(bench, channel) * bench->dutFile.dut.pulses.dutyCycle(); // on average
     circuit.r1_ohm = settings.r1_ohm;
     circuit.r2_ohm = settings.r2_ohm;
     circuit.r3_ohm = settings.r3_ohm;
@@ -153,6 +181,7 @@ CounterReading countChannel(Bench* bench, Channel channel, double input_Hz, doub
         return {0, 0};
     if (channel == channelB && bench->dutFile.dut.faults.counterDisagrees)
         input_Hz *= 1 + counterFault;
+    input_Hz *= bench->dutFile.dut.pulses.dutyCycle();
     const double periods = std::floor(gate_s * input_Hz) + 1;
     return {uint64_t(periods), uint64_t(std::floor(periods * base_Hz / input_Hz + phase))};
 }
@@ -197,13 +226,14 @@ bool benchState_carrierPasses(const Bench* bench, Channel channel) {
 
 double benchState_mixerSlope(const Bench* bench, Channel channel) {
     const ChannelSettings& settings = bench->channel[channel].settings;
-    if (!settings.rfOn || !benchState_carrierPasses(bench, channel))
+    if (!benchState_carrierPasses(bench, channel))
         return 0;
     const Dut& dut = bench->dutFile.dut;
     const double power_dBm =
         dut.power_dBm - settings.attenuation_dB + (settings.preamplifier ? preamplifierGain_dB : 0.0);
     const double drive_dB = power_dBm - unitBoards_fullDrive_dBm(bench->boards, dut.frequency_Hz);
-    const double slope = chain_mixerSlope(dut.frequency_Hz / benchState_prescaler(settings), drive_dB, channel);
+    const double slope = chain_mixerSlope(dut.frequency_Hz / benchState_prescaler(settings), drive_dB, channel) *
+                         sourceDrive(bench, channel);
     return channel == channelB && dut.faults.unlikeDetectors ? unlikeDetectorShare * slope : slope;
 }
 
@@ -300,7 +330,8 @@ double bench_readLevel_dBm(Bench* bench) {
     benchState_update(bench);
     if (!benchState_signalPresent(bench))
         return noLevel_dBm;
-    return bench->dutFile.dut.power_dBm + levelSpread_dB * random_normal(bench->levelNoise);
+    const Dut& dut = bench->dutFile.dut;
+    return dut.power_dBm + 10 * std::log10(dut.pulses.dutyCycle()) + levelSpread_dB * random_normal(bench->levelNoise);
 }
 
 double bench_readTune_V(Bench* bench, Channel channel) {

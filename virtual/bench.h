@@ -38,7 +38,7 @@ struct ChannelSettings {
     // Source.
     bool rfOn = false;
     double source_Hz = 100e6;
-    Reference reference = Reference::crystal100MHz;
+    Reference reference = Reference::crystal100MHz; // external: none of the source board counts
     // IF chain.
     int ifGain_dB = 0;
     // Loop.
@@ -71,7 +71,7 @@ struct CounterReading {
 
 /// What a calibration of a channel's detector and a look at its loop would tell.
 struct ChannelTruth {
-    double detectorSlope_V; // at the ADC, per rad, at 0 dB IF gain; 0 without carrier or source
+    double detectorSlope_V; // at the ADC in the pulses, per rad, at 0 dB IF gain; 0 without carrier or source
     double sensitivity_HzPerV;
     double beat_Hz;
     double phase_rad; // at the mixer, 0 in quadrature
@@ -126,13 +126,13 @@ void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_
 /// Puts the settings in force from now on. Values beyond what the parts can do are limited to it.
 void bench_set(Bench* bench, Channel channel, const ChannelSettings& settings);
 
-/// Level at the DUT input as the power detector reads it, dBm; noLevel_dBm without a signal. Its reading is spread by
-/// 0.02 dB.
+/// Level at the DUT input as the power detector reads it, dBm, the mean power of a pulsed carrier; noLevel_dBm without
+/// a signal. Its reading is spread by 0.02 dB.
 [[nodiscard]] double bench_readLevel_dBm(Bench* bench);
 /// Tune voltage of a channel's source, V.
 [[nodiscard]] double bench_readTune_V(Bench* bench, Channel channel);
 /// Counts the carrier behind the channels' prescalers and a further division by `ratio`, both channels at once, until
-/// the gate is over.
+/// the gate is over. A pulsed carrier gives periods in its pulses only, so that it counts low by the duty cycle.
 [[nodiscard]] std::array<CounterReading, channels> bench_count(Bench* bench, uint32_t ratio, double gate_s);
 [[nodiscard]] ChannelTruth bench_truth(Bench* bench, Channel channel);
 

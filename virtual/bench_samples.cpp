@@ -50,7 +50,7 @@ NoiseAtOffset noiseAt(const Bench* bench, double offset_Hz) {
         const LoopCircuit& circuit = state.loop.circuit;
         const double p = benchState_prescaler(state.settings);
         noise.share[c] = 1 / p;
-        noise.own[c] = chain_referenceNoise(state.settings.reference, c, dut.frequency_Hz / p, offset_Hz);
+        noise.own[c] = chain_referenceNoise(state.settings.reference, c, dut, dut.frequency_Hz / p, offset_Hz);
         noise.error[c] = holdsNoise(circuit)
                              ? loop_error(loop_naturalFrequency_rad_s(circuit), loop_damping(circuit), offset_Hz)
                              : 1;
@@ -136,6 +136,17 @@ void followPhase(PhaseLoop* loop, double rate_Hz, std::vector<double>* phases) {
     }
 }
 
+/// Share of the time from `from_s` to `to_s` in which the carrier is there; its first pulse starts at 0.
+double pulseShare(const Pulses& pulses, double from_s, double to_s) {
+    if (pulses.period_s <= 0)
+        return 1;
+    const auto presentUntil = [&](double time_s) {
+        const double periods = std::floor(time_s / pulses.period_s);
+        return periods * pulses.width_s + std::min(time_s - periods * pulses.period_s, pulses.width_s);
+    };
+    return (presentUntil(to_s) - presentUntil(from_s)) / (to_s - from_s);
+}
+
 uint16_t toCode(double volts, Channel channel) {
     const double code = centre + adcOffset_codes[channel] + volts * (codes / fullScale_V);
     return uint16_t(std::clamp(std::round(code), 0.0, codes - 1));
@@ -146,7 +157,8 @@ struct Record {
     double rate_Hz;
     std::vector<Complex> noise; // phases of both channels
     SlowNoise slow;
-    double pickupStart; // turns
+    double pickupStart;  // turns
+    double pulseStart_s; // into a period of the DUT's pulses
 };
 
 void fillChannel(Bench* bench, Channel channel, const Record& record) {
@@ -159,6 +171,7 @@ void fillChannel(Bench* bench, Channel channel, const Record& record) {
                              lowPass(beat_Hz, corner_Hz, decimationOrder);
     const double pickupAmplitude = pickup ? pickup_V * gain * lowPass(pickup_Hz, corner_Hz, decimationOrder) : 0;
     const double noise_V = std::sqrt(chain_background(state.settings.ifGain_dB, channel) * record.rate_Hz);
+    const Pulses& pulses = bench->dutFile.dut.pulses;
 
     std::vector<double> phases(record.pairs);
     followPhase(&state.loop, record.rate_Hz, &phases);
@@ -168,7 +181,9 @@ void fillChannel(Bench* bench, Channel channel, const Record& record) {
         const double fast = channel == channelA ? record.noise[i].real() : record.noise[i].imag();
         const double slow =
             record.slow.phase_rad[channel] + twoPi * record.slow.frequency_Hz[channel] / record.rate_Hz * double(i);
-        double volts = amplitude * std::sin(phases[i] + slow + fast) + noise_V * random_normal(state.adcNoise);
+        const double share = pulseShare(pulses, record.pulseStart_s + i / record.rate_Hz,
+                                        record.pulseStart_s + (i + 1) / record.rate_Hz);
+        double volts = share * amplitude * std::sin(phases[i] + slow + fast) + noise_V * random_normal(state.adcNoise);
         if (pickup)
             volts += pickupAmplitude * std::sin(twoPi * (record.pickupStart + pickup_Hz / record.rate_Hz * double(i)));
         samples[i] = toCode(volts, channel);
@@ -188,11 +203,13 @@ bool bench_record(Bench* bench, uint32_t pairs, uint32_t divider) {
         length_s = pairs / rate_Hz;
         came = !bench->dutFile.dut.faults.samplesMissing;
         if (came) {
-            Record record{pairs, rate_Hz, {}, drawSlowNoise(bench, rate_Hz / noiseRecord_length(pairs) / 2), 0};
+            Record record{pairs, rate_Hz, {}, drawSlowNoise(bench, rate_Hz / noiseRecord_length(pairs) / 2), 0, 0};
             record.noise = noiseRecord_draw(bench->phaseNoise, pairs, rate_Hz,
                                             [&](double offset_Hz) { return noiseAt(bench, offset_Hz); });
             addSpurs(bench, rate_Hz, record.noise);
             record.pickupStart = random_uniform(bench->phaseNoise);
+            if (const Pulses& pulses = bench->dutFile.dut.pulses; pulses.period_s > 0)
+                record.pulseStart_s = pulses.period_s * random_uniform(bench->phaseNoise);
             for (const Channel c : {channelA, channelB}) {
                 fillChannel(bench, c, record);
                 bench->channel[c].loopTime += uint64_t(length_s * 1e9);

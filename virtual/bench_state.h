@@ -21,7 +21,7 @@ double benchState_carrier_Hz(const Bench* bench, uint64_t when);
 uint32_t benchState_prescaler(const ChannelSettings& settings);
 /// The carrier reaches the channel's mixer and counter.
 bool benchState_carrierPasses(const Bench* bench, Channel channel);
-/// V/rad of the channel's mixer; 0 without carrier or source.
+/// V/rad of the channel's mixer while the carrier is there; 0 without carrier or source.
 double benchState_mixerSlope(const Bench* bench, Channel channel);
 
 /// The channel as its spectrum sees it at the moment of the loop's state.

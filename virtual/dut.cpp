@@ -24,7 +24,9 @@ struct Range {
 };
 constexpr Range carrierRange_Hz{1e-3, 1e12}, powerRange_dBm{-200, 40};
 constexpr Range offsetRange_Hz{1e-6, 1e12}, noiseRange_dBcHz{-300, 100}, spurRange_dBc{-300, 0};
-constexpr Range driftRange_HzPerS{-1e9, 1e9};
+constexpr Range driftRange_HzPerS{-1e9, 1e9}, pulseRange_s{1e-9, 1e3};
+constexpr Range sensitivityRange_HzPerV{1e-3, 1e9}, tuneRange_V{0, 20};
+constexpr double tuneMiddle_V = 7.2;
 
 struct Refusal {
     uint32_t line; // 0: none in particular
@@ -143,22 +145,56 @@ Faults readFaults(const toml::table& table) {
     return faults;
 }
 
+NoiseCurve readNoise(const toml::table& table, const std::string& prefix) {
+    const toml::node& node = wanted(table, prefix, "noise");
+    NoiseCurve noise{readCurve(node, prefix + "noise", noiseRange_dBcHz)};
+    if (noise.points.empty())
+        refuse(node.source(), prefix + "noise has no points");
+    return noise;
+}
+
+Pulses readPulses(const toml::table& signal) {
+    const toml::node* given = signal.get("pulse_width_s");
+    if (given == nullptr && signal.get("pulse_period_s") == nullptr)
+        return {};
+    const toml::node& width = wanted(signal, "signal.", "pulse_width_s");
+    const toml::node& period = wanted(signal, "signal.", "pulse_period_s");
+    const Pulses pulses{readNumber(width, "signal.pulse_width_s", pulseRange_s),
+                        readNumber(period, "signal.pulse_period_s", pulseRange_s)};
+    if (pulses.width_s >= pulses.period_s)
+        refuse(width.source(), "signal.pulse_width_s must be below signal.pulse_period_s");
+    return pulses;
+}
+
+ExternalReference readReference(const toml::table& table, const std::string& prefix) {
+    refuseUnknownKeys(table, prefix, {"frequency_hz", "sensitivity_hz_per_v", "tune_v", "power_dbm", "noise"});
+    const auto number = [&](const char* key, const Range& range) {
+        return readNumber(wanted(table, prefix, key), prefix + key, range);
+    };
+    return {number("frequency_hz", carrierRange_Hz), number("sensitivity_hz_per_v", sensitivityRange_HzPerV),
+            table.contains("tune_v") ? number("tune_v", tuneRange_V) : tuneMiddle_V,
+            number("power_dbm", powerRange_dBm), readNoise(table, prefix)};
+}
+
 Dut readDut(const toml::table& root) {
-    refuseUnknownKeys(root, "", {"signal", "faults"});
+    refuseUnknownKeys(root, "", {"signal", "reference_a", "reference_b", "faults"});
 
     const toml::table& signal = tableOf(wanted(root, "", "signal"), "signal");
-    refuseUnknownKeys(signal, "signal.", {"frequency_hz", "power_dbm", "noise", "spurs"});
+    refuseUnknownKeys(signal, "signal.",
+                      {"frequency_hz", "power_dbm", "noise", "spurs", "pulse_width_s", "pulse_period_s"});
     Dut dut{};
     dut.frequency_Hz = readNumber(wanted(signal, "signal.", "frequency_hz"), "signal.frequency_hz", carrierRange_Hz);
     dut.power_dBm = readNumber(wanted(signal, "signal.", "power_dbm"), "signal.power_dbm", powerRange_dBm);
-    const toml::node& noise = wanted(signal, "signal.", "noise");
-    dut.noise.points = readCurve(noise, "signal.noise", noiseRange_dBcHz);
-    if (dut.noise.points.empty())
-        refuse(noise.source(), "signal.noise has no points");
+    dut.noise = readNoise(signal, "signal.");
     if (const toml::node* spurs = signal.get("spurs"))
         for (const NoisePoint& line : readCurve(*spurs, "signal.spurs", spurRange_dBc))
             dut.spurs.push_back({line.offset_Hz, line.level_dBcHz});
+    dut.pulses = readPulses(signal);
 
+    const std::string references[] = {"reference_a", "reference_b"};
+    for (size_t i = 0; i < dut.references.size(); ++i)
+        if (const toml::node* reference = root.get(references[i]))
+            dut.references[i] = readReference(tableOf(*reference, references[i]), references[i] + ".");
     if (const toml::node* faults = root.get("faults"))
         dut.faults = readFaults(tableOf(*faults, "faults"));
     return dut;

@@ -6,6 +6,16 @@
 ///   power_dbm    = 8.0               # at the instrument's input, -200 to 40
 ///   noise = [[1, -72], [10, -104]]   # offset Hz, L(f) dBc/Hz (-300 to 100); see noise_curve.h
 ///   spurs = [[1.0e3, -95]]           # offset Hz, level dBc (-300 to 0); may be left out
+///   pulse_width_s  = 2e-6            # the carrier is there for so long, 1e-9 to 1000 ...
+///   pulse_period_s = 10e-6           # ... in each of these, longer; both keys or neither
+///
+///   [reference_a]                    # an oscillator at the reference input of channel A; may be left out
+///   frequency_hz         = 100e6     # at the tune voltage `tune_v`
+///   sensitivity_hz_per_v = 20e3      # 1e-3 to 1e9; the frequency rises with the tune voltage
+///   tune_v               = 7.2       # 0 to 20; 7.2 when left out
+///   power_dbm            = 13.0      # -200 to 40; drives the mixer in full from 10 dBm on
+///   noise = [[10, -90], [1e4, -150]]
+///   [reference_b]                    # likewise at that of channel B
 ///
 ///   [faults]                         # may be left out, each of its keys too
 ///   no_signal         = false        # the cable is off
@@ -47,12 +57,29 @@ struct Faults {
     bool samplesMissing = false;
 };
 
+/// The carrier is there from the start of each period for `width_s`. A period of 0: all the time.
+struct Pulses {
+    double width_s = 0, period_s = 0;
+    [[nodiscard]] double dutyCycle() const { return period_s > 0 ? width_s / period_s : 1; }
+};
+
+/// An oscillator at a reference input.
+struct ExternalReference {
+    double frequency_Hz = 0; // at `tune_V`; 0: the input is open
+    double sensitivity_HzPerV = 0;
+    double tune_V = 0;
+    double power_dBm = 0;
+    NoiseCurve noise;
+};
+
 struct Dut {
     double frequency_Hz;
-    double power_dBm;
+    double power_dBm; // in the pulses
     NoiseCurve noise;
     std::vector<Spur> spurs; // ascending in offset
     Faults faults;
+    Pulses pulses = {};
+    std::array<ExternalReference, 2> references = {}; // at the channels A and B
 };
 
 /// A DUT and the file that it follows.

@@ -120,7 +120,11 @@ double chain_sensitivity_HzPerV(Reference reference, Channel channel) {
     return tunings_HzPerV[size_t(reference)] * traits[channel].tuning;
 }
 
-double chain_referenceNoise(Reference reference, Channel channel, double mixer_Hz, double offset_Hz) {
+double chain_referenceNoise(Reference reference, Channel channel, const Dut& dut, double mixer_Hz, double offset_Hz) {
+    if (reference == Reference::external) {
+        const NoiseCurve& noise = dut.references[channel].noise;
+        return noise.points.empty() ? 0 : ratio(noiseCurve_level_dBcHz(noise, offset_Hz));
+    }
     return ratio(noiseCurve_level_dBcHz(referenceNoise[size_t(reference)], offset_Hz) +
                  20 * std::log10(mixer_Hz / referenceTable_Hz) + traits[channel].referenceExcess_dB);
 }
@@ -139,7 +143,7 @@ double chain_phaseErrorVariance(const ChannelChain& chain, Channel channel, cons
     for (int i = 0; i <= steps; ++i) {
         const double offset = offsetMin_Hz * std::exp(i * step);
         const double noise = ratio(noiseCurve_level_dBcHz(dut.noise, offset)) / p2 +
-                             chain_referenceNoise(chain.reference, channel, chain.mixer_Hz, offset);
+                             chain_referenceNoise(chain.reference, channel, dut, chain.mixer_Hz, offset);
         variance += 2 * noise * std::norm(loop_error(chain.wn_rad_s, chain.damping, offset)) * offset * step;
     }
     return variance;
@@ -168,7 +172,7 @@ void chain_expect(const SignalChain& chain, const Dut& dut, double sampleRate_Hz
             own[c] = background[c];
             if (chain[c].carrier)
                 own[c] += std::norm(h[c]) * p * p *
-                          chain_referenceNoise(chain[c].reference, Channel(c), chain[c].mixer_Hz, offset_Hz);
+                          chain_referenceNoise(chain[c].reference, Channel(c), dut, chain[c].mixer_Hz, offset_Hz);
         }
         stage->sxx[i] = std::norm(h[channelA]) * common;
         stage->syy[i] = std::norm(h[channelB]) * common;

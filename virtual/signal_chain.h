@@ -17,8 +17,8 @@ namespace vi {
 enum Channel { channelA = 0, channelB = 1 };
 inline constexpr int channels = 2;
 
-/// The reference that a source board runs on.
-enum class Reference { ocxo10MHzTimes100 = 0, crystal100MHz = 1, resonator1GHz = 2, lowNoisePll = 3 };
+/// What drives a mixer: a source board on one of its references, or the oscillator at the reference input.
+enum class Reference { ocxo10MHzTimes100 = 0, crystal100MHz = 1, resonator1GHz = 2, lowNoisePll = 3, external = 4 };
 
 /// What a channel's spectrum depends on.
 struct ChannelChain {
@@ -41,12 +41,13 @@ using SignalChain = std::array<ChannelChain, channels>;
 [[nodiscard]] double chain_mixerSlope(double mixer_Hz, double drive_dB, Channel channel);
 /// The IF chain's true gain, a ratio.
 [[nodiscard]] double chain_ifGain(int ifGain_dB, Channel channel);
-/// Tuning sensitivity of a source at 100 MHz, Hz/V; proportional to its frequency.
+/// Tuning sensitivity of a source board at 100 MHz, Hz/V; proportional to its frequency.
 [[nodiscard]] double chain_sensitivity_HzPerV(Reference reference, Channel channel);
 inline constexpr double sensitivityStated_Hz = 100e6;
 
-/// Noise of the channel's own source at the mixer as a ratio per Hz, single sideband.
-[[nodiscard]] double chain_referenceNoise(Reference reference, Channel channel, double mixer_Hz, double offset_Hz);
+/// Noise of what drives the channel's mixer there as a ratio per Hz, single sideband.
+[[nodiscard]] double chain_referenceNoise(Reference reference, Channel channel, const Dut& dut, double mixer_Hz,
+                                          double offset_Hz);
 /// Noise behind the mixer at the ADC, two-sided, V^2/Hz.
 [[nodiscard]] double chain_background(int ifGain_dB, Channel channel);
 

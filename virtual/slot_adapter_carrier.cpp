@@ -59,13 +59,17 @@ uint32_t multiplier(double mixer_Hz) {
     return a * b * doubler;
 }
 
+Reference referenceOf(const Unit& unit, Channel channel) {
+    return unit.external[channel] ? Reference::external : unit.reference;
+}
+
 void applySource(const Unit& unit, Channel channel) {
     const Unit::Source& source = unit.sources[channel];
     const double source_Hz = static_cast<double>(source.word) * (ddsClock_Hz / ddsWords) * source.multiplier;
     change(unit, channel, [&](ChannelSettings& s) {
         s.source_Hz = source_Hz;
         s.rfOn = unit.rfOn && unit.bench->boards.sources != SourceBoards::none;
-        s.reference = unit.reference;
+        s.reference = referenceOf(unit, channel);
     });
 }
 
@@ -188,20 +192,31 @@ int setReferenceSelection(Device*, int selection) {
     if (known)
         unit->reference = static_cast<Reference>(selection);
     const bool low = selection == 2;
-    changeBoth(*unit, [&](ChannelSettings& s) {
-        s.calibration_V = 0;
-        s.open = true;
-        s.tuneSource = TuneSource::calibration;
-        s.aidOn = false;
-        s.loopSupply_V = low ? supply1GHz_V : supply_V;
-        s.reference = unit->reference;
-    });
+    for (const Channel c : {channelB, channelA})
+        change(*unit, c, [&](ChannelSettings& s) {
+            s.calibration_V = 0;
+            s.open = true;
+            s.tuneSource = TuneSource::calibration;
+            s.aidOn = false;
+            s.loopSupply_V = low ? supply1GHz_V : supply_V;
+            s.reference = referenceOf(*unit, c);
+        });
     unit->loopMode = 1;
     return known ? 0 : scpi::illegalParameterValue;
 }
 
 int isReferenceInternal(Device* device) {
     return device->referenceInternal;
+}
+
+template <bool external> int setReferenceSource(Device* device) {
+    const Access unit;
+    const Channel channel = selected(device);
+    device->referenceInternal = !external;
+    unit->external[channel] = external;
+    applySource(*unit, channel);
+    planPaths(&*unit, unit->frequency_Hz); // external references are mixed with the carrier itself
+    return 0;
 }
 
 // ---- level ----------------------------------------------------------------------------------------------------------
@@ -304,44 +319,57 @@ double getPhaseNoiseDutFrequency(Device* device, double hint_Hz) {
     return carrier_Hz;
 }
 
-} // namespace
+/// The boards up to 2A.
+void planFirstPath(const Unit& unit, Channel channel, double frequency_Hz) {
+    constexpr uint32_t prescalerMax = 8;
+    uint32_t prescaler = 1;
+    while (!unit.external[channel] && prescaler < prescalerMax &&
+           frequency_Hz / prescaler > unit.divThreshold_MHz * megahertz)
+        prescaler *= 2;
+    change(unit, channel, [=](ChannelSettings& s) {
+        const DutPath undivided = s.preamplifier ? DutPath::amplifier : DutPath::direct;
+        s.path = prescaler > 1 ? DutPath::divider : undivided;
+        s.prescaler = prescaler;
+    });
+}
 
-void planPaths(Unit* unit, double frequency_Hz) {
-    const AnalogRevision revision = unit->bench->boards.analog;
+/// The later boards. Returns true when the input relay leads to the direct path.
+bool planLaterPath(const Unit& unit, Channel channel, double frequency_Hz) {
+    const AnalogRevision revision = unit.bench->boards.analog;
     DutPath path = DutPath::direct;
     uint32_t prescaler = 1;
-    if (!unit->bench->boards.hasHighInput) {
-        constexpr uint32_t prescalerMax = 8;
-        while (prescaler < prescalerMax && frequency_Hz / prescaler > unit->divThreshold_MHz * megahertz)
-            prescaler *= 2;
-        changeBoth(*unit, [=](ChannelSettings& s) {
-            const DutPath undivided = s.preamplifier ? DutPath::amplifier : DutPath::direct;
-            s.path = prescaler > 1 ? DutPath::divider : undivided;
-            s.prescaler = prescaler;
-        });
-        return;
-    }
     const bool is2D = revision == AnalogRevision::r2D;
     const double divided_Hz = is2D ? mixerMax2D_Hz : mixerMax_Hz, four_Hz = is2D ? 25e9 : 18e9;
-    if (frequency_Hz >= divided_Hz) {
+    if (frequency_Hz >= divided_Hz && (!unit.external[channel] || unit.counting)) {
         path = DutPath::divider;
-        prescaler = frequency_Hz < (unit->counting ? 12e9 : four_Hz) ? 2 : 4;
+        prescaler = frequency_Hz < (unit.counting ? 12e9 : four_Hz) ? 2 : 4;
     } else if (frequency_Hz >= highInput_Hz) {
         path = DutPath::amplifier;
     }
-    if (unit->counting && is2D && frequency_Hz > 12e9) {
+    if (unit.counting && is2D && frequency_Hz > 12e9) {
         path = DutPath::divider;
         prescaler = frequency_Hz > 20e9 ? 4 : 2;
-    } else if (unit->counting && revision == AnalogRevision::r2C && frequency_Hz > 7e9) {
+    } else if (unit.counting && revision == AnalogRevision::r2C && frequency_Hz > 7e9) {
         path = DutPath::divider;
         prescaler = frequency_Hz > 20e9 ? 8 : frequency_Hz > 14e9 ? 4 : 2;
     }
-    unit->lowPath = path == DutPath::direct;
-    changeBoth(*unit, [=](ChannelSettings& s) {
+    change(unit, channel, [=](ChannelSettings& s) {
         s.path = path;
         s.prescaler = prescaler;
         s.highInput = path != DutPath::direct;
     });
+    return path == DutPath::direct;
+}
+
+} // namespace
+
+void planPaths(Unit* unit, double frequency_Hz) {
+    constexpr double planned_Hz = 1e6; // the later boards take no notice of less
+    for (const Channel c : {channelB, channelA})
+        if (!unit->bench->boards.hasHighInput)
+            planFirstPath(*unit, c, frequency_Hz);
+        else if (frequency_Hz >= planned_Hz)
+            unit->lowPath = planLaterPath(*unit, c, frequency_Hz);
 }
 
 void installCarrier() {
@@ -360,6 +388,8 @@ void installCarrier() {
     Device_getInternalReferenceSelection = getReferenceSelection;
     Device_setInternalReferenceSelection = setReferenceSelection;
     Device_isReferenceSourceInternal = isReferenceInternal;
+    Device_setReferenceSourceInternal = setReferenceSource<false>;
+    Device_setReferenceSourceExternal = setReferenceSource<true>;
 
     Device_getPower = getPower;
     Device_getPowerFixed = getPower;

@@ -17,7 +17,8 @@ struct Unit {
     uint32_t divThreshold_MHz;
     bool lowPath, counting; // input relay; frequency counter
     bool rfOn;
-    vi::Reference reference;
+    vi::Reference reference;                 // of the source boards
+    std::array<bool, vi::channels> external; // the mixer takes the reference input
     struct Source {
         uint64_t word; // of the DDS
         uint32_t multiplier;

@@ -1,37 +1,9 @@
-// The firmware's own run on the bench, without links.
-#include "device/device.h"
-#include "device/device_config_sn.h"
-#include "device/device_fptrs.h"
-#include "measure/adc_scale.h"
-#include "measure/config_accessors.h"
-#include "measure/frequency_search.h"
-#include "measure/measurement_configuration.h"
-#include "measure/pn_measure.h"
-#include "scpi/error_codes.h"
-#include "virtual/slot_adapter.h"
-
-#include <cmath>
-#include <cstring>
-#include <gtest/gtest.h>
-#include <memory>
+// Runs on all boards and references, and what ends them.
+#include "adapter_fixture.h"
 
 using namespace vi;
 
 namespace {
-
-constexpr const char* board1C = "220-332306710-0001"; // with the source boards of its time
-constexpr const char* board2A = "220-333306710-0001";
-constexpr const char* board2B = "220-334306910-0001";
-constexpr const char* board2C = "220-335306910-0001";
-constexpr const char* board2D = "220-336306910-0001";
-constexpr const char* board2DFirstFpga = "220-336305910-0001";
-
-/// Loud enough to stand out of the references up to 18 GHz.
-Dut loud(double frequency_Hz, double power_dBm, const Faults& faults = {}) {
-    const NoiseCurve curve{
-        {{1, -20}, {10, -50}, {100, -75}, {1e3, -95}, {1e4, -105}, {1e5, -110}, {1e6, -120}, {1e7, -130}}};
-    return {frequency_Hz, power_dBm, curve, {}, faults};
-}
 
 Dut shipped(const std::string& name) {
     DutFile file;
@@ -39,62 +11,6 @@ Dut shipped(const std::string& name) {
     EXPECT_TRUE(dutFile_open(&file, SHIPPED_DUTS "/" + name + ".toml", &reason)) << reason;
     return file.dut;
 }
-
-class AdapterTest : public testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        device = Device_create();
-        registerDeviceFunctions();
-        ASSERT_EQ(initMeasurementConfiguration(device), 0);
-    }
-
-    void attach(const Dut& dut, const char* serial = board2D, int reference = 1) {
-        bench_ = std::make_unique<Bench>();
-        dut_ = dut;
-        bench_init(bench_.get(), unitBoards_of(serial), {"", dut, {}}, 1);
-        virtual_adapter_install(*bench_);
-        strcpy(device_config_sn, serial);
-        Device_setDefaults(device);
-        config_reset(device);
-        configPN.smoothing = 0;
-        configPN.spurOmission = 0;
-        if (reference != 1) {
-            ASSERT_EQ(Device_setInternalReferenceSelection(device, reference), 0);
-        }
-    }
-    static int run(uint32_t correlations = 100) {
-        configPN_setCorrelations(device, correlations);
-        staging_handOver(device);
-        return pnMeasureFull(device);
-    }
-    /// The constants as the run has measured them, in V/rad, over the bench's own.
-    [[nodiscard]] double constantRatio(Channel channel) {
-        const double counts = channel == channelA ? configPN.kphiA : configPN.kphiB;
-        return counts * adcVoltsPerCount / bench_truth(bench_.get(), channel).detectorSlope_V;
-    }
-    /// The trace against the DUT's table between two offsets: its mean, and the worst point.
-    void expectTrace(double from_Hz, double to_Hz, double mean_dB, double each_dB) const {
-        const float *levels = nullptr, *offsets = nullptr;
-        const int count = pn_measure_getSpectrumData(device, &levels) / int(sizeof(float));
-        pn_measure_getSpectrumFreq(device, &offsets);
-        double sum = 0, worst = 0;
-        int points = 0;
-        for (int i = 0; i < count; ++i)
-            if (double(offsets[i]) >= from_Hz && double(offsets[i]) <= to_Hz) {
-                const double error = double(levels[i]) - noiseCurve_level_dBcHz(dut_.noise, double(offsets[i]));
-                worst = std::max(worst, std::abs(error));
-                sum += error;
-                ++points;
-            }
-        EXPECT_GT(points, 20);
-        EXPECT_NEAR(sum / points, 0, mean_dB) << from_Hz << " to " << to_Hz << " Hz";
-        EXPECT_LT(worst, each_dB) << from_Hz << " to " << to_Hz << " Hz";
-    }
-
-    static inline Device* device;
-    std::unique_ptr<Bench> bench_;
-    Dut dut_;
-};
 
 } // namespace
 

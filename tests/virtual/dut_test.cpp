@@ -58,6 +58,14 @@ TEST_F(DutTest, AMistakeIsRefusedWithItsLineAndReason) {
         {signalWith("", "[[10, -90],\n [10, -100]]"), ":5: the offsets of signal.noise must ascend: 10 follows 10"},
         {signalWith("spurs = [[10, -90], [5, -90]]\n"), ":5: the offsets of signal.spurs must ascend: 5 follows 10"},
         {signalWith("spurs = [[10, 3]]\n"), ":5: a level of signal.spurs is 3, outside -300 to 0"},
+        {signalWith("pulse_width_s = 1e-6\n"), ":1: signal.pulse_period_s is missing"},
+        {signalWith("pulse_period_s = 1e-6\npulse_width_s = 1e-6\n"),
+         ":6: signal.pulse_width_s must be below signal.pulse_period_s"},
+        {signalWith("pulse_period_s = 0\npulse_width_s = 1e-6\n"),
+         ":5: signal.pulse_period_s is 0, outside 1e-09 to 1000"},
+        {signalWith("[reference_a]\nfrequency_hz = 1e8\n"), ":5: reference_a.sensitivity_hz_per_v is missing"},
+        {signalWith("[reference_b]\ntuning = 1\n"), ":6: unknown key reference_b.tuning"},
+        {signalWith("reference_a = 1\n"), ":5: unknown key signal.reference_a"},
     };
     for (const auto& [text, reason] : cases) {
         write(text);
@@ -94,13 +102,19 @@ TEST_F(DutTest, AChangedFileIsReadAgainAndABadOneLeavesTheOldDut) {
     EXPECT_FALSE(dutFile_refresh(&file));
 
     write("[signal]\nfrequency_hz = 100_000_123\npower_dbm = 9\n"
-          "noise = [[1, -72], [10, -104.5]]\nspurs = [[1.0e3, -95]]\n[faults]\nno_signal = true\n");
+          "noise = [[1, -72], [10, -104.5]]\nspurs = [[1.0e3, -95]]\npulse_width_s = 2e-6\npulse_period_s = 8e-6\n"
+          "[reference_b]\nfrequency_hz = 1e8\nsensitivity_hz_per_v = 1e4\npower_dbm = 10\nnoise = [[1, -80]]\n"
+          "[faults]\nno_signal = true\n");
     EXPECT_TRUE(dutFile_refresh(&file));
     EXPECT_EQ(file.dut.frequency_Hz, 100000123.0);
     EXPECT_EQ(file.dut.power_dBm, 9.0);
     EXPECT_EQ(noiseCurve_level_dBcHz(file.dut.noise, 10), -104.5);
     ASSERT_EQ(file.dut.spurs.size(), 1u);
     EXPECT_EQ(file.dut.spurs[0].level_dBc, -95.0);
+    EXPECT_EQ(file.dut.pulses.dutyCycle(), 0.25);
+    EXPECT_EQ(file.dut.references[0].frequency_Hz, 0.0);
+    EXPECT_EQ(file.dut.references[1].sensitivity_HzPerV, 1e4);
+    EXPECT_EQ(file.dut.references[1].tune_V, 7.2);
     EXPECT_TRUE(file.dut.faults.noSignal);
 
     const auto refused = [&file] {
