@@ -78,9 +78,9 @@ void setR1(const FastLock& run, const LockChannel& channel, bool locked) {
     Device_setResistance(run.device, 1, locked || run.reference1GHz ? channel.r1 : channel.r1 * acquisitionR1);
 }
 
-/// Filters, helper voltages and helper resistances of an attempt.
-void designAttempt(FastLock* run, double wanted) {
-    calcLoopParams(run->device, wanted);
+/// Filters, helper voltages and helper resistances of an attempt. False without filters.
+bool designAttempt(FastLock* run, double wanted) {
+    const bool fits = calcLoopParams(run->device, wanted);
     run->channels = lockChannels_ofDesign();
     run->wasLockedB = false;
     const double reach = kphiVolts(configPNPtr->kphiA) * (run->reference1GHz ? helperReach1GHz : helperReach);
@@ -88,6 +88,7 @@ void designAttempt(FastLock* run, double wanted) {
     run->helperHigh = std::max(helperRest + reach, helperHighLeast);
     for (LockChannel* channel : {&run->channels.a, &run->channels.b})
         channel->r3 = run->reference1GHz ? 2 * channel->r1 : std::min(channel->r1 / 2, r3Max);
+    return fits && run->channels.haveFilters();
 }
 
 /// Closes both loops with the filters of the attempt and chooses which way the helpers push.
@@ -200,8 +201,7 @@ bool helperPass(FastLock* run) {
 }
 
 bool attempt(FastLock* run, double wanted) {
-    designAttempt(run, wanted);
-    if (!run->channels.haveFilters())
+    if (!designAttempt(run, wanted))
         return false;
     closeLoops(run);
     if (lockedAtOnce(run))

@@ -16,8 +16,8 @@
 /// meas_data.locked before.
 void lock(Device* device);
 
-/// Locks to a continuous DUT: two attempts at most, the second with 1.05 times the bandwidth of the first. A channel
-/// that has no filter, because none fits and none did before, does not lock.
+/// Locks to a continuous DUT: two attempts at most, the second with 1.05 times the bandwidth of the first. Without a
+/// filter that fits both channels there is no lock.
 void FAST_lock(Device* device);
 /// Locks to a pulsed DUT: one attempt of 60 s at most, none without filters.
 void PULSE_lock(Device* device);

@@ -174,7 +174,10 @@ Trial tryCapacitor(double farad, double gain, double zeta, double wn) {
     return {wn, r1For(wn), r2For(wn)};
 }
 
-/// Gives a channel its filter. Returns the bandwidth that it has; 0 if there is none.
+constexpr double unknownGain = -1;
+
+/// Gives a channel its filter. Returns the bandwidth that it has, Hz; 0 if there is none, unknownGain if there is
+/// nothing to design for.
 double designChannel(const FilterFields& fields, const Target& target, double bandwidth, double sensitivity,
                      double volts) {
     const double gain = volts * sensitivity * circle;
@@ -192,27 +195,30 @@ double designChannel(const FilterFields& fields, const Target& target, double ba
         "   > calcLoopParams: ERROR: NOT VALID Parameters: Boards (1C,2B,2C,2D): sens=%.1f Hz/V, Kphi=%.3f C=%.1f nF  "
         "R1=%.1f R2=%.1f   BW=%.1f Hz  Zeta==%.1f\n",
         sensitivity, volts, capacitorsOfBoard()[0] * 1e9, trial.r1, trial.r2, trial.wn / shortCircle, target.zeta);
-    return 0;
+    return gain > 0 ? 0 : unknownGain;
 }
 
 } // namespace
 
-void calcLoopParams(Device* device, double wantedBandwidth) {
+bool calcLoopParams(Device* device, double wantedBandwidth) {
     MeasConfig* config = configPNPtr;
     const BothChannels sensitivity = tuningSensitivities(device);
     const BothChannels volts = detectorVolts(config);
 
     if (device_config_usesTVPNX_ALG_2A() && config->autoLoopBW != 0 && config->reference == referenceNormal &&
-        !(wantedBandwidth > 0))
-        return useFixedFilter(config, {volts.a * sensitivity.a * circle, volts.b * sensitivity.b * circle});
+        !(wantedBandwidth > 0)) {
+        useFixedFilter(config, {volts.a * sensitivity.a * circle, volts.b * sensitivity.b * circle});
+        return true;
+    }
 
     const Target target = chooseTarget(device, wantedBandwidth, sensitivity.a);
     double bandwidth = target.bandwidth;
-    if (const double reached = designChannel(filterA, target, bandwidth, sensitivity.a, volts.a); reached > 0) {
+    const double reachedA = designChannel(filterA, target, bandwidth, sensitivity.a, volts.a);
+    if (reachedA > 0) {
         meas_data.loopCapB = meas_data.loopCapA.get(); // until B has its own
-        bandwidth = reached;
+        bandwidth = reachedA;
     }
     if (bandwidth > 0)
         config->loopBandwidth = bandwidth;
-    designChannel(filterB, target, bandwidth, sensitivity.b, volts.b);
+    return designChannel(filterB, target, bandwidth, sensitivity.b, volts.b) != 0 && reachedA != 0;
 }
