@@ -1,0 +1,259 @@
+/// What goes wrong in a run says so once, and does not outlast its cause; what interrupts a run harms neither it nor
+/// the next one.
+
+#include "measure/meas_data.h"
+#include "tests/firmware/unit_in_process.h"
+
+#include <algorithm>
+#include <chrono>
+#include <future>
+#include <mutex>
+#include <optional>
+
+using namespace vi;
+
+namespace {
+
+constexpr const char* nothing = "0,\"No error\"\n";
+constexpr const char* noSignal = "-131272,\"Execution error;No signal detected\"\n";
+constexpr const char* noBeat = "-196808,\"Execution error;No valid beat detected\"\n";
+constexpr const char* lockFailed = "-262344,\"Execution error;Lock failed\"\n";
+constexpr float levelUnknown_dBcHz = -1000;
+
+const std::string plain = ":SENS:PN:SPUR:OMIS OFF;:SENS:PN:SMO:STAT OFF;:SENS:PN:CORR 300;AVER 3;:";
+
+UnitInProcess& unit = UnitInProcess::get();
+
+void reset(const std::string& settings = "*OPC") {
+    unit.tell("*RST;*CLS;" + plain + settings);
+}
+
+/// An oscillator that slips a loop of the bandwidth that the instrument chooses.
+Dut wild() {
+    return {2.4e9, 8, {{{100, -5}, {1e3, -27}, {1e4, -57}, {1e5, -87}, {1e6, -117}, {1e7, -147}}}, {}, {}};
+}
+
+// ---- phases ---------------------------------------------------------------------------------------------------------
+
+enum Phase { searching, measuringKphi, locking, fittingGain, correlating, phases };
+constexpr const char* phaseNames[phases] = {"search", "Kphi", "lock", "gain", "correlation"};
+
+/// Holds the measurement thread where a phase begins.
+class Turnstile {
+public:
+    /// The first call for `phase` from now on that is the `time`th of it waits.
+    void arm(Phase phase, int time = 1) {
+        const std::lock_guard lock(mutex_);
+        armed_ = phase;
+        callsToGo_ = time;
+        held_ = false;
+    }
+    /// False if no run came there.
+    [[nodiscard]] bool waitUntilHeld() {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return held_; });
+    }
+    void release() {
+        const std::lock_guard lock(mutex_);
+        armed_.reset();
+        held_ = false;
+        changed_.notify_all();
+    }
+    void pass(Phase phase) {
+        std::unique_lock lock(mutex_);
+        if (!measure_isMeasurementThread() || phase != armed_ || --callsToGo_ != 0)
+            return;
+        armed_.reset();
+        held_ = true;
+        changed_.notify_all();
+        changed_.wait(lock, [&] { return !held_; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::optional<Phase> armed_;
+    int callsToGo_ = 0;
+    bool held_ = false;
+} turnstile;
+
+/// What fills a slot: a slot is nothing but that pointer.
+template <class Result, class... Arguments> auto filling(const Slot<Result(Arguments...)>& slot) {
+    static_assert(std::is_standard_layout_v<Slot<Result(Arguments...)>>);
+    return *reinterpret_cast<Result (*const*)(Arguments...)>(&slot);
+}
+
+/// Lays the turnstile over the slots with which the phases begin.
+void watchPhases() {
+    static const auto search = filling(Device_getPhaseNoiseDUTFrequency);
+    static const auto offset = filling(Device_setOffsettedFrequency);
+    static const auto tune = filling(Device_getIsTuneVoltage);
+    static const auto gain = filling(Device_setLnaGain);
+    static const auto capture = filling(Device_capturePhaseNoiseFdSamples);
+    Device_getPhaseNoiseDUTFrequency = [](Device* device, double hint) {
+        turnstile.pass(searching);
+        return search(device, hint);
+    };
+    Device_setOffsettedFrequency = [](Device* device, const tvfreq* frequency, int up) {
+        turnstile.pass(measuringKphi);
+        return offset(device, frequency, up);
+    };
+    Device_getIsTuneVoltage = [](Device* device) {
+        turnstile.pass(locking);
+        return tune(device);
+    };
+    Device_setLnaGain = [](Device* device, int gain_dB) {
+        if (gain_dB != 0)
+            turnstile.pass(fittingGain);
+        return gain(device, gain_dB);
+    };
+    Device_capturePhaseNoiseFdSamples = [](Device* device) {
+        turnstile.pass(correlating);
+        return capture(device);
+    };
+}
+
+class Interruption : public testing::Test {
+protected:
+    static void SetUpTestSuite() { watchPhases(); }
+
+    /// Starts a run of three averages and holds it where `phase` begins for the `time`th time.
+    static void holdRun(Phase phase, int time = 1) {
+        unit.connect(loud(100.000123e6));
+        reset();
+        turnstile.arm(phase, time);
+        unit.tell("INIT");
+        ASSERT_TRUE(turnstile.waitUntilHeld());
+    }
+    static std::future<std::string> tellFromAnotherThread(const std::string& line) {
+        return std::async(std::launch::async, [=] { return unit.tell(line); });
+    }
+    /// Tells a line that must wait for the end of the held run, and lets that run go.
+    static void tellAcrossTheEnd(const std::string& line) {
+        std::future<std::string> done = tellFromAnotherThread(line);
+        EXPECT_EQ(done.wait_for(std::chrono::milliseconds(3)), std::future_status::timeout) << "it did not wait";
+        turnstile.release();
+        EXPECT_EQ(done.get(), nothing);
+    }
+    static int averages() { return int(unit.number("CALC:PN:PREL:AVER?")); }
+    static void expectNextRun() {
+        unit.tell(plain + "*OPC");
+        unit.connect(loud(122.88e6, 5)); // nothing is left of the DUT before
+        EXPECT_EQ(unit.run(), nothing);
+        unit.expectMeasured();
+    }
+};
+
+} // namespace
+
+TEST(RunFailure, IsToldOnceAndDoesNotOutlastItsCause) {
+    constexpr double carrier_Hz = 100.0003e6; // off the grid of the sources
+    const struct {
+        const char* name;
+        Dut dut;
+        const char* outcome;
+        const char* settings = "*OPC";
+        const char* outcomeAfterRun = nullptr; // where it is another one
+    } rows[] = {
+        {"no signal", loud(carrier_Hz, 8, {.noSignal = true}), noSignal},
+        {"too weak", loud(carrier_Hz, -30), noSignal},
+        {"below the range", loud(0.9e6), noSignal},
+        {"above the range", loud(40e9), noSignal},
+        {"dead channel", loud(carrier_Hz, 8, {.channelBDead = true}), noSignal},
+        {"counters disagree", loud(carrier_Hz, 8, {.counterDisagrees = true}), noSignal},
+        {"detectors differ", loud(carrier_Hz, 8, {.unlikeDetectors = true}), noBeat},
+        {"samples never come", loud(carrier_Hz, 8, {.samplesMissing = true}), noBeat, "*OPC",
+         lockFailed}, // its constants stand
+        {"sources do not tune", loud(carrier_Hz, 8, {.unlockable = true}), lockFailed},
+        {"tune voltage at its rail", loud(carrier_Hz, 8, {.tuneRail = true}), lockFailed},
+        {"drift out of reach", loud(carrier_Hz, 8, {.drift_HzPerS = 1e6}), lockFailed},
+        {"noise slips the loop", wild(), lockFailed},
+        {"no loop filter", loud(1.5e6), lockFailed},
+        {"none for the user's bandwidth", loud(20e6), lockFailed, "SENS:PN:LOB:AUTO OFF;:SENS:PN:LOBW 1000"},
+    };
+    for (const auto& [name, dut, outcome, settings, outcomeAfterRun] : rows)
+        for (const bool afterGoodRun : {false, true}) {
+            SCOPED_TRACE(testing::Message() << name << (afterGoodRun ? ", after a run" : ", after a reset"));
+            reset();
+            unit.connect(loud(carrier_Hz));
+            if (afterGoodRun) {
+                EXPECT_EQ(unit.run(), nothing);
+            }
+            unit.tell(settings);
+            unit.connect(dut);
+            EXPECT_EQ(unit.run(), afterGoodRun && outcomeAfterRun != nullptr ? outcomeAfterRun : outcome);
+            EXPECT_EQ(unit.outcome(), nothing);
+            EXPECT_TRUE(unit.block("CALC:PN:TRAC:NOIS?").empty());
+            unit.tell("SENS:PN:LOB:AUTO ON");
+            unit.connect(loud(122.88e6));
+            if (dut.frequency_Hz > 2e9) // the other input
+                unit.tell("SENS:FREQ:EXEC");
+            EXPECT_EQ(unit.run(), nothing);
+            unit.expectMeasured();
+        }
+}
+
+TEST(RunFailure, AClippingIfIsMeasuredAtTheLowestGain) {
+    reset();
+    unit.connect(loud(100e6, 8, {.clip = true}));
+    EXPECT_EQ(unit.run(), nothing);
+    EXPECT_EQ(unit.number("SENS:PN:IFG?"), 0);
+    unit.connect(loud(100e6));
+    EXPECT_EQ(unit.run(), nothing);
+    EXPECT_GE(unit.number("SENS:PN:IFG?"), 24);
+    unit.expectMeasured();
+}
+
+TEST_F(Interruption, AnAbortLeavesWhatWasAccumulated) {
+    for (int phase = 0; phase < phases; ++phase)
+        for (const int capture : {1, 2, 4, 5}) {
+            if (phase != correlating && capture != 1)
+                continue;
+            SCOPED_TRACE(testing::Message() << phaseNames[phase] << ' ' << capture);
+            holdRun(Phase(phase), capture);
+            ASSERT_EQ(meas_data.plan.capturePasses, 3);
+            unit.tell("ABOR");
+            turnstile.release();
+            EXPECT_EQ(unit.outcome(), nothing);
+            const int captures = phase == correlating ? capture : 0;
+            EXPECT_EQ(averages(), captures / 3);
+            const std::vector<float> trace = unit.block("CALC:PN:TRAC:NOIS?");
+            EXPECT_FALSE(trace.empty());
+            if (captures >= 3)
+                unit.expectMeasured();
+            else
+                EXPECT_EQ(std::ranges::count(trace, levelUnknown_dBcHz), std::ssize(trace));
+            unit.tell("ABOR"); // nothing to stop, and nothing kept for later
+            expectNextRun();
+            EXPECT_EQ(averages(), 3);
+        }
+}
+
+TEST_F(Interruption, AnotherModeOrAResetEndsTheRunFirst) {
+    for (int phase = 0; phase < phases; ++phase)
+        for (const char* line : {"SENS:MODE VCO", "*RST"}) {
+            SCOPED_TRACE(testing::Message() << line << " in " << phaseNames[phase]);
+            holdRun(Phase(phase), phase == correlating ? 5 : 1);
+            tellAcrossTheEnd(std::string(line) + ";:SYST:ERR?");
+            EXPECT_EQ(unit.outcome(), nothing);
+            EXPECT_EQ(averages(), phase == correlating ? 1 : 0);
+            EXPECT_EQ(unit.block("CALC:PN:TRAC:NOIS?").front() > levelUnknown_dBcHz, phase == correlating);
+            const bool resets = *line == '*';
+            unit.tell("SENS:MODE PN");
+            EXPECT_EQ(int(unit.number("SENS:PN:AVER?")), resets ? 1 : 3);
+            expectNextRun();
+        }
+}
+
+TEST_F(Interruption, WhatNeedsTheHardwareWaitsForTheWholeRun) {
+    for (int phase = 0; phase < phases; ++phase)
+        for (const char* line : {"INIT", "SENS:FREQ:EXEC"}) {
+            SCOPED_TRACE(testing::Message() << line << " in " << phaseNames[phase]);
+            holdRun(Phase(phase), phase == correlating ? 5 : 1);
+            tellAcrossTheEnd(std::string(line) + ";:SYST:ERR?");
+            EXPECT_EQ(unit.outcome(), nothing);
+            EXPECT_EQ(averages(), 3);
+            unit.expectMeasured();
+            expectNextRun();
+        }
+}

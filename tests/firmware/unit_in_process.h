@@ -1,0 +1,144 @@
+#pragma once
+/// The whole instrument in one process: the firmware with its measurement thread on the virtual bench, behind a link in
+/// memory. Waits cost no time.
+
+#include "core/process.h"
+#include "device/device.h"
+#include "device/device_config.h"
+#include "measure/measure.h"
+#include "scpi/execution_cycle.h"
+#include "scpi/link.h"
+#include "scpi/parser.h"
+#include "scpi/tree/command_tree.h"
+#include "virtual/bench.h"
+#include "virtual/slot_adapter.h"
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+/// Loud enough to stand out of the references up to 18 GHz.
+inline vi::Dut loud(double frequency_Hz, double power_dBm = 8, const vi::Faults& faults = {}) {
+    return {frequency_Hz,
+            power_dBm,
+            {{{1, -20}, {10, -50}, {100, -75}, {1e3, -95}, {1e4, -105}, {1e5, -110}, {1e6, -120}, {1e7, -130}}},
+            {},
+            faults};
+}
+
+class UnitInProcess {
+public:
+    /// The one of the process, which has the default serial number.
+    static UnitInProcess& get() {
+        static auto* unit = new UnitInProcess; // its threads run as long as the process
+        return *unit;
+    }
+
+    /// Puts a DUT at the input, as somebody does who edits its file.
+    void connect(const vi::Dut& dut) {
+        write(dut);
+        dut_ = dut;
+    }
+
+    /// Executes a line and gives its answers. One caller at a time.
+    std::string tell(const std::string& line) {
+        const std::string message = line + "\n";
+        tvcommWriteCmd(&link_, message.data(), static_cast<int>(message.size()));
+        std::string answers;
+        for (int more = 1; more != 0;) {
+            scpi_link_doHandle(&link_);
+            openSynchronousDeviceAccess();
+            scpi_execute_link(&link_);
+            closeSynchronousDeviceAccess();
+            char* where = nullptr;
+            const int count = tvcommPeekAns(&link_, &where, nullptr);
+            answers.append(where, static_cast<size_t>(count));
+            tvcommClearAns(&link_, count, &more);
+        }
+        return answers;
+    }
+    double number(const std::string& query) { return std::stod(tell(query)); }
+    std::vector<float> block(const std::string& query) {
+        const std::string answer = tell(query);
+        const size_t head = 2 + static_cast<size_t>(answer.at(1) - '0');
+        std::vector<float> values((answer.size() - head) / sizeof(float));
+        memcpy(values.data(), answer.data() + head, values.size() * sizeof(float));
+        return values;
+    }
+    /// Waits for the end of the run and gives what it says.
+    std::string outcome() { return tell("CALC:WAIT:AVER ALL;:SYST:ERR?"); }
+    std::string run() { return tell("INIT;:CALC:WAIT:AVER ALL;:SYST:ERR?"); }
+
+    /// The last run against the DUT that is connected: the carrier, and the mean and each point of the trace.
+    void expectMeasured(double from_Hz = 1e4, double mean_dB = 0.4, double each_dB = 4) {
+        constexpr double gateTick = 1e-6; // of a run's counter gate, relative
+        EXPECT_NEAR(number("CALC:FREQ?") / dut_.frequency_Hz, 1, gateTick);
+        EXPECT_NEAR(number("CALC:POW?"), dut_.power_dBm, 0.1);
+        const std::vector<float> offsets = block("CALC:PN:TRAC:FREQ?"), levels = block("CALC:PN:TRAC:NOIS?");
+        ASSERT_EQ(offsets.size(), levels.size());
+        double sum = 0, worst = 0;
+        int points = 0;
+        for (size_t i = 0; i < levels.size(); ++i)
+            if (double(offsets[i]) >= from_Hz) {
+                const double error = double(levels[i]) - noiseCurve_level_dBcHz(dut_.noise, double(offsets[i]));
+                worst = std::fmax(worst, std::abs(error));
+                sum += error;
+                ++points;
+            }
+        ASSERT_GT(points, 100);
+        EXPECT_NEAR(sum / points, 0, mean_dB);
+        EXPECT_LT(worst, each_dB);
+    }
+
+private:
+    UnitInProcess() {
+        write(loud(100e6));
+        vi::DutFile file;
+        std::string reason;
+        if (!dutFile_open(&file, path, &reason))
+            throw std::runtime_error(reason);
+        bench_init(&bench_, vi::unitBoards_of(vi::defaultSerialNumber), std::move(file), 1);
+        virtual_adapter_install(bench_);
+        Device* const device = Device_create();
+        debug_device = device;
+        device_config_init();
+        Device_init(device);
+        if (measure_init(device) != 0)
+            throw std::runtime_error("no memory for results");
+        context_.device = device;
+        context_.tree = scpi::commandTree();
+        scpi_parser_init(&context_);
+        scpi_link_initAll(&link_list);
+        scpi_link_init(&link_list, &link_, 1024, 8192, "memory");
+    }
+
+    static void write(const vi::Dut& dut) {
+        const std::string draft = path + std::string(".new");
+        std::ofstream file(draft);
+        file.precision(17);
+        file << "[signal]\nfrequency_hz = " << std::scientific << dut.frequency_Hz << "\npower_dbm = " << dut.power_dBm
+             << "\nnoise = [";
+        for (const auto& [offset_Hz, level_dBcHz] : dut.noise.points)
+            file << '[' << offset_Hz << ", " << level_dBcHz << "], ";
+        const vi::Faults& faults = dut.faults;
+        file << std::boolalpha << "]\n[faults]\nno_signal = " << faults.noSignal
+             << "\ndrift_hz_per_s = " << faults.drift_HzPerS << "\nunlockable = " << faults.unlockable
+             << "\ntune_rail = " << faults.tuneRail << "\nclip = " << faults.clip
+             << "\nchannel_b_dead = " << faults.channelBDead << "\nunlike_detectors = " << faults.unlikeDetectors
+             << "\ncounter_disagrees = " << faults.counterDisagrees << "\nsamples_missing = " << faults.samplesMissing
+             << "\n";
+        file.close();
+        std::filesystem::rename(draft, path);
+    }
+
+    static constexpr const char* path = "/tmp/dut.toml";
+    vi::Bench bench_;
+    vi::Dut dut_ = loud(100e6);
+    scpi_link link_{};
+    scpi_parser_context context_{};
+};
