@@ -41,10 +41,10 @@ protected:
         ASSERT_EQ(initMeasurementConfiguration(device), 0);
     }
 
-    void attach(const Dut& dut, const char* serial = board2D, int reference = 1) {
+    void attach(const Dut& dut, const char* serial = board2D, int reference = 1, uint64_t seed = 1) {
         bench_ = std::make_unique<Bench>();
         dut_ = dut;
-        bench_init(bench_.get(), unitBoards_of(serial), {"", dut, {}}, 1);
+        bench_init(bench_.get(), unitBoards_of(serial), {"", dut, {}}, seed);
         virtual_adapter_install(*bench_);
         strcpy(device_config_sn, serial);
         Device_setDefaults(device);
@@ -59,6 +59,12 @@ protected:
         configPN_setCorrelations(device, correlations);
         staging_handOver(device);
         return pnMeasureFull(device);
+    }
+    /// 0: as the instrument chooses.
+    static void setUserBandwidth(double bandwidth_Hz) {
+        configPN.autoLoopBW = bandwidth_Hz > 0 ? 0 : 1;
+        if (bandwidth_Hz > 0)
+            configPN.loopBandwidth = bandwidth_Hz;
     }
     /// The constants as the run has measured them, in V/rad, over the bench's own.
     [[nodiscard]] double constantRatio(Channel channel) {

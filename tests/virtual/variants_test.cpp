@@ -1,0 +1,102 @@
+// The ways of a run that boards and settings decide.
+#include "adapter_fixture.h"
+
+using namespace vi;
+
+namespace {
+
+constexpr const char* board1CDouble =
+    "220-332305510-0001"; // one board for both sources, without a choice of references
+constexpr const char* board2AFirstFpga = "220-333305710-0001";
+constexpr const char* board2AOldFpga = "220-333304810-0001";
+constexpr const char* board2BFirstPair = "220-334306710-0001";
+constexpr const char* board2CFirstFpga = "220-335305910-0001";
+
+/// As a user chooses it; the 10 MHz reference has no mode of its own.
+int choose(Device* device, int selection) {
+    switch (selection) {
+    case 1: return configPN_setReference(device, referenceNormal);
+    case 2: return configPN_setReference(device, referenceHighSensitivity);
+    case 3: return configPN_setReference(device, referenceLowNoise);
+    default: return Device_setInternalReferenceSelection(device, selection);
+    }
+}
+
+FdChannel channelOf(Device* device) {
+    if (Device_isFdChannelAOnly(device) != 0)
+        return FdChannel::aOnly;
+    return Device_isFdChannelBOnly(device) != 0 ? FdChannel::bOnly : FdChannel::cross;
+}
+
+} // namespace
+
+TEST_F(AdapterTest, EveryBoardRunsWithEachOfItsReferences) {
+    const struct {
+        const char* serial;
+        std::initializer_list<int> selections;
+        double frequency_Hz = 1000.0021e6;
+    } boards[] = {
+        {board1C, {0, 1, 3}, 300e6},
+        {board1C, {2}},
+        {board1CDouble, {-1}}, // as it starts
+        // The last of 2A that counts well enough to do without the beat, which depends on how the sources are tuned.
+        {board2AFirstFpga, {0, 1, 2, 3}},
+        {board2AOldFpga, {1}},
+        {board2A, {1}},
+        {board2BFirstPair, {0, 1, 2, 3}},
+        {board2B, {0, 1, 2, 3}},
+        {board2CFirstFpga, {0, 1, 2, 3}},
+        {board2C, {0, 1, 2, 3}},
+        {board2D, {0, 1, 2, 3}},
+    };
+    for (const auto& [serial, selections, frequency_Hz] : boards)
+        for (const int selection : selections) {
+            SCOPED_TRACE(testing::Message() << serial << ", reference " << selection);
+            attach(loud(frequency_Hz, 8), serial);
+            ASSERT_EQ(selection < 0 ? 0 : choose(device, selection), 0);
+            ASSERT_EQ(pn_measure_execfrequencySearch(device), 0);
+            configPN_setOffsetMin(device, 1); // long captures, for loops that take their time
+            EXPECT_EQ(run(), 0);
+            EXPECT_EQ(Device_getInternalReferenceSelection(device), selection);
+            expectTrace(1e4, 5e7, 0.7, 3.0);
+        }
+}
+
+TEST_F(AdapterTest, EachMethodMeasuresOnEachBoard) {
+    const std::pair<uint32_t, FdChannel> methods[] = {
+        {methodSingle, FdChannel::aOnly}, {methodDut, FdChannel::aOnly}, {methodCrossCorrelation, FdChannel::cross}};
+    for (const char* serial : {board1C, board2AFirstFpga, board2B, board2C, board2D})
+        for (const auto& [method, channel] : methods) {
+            SCOPED_TRACE(testing::Message() << serial << ", method " << method);
+            attach(loud(1e9, 8), serial);
+            ASSERT_EQ(configPN_setReference(device, referenceLowNoise), 0);
+            ASSERT_EQ(configPN_setMeasurementMethod(device, int(method)), 0);
+            ASSERT_EQ(pn_measure_execfrequencySearch(device), 0);
+            configPN_setOffsetMin(device, 1);
+            EXPECT_EQ(run(), 0);
+            EXPECT_EQ(channelOf(device), channel);
+            expectTrace(1e4, 5e7, 0.3, 3.0);
+        }
+}
+
+TEST_F(AdapterTest, WhatTheUserKnowsIsNotMeasuredAgain) {
+    for (const char* serial : {board1C, board2AFirstFpga, board2B, board2C, board2D}) {
+        SCOPED_TRACE(serial);
+        attach(loud(100.0009e6, 8), serial);
+        ASSERT_EQ(pn_measure_execfrequencySearch(device), 0);
+        EXPECT_EQ(run(), 0);
+        configPN.autoFrequency = 0;
+        configPN_setFrequency(device, 100.0009e6);
+        for (Shared<uint32_t>* redo : {&configPN.redoKphi, &configPN.redoIFgain})
+            *redo = redoNever;
+        configPN_resetDetectFlags(device);
+        const double kphi = configPN.kphiA;
+        configPN_setOffsetMin(device, 10);
+        setUserBandwidth(150);
+        EXPECT_EQ(run(), 0);
+        EXPECT_EQ(configPN.frequency, 100.0009e6);
+        EXPECT_EQ(configPN.kphiA, kphi);
+        EXPECT_NEAR(bench_truth(bench_.get(), channelA).wn_rad_s / (2 * M_PI * configPN.loopBandwidth), 1, 0.02);
+        expectTrace(1e4, 5e7, 0.3, 3.0);
+    }
+}
