@@ -42,7 +42,7 @@ void runAllKinds(UnitInProcess* unit) {
         const double power_dBm = kind.oneOf({-10.0, 0.0, 8.0, 13.0});
         const std::string settings = std::string("SENS:PN:REF ") + carrier.reference + ";FREQ:STAR " +
                                      kind.oneOf({"1", "10", "1000"}) + ";:SENS:PN:CORR " +
-                                     std::to_string(30 * kind.upTo(10)) + ";AVER " + std::to_string(kind.upTo(3)) +
+                                     std::to_string(20 * kind.upTo(5)) + ";AVER " + std::to_string(kind.upTo(2)) +
                                      ";PPD " + std::to_string(60 * kind.upTo(5)) + ";SMO:STAT " +
                                      kind.oneOf({"ON", "OFF"}) + ";:SENS:PN:SPUR:OMIS " + kind.oneOf({"ON", "OFF"});
         SCOPED_TRACE(testing::Message() << i << ": " << carrier.frequency_Hz << " Hz, " << power_dBm << " dBm, "

@@ -13,8 +13,8 @@
 #include "virtual/bench.h"
 #include "virtual/slot_adapter.h"
 
+#include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -67,7 +67,7 @@ public:
         const std::string answer = tell(query);
         const size_t head = 2 + static_cast<size_t>(answer.at(1) - '0');
         std::vector<float> values((answer.size() - head) / sizeof(float));
-        memcpy(values.data(), answer.data() + head, values.size() * sizeof(float));
+        std::copy_n(answer.data() + head, values.size() * sizeof(float), reinterpret_cast<char*>(values.data()));
         return values;
     }
     /// Waits for the end of the run and gives what it says.
