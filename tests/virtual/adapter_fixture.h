@@ -36,6 +36,8 @@ inline Dut loud(double frequency_Hz, double power_dBm, const Faults& faults = {}
 class AdapterTest : public testing::Test {
 protected:
     static void SetUpTestSuite() {
+        if (device != nullptr) // of an earlier suite, whose bench is gone
+            return;
         device = Device_create();
         registerDeviceFunctions();
         ASSERT_EQ(initMeasurementConfiguration(device), 0);
