@@ -1,0 +1,210 @@
+// What must come out of a run, whatever the device under test, and where the limits of docs/limits.md lie.
+#include "adapter_fixture.h"
+#include "virtual/random.h"
+
+#include <chrono>
+#include <numbers>
+
+using namespace vi;
+
+namespace {
+
+constexpr int ocxo10MHz = 0, crystal100MHz = 1, resonator1GHz = 2, lowNoisePll = 3; // reference selections
+constexpr double tunings_HzPerV[] = {100, 250, 1000, 100};                          // at 100 MHz, nominal, by reference
+constexpr double reaches_V[] = {5, 5, 1, 5}; // how far a carrier may pull a source that stays on its grid
+constexpr double grid_Hz = 1e6;
+
+Dut quiet(double frequency_Hz, double power_dBm = 8) {
+    NoiseCurve curve{{{1, -85}, {10, -115}, {100, -140}, {1e3, -158}, {1e4, -165}, {1e6, -170}}};
+    for (NoisePoint& point : curve.points)
+        point.level_dBcHz += 20 * std::log10(frequency_Hz / 100e6);
+    return {frequency_Hz, power_dBm, curve, {}, {}};
+}
+
+/// A free-running oscillator, its frequency noise falling by 10 dB a decade.
+Dut freeRunning(double frequency_Hz, double at10kHz_dBcHz) {
+    return {frequency_Hz, 8, {{{10, at10kHz_dBcHz + 90}, {1e7, at10kHz_dBcHz - 90}}}, {}, {}};
+}
+
+double random_between(RandomStream& stream, double low, double high) {
+    return low + (high - low) * random_uniform(stream);
+}
+
+class AcceptanceTest : public AdapterTest {
+protected:
+    /// What a user does first: a search by command. Then a run, with a loop bandwidth of his own unless it is 0.
+    int searchAndRun(double bandwidth_Hz = 0, uint32_t correlations = 1) {
+        if (bandwidth_Hz > 0) {
+            configPN.autoLoopBW = 0;
+            configPN.loopBandwidth = bandwidth_Hz;
+        }
+        if (const int code = pn_measure_execfrequencySearch(device); code != 0)
+            return code;
+        return run(correlations);
+    }
+    [[nodiscard]] double worstConstant() {
+        return std::max(std::abs(constantRatio(channelA) - 1), std::abs(constantRatio(channelB) - 1));
+    }
+    /// Each point of the trace within 0.3 dB and four standard errors of the table of a DUT that stands well above the
+    /// references, and within 1 dB deep in the loop.
+    void expectEachPoint() const {
+        const float *levels = nullptr, *offsets = nullptr;
+        const int count = pn_measure_getSpectrumData(device, &levels) / int(sizeof(float));
+        pn_measure_getSpectrumFreq(device, &offsets);
+        ASSERT_GT(count, 500);
+        EXPECT_EQ(offsets[0], 1.0f);
+        EXPECT_NEAR(double(offsets[count - 1]), 50e6, 1);
+        const double bandwidth_Hz = meas_data.loopWnA / (2 * std::numbers::pi);
+        for (int i = 0; i < count; ++i) {
+            const int stage = config_getStageFromOffset(device, double(offsets[i]));
+            const double records = double(meas_data.plan.stageCorrelations[stage]) * meas_data.plan.capturePasses;
+            const double standardError = 10 / std::log(10.0) / std::sqrt(records);
+            const double error = double(levels[i]) - noiseCurve_level_dBcHz(dut_.noise, double(offsets[i]));
+            const bool deepInLoop = double(offsets[i]) < 0.2 * bandwidth_Hz;
+            ASSERT_NEAR(error, 0, 0.3 + 4 * standardError) << offsets[i] << " Hz";
+            if (deepInLoop) {
+                ASSERT_NEAR(error, 0, 1) << offsets[i] << " Hz";
+            }
+        }
+    }
+};
+
+} // namespace
+
+TEST_F(AcceptanceTest, CarrierLevelAndConstantsOfADefaultRunComeOut) {
+    const double frequencies_Hz[] = {10e6,   10.0007e6, 29.99e6, 31e6,     100.000123e6, 299e6, 1e9,    1.99e9,
+                                     2.03e9, 3.1e9,     7e9,     9.8009e9, 12.8e9,       13e9,  13.2e9, 18e9};
+    constexpr double tick = 1 / (0.01 * 125e6); // of a run's gate, relative
+    double total_s = 0;
+    int runs = 0;
+    for (const double frequency_Hz : frequencies_Hz)
+        for (const double power_dBm : {-10.0, 0.0, 5.0, 13.0})
+            for (const uint64_t seed : {1, 2}) {
+                SCOPED_TRACE(testing::Message() << frequency_Hz << " Hz, " << power_dBm << " dBm, seed " << seed);
+                attach(quiet(frequency_Hz, power_dBm), board2D, crystal100MHz, seed);
+                ASSERT_EQ(pn_measure_execfrequencySearch(device), 0);
+                const auto begin = std::chrono::steady_clock::now();
+                ASSERT_EQ(run(1), 0);
+                total_s += std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+                ++runs;
+                EXPECT_NEAR(configPN.frequency / frequency_Hz, 1, tick);
+                EXPECT_NEAR(configPN.power, power_dBm, 0.5);
+                // Close below the prescaler a period of the beat has only 70 samples, of which one gets lost.
+                EXPECT_LT(worstConstant(), frequency_Hz > 11e9 && frequency_Hz < 13.1e9 ? 0.025 : 0.02);
+            }
+    EXPECT_LT(total_s / runs, 0.1) << "s of host time a run";
+}
+
+TEST_F(AcceptanceTest, TheTraceIsTheDutsDownInTheLoop) {
+    const struct {
+        const char* serial;
+        double frequency_Hz, power_dBm;
+        int reference = crystal100MHz;
+        double bandwidth_Hz = 0;
+    } cases[] = {
+        {board2D, 10e6, 8},
+        {board2D, 100.000123e6, 8},
+        {board2D, 100.000123e6, 8, crystal100MHz, 1000},
+        {board2D, 1e9, -10},
+        {board2D, 1e9, 8, resonator1GHz},
+        {board2D, 1e9, 8, lowNoisePll},
+        {board2D, 2.4000011e9, 0},
+        {board2D, 7.00002e9, 13},
+        {board2D, 12.9e9, -10},
+        {board2D, 18e9, 5},
+        {board2C, 11e9, 0},
+        {board2B, 100.0003e6, 0},
+        {board1C, 3.1e9, 8},
+    };
+    for (const auto& [serial, frequency_Hz, power_dBm, reference, bandwidth_Hz] : cases)
+        for (const uint64_t seed : {1, 2}) {
+            SCOPED_TRACE(testing::Message() << serial << ", " << frequency_Hz << " Hz, " << power_dBm
+                                            << " dBm, reference " << reference << ", seed " << seed);
+            attach(loud(frequency_Hz, power_dBm), serial, reference, seed);
+            configPN_setOffsetMin(device, 1);
+            ASSERT_EQ(searchAndRun(bandwidth_Hz, 500), 0);
+            expectEachPoint();
+        }
+}
+
+TEST_F(AcceptanceTest, AQuietDutLocksWhereverItLies) {
+    constexpr int cases = 200;
+    constexpr double lowest_Hz = 10e6, highest_Hz = 13.09e9; // the mixers take it undivided
+    RandomStream random = random_stream(20, 1, 0);
+    int locked = 0;
+    std::string failed;
+    for (int i = 0; i < cases; ++i) {
+        const double wanted_Hz = lowest_Hz * std::pow(highest_Hz / lowest_Hz, random_uniform(random));
+        const double onGrid_Hz = std::round(wanted_Hz / grid_Hz) * grid_Hz;
+        const double reach_Hz = reaches_V[crystal100MHz] * tunings_HzPerV[crystal100MHz] * onGrid_Hz / 100e6;
+        const double carrier_Hz = onGrid_Hz + random_between(random, -0.9, 0.9) * reach_Hz;
+        const double power_dBm = random_between(random, -10, 13);
+        attach(quiet(carrier_Hz, power_dBm), board2D, crystal100MHz, uint64_t(i));
+        if (searchAndRun() == 0 && bench_truth(bench_.get(), channelA).locked &&
+            bench_truth(bench_.get(), channelB).locked)
+            ++locked;
+        else
+            failed += std::to_string(carrier_Hz) + " ";
+    }
+    EXPECT_GE(locked, 199) << failed;
+}
+
+TEST_F(AcceptanceTest, DividedCarriersLockOnTheGridAndNearIt) {
+    for (double carrier_Hz = 13.2e9; carrier_Hz < 29.5e9; carrier_Hz += 0.7e9) {
+        attach(quiet(std::round(carrier_Hz / grid_Hz) * grid_Hz));
+        EXPECT_EQ(searchAndRun(), 0) << carrier_Hz << " Hz";
+    }
+    // Offsets from the grid: what the tune band reaches, what it does not, and where the sources leave their grid.
+    const struct {
+        double grid_Hz, offset_ppm;
+        int reference, code;
+        bool given = false; // the user gives the carrier, which widens the band
+    } cases[] = {
+        {18e9, 4, crystal100MHz, 0},
+        {18e9, -4, crystal100MHz, 0},
+        {18e9, 7, crystal100MHz, scpi::lockFailed},
+        {18e9, -7, crystal100MHz, scpi::lockFailed},
+        {18e9, 7, crystal100MHz, 0, true},
+        {18e9, -7, crystal100MHz, 0, true},
+        {18e9, 13.5, crystal100MHz, 0},
+        {18e9, -13.5, crystal100MHz, 0},
+        {26e9, 1.2, crystal100MHz, 0},
+        {26e9, -4, crystal100MHz, scpi::lockFailed},
+        {18e9, 7, resonator1GHz, 0},
+        {18e9, -7, resonator1GHz, 0},
+        {26e9, -4, resonator1GHz, 0},
+    };
+    for (const auto& [onGrid_Hz, offset_ppm, reference, code, given] : cases) {
+        SCOPED_TRACE(testing::Message() << onGrid_Hz << " Hz " << offset_ppm << " ppm, reference " << reference);
+        attach(quiet(onGrid_Hz * (1 + offset_ppm * 1e-6)), board2D, reference);
+        ASSERT_EQ(pn_measure_execfrequencySearch(device), 0);
+        configPN.autoFrequency = given ? 0 : 1;
+        EXPECT_EQ(run(1), code);
+    }
+}
+
+TEST_F(AcceptanceTest, LimitsOfTheLoopAndWhatHelps) {
+    const struct {
+        const char* what;
+        Dut dut;
+        int reference;
+        double bandwidth_Hz; // 0: the instrument's
+        int code;
+    } cases[] = {
+        {"no filter below 10 MHz", quiet(9e6), crystal100MHz, 0, scpi::lockFailed},
+        {"a narrow loop has one", quiet(5e6), crystal100MHz, 50, 0},
+        {"no filter below 37 MHz", quiet(36e6), resonator1GHz, 0, scpi::lockFailed},
+        {"the 100 MHz reference has one", quiet(36e6), crystal100MHz, 0, 0},
+        {"no filter around 100 MHz", quiet(100e6), lowNoisePll, 0, scpi::lockFailed},
+        {"a narrow loop has one", quiet(100e6), lowNoisePll, 100, 0},
+        {"a bandwidth between two filters", quiet(100e6), crystal100MHz, 500, scpi::lockFailed},
+        {"the next filter", quiet(100e6), crystal100MHz, 1000, 0},
+        {"a free-running oscillator slips", freeRunning(5e9, -60), crystal100MHz, 0, scpi::lockFailed},
+        {"a wider loop holds it", freeRunning(5e9, -60), crystal100MHz, 5000, 0},
+        {"and so does one on the 1 GHz reference", freeRunning(5e9, -60), resonator1GHz, 5000, 0},
+    };
+    for (const auto& [what, dut, reference, bandwidth_Hz, code] : cases) {
+        attach(dut, board2D, reference);
+        EXPECT_EQ(searchAndRun(bandwidth_Hz), code) << what;
+    }
+}
