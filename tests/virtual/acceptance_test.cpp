@@ -9,9 +9,9 @@ using namespace vi;
 
 namespace {
 
-constexpr int ocxo10MHz = 0, crystal100MHz = 1, resonator1GHz = 2, lowNoisePll = 3; // reference selections
-constexpr double tunings_HzPerV[] = {100, 250, 1000, 100};                          // at 100 MHz, nominal, by reference
-constexpr double reaches_V[] = {5, 5, 1, 5}; // how far a carrier may pull a source that stays on its grid
+constexpr int crystal100MHz = 1, resonator1GHz = 2, lowNoisePll = 3; // reference selections
+/// How far a carrier may pull a source on the first of them that stays on its grid, relative: 5 V at 250 Hz/V, 100 MHz.
+constexpr double reach = 5 * 250 / 100e6;
 constexpr double grid_Hz = 1e6;
 
 Dut quiet(double frequency_Hz, double power_dBm = 8) {
@@ -136,8 +136,7 @@ TEST_F(AcceptanceTest, AQuietDutLocksWhereverItLies) {
     for (int i = 0; i < cases; ++i) {
         const double wanted_Hz = lowest_Hz * std::pow(highest_Hz / lowest_Hz, random_uniform(random));
         const double onGrid_Hz = std::round(wanted_Hz / grid_Hz) * grid_Hz;
-        const double reach_Hz = reaches_V[crystal100MHz] * tunings_HzPerV[crystal100MHz] * onGrid_Hz / 100e6;
-        const double carrier_Hz = onGrid_Hz + random_between(random, -0.9, 0.9) * reach_Hz;
+        const double carrier_Hz = onGrid_Hz + random_between(random, -0.9, 0.9) * reach * onGrid_Hz;
         const double power_dBm = random_between(random, -10, 13);
         attach(quiet(carrier_Hz, power_dBm), board2D, crystal100MHz, uint64_t(i));
         if (searchAndRun() == 0 && bench_truth(bench_.get(), channelA).locked &&
