@@ -7,8 +7,7 @@
 
 namespace {
 
-class ConfigurationTest : public MeasureTest {};
-
+using ConfigurationTest = MeasureTest;
 constexpr int refused = scpi::illegalParameterValue;
 
 } // namespace
@@ -45,9 +44,8 @@ TEST_F(ConfigurationTest, GainRequestsGoToTheGainsOfTheBoard) {
         double request;
         int gain; // -1: refused
     } rows[] = {
-        {false, 9.9, 0},   {false, 10, 12}, {false, 15, 20},   {false, 22, 26},  {false, 34.9, 32}, {false, 35, 44},
-        {false, 49.9, 44}, {false, 60, 56}, {false, 60.1, -1}, {false, -1, -1},  {false, NAN, -1},  {true, 9.9, 0},
-        {true, 34.9, 26},  {true, 35, 46},  {true, 50, 46},    {true, 50.1, -1},
+        {false, 9.9, 0}, {false, 10, 12},  {false, 34.9, 32}, {false, 35, 44}, {false, 60, 56}, {false, 60.1, -1},
+        {false, -1, -1}, {false, NAN, -1}, {true, 34.9, 26},  {true, 35, 46},  {true, 50, 46},  {true, 50.1, -1},
     };
     for (const auto& [is1C, request, gain] : rows) {
         SCOPED_TRACE(testing::Message() << is1C << " " << request);
@@ -60,7 +58,6 @@ TEST_F(ConfigurationTest, GainRequestsGoToTheGainsOfTheBoard) {
         EXPECT_EQ(configPN_isAutoIFgain(device), gain < 0);
         EXPECT_EQ(fake->takeLog(), gain < 0 ? "" : "gain " + std::to_string(gain));
     }
-    EXPECT_EQ(Automeasure_config_getMaxIFgain(device), 46);
     config_setMeasurementMode(device, measurementModeVCO);
     EXPECT_EQ(configPN_setIFgain(device, 0), refused);
 }
@@ -104,13 +101,11 @@ TEST_F(ConfigurationTest, ResetRestoresEverySettingAndParksTheLoops) {
     configPN_setReference(device, referenceExternal);
     configPN_setReferenceSens(device, 2, 500);
     configPN_setIterations(device, 99);
-    configPN_setRedoKphi(device, redoNever);
     configPN.kphiA = 1000;
     configPN.doKphi = 0;
     configPN.power = 3;
     config_selectConfiguration(device, measurementModeVCO);
     configVCO_setVoltagePoints(device, 77);
-    configVCO_setPnOffsets(device, 0, 0, 0, 0);
     config_setMeasurementMode(device, measurementModeVCO);
     configVCO_setOffsetMin(device, 10);
     EXPECT_EQ(meas_data.plan.stageCount, 6);
@@ -122,7 +117,6 @@ TEST_F(ConfigurationTest, ResetRestoresEverySettingAndParksTheLoops) {
         << log;
     EXPECT_EQ(configPNPtr, &configPN);
     EXPECT_EQ(measurement_mode + selected_config, 0U);
-    EXPECT_EQ(configPN.reference, 0U);
     EXPECT_EQ(configPN.refSensB, 1);
     EXPECT_EQ(configPN.iterations, 1);
     EXPECT_EQ(configPN.doKphi, 1U);
@@ -130,7 +124,6 @@ TEST_F(ConfigurationTest, ResetRestoresEverySettingAndParksTheLoops) {
     EXPECT_EQ(configPN.kphiA, -1);
     EXPECT_EQ(configPN.power, 3); // measured, no setting
     EXPECT_EQ(configVCO.voltagePoints, 10);
-    EXPECT_EQ(configVCO_getNumberOfUsedOffsets(device), 4);
     EXPECT_EQ(meas_data.plan.stageCount, 4);
     EXPECT_EQ(meas_data.loopWnA, -1);
 }
@@ -144,7 +137,6 @@ TEST_F(ConfigurationTest, OneChannelNeedsABetterReference) {
             EXPECT_EQ(configPN.measurementMethod, good ? method : uint32_t{methodCrossCorrelation});
         }
     EXPECT_EQ(configBB_setMeasurementMethod(device, methodDut), refused);
-    EXPECT_EQ(configBB_setMeasurementMethod(device, methodSingle), 0);
     fake->takeLog();
     measure_startMeasurement(device); // one channel reaches the FPGA with the run
     EXPECT_EQ(fake->takeLog().substr(0, 4), "fd A");
@@ -156,7 +148,6 @@ TEST_F(ConfigurationTest, AReferenceThatCannotBeSetIsNotStored) {
     EXPECT_EQ(configVCO_setReference(device, referenceLowNoise), 0); // not its mode: only stored
     Device_setInternalReferenceSelection = [](Device*, int) { return 0; };
     EXPECT_EQ(configPN_setReference(device, 4), refused);
-    EXPECT_EQ(configPN_setReference(device, -1), refused);
     EXPECT_EQ(configPN.reference, 0U);
     EXPECT_EQ(configVCO.config.reference, 1U);
 }
@@ -172,7 +163,6 @@ TEST_F(ConfigurationTest, ExternalReferencesHaveLimitsAndTwoChannels) {
         EXPECT_EQ(configPN_setReferenceVoltage(device, channel, 5), result) << channel;
         EXPECT_EQ(configPN_setReferenceSens(device, channel, 1 + 100 * channel), result) << channel;
     }
-    EXPECT_EQ(configPN_getReferenceSens(device, 1), 101);
     EXPECT_EQ(configPN_getReferenceSens(device, 2), 201);
     EXPECT_EQ(configPN_getReferenceSens(device, 3), -1);
     config_setMeasurementMode(device, measurementModeBB);
@@ -189,7 +179,6 @@ TEST_F(ConfigurationTest, SweepSettingsNeedTheirConfigurationSelected) {
         EXPECT_EQ(configVCO_setVoltagePoints(device, 5), selected ? 0 : refused);
         EXPECT_EQ(configVCO_getVoltagePoints(device), selected ? 5 : 3);
         EXPECT_EQ(configVCO_disablePower(device), selected ? 0 : 3);
-        EXPECT_EQ(configVCO_isPowerEnabled(device), 0);
     }
     configVCO_setPnOffsets(device, 0, 5, 1e9, -3);
     const double offsets[] = {-1, 0, 10, 50e6, 10, -1};
@@ -221,11 +210,6 @@ TEST_F(ConfigurationTest, TestSetHoldsItsEntriesAndItsText) {
     EXPECT_EQ(configPN_setTestSetDefinition(device, longest.data()), 0);
     EXPECT_EQ(read(configPN_getTestSetDefinition).size(), 63 * (2 + 309) + 62);
     EXPECT_EQ(read(configPN_getTestSet).substr(0, 13), "0.0000,0.0000"); // those of the old set are gone
-    {
-        MutexLock lock(meas_data.testSetMutex);
-        std::fill_n(configPN.testSetResults, 63, -1.7e308);
-    }
-    EXPECT_EQ(read(configPN_getTestSet).size(), 63 * (1 + 309 + 5) + 62);
     EXPECT_EQ(configPN_setTestSetDefinition(device, nullptr), 0);
     EXPECT_EQ(read(configPN_getTestSetDefinition) + read(configPN_getTestSet), "");
 }

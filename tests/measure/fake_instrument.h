@@ -107,6 +107,14 @@ extern FakeInstrument* fake;
 
 inline constexpr double beat_Hz = 100e3;
 
+/// How often `part` stands in a log.
+inline int countOf(const std::string& text, const std::string& part) {
+    int count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++count;
+    return count;
+}
+
 double samplingFreq(int stage); // of the first board generation, Hz
 
 /// Fills the slots, starts the measurement thread once for the process, resets before each test, without smoothing,

@@ -52,10 +52,8 @@ TEST_F(KphiTest, IsTheSlopeOfTheBeatPerRadian) {
     } cases[] = {
         {"sine", sine(20000, 312.5, 2), ofSine(20000, 312.5), 0.002},
         {"small", sine(2500, 312.5, 1), ofSine(2500, 312.5), 0.01},
-        {"slow", sine(20000, 1500, 2), ofSine(20000, 1500), 0.001},
         {"never at the centre", sine(9000, 312.5, 2, -20000), ofSine(9000, 312.5), 0.003},
         {"triangle", triangle(20000, 400), ofTriangle(20000), 0.0001},
-        {"full scale", sine(32700, 312.5, 2), ofSine(32700, 312.5), 0.002},
         {"within the hysteresis", sine(1000, 312.5), 0, 0},
         {"too short a period", sine(20000, 30), 0, 0},
         {"two crossings", sine(20000, 4096, 2), ofSine(20000, 4096), 0.001},
@@ -75,8 +73,7 @@ TEST_F(KphiTest, CrossingsNearTheEndsDoNotCount) {
     // The triangle's crossings are seen 7 samples late; a slope needs 11 samples to each side.
     const std::pair<double, uint32_t> cases[] = {{0, 520},    // at 107, 307 and 507
                                                  {0, 519},    // without the last one
-                                                 {100, 520},  // at 7, 207 and 407: without the first one
-                                                 {100, 419}}; // without the first and the last one
+                                                 {100, 419}}; // at 7, 207 and 407: without the first and the last one
     for (const auto& [shift, samples] : cases) {
         hardware.missing[0] = hardware.missing[1] = 4096 - samples; // the board gives fewer than asked
         measure(triangle(20000, 400, shift), triangle(20000, 400, shift));
@@ -86,9 +83,7 @@ TEST_F(KphiTest, CrossingsNearTheEndsDoNotCount) {
 
 TEST_F(KphiTest, AsksTheHardwareInOrder) {
     const Signal good = sine(20000, 312.5);
-    const std::string attempt = "; capture 4096/8/2";
-    const std::string beside = "; beside 99900000";
-    const std::string back = "; back 100000000";
+    const std::string attempt = "; capture 4096/8/2", beside = "; beside 99900000", back = "; back 100000000";
     EXPECT_EQ(measure(good, good), "gain 0" + beside + attempt + back);
     const std::string retried = attempt + back + beside;
     EXPECT_TRUE(kphi_isGood(15000, 10000, methodCrossCorrelation)); // the channels may differ by half, and no more
@@ -110,25 +105,17 @@ TEST_F(KphiTest, AsksTheHardwareInOrder) {
     EXPECT_EQ(measure(good, good), "gain 0");
 }
 
-TEST_F(KphiTest, TheLongestRecordsAreCutToWhatItWorksOn) {
-    for (const uint32_t samples : {32768U, 65536U, UINT32_MAX}) {
-        meas_data.beatSamples = samples;
-        measure(triangle(20000, 400), triangle(20000, 400));
-        EXPECT_EQ(fake->samples, std::min(samples, 65535U));
-        EXPECT_NEAR(configPN.kphiA, ofTriangle(20000), 1);
-    }
-    const Signal alternating = [](uint32_t i) { return i % 2 == 0 ? 20000 : -20000; }; // as many crossings as can be
-    measure(alternating, alternating);
-    EXPECT_EQ(configPN.kphiA, 0);
-}
-
 TEST_F(KphiTest, WorksOnRecordsAtTheEdges) {
+    meas_data.beatSamples = UINT32_MAX; // cut to what it works on
+    measure(triangle(20000, 400), triangle(20000, 400));
+    EXPECT_EQ(fake->samples, 65535U);
+    EXPECT_NEAR(configPN.kphiA, ofTriangle(20000), 1);
+
     const std::array<uint16_t, 12> record = {32768, 32769, 33996, 33997, 32768, 31541,
                                              31540, 31539, 40000, 32768, 0,     65535};
     std::array<uint32_t, 5> items{};
     std::array<uint32_t, 2> few{};
-    ZeroCrossingList a{};
-    ZeroCrossingList b{};
+    ZeroCrossingList a{}, b{};
     arrayInit(&a, items);
     arrayInit(&b, few); // a full list drops what follows
     EXPECT_EQ(getZeroCrossings(record.data(), record.data(), record.size(), 2, &a, &b), 2);
@@ -138,11 +125,9 @@ TEST_F(KphiTest, WorksOnRecordsAtTheEdges) {
     std::array<uint16_t, 3> high = {32001, 40000, 40002};
     std::array<uint16_t, 3> full = {0, 65535, 7};
     EXPECT_EQ(measure_peakpeak(high.data(), high.size()), 8002U); // from 32000
-    EXPECT_EQ(measure_peakpeak(high.data(), 0), 0U);
     removeDC(high.data(), full.data(), high.size(), 2);
     EXPECT_EQ(high, (std::array<uint16_t, 3>{28768, 36767, 36769})); // 3233.5 is cut
     EXPECT_EQ(full, (std::array<uint16_t, 3>{0, 65535, 7}));
-    removeDC(nullptr, nullptr, 3, 2);
 }
 
 } // namespace
