@@ -39,7 +39,7 @@ protected:
     void attach(const std::vector<Spur>& spurs, const char* serial = secondGeneration, uint64_t seed = 1) {
         bench_ = std::make_unique<Bench>();
         // Flat where the lines are, which must not blur the crossings of the beat.
-        const Dut dut{100e6, 8, {{{1, -80}, {100, -120}, {1e3, floor}, {1e8, floor}}}, spurs, false};
+        const Dut dut{100e6, 8, {{{1, -80}, {100, -120}, {1e3, floor}, {1e8, floor}}}, spurs, {}};
         bench_init(bench_.get(), unitBoards_of(serial), {"", dut, {}}, seed);
         virtual_adapter_install(*bench_);
         tvstuff_seedRandom(static_cast<uint32_t>(seed));
