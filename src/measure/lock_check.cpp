@@ -8,6 +8,7 @@
 #include "measure/time_samples.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -21,6 +22,13 @@ constexpr uint32_t bothChannels = 2;
 constexpr int steadyRounds = 10;
 constexpr uint32_t steadySamples = 2048, steadyDivider = 4;
 constexpr double steadyReach = 0.64; // V around the centre
+
+// The long look, 16 ms to 34 ms: many periods of what slips. A phase that goes round has 0.71 of the detector constant,
+// one that wanders by 0.7 rad, where a loop begins to slip, 0.56.
+constexpr uint32_t longSamples = 4096, longDivider = 2048;
+constexpr double quietShare = 0.2, slippingShare = 0.63;
+constexpr int longLooks = 40, looksInARow = 3;           // a loop may still be on its way
+constexpr double slowestJudged_rad_s = 6.283185308 * 30; // a slower one takes many seconds to arrive
 
 struct Records {
     uint16_t *a = nullptr, *b = nullptr;
@@ -96,7 +104,53 @@ void takeNoiseOut(const Records& records) {
             lowPass10Percent(samples, count);
 }
 
+/// Root mean square around the record's own mean, counts: a slow loop may still be on its way to the centre.
+double effectiveValue(const uint16_t* samples, uint32_t count) {
+    double sum = 0, squares = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        const double deviation = static_cast<double>(samples[i]) - adcCentre;
+        sum += deviation;
+        squares += deviation * deviation;
+    }
+    const double mean = sum / count;
+    return std::sqrt(std::max(0.0, squares / count - mean * mean));
+}
+
+double shareOf(const uint16_t* samples, uint32_t count, double kphi) {
+    return samples == nullptr || !(kphi > 0) ? 0 : effectiveValue(samples, count) / kphi;
+}
+
+/// Effective value of the noisier channel over its detector constant; more than any sine without samples.
+double lookLong(Device* device) {
+    Records records;
+    records.count = getTimeSamples(device, &records.a, &records.b, longSamples, longDivider, meas_data.beatChannels);
+    if (records.count == 0)
+        return 1;
+    return std::max(shareOf(records.a, records.count, configPNPtr->kphiA),
+                    shareOf(records.b, records.count, configPNPtr->kphiB));
+}
+
+bool arrives(Device* device) {
+    for (int look = 0, holding = 0; look < longLooks; ++look) {
+        const double share = lookLong(device);
+        holding = share < slippingShare ? holding + 1 : 0;
+        if (share < quietShare || holding == looksInARow)
+            return true;
+    }
+    printd("    > lock_holds: the loops slip\n");
+    return false;
+}
+
 } // namespace
+
+bool lock_holds(Device* device) {
+    if (meas_data.loopWnA < slowestJudged_rad_s)
+        return true;
+    const bool holds = arrives(device);
+    Device_setPhaseNoiseSamples(device, meas_data.beatSamples);
+    Device_setPhaseNoiseDivider(device, meas_data.beatDivider);
+    return holds;
+}
 
 void checkLockQUAD(Device* device, uint32_t* lockA, uint32_t* lockB, int precaptured, uint32_t samples) {
     const uint32_t divider = configPNPtr->autoLoopBW != 0 ? automaticDivider : fixedDivider;

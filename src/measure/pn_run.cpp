@@ -122,8 +122,11 @@ int32_t findConstants(Device* device, MeasConfig* config) {
 
 int32_t closeLoops(Device* device, int attempts, PhaseClock* clock) {
     meas_data.locked = 0;
-    for (int attempt = 0; attempt < attempts && meas_data.locked == 0; ++attempt)
+    for (int attempt = 0; attempt < attempts && meas_data.locked == 0; ++attempt) {
         lock(device);
+        if (meas_data.locked != 0 && configPNPtr->pulseEnabled == 0 && !lock_holds(device))
+            meas_data.locked = 0;
+    }
     if (meas_data.locked == 0)
         return scpi::lockFailed;
     clock->stop("locking", &meas_data.tLock);
