@@ -26,11 +26,13 @@ struct SpiTransfer {
     std::span<const uint8_t> frame; // of a send; empty for a read
 };
 
-/// All calls are thread-safe.
+/// All calls are thread-safe; chip models, pin sources and interceptors are called under the bus's lock.
 class SpiBus final : public RtDevice {
 public:
-    /// Puts a chip on the bus; it stays the caller's and must outlive the bus. Reads reach it on the given segment
-    /// only, sends carry no segment and reach the chip that was attached last to the address with any.
+    SpiBus();
+
+    /// Puts a chip on the bus; it stays the caller's and must outlive the bus. It takes the sends to the address, which
+    /// carry no segment, from whoever had them, and the reads on the given segment.
     void attach(uint32_t address, SpiChip* chip, uint32_t segment = spiAnySegment);
 
     /// Level of a pin by the request that reads it; 0 at start. A source is asked at each reading.
@@ -41,19 +43,19 @@ public:
     [[nodiscard]] uint32_t selectDelay() const;
     [[nodiscard]] uint32_t triggerPulse() const; // as set for the I/O update: 0, 1 or 3
 
-    /// Transfers that reached a chip.
+    /// Transfers that a chip took.
     [[nodiscard]] uint64_t transfers() const;
-    /// Transfers and requests that nobody knew: no chip at the address or segment, a frame that the chip refused, an
-    /// unknown request or argument.
+    /// What the hardware does not know: no chip at the address or segment, a frame that the chip refused, a request or
+    /// an argument.
     [[nodiscard]] uint64_t faults() const;
-    /// The first few faults in words, a line each; empty if there were none.
+    /// The first faults in words, a line each; empty if there were none.
     [[nodiscard]] std::string faultTexts() const;
 
-    /// Sees each transfer before the chip; one for which it returns false fails without a fault and does not reach the
-    /// chip. Null lets everything through.
+    /// Sees each transfer before the chip. One for which it returns false fails without reaching the chip and is no
+    /// fault. An empty function lets everything through.
     void intercept(std::function<bool(const SpiTransfer&)> interceptor);
-    /// An interceptor: of the transfers from now on, lets the one with index `first` fail (0 is the next), and the
-    /// `count` - 1 after it.
+    /// Intercepts the transfers so that the one with index `first` from now on fails (0 is the next), and the `count` -
+    /// 1 after it.
     void failTransfers(uint64_t first, uint64_t count = 1);
 
     int ioctl(uint32_t request, uintptr_t argument) override;
@@ -68,37 +70,37 @@ private:
         std::vector<Reader> readers;
     };
     struct Pin {
-        uint32_t request;
+        uint32_t request = 0;
         std::function<uint32_t()> source;
     };
     struct Pass; // one transfer on its way
 
+    int transferRecord(uintptr_t argument, bool read);
     int transfer(const Pass& pass);
-    int sendList(const uint8_t* list);
-    int selectChip(uint32_t address);
+    int sendList(uintptr_t argument);
+    int runListOperation(const Pass& record);
+    int selectChip(uintptr_t address);
     int deselectChip();
-    int readPin(Pin* pin, uintptr_t argument);
-    int setRange(uint32_t* target, uintptr_t value, uint32_t low, const char* what);
-    int pulseIoUpdate(uint32_t trigger);
+    void pulseIoUpdate(uint32_t trigger);
+    int readPin(const Pin& pin, uintptr_t argument);
+    int setInRange(uint32_t* setting, uintptr_t value, uint32_t low, uint32_t high, const char* what);
+    int setTriggerPulse(uintptr_t value);
     int fault(const std::string& text);
-    Pin* findPin(uint32_t request);
-    SpiChip* findReader(uint32_t address, uint32_t segment);
+    [[nodiscard]] const Pin* findPin(uint32_t request) const;
+    [[nodiscard]] SpiChip* find(const Pass& pass) const;
 
-    mutable std::mutex mutex_;
+    mutable std::mutex mutex_; // guards all below
     std::array<Slot, spiAddresses> slots_;
     std::vector<SpiChip*> chips_; // each once
-    SpiChip* selected_ = nullptr;
+    SpiChip* selected_ = nullptr; // held by the firmware
     std::array<Pin, 4> pins_;
     uint32_t divider_ = 1;
     uint32_t selectDelay_ = 0;
     uint32_t triggerPulse_ = 0;
     uint64_t transfers_ = 0;
     uint64_t faults_ = 0;
-    std::vector<std::string> faultTexts_;
+    std::string faultTexts_;
     std::function<bool(const SpiTransfer&)> interceptor_;
-
-public:
-    SpiBus();
 };
 
 } // namespace vi

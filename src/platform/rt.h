@@ -45,8 +45,9 @@ int rt_event_create(RT_EVENT* event, const char* name, unsigned long initial, in
 int rt_event_delete(RT_EVENT* event);
 /// Sets the bits of `mask` and wakes whoever then has what he waits for.
 int rt_event_signal(RT_EVENT* event, unsigned long mask);
-/// Waits until all bits of `mask` are set and leaves them set; `found`, if not null, receives those of `mask` that
-/// were. `timeout` in nanoseconds, or rt_infinite; -ETIMEDOUT when it has passed.
+/// Waits, as a task (else -EPERM), until all bits of `mask` are set, and leaves them set; `found`, if not null,
+/// receives those of `mask` that were. `mode` is 0; `timeout` is in nanoseconds of the host, -ETIMEDOUT when it has
+/// passed, or rt_infinite.
 int rt_event_wait(RT_EVENT* event, unsigned long mask, unsigned long* found, int mode, RTIME timeout);
 /// Clears the bits of `mask`; `previous`, if not null, receives the bits as they were.
 int rt_event_clear(RT_EVENT* event, unsigned long mask, unsigned long* previous);
