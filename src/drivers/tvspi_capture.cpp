@@ -60,9 +60,32 @@ void append(uint8_t* list, const tvko_listRecord& head, const void* data) REQUIR
     closeList(list + tvspiCaptureUsage);
 }
 
-void flushCapture() {
-    tvspi_breakCapture();
-    tvspi_resumeCapture();
+/// Begins a break; returns the list that is to be sent then, null if there is none.
+uint8_t* enterBreak() REQUIRES(captureMutex) {
+    if (tvspiCaptureBreakDepth++ > 0)
+        return nullptr;
+    tvspiCaptureBreakBuffer = tvspiCaptureBuffer.exchange(nullptr);
+    if (tvspiCaptureBreakBuffer == nullptr || bufferTooSmall)
+        return nullptr;
+    recordPeak();
+    return tvspiCaptureBreakBuffer;
+}
+
+enum class Offer { noCapture, gathered, gatheredToSend, listFull, tooLarge };
+
+/// Appends a record if there is a capture and room. Out of room, a break has begun and `full` is the list to be sent.
+Offer offer(const tvko_listRecord& head, const void* data, uint8_t** full) {
+    MutexLock lock(captureMutex);
+    uint8_t* const list = tvspiCaptureBuffer;
+    if (list == nullptr)
+        return Offer::noCapture;
+    const uint64_t bytes = recordBytes(head.length) + endBytes;
+    if (tvspiCaptureUsage + bytes <= tvspiCaptureSize) {
+        append(list, head, data);
+        return tvspiCaptureConf == 0 ? Offer::gathered : Offer::gatheredToSend;
+    }
+    *full = enterBreak();
+    return bytes > tvspiCaptureSize ? Offer::tooLarge : Offer::listFull;
 }
 
 } // namespace
@@ -100,19 +123,13 @@ int tvspi_stopCapture() {
 
 int tvspi_breakCapture() {
     uint8_t* list = nullptr;
-    bool overflow = false;
     {
         MutexLock lock(captureMutex);
-        if (tvspiCaptureBreakDepth++ > 0)
-            return 0;
-        list = tvspiCaptureBuffer.exchange(nullptr);
-        tvspiCaptureBreakBuffer = list;
-        if (list == nullptr)
-            return 0;
-        recordPeak();
-        overflow = bufferTooSmall;
+        list = enterBreak();
+        if (tvspiCaptureBreakDepth == 1 && tvspiCaptureBreakBuffer != nullptr && bufferTooSmall)
+            return scpi::tooMuchData;
     }
-    return overflow ? scpi::tooMuchData : tvspi_sendCapture(list);
+    return tvspi_sendCapture(list);
 }
 
 int tvspi_resumeCapture() {
@@ -153,31 +170,21 @@ uint32_t tvspi_getCaptureSizeMax() {
 int tvspi_doCapture(uint32_t address, uint32_t length, uint32_t mode, const void* data) {
     if (tvspiCaptureBuffer == nullptr || (length != 0 && data == nullptr))
         return 0;
-    const uint64_t bytes = recordBytes(length);
     for (;;) {
-        {
-            MutexLock lock(captureMutex);
-            uint8_t* const list = tvspiCaptureBuffer;
-            if (list == nullptr) // another thread has ended the capture, or holds it in a break
-                return 0;
-            if (tvspiCaptureUsage + endBytes + bytes <= tvspiCaptureSize) {
-                append(list, {address, length, mode}, data);
-                return tvspiCaptureConf == 0 ? 1 : 0;
-            }
-            if (bytes + endBytes > tvspiCaptureSize)
-                break;
-        }
-        flushCapture();
+        uint8_t* full = nullptr;
+        const Offer outcome = offer({address, length, mode}, data, &full);
+        if (outcome == Offer::noCapture || outcome == Offer::gatheredToSend)
+            return 0;
+        if (outcome == Offer::gathered)
+            return 1;
+        tvspi_sendCapture(full);
+        const bool direct = outcome == Offer::tooLarge && address <= chipAddressMax;
+        if (direct)
+            tvspiSend(address, length, mode, data);
+        tvspi_resumeCapture();
+        if (outcome == Offer::tooLarge)
+            return direct ? 1 : 0; // an operation that no list can hold is the caller's
     }
-    // No list can hold it: behind those before it, straight to the bus.
-    if (address > chipAddressMax) {
-        flushCapture();
-        return 0;
-    }
-    tvspi_breakCapture();
-    tvspiSend(address, length, mode, data);
-    tvspi_resumeCapture();
-    return 1;
 }
 
 int tvstuff_delay_us_spi(uint32_t microseconds) {
