@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <deque>
 #include <mutex>
 
 namespace vi {
@@ -18,24 +19,16 @@ thread_local int taskMode = 0;
 
 struct Event {
     std::mutex mutex;
-    std::condition_variable changed; // bits, deleted or waiting
+    std::condition_variable set;
     unsigned long bits = 0;
-    bool deleted = false;
-    int waiting = 0;
 };
+
+std::mutex eventsMutex;
+std::deque<Event> events; // guarded by eventsMutex; they never move and are never given back
 
 Event* eventOf(const RT_EVENT* event) {
     // NOLINTNEXTLINE(performance-no-int-to-ptr): the handle is the boundary's, and opaque there
     return event != nullptr ? reinterpret_cast<Event*>(event->handle) : nullptr;
-}
-
-/// True when all of `mask` is set or the event is gone; false when `timeout` has passed.
-bool waitForBits(Event& event, std::unique_lock<std::mutex>& lock, unsigned long mask, RTIME timeout) {
-    const auto ended = [&] { return event.deleted || (event.bits & mask) == mask; };
-    if (timeout != rt_infinite)
-        return event.changed.wait_for(lock, std::chrono::nanoseconds(timeout), ended);
-    event.changed.wait(lock, ended);
-    return true;
 }
 
 } // namespace
@@ -69,62 +62,47 @@ int rt_task_set_mode(int clearMask, int setMask, int* previous) {
 int rt_event_create(RT_EVENT* event, const char*, unsigned long initial, int mode) {
     if (event == nullptr || mode != 0)
         return -EINVAL;
-    auto* const made = new vi::Event;
-    made->bits = initial;
-    event->handle = reinterpret_cast<uintptr_t>(made);
-    return 0;
-}
-
-int rt_event_delete(RT_EVENT* event) {
-    vi::Event* const found = vi::eventOf(event);
-    if (found == nullptr)
-        return -EINVAL;
-    event->handle = 0;
-    {
-        std::unique_lock lock(found->mutex);
-        found->deleted = true;
-        found->changed.notify_all();
-        found->changed.wait(lock, [&] { return found->waiting == 0; });
-    }
-    delete found;
+    const std::lock_guard lock(vi::eventsMutex);
+    vi::Event& made = vi::events.emplace_back();
+    made.bits = initial;
+    event->handle = reinterpret_cast<uintptr_t>(&made);
     return 0;
 }
 
 int rt_event_signal(RT_EVENT* event, unsigned long mask) {
-    vi::Event* const found = vi::eventOf(event);
-    if (found == nullptr)
+    vi::Event* const known = vi::eventOf(event);
+    if (known == nullptr)
         return -EINVAL;
-    const std::lock_guard lock(found->mutex);
-    found->bits |= mask;
-    found->changed.notify_all();
+    const std::lock_guard lock(known->mutex);
+    known->bits |= mask;
+    known->set.notify_all();
     return 0;
 }
 
 int rt_event_wait(RT_EVENT* event, unsigned long mask, unsigned long* found, int mode, RTIME timeout) {
-    vi::Event* const waited = vi::eventOf(event);
-    if (waited == nullptr || mode != 0)
+    vi::Event* const known = vi::eventOf(event);
+    if (known == nullptr || mode != 0)
         return -EINVAL;
     if (!vi::isTask)
         return -EPERM;
-    std::unique_lock lock(waited->mutex);
-    ++waited->waiting;
-    const bool ended = vi::waitForBits(*waited, lock, mask, timeout);
-    --waited->waiting;
+    std::unique_lock lock(known->mutex);
+    const auto allSet = [&] { return (known->bits & mask) == mask; };
+    if (timeout == rt_infinite)
+        known->set.wait(lock, allSet);
+    else
+        known->set.wait_for(lock, std::chrono::nanoseconds(timeout), allSet);
     if (found != nullptr)
-        *found = waited->bits & mask;
-    if (!waited->deleted)
-        return ended ? 0 : -ETIMEDOUT;
-    waited->changed.notify_all();
-    return -EIDRM;
+        *found = known->bits & mask;
+    return allSet() ? 0 : -ETIMEDOUT;
 }
 
 int rt_event_clear(RT_EVENT* event, unsigned long mask, unsigned long* previous) {
-    vi::Event* const found = vi::eventOf(event);
-    if (found == nullptr)
+    vi::Event* const known = vi::eventOf(event);
+    if (known == nullptr)
         return -EINVAL;
-    const std::lock_guard lock(found->mutex);
+    const std::lock_guard lock(known->mutex);
     if (previous != nullptr)
-        *previous = found->bits;
-    found->bits &= ~mask;
+        *previous = known->bits;
+    known->bits &= ~mask;
     return 0;
 }

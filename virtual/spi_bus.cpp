@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
+#include <sstream>
+#include <stdexcept>
 #include <thread>
 
 namespace vi {
@@ -19,13 +19,10 @@ constexpr uint32_t listAlignment = 4;
 constexpr uint32_t settingMax = 255; // of divider and delay
 constexpr uint64_t microsecond_ns = 1000;
 
-[[gnu::format(printf, 1, 2)]] std::string text(const char* format, ...) {
-    char line[160];
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(line, sizeof line, format, arguments);
-    va_end(arguments);
-    return line;
+template <class... Parts> std::string text(const Parts&... parts) {
+    std::ostringstream line;
+    (line << ... << parts);
+    return line.str();
 }
 
 /// What stands at an address that the firmware passed through the boundary.
@@ -77,8 +74,11 @@ void SpiBus::setPin(uint32_t request, uint32_t level) {
 void SpiBus::setPinSource(uint32_t request, std::function<uint32_t()> source) {
     const std::lock_guard lock(mutex_);
     for (Pin& pin : pins_)
-        if (pin.request == request)
+        if (pin.request == request) {
             pin.source = std::move(source);
+            return;
+        }
+    throw std::out_of_range(text("no pin ", request));
 }
 
 uint32_t SpiBus::bitrateDivider() const {
@@ -139,7 +139,7 @@ int SpiBus::ioctl(uint32_t request, uintptr_t argument) {
     }
     if (const Pin* pin = findPin(request); pin != nullptr)
         return readPin(*pin, argument);
-    return fault(text("unknown request %u", request));
+    return fault(text("unknown request ", request));
 }
 
 int SpiBus::transferRecord(uintptr_t argument, bool read) {
@@ -154,14 +154,14 @@ int SpiBus::transfer(const Pass& pass) {
     const char* const kind = pass.read ? "read" : "send";
     clock_spend(spiTransfer_ns);
     if (pass.data == nullptr || pass.length == 0 || pass.length > frameMax)
-        return fault(text("%s of %u bytes at address %u", kind, pass.length, pass.address));
+        return fault(text(kind, " of ", pass.length, " bytes at address ", pass.address));
     const std::span<const uint8_t> frame(pass.data, pass.read ? 0 : pass.length);
     if (interceptor_ && !interceptor_({pass.read, pass.address, pass.mode, pass.board, frame}))
         return -EIO;
     SpiChip* const chip = find(pass);
     if (chip == nullptr)
-        return fault(
-            text("nobody at address %u, segment %u (%s of %u bytes)", pass.address, pass.board, kind, pass.length));
+        return fault(text("nobody at address ", pass.address, ", segment ", pass.board, " (", kind, " of ", pass.length,
+                          " bytes)"));
     const bool held = chip == selected_;
     if (!held)
         chip->select(true);
@@ -170,8 +170,8 @@ int SpiBus::transfer(const Pass& pass) {
     if (!held)
         chip->select(false);
     if (!taken)
-        return fault(text("chip at address %u, segment %u refused a %s of %u bytes, mode %u", pass.address, pass.board,
-                          kind, pass.length, pass.mode));
+        return fault(text("chip at address ", pass.address, ", segment ", pass.board, " refused a ", kind, " of ",
+                          pass.length, " bytes, mode ", pass.mode));
     ++transfers_;
     return 0;
 }
@@ -187,7 +187,7 @@ int SpiBus::sendList(uintptr_t argument) {
             return 0;
         memcpy(&record, place, sizeof record);
         if (record.length > frameMax)
-            return fault(text("captured record of %u bytes", record.length));
+            return fault(text("captured record of ", record.length, " bytes"));
         const Pass pass{false, record.address, record.length, record.mode, 0, place + sizeof record, nullptr};
         if (const int error = record.address < spiAddresses ? transfer(pass) : runListOperation(pass); error != 0)
             return error;
@@ -203,7 +203,7 @@ int SpiBus::runListOperation(const Pass& record) {
         return 0;
     }
     if (record.address == tvko_listDelay || record.address > tvko_listDelay)
-        return fault(text("captured operation %u of %u bytes", record.address, record.length));
+        return fault(text("captured operation ", record.address, " of ", record.length, " bytes"));
     pulseIoUpdate(record.address == tvko_listIoUpdateTriggered ? 1 : 0);
     return 0;
 }
@@ -211,7 +211,7 @@ int SpiBus::runListOperation(const Pass& record) {
 int SpiBus::selectChip(uintptr_t address) {
     SpiChip* const chip = address < spiAddresses ? slots_[address].writer : nullptr;
     if (chip == nullptr)
-        return fault(text("select of address %u", static_cast<unsigned>(address)));
+        return fault(text("select of address ", address));
     if (chip == selected_)
         return 0;
     deselectChip();
@@ -234,21 +234,21 @@ void SpiBus::pulseIoUpdate(uint32_t trigger) {
 
 int SpiBus::readPin(const Pin& pin, uintptr_t argument) {
     if (argument == 0)
-        return fault(text("pin %u without room for its value", pin.request));
+        return fault(text("pin ", pin.request, " without room for its value"));
     *at<uint32_t>(argument) = pin.source();
     return 0;
 }
 
 int SpiBus::setInRange(uint32_t* setting, uintptr_t value, uint32_t low, uint32_t high, const char* what) {
     if (value < low || value > high)
-        return fault(text("%s %lu", what, static_cast<unsigned long>(value)));
+        return fault(text(what, " ", value));
     *setting = static_cast<uint32_t>(value);
     return 0;
 }
 
 int SpiBus::setTriggerPulse(uintptr_t value) {
     if (value != 0 && value != 1 && value != 3)
-        return fault(text("trigger pulse %lu", static_cast<unsigned long>(value)));
+        return fault(text("trigger pulse ", value));
     triggerPulse_ = static_cast<uint32_t>(value);
     return 0;
 }

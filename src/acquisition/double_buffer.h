@@ -56,7 +56,8 @@ void DOUBLE_BUFFER_setFlipMode(DoubleBuffer* buffer, uint32_t mode);
 
 /// Returns the bytes of the block at `data`, which stays the reader's until the close; 0 if there is none.
 uint32_t DOUBLE_BUFFER_openRead(DoubleBuffer* buffer, uint8_t** data);
-/// Frees the block's half. Without a block, does nothing.
+/// Frees the half of the block that is there, so only for a block that an open has told: one that was published since
+/// is lost. Without a block, does nothing.
 void DOUBLE_BUFFER_closeRead(DoubleBuffer* buffer);
 
 /// Waits until a block has been published since the last wait; both halves may have been by then. Returns 0.

@@ -138,7 +138,7 @@ uint64_t tvmath_div_uint128(tvmath_uint128 n, uint64_t divisor, uint64_t* remain
 uint64_t tvmath_fraction_uint128(tvmath_uint128 n, tvmath_uint128 d) {
     if (wide(n) >= wide(d))
         return UINT64_MAX;
-    const int shift = d.high != 0 ? std::countl_zero(d.high) : 64 + std::countl_zero(d.low);
+    const int shift = d.high != 0 ? std::countl_zero(d.high) : 64 + (std::countl_zero(d.low) & 63); // d is not 0
     const Wide numerator = wide(n) << shift;
     const Wide denominator = wide(d) << shift;
     const auto high = static_cast<uint64_t>(denominator >> 64);

@@ -41,8 +41,6 @@ inline constexpr RTIME rt_infinite = 0;
 
 /// `name` may be null; mode 0 serves waiting tasks in the order in which they came.
 int rt_event_create(RT_EVENT* event, const char* name, unsigned long initial, int mode);
-/// Fails those who wait.
-int rt_event_delete(RT_EVENT* event);
 /// Sets the bits of `mask` and wakes whoever then has what he waits for.
 int rt_event_signal(RT_EVENT* event, unsigned long mask);
 /// Waits, as a task (else -EPERM), until all bits of `mask` are set, and leaves them set; `found`, if not null,
