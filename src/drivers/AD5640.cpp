@@ -9,7 +9,6 @@
 namespace {
 
 constexpr char name[] = "AD5640";
-constexpr uint32_t clockPhase = 1; // of the mode word
 
 struct Variant {
     Field data;
@@ -68,9 +67,7 @@ int AD5640_setOpMode(AD5640* chip, uint32_t mode) {
 }
 
 int AD5640_writeValue(const AD5640* chip) {
-    ChipBus bus = chip->bus;
-    bus.mode |= clockPhase;
-    return chip_send(&bus, name, chip->value, variantOf(chip).frameBytes);
+    return chip_send(&chip->bus, name, chip->value, variantOf(chip).frameBytes, chip_clockPhase);
 }
 
 void AD5640_printErrMsg(const AD5640* chip, const char* what) {

@@ -28,17 +28,17 @@ void chip_printInfo(const ChipBus* bus, const char* chipName) {
     printf("%s\n\taddress: %u\n\tboard: %u\n\tmode: %u\n", chipName, bus->address, bus->board, bus->mode);
 }
 
-int chip_sendBytes(const ChipBus* bus, const char* chipName, const uint8_t* bytes, size_t length) {
-    if (tvspiSend(bus->address, static_cast<uint32_t>(length), bus->mode, bytes) == 0)
+int chip_sendBytes(const ChipBus* bus, const char* chipName, const uint8_t* bytes, size_t length, uint32_t modeBits) {
+    if (tvspiSend(bus->address, static_cast<uint32_t>(length), bus->mode | modeBits, bytes) == 0)
         return 0;
     chip_printErrMsg(bus, chipName, "SPI write failed");
     return scpi::executionError;
 }
 
-int chip_send(const ChipBus* bus, const char* chipName, uint64_t frame, size_t length) {
+int chip_send(const ChipBus* bus, const char* chipName, uint64_t frame, size_t length, uint32_t modeBits) {
     std::array<uint8_t, frameMax> bytes;
     chip_toMemory(frame, bytes.data(), length);
-    return chip_sendBytes(bus, chipName, bytes.data(), length);
+    return chip_sendBytes(bus, chipName, bytes.data(), length, modeBits);
 }
 
 uint64_t chip_receive(const ChipBus* bus, const char* chipName, size_t length) {

@@ -17,6 +17,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 
 struct ChipBus {
     uint32_t address; // on the bus, see tvspi.h
@@ -32,12 +33,25 @@ void chip_printErrMsg(const ChipBus* bus, const char* chipName, const char* what
 /// Heading of NAME_printInfo.
 void chip_printInfo(const ChipBus* bus, const char* chipName);
 
-/// A frame of up to 8 bytes, its last bit in bit 0 of `frame`. Returns 0 or -200, told on the error output.
-int chip_send(const ChipBus* bus, const char* chipName, uint64_t frame, size_t length);
+/// Bit of the mode word for chips that take data on the falling edge.
+inline constexpr uint32_t chip_clockPhase = 1;
+
+/// A frame of up to 8 bytes, its last bit in bit 0 of `frame`. `modeBits` are ORed into the chip's mode word. Returns 0
+/// or -200, told on the error output.
+int chip_send(const ChipBus* bus, const char* chipName, uint64_t frame, size_t length, uint32_t modeBits = 0);
 /// The same with the bytes as they lie in memory, any number of them.
-int chip_sendBytes(const ChipBus* bus, const char* chipName, const uint8_t* bytes, size_t length);
+int chip_sendBytes(const ChipBus* bus, const char* chipName, const uint8_t* bytes, size_t length,
+                   uint32_t modeBits = 0);
 /// Reads a frame of up to 8 bytes; its last bit comes in bit 0. A failure is told and gives 0.
 uint64_t chip_receive(const ChipBus* bus, const char* chipName, size_t length);
+
+/// Result of an operation that takes several steps, each of which was done: the first that is not 0.
+constexpr int chip_firstFailure(std::initializer_list<int> results) {
+    for (const int result : results)
+        if (result != 0)
+            return result;
+    return 0;
+}
 
 /// The first `length` bytes of `frame` as they lie in memory: least significant byte first.
 void chip_toMemory(uint64_t frame, uint8_t* bytes, size_t length);
