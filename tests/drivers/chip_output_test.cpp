@@ -21,6 +21,8 @@ template <class F> double waited_us(const SpiBus& bus, F operation) {
 TEST_F(Chips, DacsDriveTheRatioThatWasSet) {
     AD5640_setValue(&chips.dac14, 9000);
     EXPECT_DOUBLE_EQ(dac14Model.ratio(), 9000.0 / 16384);
+    AD5640_setValue(&chips.dac16, 8192);
+    EXPECT_DOUBLE_EQ(dac16Model.ratio(), 0.5);
     AD5640_setValue16(&chips.dac16, 0xC001);
     EXPECT_DOUBLE_EQ(dac16Model.ratio(), 0xC001 / 65536.0);
     for (const uint32_t mode : {1U, 2U, 3U, 0U}) {
