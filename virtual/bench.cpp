@@ -278,6 +278,13 @@ std::span<const SpectrumPoint> bench_fetchStage(Bench* bench, uint32_t stage) {
     return bench->stages[stage].buffer;
 }
 
+void bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot) {
+    const Guard guard(bench->mutex);
+    refreshDut(bench);
+    if (snapshot->version != bench->settingsVersion)
+        *snapshot = {bench->settingsVersion, bench->chain, bench->dutFile.dut, locked(bench)};
+}
+
 void bench_stopCapture(Bench* bench) {
     const Guard guard(bench->mutex);
     if (!bench->captureRunning)

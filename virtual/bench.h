@@ -116,6 +116,16 @@ void bench_startCapture(Bench* bench);
 /// Ends a running capture at once; its waiter returns. From any thread.
 void bench_stopCapture(Bench* bench);
 
+/// What the spectra of a moment are drawn from.
+struct BenchSnapshot {
+    uint64_t version = UINT64_MAX; // changes whenever the rest does
+    SignalChain chain{};
+    Dut dut{};
+    bool carrier = false; // as chain_expect takes it
+};
+/// Brings the snapshot up to now.
+void bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot);
+
 /// What a capture takes with these settings, in seconds.
 [[nodiscard]] double bench_captureTime_s(const UnitBoards& boards, const FdSettings& settings);
 
