@@ -72,7 +72,7 @@ TEST(Startup, OpensTheBusAndLetsGoOfItOnTheWayOut) {
     const std::string started = "bus 57384 40\n" + std::string(running);
     EXPECT_EQ(withBus.printed(running), started);
     kill(withBus.process, SIGTERM);
-    EXPECT_EQ(withBus.printed(), started + "Got signal 15\nexit_TV()\nbus closed\n");
+    EXPECT_EQ(withBus.printed("bus closed\n"), started + "Got signal 15\nexit_TV()\nbus closed\n");
     EXPECT_EQ(withBus.wait(), 0);
     vi::rtdm_unregister(&bus);
 }
