@@ -1,4 +1,3 @@
-#include "core/tvdebug.h"
 #include "drivers/tvspi.h"
 #include "tests/drivers/fake_module.h"
 
@@ -128,22 +127,6 @@ TEST_F(Capture, InnerStartsBreaksAndTheirEndsOnlyCount) {
     EXPECT_EQ(tvspi_stopCapture(), -200);
     EXPECT_EQ(tvspi_sendCapture(buffer), 0);
     EXPECT_EQ(lists.back(), sendRecord(5));
-}
-
-TEST_F(Capture, MisuseIsTold) {
-    tvdebug_enable();
-    testing::internal::CaptureStdout();
-    (void)tvspi_stopCapture();
-    (void)tvspi_resumeCapture();
-    tvspi_startCapture(buffer, sizeof buffer, 0);
-    (void)tvspi_breakCapture();
-    (void)tvspi_stopCapture();
-    tvdebug_disable();
-    fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "tvspi_stopCapture() error: stop exceeds start\n"
-              "tvspi_resumeCapture() error: resume exceeds break\n"
-              "tvspi_stopCapture() error: can't stop capture while in break mode\n");
 }
 
 TEST_F(Capture, AFullListIsSentAndWhatNoListHoldsGoesStraight) {

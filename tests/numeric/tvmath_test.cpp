@@ -119,43 +119,26 @@ TEST(Math, GreatestCommonDivisorAgreesWithEuclid) {
     }
 }
 
-TEST(Math, WideQuotientsAreExactAndHoldAtTheEnd) {
-    __extension__ using Wide = unsigned __int128;
-    const auto wide = [](const tvmath_uint128& n) { return Wide(n.high) << 64 | n.low; };
-    std::mt19937_64 random(7);
-    // Few or nearly all bits set: there the estimates of long division miss most.
-    const auto word = [&]() -> uint64_t {
-        const uint64_t any = random();
-        switch (random() % 4) {
-        case 0: return any;
-        case 1: return any >> random() % 64;
-        case 2: return ~uint64_t{0} << random() % 64;
-        default: return uint64_t{1} << random() % 64;
-        }
-    };
-    for (int i = 0; i < 200000; ++i) {
-        const tvmath_uint128 n{word(), word()}, d{word(), word() >> random() % 64};
-        uint64_t rest = 0;
-        const uint64_t quotient = tvmath_div_uint128(n, d.low, &rest);
-        if (n.high < d.low) {
-            ASSERT_EQ(Wide(quotient) * d.low + rest, wide(n));
-            ASSERT_LT(rest, d.low);
-        } else {
-            ASSERT_EQ(quotient, UINT64_MAX);
-        }
-        // fraction * d <= n * 2^64 < (fraction + 1) * d, of 192 bits each: the upper 128 and the lower 64.
-        const uint64_t fraction = tvmath_fraction_uint128(n, d);
-        if (wide(n) >= wide(d)) {
-            ASSERT_EQ(fraction, UINT64_MAX);
-            continue;
-        }
-        const Wide low = Wide(fraction) * d.low;
-        const Wide upper = Wide(fraction) * d.high + uint64_t(low >> 64); // at most n, so it does not wrap
-        ASSERT_TRUE(upper < wide(n) || (upper == wide(n) && uint64_t(low) == 0));
-        const Wide missing = wide(n) - upper - (uint64_t(low) != 0); // of the upper part; the lower adds up to 2^64
-        const Wide missingLow = uint64_t(0) - uint64_t(low);
-        ASSERT_TRUE(missing < d.high || (missing == d.high && uint64_t(missingLow) < d.low));
+TEST(Math, WideQuotientsHoldAtTheEndsAndWhereEstimatesMissMost) {
+    const struct {
+        tvmath_uint128 n;
+        uint64_t divisor, quotient, rest;
+    } quotients[] = {{{5, 0}, 0, UINT64_MAX, 0},
+                     {{0, 7}, 7, UINT64_MAX, 0},
+                     {{UINT64_MAX, 6}, 7, UINT64_MAX, 6},
+                     {{2, UINT64_MAX - 1}, UINT64_MAX, UINT64_MAX, 1},
+                     {{5, 3}, 7, 7905747460161236407U, 4}};
+    for (const auto& c : quotients) {
+        uint64_t rest = 1;
+        EXPECT_EQ(tvmath_div_uint128(c.n, c.divisor, &rest), c.quotient) << c.n.high << ' ' << c.divisor;
+        EXPECT_EQ(rest, c.rest);
     }
+    // Where the high word of the divisor alone gives a digit that is too large, and where it gives the largest.
+    const uint64_t top = uint64_t{1} << 63;
+    EXPECT_EQ(tvmath_fraction_uint128({0, top - 1}, {UINT64_MAX, top}), UINT64_MAX - 3);
+    EXPECT_EQ(tvmath_fraction_uint128({UINT64_MAX - 1, top}, {UINT64_MAX, top}), UINT64_MAX);
+    for (const tvmath_uint128 d : {tvmath_uint128{0, 0}, {7, 3}, {6, 3}})
+        EXPECT_EQ(tvmath_fraction_uint128({7, 3}, d), UINT64_MAX) << "no fraction";
 }
 
 } // namespace
