@@ -66,14 +66,15 @@ struct AdfpgaSettings {
 
 struct TVPN_ADFPGA {
     uint32_t version; // 0 up to 1C (free-running reference), 1 and 2 1D and 1E (reference PLL), 3 and above from 2A on
-    SRI sri;          // control lines
-    SRO sro;          // status lines
-    AD9512 clock;     // first generation
-    AD9268 adc;       // first generation
-    AD9467 adcA;      // second generation
-    AD9467 adcB;      // second generation
-    ADF4002 referencePll; // first generation from 1D on
-    LTC6950 ltc6950;      // second generation
+    Mutex controlMutex;                   // a client may switch the reference while a capture sets up the ADCs
+    SRI sri GUARDED_BY(controlMutex);     // control lines
+    SRO sro;                              // status lines
+    AD9512 clock;                         // first generation
+    AD9268 adc GUARDED_BY(controlMutex);  // first generation
+    AD9467 adcA GUARDED_BY(controlMutex); // second generation
+    AD9467 adcB GUARDED_BY(controlMutex); // second generation
+    ADF4002 referencePll;                 // first generation from 1D on
+    LTC6950 ltc6950;                      // second generation
 
     // The sample stream. The owner alone reads; whoever cancels takes streamMutex, so that he never stops a block that
     // comes after the one he meant.
@@ -96,6 +97,7 @@ struct TVPN_ADFPGA {
     std::array<Shared<uint32_t>, adfpga_stagesMax> fdBufferSize; // points in them
     tv_abstime hStartTime;                                       // of the block transfer
     double hTimeout;                                             // of the block transfer, s
+    uint32_t hChannel;                                           // tdChannel of the block transfer
     Shared<uint32_t> refInternal;                                // 1: sample clock on the internal 10 MHz
     Shared<uint32_t> resetCount;
 

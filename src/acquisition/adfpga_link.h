@@ -2,8 +2,8 @@
 /// The two links to the acquisition board, and the task that moves blocks in the background.
 ///
 /// Between a listen and the end of its reception only the thread that owns the stream may use it. Locks, outermost
-/// first: joinMutex, completeMutex, streamMutex; no two are held together but for a join, which waits for the task with
-/// joinMutex held.
+/// first: joinMutex, completeMutex, streamMutex. A join waits for the task with joinMutex held; the task takes the
+/// others only.
 
 #include "acquisition/TVPN_ADFPGA.h"
 
@@ -34,6 +34,9 @@ int TVPN_ADFPGA_listenSsc_nonrt(TVPN_ADFPGA* board, uint32_t bytes, uint32_t tim
 int TVPN_ADFPGA_receiveSsc_rt(TVPN_ADFPGA* board, void* buffer, uint32_t maxBytes, uint32_t* received);
 /// The same from a thread in secondary mode, which it is again afterwards.
 int TVPN_ADFPGA_receiveSsc(TVPN_ADFPGA* board, void* buffer, uint32_t maxBytes, uint32_t* received);
+/// Sends a command that is answered by a text of `bytes` bytes over the stream. Returns 0, -200 or -365.
+int TVPN_ADFPGA_receiveStreamText(TVPN_ADFPGA* board, const char* command, uint32_t timeoutUs, char* text,
+                                  uint32_t bytes);
 void TVPN_ADFPGA_closeSsc(TVPN_ADFPGA* board);
 /// Ends the block that is being received, from any thread. Without one nothing happens.
 void TVPN_ADFPGA_cancelSsc(TVPN_ADFPGA* board);

@@ -42,6 +42,12 @@ int openForBlock(uint32_t bytes, uint32_t timeoutUs) {
     return -1;
 }
 
+void closeDevice(TVPN_ADFPGA* board) REQUIRES(board->streamMutex) {
+    if (board->sscFd >= 0)
+        rt_dev_close(board->sscFd);
+    board->sscFd = -1;
+}
+
 } // namespace
 
 PrimaryMode::PrimaryMode() {
@@ -54,7 +60,10 @@ PrimaryMode::~PrimaryMode() {
 }
 
 int TVPN_ADFPGA_listenSsc_nonrt(TVPN_ADFPGA* board, uint32_t bytes, uint32_t timeoutUs) {
-    TVPN_ADFPGA_closeSsc(board); // left open by a block transfer whose client is gone
+    {
+        MutexLock lock(board->streamMutex);
+        closeDevice(board); // left open by a block transfer whose client is gone
+    }
     board->sscRemaining = 0;
     const int fd = openForBlock(bytes, timeoutUs);
     if (fd < 0)
@@ -92,9 +101,7 @@ int TVPN_ADFPGA_receiveSsc(TVPN_ADFPGA* board, void* buffer, uint32_t maxBytes, 
 
 void TVPN_ADFPGA_closeSsc(TVPN_ADFPGA* board) {
     MutexLock lock(board->streamMutex);
-    if (board->sscFd >= 0)
-        rt_dev_close(board->sscFd);
-    board->sscFd = -1;
+    closeDevice(board);
     board->sscState = sscClosed;
 }
 
@@ -114,6 +121,10 @@ void adfpga_finishSsc(TVPN_ADFPGA* board) {
     {
         MutexLock lock(board->streamMutex);
         uint32_t valid = 0;
+        if (board->sscFd >= 0) {
+            const PrimaryMode primary;
+            rt_dev_read(board->sscFd, nullptr, 0); // the driver settles its count
+        }
         if (board->sscFd >= 0 && rt_dev_ioctl(board->sscFd, requestValidBytes, &valid) >= 0)
             board->validSscBytes = valid;
     }

@@ -48,8 +48,11 @@ void TVPN_ADFPGA_startTransferTask(TVPN_ADFPGA* board, adfpga_transferBody body)
         board->transferStatus = 0;
         board->transferComplete = 0;
     }
-    board->transferRunning = 1;
-    tvstuffPthreadCreate(&board->transferThread, body, board, taskStack);
+    board->transferThread = {};
+    tvstuffPthreadCreate(&board->transferThread, body, board, taskStack); // its result does not tell of the thread
+    board->transferRunning = board->transferThread != pthread_t{} ? 1 : 0;
+    if (board->transferRunning == 0)
+        TVPN_ADFPGA_exitTransferTask(board, scpi::executionError);
 }
 
 void TVPN_ADFPGA_exitTransferTask(TVPN_ADFPGA* board, int status) {
@@ -78,9 +81,10 @@ int TVPN_ADFPGA_joinTransferTask_timeout(TVPN_ADFPGA* board, int* status, uint64
 }
 
 void TVPN_ADFPGA_cancelTransferTask(TVPN_ADFPGA* board) {
-    board->transferCancel = 1;
-    // The task may be between two blocks, or on its way into a read, when it is asked to stop: ask until it has.
+    // The task may be between two blocks, or on its way into a read, when it is asked to stop: ask until it has. The
+    // end of another thread's cancel must not make it go on meanwhile.
     do {
+        board->transferCancel = 1;
         TVPN_ADFPGA_cancelSsc(board);
         adfpga_wakeRings(board);
     } while (!awaitCompletion(board, cancelRetry_us));
