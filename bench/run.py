@@ -117,12 +117,26 @@ def rates_of(program):
     return {row["name"]: row.get("items_per_second") for row in json.loads(output.stdout)["benchmarks"]}
 
 
+def results_figures():
+    """Median milliseconds of one run of each benchmark of the results, by its name."""
+    command = [BUILD / "bench/results_bench", "--benchmark_format=json", "--benchmark_repetitions=9",
+               "--benchmark_report_aggregates_only"]
+    output = subprocess.run(command, capture_output=True, check=True)
+    return {
+        row["run_name"]: 1e3 / row["items_per_second"]
+        for row in json.loads(output.stdout)["benchmarks"]
+        if row["aggregate_name"] == "median"
+    }
+
+
 NOTES = """
 The rates over TCP are bounded by the machine: where the echo of a line of 20 commands is slower than a wanted absolute
 rate, no server reaches it, and the ratio is what counts. The wanted 2,000,000 and 1,700,000 commands/s come from a machine
 whose echo runs at 5.4 million (a good single-threaded SCPI library reaches 2.6 million there, 0.48 of the echo), so they
 stand for ratios of 0.37 and 0.31. The two engine rows tell what the commands themselves cost: one link in memory, no
 socket, no hand-over between threads.
+
+A save is timed with the sums of the one capture before it.
 
 Resident memory is that of the sandbox, where the process may not lock its memory; with all of its memory locked the pool
 of 10 MB and the thread stacks come on top.
@@ -155,6 +169,8 @@ def main():
     echo_sets = pinned["echo of 20 SENS:PN:AVER 5 (sets)"]
     engine = rates_of("engine_bench")
     bus = rates_of("bus_bench")
+    results = results_figures()
+    slowest_figure = max(value for name, value in results.items() if name.startswith("figure/"))
     figures = [
         ("`*IDN?` round trips, client and server on one processor",
          f"{idn[0]:,.0f}/s, p99 {idn[1]:.1f} us", f"echo {echo[0]:,.0f}/s, p99 {echo[1]:.1f} us",
@@ -173,6 +189,13 @@ def main():
          f"{start * 1e3:.0f} ms", "", "", "150 ms"),
         ("default run, INIT to trace fetched", f"{default_run * 1e3:.1f} ms", "", "", "20 ms"),
         ("10 Hz to 50 MHz, 1000 correlations, 10 averages", f"{long_run:.2f} s", "", "", "1.5 s"),
+        ("a save at 961 points, without spur detection", f"{results['save/plain']:.3f} ms", "", "", ""),
+        ("the same with it, 64 lines", f"{results['save/spurs']:.3f} ms", "", "", "1.5 ms"),
+        ("the same over single records, 64 lines and false spurs", f"{results['save/singleRecords']:.3f} ms", "", "",
+         "1.5 ms"),
+        ("the slowest figure over a trace of 961 points (integral, jitter, residual FM)",
+         f"{slowest_figure:.3f} ms", "", "", "0.1 ms"),
+        ("Allan deviation of 961 points", f"{results['allanDeviation']:.1f} ms", "", "", "20 ms"),
         ("processor time while idle and connected", f"{idle * 100:.3f} %", "", "", "0.2 % of one core"),
         ("resident memory, virtual hardware included", f"{resident / MIB:.1f} MiB", "", "", "40 MiB"),
         ("SPI register write, from the driver to the chip's model", f"{bus['registerWrite']:,.0f} writes/s", "", "",

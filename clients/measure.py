@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Measures the phase noise of the device under test and shows the result: figures, a CSV file and a picture."""
+"""Measures the phase noise of the device under test and shows the result: figures, CSV files and pictures."""
 
 import argparse
 import sys
@@ -8,14 +8,14 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 
-from clients import measurement
+from clients import measurement, report
 from clients.dut_table import DutTable
 from clients.instrument import DEFAULT_PORT, Instrument, InstrumentError
-from clients.text import engineering_hz
 
 FAILED_RUN = 2  # the instrument ran and reported an error
 NOT_REACHED = 3  # no connection, or it was lost
 BAR_CELLS = 30
+MOST_SPURS = 20  # listed on the terminal; the CSV file has them all
 
 
 class ProgressBar:
@@ -55,7 +55,7 @@ def host_and_port(text):
     return host, int(port) if port else DEFAULT_PORT
 
 
-def parser():
+def arguments(words=None):
     setup = measurement.Setup()
     options = argparse.ArgumentParser(description=__doc__)
     options.add_argument(
@@ -79,9 +79,21 @@ def parser():
         "--reference", choices=("NORM", "LN", "HIGH", "EXT"), help="which internal references, or external ones"
     )
     group.add_argument("--smoothing", metavar="PERCENT", type=float, help="aperture as a share of the trace; 0 is off")
+    group.add_argument(
+        "--no-spurs", action="store_true", help="leave discrete lines in the noise instead of listing them"
+    )
+    group.add_argument(
+        "--range",
+        metavar=("FROM", "TO"),
+        type=float,
+        nargs=2,
+        help="offsets, Hz, between which noise is integrated and the Allan deviation computed (the whole trace)",
+    )
     group = options.add_argument_group("results")
-    group.add_argument("--csv", metavar="FILE", help="write the trace as comma-separated values")
-    group.add_argument("--png", metavar="FILE", help="draw the trace")
+    group.add_argument("--csv", metavar="FILE", help="write trace, spurs and figures as comma-separated values")
+    group.add_argument("--png", metavar="FILE", help="draw trace and spurs, with the figures")
+    group.add_argument("--allan-csv", metavar="FILE", help="write the Allan deviation as comma-separated values")
+    group.add_argument("--allan-png", metavar="FILE", help="draw the Allan deviation")
     group.add_argument("--dut", metavar="FILE", help="draw this DUT file's true noise as a thin line")
     group.add_argument(
         "--spots",
@@ -91,15 +103,35 @@ def parser():
         default=[10.0**n for n in range(8)],
         help="offsets of the spot values (decades)",
     )
-    return options
+    given = options.parse_args(words)
+    if given.range and not 0 < given.range[0] < given.range[1]:
+        options.error("--range: FROM must be positive and below TO")
+    return given
 
 
-def print_figures(trace):
-    print(trace.identity)
-    print(f"carrier  {trace.carrier_hz / 1e6:.6f} MHz")
-    print(f"level    {trace.power_dbm:.2f} dBm")
-    for offset, level in trace.spots:
-        print(f"{engineering_hz(offset):>8} {level:8.2f} dBc/Hz")
+def write_trace(trace, table, options):
+    if options.csv:
+        trace.write_csv(options.csv)
+        print(f"wrote {options.csv}")
+    if options.png:
+        from clients import plot  # takes a moment to load, and not every use draws
+
+        plot.draw_trace(trace, options.png, table)
+        print(f"wrote {options.png}")
+
+
+def write_allan_deviation(allan, trace, options):
+    if not allan.taus_s:
+        print("no Allan deviation: its range of offsets holds less than two points of the trace")
+        return
+    if options.allan_csv:
+        allan.write_csv(options.allan_csv, trace)
+        print(f"wrote {options.allan_csv}")
+    if options.allan_png:
+        from clients import plot
+
+        plot.draw_allan_deviation(allan, trace, options.allan_png)
+        print(f"wrote {options.allan_png}")
 
 
 def measure(options):
@@ -111,6 +143,8 @@ def measure(options):
         points_per_decade=options.ppd,
         reference=options.reference,
         smoothing_percent=options.smoothing,
+        list_spurs=not options.no_spurs,
+        function_range_hz=tuple(options.range) if options.range else None,
     )
     table = DutTable.read(options.dut) if options.dut else None
     with Instrument(*options.address) as instrument:
@@ -124,19 +158,17 @@ def measure(options):
         finally:
             bar.end()
         trace = measurement.fetch(instrument, setup, options.spots)
-    print_figures(trace)
-    if options.csv:
-        trace.write_csv(options.csv)
-        print(f"wrote {options.csv}")
-    if options.png:
-        from clients import plot  # takes a moment to load, and not every use draws
-
-        plot.draw(trace, options.png, table)
-        print(f"wrote {options.png}")
+        for line in report.text_lines(trace, MOST_SPURS):
+            print(line)
+        write_trace(trace, table, options)  # before more is asked of the instrument
+        if options.allan_csv or options.allan_png:
+            write_allan_deviation(measurement.fetch_allan_deviation(instrument, trace), trace, options)
 
 
 def main(words=None):
-    options = parser().parse_args(words)
+    options = arguments(words)
+    for stream in (sys.stdout, sys.stderr):
+        stream.reconfigure(errors="replace")  # where there is no µ
     try:
         measure(options)
     except InstrumentError as error:

@@ -1,82 +1,20 @@
 """A phase noise measurement from set-up to trace, on a connected Instrument."""
 
-import csv
+import math
 import time
-from dataclasses import dataclass, field
+from collections.abc import Callable
 from datetime import datetime, timezone
 
-from clients.instrument import NO_ERROR, InstrumentError
+from clients.instrument import NO_ERROR, Instrument, InstrumentError
+from clients.results import AllanDeviation, Integrals, Spur, Trace
+from clients.setup import Setup
 
 TIMEOUT = -393416  # what a wait leaves in the error queue when the run has not ended in time
 POLL_S = 0.05
+NO_LEVEL = -1000.0  # dBc/Hz, for an offset outside of the trace or without data
 
 
-@dataclass
-class Setup:
-    """What to measure. None leaves the instrument's own value; it clamps what lies outside its limits."""
-
-    start_hz: float = 10.0
-    stop_hz: float = 50e6
-    averages: int = 1  # traces averaged in dB
-    correlations: int = 10  # cross-correlations of the lowest stage; more lower the instrument's own noise
-    points_per_decade: int | None = None
-    reference: str | None = None  # NORM, LN (low noise), HIGH, EXT
-    smoothing_percent: float | None = None  # share of the trace that one point is averaged over; 0 switches it off
-
-    def commands(self):
-        yield "SENS:MODE PN"
-        if self.reference is not None:
-            yield f"SENS:PN:REF {self.reference}"
-        if self.points_per_decade is not None:
-            yield f"SENS:PN:PPD {self.points_per_decade}"
-        yield f"SENS:PN:FREQ:STAR {self.start_hz!r}"
-        yield f"SENS:PN:FREQ:STOP {self.stop_hz!r}"
-        yield f"SENS:PN:CORR {self.correlations}"
-        yield f"SENS:PN:AVER {self.averages}"
-        if self.smoothing_percent is not None:
-            yield f"SENS:PN:SMO:STAT {'ON' if self.smoothing_percent > 0 else 'OFF'}"
-            if self.smoothing_percent > 0:
-                yield f"SENS:PN:SMO:APER {self.smoothing_percent!r}"
-
-
-@dataclass
-class Trace:
-    """A finished measurement."""
-
-    identity: str
-    taken: datetime
-    setup: Setup
-    carrier_hz: float
-    power_dbm: float
-    offsets_hz: list[float]
-    noise_dbc_hz: list[float]  # smoothed, as the instrument shows it
-    spots: list[tuple[float, float]] = field(default_factory=list)  # offset Hz, dBc/Hz
-
-    def write_csv(self, path):
-        """Writes the figures as lines that start with "# " and the trace as comma-separated columns."""
-        smoothing = self.setup.smoothing_percent
-        header = {
-            "instrument": self.identity,
-            "date": self.taken.isoformat(timespec="seconds"),
-            "carrier_hz": f"{self.carrier_hz:.6f}",
-            "power_dbm": f"{self.power_dbm:.2f}",
-            "start_hz": f"{self.setup.start_hz:g}",
-            "stop_hz": f"{self.setup.stop_hz:g}",
-            "correlations": self.setup.correlations,
-            "averages": self.setup.averages,
-            "reference": self.setup.reference or "instrument's default",
-            "smoothing_percent": "instrument's default" if smoothing is None else f"{smoothing:g}",
-        }
-        with open(path, "w", newline="", encoding="utf-8") as file:
-            file.writelines(f"# {name}: {value}\n" for name, value in header.items())
-            rows = csv.writer(file, lineterminator="\n")
-            rows.writerow(["offset_hz", "noise_dbc_per_hz"])
-            rows.writerows(
-                (f"{offset:.9g}", f"{noise:.3f}") for offset, noise in zip(self.offsets_hz, self.noise_dbc_hz)
-            )
-
-
-def configure(instrument, setup):
+def configure(instrument: Instrument, setup: Setup) -> None:
     """Sends the set-up. Raises InstrumentError, naming the command, at the first that the instrument refuses."""
     instrument.write("*CLS")
     while instrument.next_error()[0] != NO_ERROR:
@@ -88,7 +26,7 @@ def configure(instrument, setup):
             raise InstrumentError(f"{command}: {error}", error.code) from error
 
 
-def _wait(instrument, what):
+def _wait(instrument: Instrument, what: str) -> bool:
     """Waits for a millisecond. Returns whether what was waited for has come. Raises InstrumentError if the run failed.
 
     While a wait command waits the instrument answers nobody, so it is never asked for longer.
@@ -100,7 +38,7 @@ def _wait(instrument, what):
     return code == NO_ERROR
 
 
-def run(instrument, progress=lambda averages, correlations: None):
+def run(instrument: Instrument, progress: Callable[[int, int], None] = lambda averages, correlations: None) -> None:
     """Starts a run and returns when it has ended. `progress` is called about 20 times a second with the averages done
     and the correlations done towards the next one. Raises InstrumentError if the run fails.
 
@@ -118,15 +56,53 @@ def run(instrument, progress=lambda averages, correlations: None):
         time.sleep(POLL_S)
 
 
-def fetch(instrument, setup, spot_offsets_hz):
-    """Reads the finished run's trace and figures. Spot offsets outside of the trace are left out."""
+def _spot(instrument: Instrument, offset_hz: float) -> float | None:
+    level = instrument.number(f"CALC:PN:TRAC:SPOT? {offset_hz!r}")
+    return level if level > NO_LEVEL else None
+
+
+def _levels(instrument: Instrument, query: str) -> list[float]:
+    levels = instrument.floats(query)
+    return [level if math.isfinite(level) and level > NO_LEVEL else math.nan for level in levels]
+
+
+def _spurs(instrument: Instrument) -> list[Spur]:
+    offsets = instrument.floats("CALC:PN:TRAC:SPUR:FREQ?")
+    levels = instrument.floats("CALC:PN:TRAC:SPUR:POW?")
+    if len(offsets) != len(levels):
+        raise InstrumentError(f"{len(offsets)} offsets and {len(levels)} levels of spurs")
+    return [Spur(*pair) for pair in zip(offsets, levels)]
+
+
+def _integrals(instrument: Instrument) -> Integrals:
+    return Integrals.of_answers(
+        instrument.number("CALC:PN:TRAC:FUNC:INT?"), instrument.number("CALC:PN:TRAC:FUNC:JITT?")
+    )
+
+
+def _integrals_with_spurs(instrument: Instrument) -> Integrals:
+    """The figures go by the switch as it stands when they are asked for; the run that filled the list is over."""
+    instrument.command("SENS:PN:SPUR:OMIS OFF")
+    try:
+        return _integrals(instrument)
+    finally:
+        instrument.command("SENS:PN:SPUR:OMIS ON")
+
+
+def _residual_fm(instrument: Instrument, integrals: Integrals) -> float | None:
+    return None if integrals.noise_dbc is None else float(instrument.query("CALC:PN:TEST?"))
+
+
+def fetch(instrument: Instrument, setup: Setup, spot_offsets_hz: list[float]) -> Trace:
+    """Reads the finished run's trace, spurs and figures. Spot offsets outside of the trace are left out."""
     offsets = instrument.floats("CALC:PN:TRAC:FREQ?")
-    noise = instrument.floats("CALC:PN:TRAC:NOIS?")
-    if not offsets or len(offsets) != len(noise):
-        raise InstrumentError(f"the trace has {len(offsets)} offsets and {len(noise)} levels")
-    spots = [
-        (f, instrument.number(f"CALC:PN:TRAC:SPOT? {f!r}")) for f in spot_offsets_hz if offsets[0] <= f <= offsets[-1]
-    ]
+    noise = _levels(instrument, "CALC:PN:TRAC:NOIS?")
+    with_spurs = _levels(instrument, "CALC:PN:TRAC:POW?")
+    if not offsets or not len(offsets) == len(noise) == len(with_spurs):
+        raise InstrumentError(f"the trace has {len(offsets)} offsets, {len(noise)} and {len(with_spurs)} levels")
+    spurs = _spurs(instrument) if setup.list_spurs else None
+    start, stop = setup.integrated_hz
+    integrals = _integrals(instrument)
     return Trace(
         identity=instrument.identity,
         taken=datetime.now(timezone.utc).astimezone(),
@@ -135,5 +111,23 @@ def fetch(instrument, setup, spot_offsets_hz):
         power_dbm=instrument.number("CALC:POW?"),
         offsets_hz=offsets,
         noise_dbc_hz=noise,
-        spots=spots,
+        with_spurs_dbc_hz=with_spurs,
+        spurs=spurs,
+        spots=[(f, _spot(instrument, f)) for f in spot_offsets_hz if offsets[0] <= f <= offsets[-1]],
+        range_hz=(max(start, offsets[0]), min(stop, offsets[-1])),
+        integrals=integrals,
+        with_spurs=_integrals_with_spurs(instrument) if spurs else None,
+        residual_fm_hz=_residual_fm(instrument, integrals),
     )
+
+
+def fetch_allan_deviation(instrument: Instrument, trace: Trace) -> AllanDeviation:
+    """Lets the instrument convert the finished run's trace, which takes it a while, and reads the result. It is empty
+    if the function range holds no two offsets."""
+    instrument.command("CALC:PN:TRAC:FUNC:AVAR")
+    taus = instrument.floats("CALC:PN:TRAC:FUNC:AVAR:TAU?")
+    sigmas = instrument.floats("CALC:PN:TRAC:FUNC:AVAR:SIGM?")
+    if len(taus) != len(sigmas):
+        raise InstrumentError(f"the Allan deviation has {len(taus)} averaging times and {len(sigmas)} values")
+    points = [(tau, sigma) for tau, sigma in zip(taus, sigmas) if 0 < sigma < math.inf]
+    return AllanDeviation([tau for tau, _ in points], [sigma for _, sigma in points], trace.range_hz)

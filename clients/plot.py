@@ -1,33 +1,52 @@
-"""Draws a trace the way phase noise is read: offset in decades, dBc/Hz, the figures in the corner."""
+"""Draws a trace the way phase noise is read, offset in decades and dBc/Hz, and the Allan deviation, log over log. The
+figures stand in a panel beside the axes, where they hide nothing."""
 
 import math
 
 import matplotlib
+import numpy
 
 matplotlib.use("Agg")
 
 from matplotlib import pyplot, ticker
 
-from clients.text import engineering_hz
+from clients import labels, report
+from clients.dut_table import DutTable
+from clients.results import AllanDeviation, Trace
+from clients.text import DASH, engineering, engineering_hz, level
 
 TRACE_COLOUR = "#0b5cad"
+RAW_COLOUR = "#a9c6e3"
 TABLE_COLOUR = "#d9480f"
+SPUR_COLOUR = "#a61e4d"
 TEXT_COLOUR = "#333333"
-MINOR_GRID = {"which": "minor", "color": "#f0f0f0", "linewidth": 0.6}
-MAJOR_GRID = {"which": "major", "color": "#d4d4d4", "linewidth": 0.8}
+FRAME_COLOUR = "#999999"
+BOX = {"facecolor": "white", "edgecolor": "#cccccc", "boxstyle": "round,pad=0.6"}
+LEGEND = {"frameon": True, "framealpha": 1.0, "edgecolor": "#cccccc", "fontsize": 9}
+SIZE_INCH = (13.0, 6.6)
+DPI = 120
+AXES = (0.066, 0.1, 0.69, 0.84)  # left, bottom, width, height as shares of the picture
+PANEL_X = 0.771
 DIVISION_DB = 10.0  # of the level axis
+FEWEST_DIVISIONS = 5
+EMPTY_LEVEL = -150.0  # around which the axis lies when there is nothing to show
 TABLE_POINTS_PER_DECADE = 50
-LONGEST_FIGURES = 12  # lines of spot values that fit the corner
+MOST_SPOTS = 12  # in the panel
+MOST_LABELS = 12  # of the strongest spurs
+POINTS_OF_A_STEM = 100  # that labels keep clear of
+MINOR = range(2, 10)  # between decades
 
 
-def _level_range(levels):
-    """Whole divisions around the levels, with one of air above."""
+def _level_range(trace: Trace) -> tuple[float, float]:
+    """Whole divisions around the levels, with room above for labels."""
+    known = [noise for noise in trace.noise_dbc_hz if not math.isnan(noise)] or [EMPTY_LEVEL]
+    levels = [*known, *(spur.level_dbc for spur in trace.spurs or [])]
     lowest = DIVISION_DB * math.floor(min(levels) / DIVISION_DB)
     highest = DIVISION_DB * (math.ceil(max(levels) / DIVISION_DB) + 1.0)
-    return lowest, max(highest, lowest + 4 * DIVISION_DB)
+    return lowest, max(highest, lowest + FEWEST_DIVISIONS * DIVISION_DB)
 
 
-def _table_line(table, start_hz, stop_hz):
+def _table_line(table: DutTable, start_hz: float, stop_hz: float) -> tuple[list[float], list[float]]:
     """The table's law between two offsets, its corners included."""
     steps = max(2, round(TABLE_POINTS_PER_DECADE * math.log10(stop_hz / start_hz)))
     offsets = {start_hz * (stop_hz / start_hz) ** (i / steps) for i in range(steps + 1)}
@@ -36,20 +55,63 @@ def _table_line(table, start_hz, stop_hz):
     return ordered, [table.level_dbc_hz(offset) for offset in ordered]
 
 
-def _figures(trace):
-    rows = [
-        ("Carrier", f"{trace.carrier_hz / 1e6:,.6f}".replace(",", " "), "MHz"),
-        ("Level", f"{trace.power_dbm:.2f}", "dBm"),
-        ("", "", ""),
-        *((engineering_hz(offset), f"{level:.1f}", "dBc/Hz") for offset, level in trace.spots[:LONGEST_FIGURES]),
-    ]
-    names, values, units = (max(len(row[i]) for row in rows) for i in range(3))
-    return "\n".join(f"{name:<{names}}  {value:>{values}} {unit:<{units}}" for name, value, unit in rows)
+def _carrier_rows(trace: Trace) -> list[tuple[str, ...]]:
+    carrier = f"{trace.carrier_hz / 1e6:,.6f} MHz".replace(",", " ")
+    return [("Carrier", carrier), ("Level", level(trace.power_dbm, "dBm"))]
 
 
-def _settings(trace):
+def _trace_panel(trace: Trace) -> str:
+    lines = report.columns_of(_carrier_rows(trace))
+    if trace.spots:
+        spots = [(engineering_hz(offset), level(noise, "dBc/Hz", 1)) for offset, noise in trace.spots[:MOST_SPOTS]]
+        lines += ["", "Spot noise", *report.columns_of([("", ""), *spots])[1:]]
+    lines += ["", f"Integrated, {report.range_text(trace.range_hz)}"]
+    heads = [("", "alone", "with spurs")] if trace.with_spurs is not None else []
+    lines += report.columns_of(heads + report.integral_rows(trace))
+    if trace.spurs is not None:
+        more = len(trace.spurs) > MOST_LABELS
+        lines += ["", f"Spurs found: {len(trace.spurs)}{', the strongest labelled' if more else ''}"]
+    return "\n".join(lines)
+
+
+def _picture(trace: Trace, title: str, panel: str):
+    figure = pyplot.figure(figsize=SIZE_INCH, dpi=DPI)
+    axes = figure.add_axes(AXES)
+    axes.set_axisbelow(True)
+    axes.grid(which="minor", color="#f0f0f0", linewidth=0.6)
+    axes.grid(which="major", color="#d4d4d4", linewidth=0.8)
+    axes.tick_params(which="both", color=FRAME_COLOUR, labelcolor=TEXT_COLOUR)
+    for spine in axes.spines.values():
+        spine.set_color(FRAME_COLOUR)
+    axes.set_title(title, loc="left", fontweight="bold", color=TEXT_COLOUR)
+    figure.text(
+        PANEL_X,
+        AXES[1] + AXES[3] - 0.015,
+        panel,
+        ha="left",
+        va="top",
+        family="monospace",
+        fontsize=8.5,
+        linespacing=1.35,
+        color=TEXT_COLOUR,
+        bbox=BOX,
+    )
+    stamp = f"{trace.identity}   {trace.taken:%Y-%m-%d %H:%M}"
+    figure.text(0.995, 0.012, stamp, ha="right", fontsize=7.5, color="#888888")
+    return figure, axes
+
+
+def _decades(axis, text) -> None:
+    axis.set_major_locator(ticker.LogLocator(base=10.0, numticks=30))
+    axis.set_minor_locator(ticker.LogLocator(base=10.0, subs=MINOR, numticks=300))
+    axis.set_major_formatter(ticker.FuncFormatter(lambda value, _: text(value)))
+    axis.set_minor_formatter(ticker.NullFormatter())
+
+
+def _settings(trace: Trace) -> str:
     setup = trace.setup
-    words = [f"{setup.correlations} correlations", f"{setup.averages} average{'s' if setup.averages != 1 else ''}"]
+    counts = ((setup.correlations, "correlation"), (setup.averages, "average"))
+    words = [f"{count} {name}{'s' if count != 1 else ''}" for count, name in counts]
     if setup.reference:
         words.append(f"reference {setup.reference}")
     if setup.smoothing_percent is not None:
@@ -57,63 +119,141 @@ def _settings(trace):
     return ", ".join(words)
 
 
-def draw(trace, path, table=None):
-    """Writes a PNG. `table` is the DUT's true noise (DutTable), drawn as a thin line, or None."""
-    start, stop = trace.offsets_hz[0], trace.offsets_hz[-1]
-    figure, axes = pyplot.subplots(figsize=(11.0, 6.6), dpi=120)
-    axes.set_axisbelow(True)
-    axes.grid(**MINOR_GRID)
-    axes.grid(**MAJOR_GRID)
-
-    axes.plot(trace.offsets_hz, trace.noise_dbc_hz, color=TRACE_COLOUR, linewidth=1.1, label="measured", zorder=3)
-    if table is not None:
-        axes.plot(
-            *_table_line(table, start, stop),
-            color=TABLE_COLOUR,
-            linewidth=1.0,
-            dashes=(5, 3),
-            label="DUT, true noise",
-            zorder=4,
+def _draw_spurs(axes, trace: Trace) -> None:
+    spurs = sorted(trace.spurs, key=lambda spur: -spur.level_dbc)
+    offsets, levels = [spur.offset_hz for spur in spurs], [spur.level_dbc for spur in spurs]
+    feet = [trace.noise_dbc_hz[trace.nearest_point(offset)] for offset in offsets]
+    axes.vlines(offsets, feet, levels, color=SPUR_COLOUR, linewidth=0.9, zorder=2.5)
+    axes.plot(
+        offsets, levels, "v", color=SPUR_COLOUR, markersize=6, markeredgecolor="white", label="spurs, dBc", zorder=6
+    )
+    texts = [
+        labels.Label(
+            spur.offset_hz,
+            spur.level_dbc,
+            f"{engineering(spur.offset_hz, 'Hz', report.SPUR_OFFSET_DIGITS)}\n{level(spur.level_dbc, 'dBc', 1)}",
         )
-    if trace.spots:
-        axes.plot(*zip(*trace.spots), "o", color=TRACE_COLOUR, markersize=5, markeredgecolor="white", zorder=5)
+        for spur in spurs[:MOST_LABELS]
+    ]
+    stems = [numpy.linspace((x, foot), (x, top), POINTS_OF_A_STEM) for x, foot, top in zip(offsets, feet, levels)]
+    curves = numpy.vstack([numpy.column_stack((trace.offsets_hz, trace.noise_dbc_hz)), *stems])
+    labels.place(axes, texts, curves, fontsize=8, color=SPUR_COLOUR, linespacing=1.1, zorder=7)
 
+
+def draw_trace(trace: Trace, path, table: DutTable | None = None) -> None:
+    """Writes a PNG. `table` is the DUT's true noise, drawn as a thin line, or None."""
+    start, stop = trace.offsets_hz[0], trace.offsets_hz[-1]
+    figure, axes = _picture(trace, f"Phase noise at {engineering_hz(trace.carrier_hz, 6)}", _trace_panel(trace))
+    axes.set_title(_settings(trace), loc="right", fontsize=9, color=TEXT_COLOUR)
     axes.set_xscale("log")
     axes.set_xlim(start, stop)
-    axes.set_ylim(*_level_range(trace.noise_dbc_hz))
-    axes.xaxis.set_major_locator(ticker.LogLocator(base=10.0, numticks=20))
-    axes.xaxis.set_minor_locator(ticker.LogLocator(base=10.0, subs=range(2, 10), numticks=200))
-    axes.xaxis.set_major_formatter(ticker.FuncFormatter(lambda hz, _: engineering_hz(hz)))
-    axes.xaxis.set_minor_formatter(ticker.NullFormatter())
+    axes.set_ylim(*_level_range(trace))
+    _decades(axes.xaxis, engineering_hz)
     axes.yaxis.set_major_locator(ticker.MultipleLocator(DIVISION_DB))
     axes.yaxis.set_minor_locator(ticker.MultipleLocator(DIVISION_DB / 2))
     axes.set_xlabel("Offset from the carrier")
-    axes.set_ylabel("Phase noise L(f), dBc/Hz")
-    axes.tick_params(which="both", color="#999999", labelcolor=TEXT_COLOUR)
-    for spine in axes.spines.values():
-        spine.set_color("#999999")
+    axes.set_ylabel("Phase noise L(f), dBc/Hz" + ("; spurs, dBc" if trace.spurs else ""))
 
-    axes.set_title(
-        f"Phase noise at {engineering_hz(trace.carrier_hz, 6)}", loc="left", fontweight="bold", color=TEXT_COLOUR
+    if trace.spurs:
+        raw = {"color": RAW_COLOUR, "linewidth": 1.0, "label": "before spurs were taken out"}
+        axes.plot(trace.offsets_hz, trace.with_spurs_dbc_hz, zorder=2.2, **raw)
+    axes.plot(trace.offsets_hz, trace.noise_dbc_hz, color=TRACE_COLOUR, linewidth=1.1, label="measured", zorder=3)
+    if table is not None:
+        line = _table_line(table, start, stop)
+        axes.plot(*line, color=TABLE_COLOUR, linewidth=1.0, dashes=(5, 3), label="DUT, true noise", zorder=4)
+    spots = [(offset, noise) for offset, noise in trace.spots if noise is not None]
+    if spots:
+        axes.plot(*zip(*spots), "o", color=TRACE_COLOUR, markersize=5, markeredgecolor="white", zorder=5)
+    if trace.spurs:
+        _draw_spurs(axes, trace)
+    axes.legend(loc="lower left", **LEGEND).set_zorder(8)
+    figure.savefig(path)
+    pyplot.close(figure)
+
+
+def decade_times(allan: AllanDeviation) -> list[tuple[float, float]]:
+    """Averaging times of whole decades within the valid ones and the deviation there, on a straight line between its
+    neighbours."""
+    points = list(zip(map(math.log10, allan.taus_s), map(math.log10, allan.sigmas)))
+    found = []
+    for (t0, s0), (t1, s1) in zip(points, points[1:]):
+        decade = math.ceil(t0 - 1e-6)
+        if t0 - 1e-6 <= decade < t1 - 1e-6 and allan.is_valid(10.0**decade):
+            found.append((10.0**decade, 10 ** (s0 + (s1 - s0) * (decade - t0) / (t1 - t0))))
+    return found
+
+
+def _decades_around(lowest: float, highest: float) -> tuple[float, float]:
+    low, high = math.floor(math.log10(lowest) - 0.01), math.ceil(math.log10(highest) + 0.01)
+    return 10.0**low, 10.0 ** max(high, low + 1)
+
+
+def _shade(axes, shortest: float, longest: float) -> None:
+    """Marks the averaging times that the trace does not support, and says why at the edges."""
+    left, right = axes.get_xlim()
+    for start, end in ((left, shortest), (longest, right)):
+        axes.axvspan(start, end, facecolor="#f1ede6", edgecolor="none", alpha=0.8, zorder=1)
+    edges = (
+        (shortest, "right", f"1/f$_h$ = {engineering(shortest, 's', 3)}"),
+        (longest, "left", f"0.1/f$_l$ = {engineering(longest, 's', 3)}"),
     )
-    axes.set_title(_settings(trace), loc="right", fontsize=9, color=TEXT_COLOUR)
-    axes.text(
-        0.985,
-        0.97,
-        _figures(trace),
-        transform=axes.transAxes,
-        ha="right",
-        va="top",
-        family="monospace",
-        fontsize=9,
-        color=TEXT_COLOUR,
-        zorder=6,
-        bbox={"facecolor": "white", "edgecolor": "#cccccc", "boxstyle": "round,pad=0.6"},
+    for edge, side, text in edges:
+        axes.axvline(edge, color=FRAME_COLOUR, linewidth=0.9, zorder=2)
+        axes.annotate(
+            text,
+            (edge, 1.0),
+            (-5 if side == "right" else 5, -8),
+            xycoords=axes.get_xaxis_transform(),
+            textcoords="offset points",
+            rotation=90,
+            ha=side,
+            va="top",
+            fontsize=8.5,
+            color=TEXT_COLOUR,
+        )
+
+
+def _allan_panel(allan: AllanDeviation, trace: Trace) -> str:
+    lines = report.columns_of(_carrier_rows(trace))
+    lines += ["", "Offsets in use", f"  {report.range_text(allan.range_hz)}"]
+    shortest, longest = (engineering(edge, "s", 3) for edge in allan.valid_s)
+    lines += ["", "Averaging times supported", f"  {shortest} to {longest}"]
+    rows = [(engineering(tau, "s", 1), f"{sigma:.2e}") for tau, sigma in decade_times(allan)]
+    lines += ["", *report.columns_of([("τ", "σy(τ)"), *(rows or [(DASH, DASH)])])]
+    return "\n".join(lines)
+
+
+def draw_allan_deviation(allan: AllanDeviation, trace: Trace, path) -> None:
+    """Writes a PNG. Solid where the trace supports the averaging time, dashed and shaded beyond."""
+    shortest, longest = allan.valid_s
+    figure, axes = _picture(
+        trace, f"Allan deviation at {engineering_hz(trace.carrier_hz, 6)}", _allan_panel(allan, trace)
     )
-    axes.legend(loc="lower left", frameon=True, framealpha=1.0, edgecolor="#cccccc", fontsize=9)
-    figure.text(
-        0.995, 0.008, f"{trace.identity}   {trace.taken:%Y-%m-%d %H:%M}", ha="right", fontsize=7.5, color="#888888"
-    )
-    figure.tight_layout(rect=(0, 0.02, 1, 1))
+    axes.set_title("spurs left out" if trace.spurs else "", loc="right", fontsize=9, color=TEXT_COLOUR)
+    axes.set_xscale("log")
+    axes.set_yscale("log")
+    axes.set_xlim(*_decades_around(allan.taus_s[0], max(allan.taus_s[-1], longest)))
+    axes.set_ylim(*_decades_around(min(allan.sigmas), max(allan.sigmas)))
+    _decades(axes.xaxis, lambda tau: f"{engineering(tau, 's', 1)}")
+    axes.yaxis.set_major_locator(ticker.LogLocator(base=10.0, numticks=30))
+    axes.yaxis.set_minor_locator(ticker.LogLocator(base=10.0, subs=MINOR, numticks=300))
+    axes.yaxis.set_minor_formatter(ticker.NullFormatter())
+    axes.set_xlabel("Averaging time τ")
+    axes.set_ylabel("Allan deviation σ$_y$(τ)")
+
+    points = list(zip(allan.taus_s, allan.sigmas))
+    supported = [point for point in points if allan.is_valid(point[0])]
+    beyond = supported[-1:] + [point for point in points if point[0] > longest]
+    if supported:
+        axes.plot(*zip(*supported), color=TRACE_COLOUR, linewidth=1.4, label="from the phase noise", zorder=3)
+    if len(beyond) > 1:
+        axes.plot(
+            *zip(*beyond), color=TRACE_COLOUR, linewidth=1.2, dashes=(4, 3), label="low offsets missing", zorder=3
+        )
+    times = decade_times(allan)
+    if times:
+        axes.plot(*zip(*times), "o", color=TRACE_COLOUR, markersize=5, markeredgecolor="white", zorder=5)
+    _shade(axes, shortest, longest)
+    axes.legend(loc="lower left", **LEGEND).set_zorder(8)
     figure.savefig(path)
     pyplot.close(figure)

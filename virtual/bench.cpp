@@ -1,10 +1,9 @@
 #include "virtual/bench.h"
 
-#include "numeric/tvmath.h"
+#include "virtual/bench_state.h"
 #include "virtual/clock.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <numbers>
 #include <utility>
@@ -15,105 +14,237 @@ namespace {
 using Guard = std::lock_guard<std::mutex>;
 
 // Purposes of the random streams; part of what a seed means, so never renumbered.
-enum StreamPurpose : uint32_t { streamSpectrum = 1, streamLevel = 2 };
+enum StreamPurpose : uint32_t {
+    streamSpectrum = 1,
+    streamLevel = 2,
+    streamTune = 3,
+    streamCounter = 4,
+    streamPhases = 5,
+    streamAdc = 6,
+    streamPhaseNoise = 7,
+};
+
+constexpr double secondsPerTick = 1e-9; // of the clock
 
 constexpr double levelSpread_dB = 0.02;
+constexpr double tuneSpread_V = 0.5e-3;
+constexpr double counterFault = 1e-4;       // of the disagreeing counter, relative
+constexpr double unlikeDetectorShare = 0.5; // of its slope that the bad detector has left
 
-constexpr double baseRateFirst_Hz = 125e6, baseRateSecond_Hz = 250e6;
-constexpr std::array<double, stagesMax> stageRates_Hz{0,      12.5e6, 1.25e6, 125e3,
-                                                      12.5e3, 1250,   125,    12.5}; // 0: base rate
+constexpr double preamplifierGain_dB = 15;
+
+// Couplings of the IF chain of 1C.
+constexpr double highPass1C_Hz = 1, highPassHighGain1C_Hz = 0.4;
+constexpr int highGain1C_dB = 40;
+
+constexpr std::array<double, 4> capacitors_F{1e-8, 2e-7, 9.4e-7, 3.76e-6}; // by number, from 1
+
+struct Limits {
+    double min, max;
+};
+constexpr Limits resistor_ohm{120, 100e3}, loopSupply_V{3, 20}, aid_V{0, 5};
+constexpr double sourceMax_Hz = 13.8e9;
+
+constexpr double noiseSlips_rad2 = 0.49;
+
 constexpr uint32_t pointsAtStart = 512;
-constexpr uint32_t firstSettableStage = 6; // of the first generation
 constexpr std::array<uint32_t, stagesMax> pointsAtStartSecond{4096, 512, 512, 512, 512, 512, 64, 64};
 
-constexpr double captureTimeMax_s = 365.0 * 86400; // a longer one may as well not end
-
-constexpr double loopStart_Hz = 30, loopStartOcxo_Hz = 10, loopMax_Hz = 1e6;
-constexpr double filterDamping = 1.0, filterDampingOcxo = 0.7;
-struct Tuning {
-    double sensitivity_HzPerV; // at 100 MHz, proportional to the frequency
-    double reach_V;            // to either side of the middle
-};
-constexpr std::array<Tuning, 4> tunings{{{100, 7.2}, {250, 7.2}, {1000, 1.4}, {250, 7.2}}}; // by reference
-constexpr double tuningStated_Hz = 100e6;
-
-constexpr double phaseErrorComfortable_rad2 = 0.01, phaseErrorSlips_rad2 = 0.49;
-
-double sampleRate_Hz(const UnitBoards& boards, uint32_t stage) {
-    if (stage != 0)
-        return stageRates_Hz[stage];
-    return boards.fpga == FpgaGeneration::second ? baseRateSecond_Hz : baseRateFirst_Hz;
+void limit(double* value, const Limits& limits) {
+    *value = std::isfinite(*value) ? std::clamp(*value, limits.min, limits.max) : limits.min;
 }
 
-void settingsChanged(Bench* bench) {
-    ++bench->settingsVersion;
+double tuneMiddle_V(const Bench* bench, const ChannelSettings& settings) {
+    return settings.reference == Reference::resonator1GHz ? tuneMiddle1GHz_V : bench->boards.tuneMiddle_V;
 }
 
-void tune(Bench* bench) {
-    bench->chain.prescaler = unitBoards_prescaler(bench->boards, bench->dutFile.dut.frequency_Hz);
-    settingsChanged(bench);
+double restingTune_V(const Bench* bench, const ChannelSettings& settings) {
+    if (bench->dutFile.dut.faults.tuneRail)
+        return settings.loopSupply_V;
+    return settings.tuneSource == TuneSource::none ? tuneMiddle_V(bench, settings) : settings.calibration_V;
 }
 
-void refreshDut(Bench* bench) {
-    if (dutFile_refresh(&bench->dutFile))
-        tune(bench);
+double sensitivity_HzPerV(const Bench* bench, Channel channel) {
+    const ChannelSettings& settings = bench->channel[channel].settings;
+    if (bench->dutFile.dut.faults.unlockable)
+        return 0;
+    return chain_sensitivity_HzPerV(settings.reference, channel) * settings.source_Hz / sensitivityStated_Hz;
 }
 
-bool signalPresent(const Bench* bench) {
-    const Dut& dut = bench->dutFile.dut;
-    return !dut.noSignal && dut.power_dBm >= levelDetected_dBm && dut.frequency_Hz >= bench->boards.carrierMin_Hz &&
-           dut.frequency_Hz <= bench->boards.carrierMax_Hz;
-}
-
-bool locked(const Bench* bench) {
-    const Tuning& tuning = tunings[size_t(bench->chain.reference)];
-    const double reach_Hz = tuning.reach_V * tuning.sensitivity_HzPerV * bench->sources_Hz / tuningStated_Hz;
-    return signalPresent(bench) && bench->loopsHold &&
-           std::abs(bench->dutFile.dut.frequency_Hz - bench->sources_Hz) <= reach_Hz;
-}
-
-void drawStage(Bench* bench, uint32_t number) {
-    Bench::Stage& stage = bench->stages[number];
-    const auto points = uint32_t(stage.buffer.size());
-    if (stage.expectationOf != bench->settingsVersion || stage.expectation.sxx.size() != points) {
-        chain_expect(bench->chain, bench->dutFile.dut, locked(bench), sampleRate_Hz(bench->boards, number), points,
-                     &stage.expectation);
-        stage.expectationOf = bench->settingsVersion;
+/// Phase noise inside the closed loop. It takes a while to find, so it is kept as long as it holds.
+double noiseInside_rad2(Bench* bench, Channel channel, const LoopCircuit& circuit) {
+    Bench::ChannelState& state = bench->channel[channel];
+    if (circuit.slope_V <= 0)
+        return 0;
+    const uint32_t prescaler = benchState_prescaler(state.settings);
+    ChannelChain chain{};
+    chain.mixer_Hz = bench->dutFile.dut.frequency_Hz / prescaler;
+    chain.prescaler = prescaler;
+    chain.reference = state.settings.reference;
+    chain.wn_rad_s = loop_naturalFrequency_rad_s(circuit);
+    chain.damping = loop_damping(circuit);
+    if (!(chain == state.noiseOf)) {
+        state.noise_rad2 = chain_phaseErrorVariance(chain, channel, bench->dutFile.dut);
+        state.noiseOf = chain;
     }
-    const uint32_t records = std::exchange(stage.pending, 0);
-    switch (bench->captureChannel) {
-    case FdChannel::cross: spectrum_drawCross(stage.noise, stage.expectation, records, stage.buffer); break;
-    case FdChannel::aOnly:
-        spectrum_drawOwn(stage.noise, stage.expectation, DrawChannel::x, records, stage.buffer);
-        break;
-    case FdChannel::bOnly:
-        spectrum_drawOwn(stage.noise, stage.expectation, DrawChannel::y, records, stage.buffer);
-        break;
+    return state.noise_rad2;
+}
+
+/// The circuit of the channel's loop at the moment `loopTime`.
+LoopCircuit circuitOf(Bench* bench, Channel channel) {
+    const Bench::ChannelState& state = bench->channel[channel];
+    const ChannelSettings& settings = state.settings;
+    const Faults& faults = bench->dutFile.dut.faults;
+    const uint32_t prescaler = benchState_prescaler(settings);
+    const bool carrier = benchState_carrierPasses(bench, channel);
+    LoopCircuit circuit{};
+    circuit.closed =
+        !settings.open && settings.tuneSource == TuneSource::loop && settings.capacitor != 0 && !faults.tuneRail;
+    circuit.offset_Hz = carrier ? benchState_carrier_Hz(bench, state.loopTime) / prescaler - settings.source_Hz : 0;
+    circuit.drift_HzPerS = carrier ? faults.drift_HzPerS / prescaler : 0;
+    circuit.sensitivity_HzPerV = sensitivity_HzPerV(bench, channel);
+    circuit.middle_V = tuneMiddle_V(bench, settings);
+    circuit.rail_V = settings.loopSupply_V;
+    circuit.rest_V = settings.tuneSource == TuneSource::loop && !faults.tuneRail ? state.loop.integrator_V
+                                                                                 : restingTune_V(bench, settings);
+    circuit.slope_V = benchState_mixerSlope(bench, channel);
+    circuit.r1_ohm = settings.r1_ohm;
+    circuit.r2_ohm = settings.r2_ohm;
+    circuit.r3_ohm = settings.r3_ohm;
+    circuit.c_F = capacitors_F[std::max(settings.capacitor, 1U) - 1];
+    circuit.aidOn = settings.aidOn;
+    circuit.aid_V = settings.aid_V;
+    if (circuit.closed) {
+        const double noise_rad2 = noiseInside_rad2(bench, channel, circuit);
+        circuit.slipping = noise_rad2 > noiseSlips_rad2;
+        circuit.slope_V *= std::exp(-std::min(noise_rad2, noiseSlips_rad2) / 2);
+    }
+    return circuit;
+}
+
+double anyPhase(RandomStream* stream) {
+    return 2 * std::numbers::pi * random_uniform(*stream);
+}
+
+void runLoop(Bench* bench, Channel channel, uint64_t now) {
+    Bench::ChannelState& state = bench->channel[channel];
+    if (now <= state.loopTime)
+        return;
+    loop_advance(&state.loop, double(now - state.loopTime) * secondsPerTick);
+    state.loopTime = now;
+    if (state.loop.circuit.closed && state.loop.circuit.slipping)
+        state.loop.phase_rad = anyPhase(&state.phases);
+}
+
+void newDut(Bench* bench) {
+    bench->dutSince = clock_now();
+    bench->dutChanged = true;
+    for (const Channel c : {channelA, channelB}) {
+        bench->channel[c].noiseOf = {};
+        loop_change(&bench->channel[c].loop, circuitOf(bench, c));
     }
 }
 
-/// Returns when the capture has ended or was stopped. The lock is open while it sleeps.
-void awaitCapture(Bench* bench, std::unique_lock<std::mutex>& lock) {
-    while (bench->captureRunning) {
-        const uint64_t now = clock_now();
-        if (now >= bench->captureEnd) {
-            bench->captureRunning = false;
-            return;
-        }
-        const auto rest = std::chrono::nanoseconds(bench->captureEnd - now);
-        bench->captureStopped.wait_until(lock, std::chrono::steady_clock::now() + rest);
-    }
+CounterReading countChannel(Bench* bench, Channel channel, double input_Hz, double gate_s) {
+    const double base_Hz = benchState_sampleRate_Hz(bench->boards, 0);
+    Bench::ChannelState& state = bench->channel[channel];
+    const double phase = random_uniform(state.counterPhase);
+    if (!benchState_carrierPasses(bench, channel) || input_Hz > counterInputMax_Hz)
+        return {0, 0};
+    if (channel == channelB && bench->dutFile.dut.faults.counterDisagrees)
+        input_Hz *= 1 + counterFault;
+    const double periods = std::floor(gate_s * input_Hz) + 1;
+    return {uint64_t(periods), uint64_t(std::floor(periods * base_Hz / input_Hz + phase))};
 }
 
 } // namespace
+
+void benchState_runLoops(Bench* bench, uint64_t until) {
+    for (const Channel c : {channelA, channelB})
+        runLoop(bench, c, until);
+}
+
+void benchState_update(Bench* bench) {
+    benchState_runLoops(bench, clock_now());
+    if (dutFile_refresh(&bench->dutFile))
+        newDut(bench);
+}
+
+bool benchState_signalPresent(const Bench* bench) {
+    const Dut& dut = bench->dutFile.dut;
+    return !dut.faults.noSignal && dut.power_dBm >= levelDetected_dBm &&
+           dut.frequency_Hz >= bench->boards.carrierMin_Hz && dut.frequency_Hz <= bench->boards.carrierMax_Hz;
+}
+
+double benchState_carrier_Hz(const Bench* bench, uint64_t when) {
+    const Dut& dut = bench->dutFile.dut;
+    return dut.frequency_Hz + dut.faults.drift_HzPerS * (double(when) - double(bench->dutSince)) * secondsPerTick;
+}
+
+uint32_t benchState_prescaler(const ChannelSettings& settings) {
+    return settings.path == DutPath::divider ? settings.prescaler : 1;
+}
+
+bool benchState_carrierPasses(const Bench* bench, Channel channel) {
+    const ChannelSettings& settings = bench->channel[channel].settings;
+    const double carrier_Hz = bench->dutFile.dut.frequency_Hz;
+    const Passband band = unitBoards_passband(bench->boards, settings.path);
+    const bool reached = !bench->boards.hasHighInput || settings.highInput == (settings.path != DutPath::direct);
+    const bool dead = channel == channelB && bench->dutFile.dut.faults.channelBDead;
+    return benchState_signalPresent(bench) && reached && !dead && carrier_Hz >= band.min_Hz &&
+           carrier_Hz <= band.max_Hz;
+}
+
+double benchState_mixerSlope(const Bench* bench, Channel channel) {
+    const ChannelSettings& settings = bench->channel[channel].settings;
+    if (!settings.rfOn || !benchState_carrierPasses(bench, channel))
+        return 0;
+    const Dut& dut = bench->dutFile.dut;
+    const double power_dBm =
+        dut.power_dBm - settings.attenuation_dB + (settings.preamplifier ? preamplifierGain_dB : 0.0);
+    const double drive_dB = power_dBm - unitBoards_fullDrive_dBm(bench->boards, dut.frequency_Hz);
+    const double slope = chain_mixerSlope(dut.frequency_Hz / benchState_prescaler(settings), drive_dB, channel);
+    return channel == channelB && dut.faults.unlikeDetectors ? unlikeDetectorShare * slope : slope;
+}
+
+ChannelChain benchState_chain(const Bench* bench, Channel channel) {
+    const Bench::ChannelState& state = bench->channel[channel];
+    const uint32_t prescaler = benchState_prescaler(state.settings);
+    const LoopCircuit& circuit = state.loop.circuit;
+    const bool locked = loop_locked(state.loop);
+    ChannelChain chain{};
+    chain.carrier = locked;
+    chain.mixer_Hz = bench->dutFile.dut.frequency_Hz / prescaler;
+    chain.prescaler = prescaler;
+    chain.reference = state.settings.reference;
+    chain.ifGain_dB = state.settings.ifGain_dB;
+    if (bench->boards.analog == AnalogRevision::r1C) {
+        chain.highPass_Hz = highPass1C_Hz;
+        chain.highPass2_Hz = chain.ifGain_dB > highGain1C_dB ? highPassHighGain1C_Hz : 0;
+    }
+    if (locked) {
+        // A mixer that is held away from quadrature gives less.
+        chain.slope_V = circuit.slope_V * std::cos(state.loop.phase_rad);
+        chain.wn_rad_s = loop_naturalFrequency_rad_s(circuit);
+        chain.damping = loop_damping(circuit);
+    }
+    return chain;
+}
 
 void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_t seed) {
     const Guard guard(bench->mutex);
     bench->boards = boards;
     bench->dutFile = std::move(dutFile);
-    bench->chain = {1, Reference::crystal100MHz, 0, {2 * std::numbers::pi * loopStart_Hz, filterDamping}};
-    bench->sources_Hz = 0;
-    bench->loopsHold = false;
+    for (const Channel c : {channelA, channelB})
+        bench->channel[c] = {{},
+                             {},
+                             clock_now(),
+                             0,
+                             {},
+                             random_stream(seed, streamTune, c),
+                             random_stream(seed, streamCounter, c),
+                             random_stream(seed, streamPhases, c),
+                             random_stream(seed, streamAdc, c)};
     bench->fd = {7, FdChannel::cross, {}, {}};
     bench->fd.correlations.fill(1);
     if (boards.fpga == FpgaGeneration::second)
@@ -124,176 +255,90 @@ void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_
         bench->stages[i] = {random_stream(seed, streamSpectrum, i), {}, 0, {}, 0};
         bench->stages[i].buffer.reserve(stagePointsMax);
     }
+    for (std::vector<uint16_t>& samples : bench->samples)
+        samples.reserve(samplePairsMax); // a record stays where it is
     bench->levelNoise = random_stream(seed, streamLevel, 0);
-    bench->settingsVersion = 0;
+    bench->phaseNoise = random_stream(seed, streamPhaseNoise, 0);
+    bench->captured = {};
+    bench->capturedVersion = 0;
     bench->captureEnd = 0;
     bench->captureChannel = FdChannel::cross;
     bench->captureRunning = false;
-    tune(bench);
+    newDut(bench);
+}
+
+ChannelSettings bench_settings(Bench* bench, Channel channel) {
+    const Guard guard(bench->mutex);
+    return bench->channel[channel].settings;
+}
+
+void bench_set(Bench* bench, Channel channel, const ChannelSettings& settings) {
+    const Guard guard(bench->mutex);
+    Bench::ChannelState& state = bench->channel[channel];
+    if (settings == state.settings)
+        return;
+    benchState_update(bench);
+    const bool retuned = settings.source_Hz != state.settings.source_Hz || settings.rfOn != state.settings.rfOn ||
+                         settings.reference != state.settings.reference;
+    if (retuned) // the source's dividers start anew
+        state.loop.phase_rad = anyPhase(&state.phases);
+    state.settings = settings;
+    ChannelSettings& s = state.settings;
+    for (double* resistance : {&s.r1_ohm, &s.r2_ohm, &s.r3_ohm})
+        limit(resistance, resistor_ohm);
+    limit(&s.loopSupply_V, loopSupply_V);
+    limit(&s.calibration_V, {0, s.loopSupply_V});
+    limit(&s.aid_V, aid_V);
+    limit(&s.source_Hz, {0, sourceMax_Hz});
+    s.capacitor = std::min<uint32_t>(s.capacitor, capacitors_F.size());
+    s.prescaler = std::clamp(s.prescaler, 1U, 8U);
+    loop_change(&state.loop, circuitOf(bench, channel));
 }
 
 double bench_readLevel_dBm(Bench* bench) {
     const Guard guard(bench->mutex);
-    refreshDut(bench);
-    if (!signalPresent(bench))
+    benchState_update(bench);
+    if (!benchState_signalPresent(bench))
         return noLevel_dBm;
     return bench->dutFile.dut.power_dBm + levelSpread_dB * random_normal(bench->levelNoise);
 }
 
-double bench_countCarrier_Hz(Bench* bench) {
+double bench_readTune_V(Bench* bench, Channel channel) {
     const Guard guard(bench->mutex);
-    refreshDut(bench);
-    return signalPresent(bench) ? bench->dutFile.dut.frequency_Hz : 0;
+    benchState_update(bench);
+    Bench::ChannelState& state = bench->channel[channel];
+    return loop_tune_V(state.loop) + tuneSpread_V * random_normal(state.tuneNoise);
 }
 
-LockState bench_closeLoops(Bench* bench, const LockRequest& request) {
-    const Guard guard(bench->mutex);
-    SignalChain& chain = bench->chain;
-    const Dut& dut = bench->dutFile.dut;
-    const bool ocxo = chain.reference == Reference::ocxo10MHzTimes100;
-    const bool fixed = request.bandwidth_Hz > 0;
-    double loop_Hz = fixed ? request.bandwidth_Hz : ocxo ? loopStartOcxo_Hz : loopStart_Hz;
-    const auto close = [&] {
-        chain.loop = {2 * std::numbers::pi * loop_Hz, ocxo ? filterDampingOcxo : filterDamping};
-        return chain_phaseErrorVariance(chain, dut);
-    };
-    double variance = close();
-    while (!fixed && variance > phaseErrorComfortable_rad2 && loop_Hz < loopMax_Hz) {
-        loop_Hz *= 2;
-        variance = close();
+std::array<CounterReading, channels> bench_count(Bench* bench, uint32_t ratio, double gate_s) {
+    std::array<CounterReading, channels> readings{};
+    {
+        const Guard guard(bench->mutex);
+        benchState_update(bench);
+        const uint64_t middle = clock_now() + uint64_t(gate_s / 2 / secondsPerTick);
+        for (const Channel c : {channelA, channelB}) {
+            const uint32_t division = benchState_prescaler(bench->channel[c].settings) * std::max(ratio, 1U);
+            readings[c] = countChannel(bench, c, benchState_carrier_Hz(bench, middle) / division, gate_s);
+        }
     }
-    bench->sources_Hz = request.sources_Hz;
-    bench->loopsHold = variance < phaseErrorSlips_rad2;
-    settingsChanged(bench);
-    return {locked(bench),
-            chain.loop,
-            {chain_detectorSlope(chain, dut, channelA), chain_detectorSlope(chain, dut, channelB)}};
+    clock_take(uint64_t(gate_s / secondsPerTick));
+    return readings;
 }
 
-void bench_setReference(Bench* bench, Reference reference) {
+ChannelTruth bench_truth(Bench* bench, Channel channel) {
     const Guard guard(bench->mutex);
-    if (std::exchange(bench->chain.reference, reference) != reference)
-        settingsChanged(bench);
-}
-
-Reference bench_reference(Bench* bench) {
-    const Guard guard(bench->mutex);
-    return bench->chain.reference;
-}
-
-int bench_setIfGain(Bench* bench, int request_dB) {
-    const Guard guard(bench->mutex);
-    const int gain_dB = unitBoards_ifGain_dB(bench->boards, request_dB);
-    if (std::exchange(bench->chain.ifGain_dB, gain_dB) != gain_dB)
-        settingsChanged(bench);
-    return gain_dB;
-}
-
-int bench_ifGain_dB(Bench* bench) {
-    const Guard guard(bench->mutex);
-    return bench->chain.ifGain_dB;
-}
-
-uint32_t bench_prescaler(Bench* bench) {
-    const Guard guard(bench->mutex);
-    return bench->chain.prescaler;
-}
-
-FdSettings bench_fdSettings(Bench* bench) {
-    const Guard guard(bench->mutex);
-    return bench->fd;
-}
-
-void bench_setFdStages(Bench* bench, uint32_t stages) {
-    const Guard guard(bench->mutex);
-    bench->fd.stages = std::min(stages, stagesMax);
-}
-
-void bench_setFdChannel(Bench* bench, FdChannel channel) {
-    const Guard guard(bench->mutex);
-    bench->fd.channel = channel;
-}
-
-void bench_setFdCorrelations(Bench* bench, uint32_t stage, uint32_t correlations) {
-    const Guard guard(bench->mutex);
-    if (stage < stagesMax)
-        bench->fd.correlations[stage] = correlations;
-}
-
-void bench_setFdPoints(Bench* bench, uint32_t stage, uint32_t points) {
-    const Guard guard(bench->mutex);
-    if (stage >= stagesMax || (bench->boards.fpga == FpgaGeneration::first && stage < firstSettableStage))
-        return;
-    bench->fd.points[stage] = tvmath_roundToPow2(std::clamp(points, stagePointsMin, stagePointsMax));
-}
-
-double bench_fdSampleRate_Hz(Bench* bench, uint32_t stage) {
-    const Guard guard(bench->mutex);
-    return stage < stagesMax ? sampleRate_Hz(bench->boards, stage) : 0;
-}
-
-uint32_t bench_fdBufferedPoints(Bench* bench, uint32_t stage) {
-    const Guard guard(bench->mutex);
-    return stage < stagesMax ? uint32_t(bench->stages[stage].buffer.size()) : 0;
-}
-
-double bench_baseSampleRate_Hz(Bench* bench) {
-    return bench_fdSampleRate_Hz(bench, 0);
-}
-
-double bench_captureTime_s(const UnitBoards& boards, const FdSettings& settings) {
-    double sum = 0, longest = 0;
-    for (uint32_t i = 0; i < settings.stages; ++i) {
-        const double recordLength = 2.0 * settings.points[i]; // samples
-        const double time_s = settings.correlations[i] * recordLength / sampleRate_Hz(boards, i);
-        sum += time_s;
-        longest = std::max(longest, time_s);
-    }
-    return boards.fpga == FpgaGeneration::second ? longest : sum;
-}
-
-void bench_startCapture(Bench* bench) {
-    std::unique_lock<std::mutex> lock(bench->mutex);
-    awaitCapture(bench, lock); // the board does one at a time
-    refreshDut(bench);
-    const double time_s = std::min(bench_captureTime_s(bench->boards, bench->fd), captureTimeMax_s);
-    const auto time_ns = uint64_t(time_s * 1e9);
-    bench->captureChannel = bench->fd.channel;
-    bench->captureRunning = true;
-    clock_spend(time_ns);
-    bench->captureEnd = clock_mode() == TimeMode::fast ? clock_now() : clock_now() + time_ns;
-    for (uint32_t i = 0; i < bench->fd.stages; ++i) {
-        bench->stages[i].buffer.resize(bench->fd.points[i]);
-        bench->stages[i].pending = std::max(1u, bench->fd.correlations[i]);
-    }
-}
-
-std::span<const SpectrumPoint> bench_fetchStage(Bench* bench, uint32_t stage) {
-    std::unique_lock<std::mutex> lock(bench->mutex);
-    awaitCapture(bench, lock);
-    if (stage >= stagesMax)
-        return {};
-    if (bench->stages[stage].pending != 0)
-        drawStage(bench, stage);
-    return bench->stages[stage].buffer;
-}
-
-void bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot) {
-    const Guard guard(bench->mutex);
-    refreshDut(bench);
-    if (snapshot->version != bench->settingsVersion)
-        *snapshot = {bench->settingsVersion, bench->chain, bench->dutFile.dut, locked(bench)};
-}
-
-void bench_stopCapture(Bench* bench) {
-    const Guard guard(bench->mutex);
-    if (!bench->captureRunning)
-        return;
-    if (clock_now() < bench->captureEnd)
-        for (Bench::Stage& stage : bench->stages)
-            stage.pending = 0;
-    bench->captureRunning = false;
-    bench->captureStopped.notify_all();
+    benchState_update(bench);
+    const Bench::ChannelState& state = bench->channel[channel];
+    const LoopCircuit& circuit = state.loop.circuit;
+    return {benchState_mixerSlope(bench, channel) * chain_ifGain(0, channel),
+            circuit.sensitivity_HzPerV,
+            loop_beat_Hz(state.loop),
+            state.loop.phase_rad,
+            loop_tune_V(state.loop),
+            loop_naturalFrequency_rad_s(circuit),
+            loop_damping(circuit),
+            state.noise_rad2,
+            loop_locked(state.loop)};
 }
 
 } // namespace vi

@@ -1,10 +1,12 @@
 #pragma once
-/// The hardware of one unit with a device under test at its input, as far as spectra and levels go.
+/// The hardware of one unit with a device under test at its input.
 ///
-/// A bench is shared by the threads of the instrument; every function takes its lock. The DUT file is looked at
-/// whenever a capture starts or a level is read.
+/// A bench is shared by the threads of the instrument; every function takes its lock. It keeps its own time: whoever
+/// looks at it or changes something first lets the loops run up to the clock's now. The DUT file is looked at whenever
+/// something is measured.
 
 #include "virtual/dut.h"
+#include "virtual/phase_loop.h"
 #include "virtual/signal_chain.h"
 #include "virtual/unit_boards.h"
 
@@ -19,8 +21,38 @@ namespace vi {
 
 inline constexpr uint32_t stagesMax = 8;
 inline constexpr uint32_t stagePointsMin = 64, stagePointsMax = 8192;
+inline constexpr uint32_t samplePairsMax = 1 << 20;
 inline constexpr double noLevel_dBm = -100;      // reading of a power detector without a signal
 inline constexpr double levelDetected_dBm = -25; // a carrier below it is not noticed
+
+enum class TuneSource { none, calibration, loop }; // what drives the source's tune port; none: its own bias
+
+/// What the chips of a channel's analog and source board are set to; at start what they are after power-on.
+struct ChannelSettings {
+    // Input.
+    bool highInput = false; // the relay; boards without one ignore it
+    DutPath path = DutPath::direct;
+    uint32_t prescaler = 1; // acts in the divider path
+    bool preamplifier = false;
+    double attenuation_dB = 0;
+    // Source.
+    bool rfOn = false;
+    double source_Hz = 100e6;
+    Reference reference = Reference::crystal100MHz;
+    // IF chain.
+    int ifGain_dB = 0;
+    // Loop.
+    bool open = false;
+    TuneSource tuneSource = TuneSource::none;
+    double calibration_V = 0;
+    double loopSupply_V = 15;
+    double r1_ohm = 10e3, r2_ohm = 10e3, r3_ohm = 10e3;
+    uint32_t capacitor = 4; // 1 to 4; 0: all switches closed, the filter is shorted and its charge stays
+    bool aidOn = false;
+    double aid_V = 2.5;
+
+    friend bool operator==(const ChannelSettings&, const ChannelSettings&) = default;
+};
 
 enum class FdChannel { aOnly, bOnly, cross };
 
@@ -32,38 +64,55 @@ struct FdSettings {
     std::array<uint32_t, stagesMax> correlations;
 };
 
-/// Where the sources stand and how fast the loops are to be.
-struct LockRequest {
-    double sources_Hz;   // in terms of the carrier, whatever the prescaler
-    double bandwidth_Hz; // 0: the bench chooses
+/// A counter's registers: whole periods of the signal, and ticks of the base clock that they took. 0 periods: no edges.
+struct CounterReading {
+    uint64_t periods, ticks;
 };
 
-/// The loops as closed, and what a calibration of them would tell.
-struct LockState {
+/// What a calibration of a channel's detector and a look at its loop would tell.
+struct ChannelTruth {
+    double detectorSlope_V; // at the ADC, per rad, at 0 dB IF gain; 0 without carrier or source
+    double sensitivity_HzPerV;
+    double beat_Hz;
+    double phase_rad; // at the mixer, 0 in quadrature
+    double tune_V;
+    double wn_rad_s, damping; // in force
+    double noise_rad2;        // phase noise inside the closed loop
     bool locked;
-    Loop loop;                                  // channel A
-    std::array<double, channels> detectorSlope; // V/rad
 };
 
 struct Bench {
     std::mutex mutex; // guards all below
     UnitBoards boards;
     DutFile dutFile;
-    SignalChain chain;
-    double sources_Hz; // in terms of the carrier; 0 before the loops were closed
-    bool loopsHold;    // the phase error is small enough
-    FdSettings fd;
+    uint64_t dutSince; // on the clock, ns: when the DUT came into force
 
+    struct ChannelState {
+        ChannelSettings settings;
+        PhaseLoop loop;
+        uint64_t loopTime; // on the clock, ns: moment of the loop's state
+        double noise_rad2;
+        ChannelChain noiseOf; // what `noise_rad2` belongs to
+        RandomStream tuneNoise, counterPhase, phases, adcNoise;
+    };
+    std::array<ChannelState, channels> channel;
+    RandomStream levelNoise, phaseNoise;
+
+    std::array<std::vector<uint16_t>, channels> samples; // of the last record
+
+    FdSettings fd;
     struct Stage {
         RandomStream noise;
         StageExpectation expectation;
-        uint64_t expectationOf;            // settings version that the expectation belongs to; 0 for none
+        uint64_t expectationOf;            // version of what was captured that it belongs to; 0 for none
         std::vector<SpectrumPoint> buffer; // points of the last capture that came so far
         uint32_t pending;                  // records to draw when the stage is fetched; 0 for none
     };
     std::array<Stage, stagesMax> stages;
-    RandomStream levelNoise;
-    uint64_t settingsVersion; // grows with every change that an expectation depends on
+    SignalChain captured; // the channels as they stood when the capture began
+    Dut capturedDut;
+    uint64_t capturedVersion; // grows with every change of the two
+    bool dutChanged;          // since the last capture
     uint64_t captureEnd;      // on the clock, ns
     FdChannel captureChannel;
     bool captureRunning;
@@ -73,26 +122,27 @@ struct Bench {
 /// Puts the bench together; `bench` is not yet shared.
 void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_t seed);
 
+[[nodiscard]] ChannelSettings bench_settings(Bench* bench, Channel channel);
+/// Puts the settings in force from now on. Values beyond what the parts can do are limited to it.
+void bench_set(Bench* bench, Channel channel, const ChannelSettings& settings);
+
 /// Level at the DUT input as the power detector reads it, dBm; noLevel_dBm without a signal. Its reading is spread by
 /// 0.02 dB.
 [[nodiscard]] double bench_readLevel_dBm(Bench* bench);
+/// Tune voltage of a channel's source, V.
+[[nodiscard]] double bench_readTune_V(Bench* bench, Channel channel);
+/// Counts the carrier behind the channels' prescalers and a further division by `ratio`, both channels at once, until
+/// the gate is over.
+[[nodiscard]] std::array<CounterReading, channels> bench_count(Bench* bench, uint32_t ratio, double gate_s);
+[[nodiscard]] ChannelTruth bench_truth(Bench* bench, Channel channel);
 
-/// Carrier that a frequency counter sees, Hz; 0 without a signal.
-[[nodiscard]] double bench_countCarrier_Hz(Bench* bench);
-
-/// Closes both loops. Without a wanted bandwidth they get the narrowest, from 30 Hz (10 Hz on the 10 MHz reference) up
-/// by factors of two to 1 MHz, whose phase error stays below 0.1 rad. They lock when there is a signal within reach of
-/// the sources' tuning and the phase error stays below 0.7 rad. Until then, and when a new DUT is out of reach,
-/// captures hold only what comes from behind the mixer.
-LockState bench_closeLoops(Bench* bench, const LockRequest& request);
-
-void bench_setReference(Bench* bench, Reference reference);
-[[nodiscard]] Reference bench_reference(Bench* bench);
-
-/// Sets the analog boards' gain nearest to the request and returns it, in dB.
-int bench_setIfGain(Bench* bench, int request_dB);
-[[nodiscard]] int bench_ifGain_dB(Bench* bench);
-[[nodiscard]] uint32_t bench_prescaler(Bench* bench);
+/// Records `pairs` samples of both ADCs (2 to samplePairsMax) at the base rate over `divider` from now on, offset
+/// binary, 16 bits over 1.6 V. bench_samples gives
+/// them until the next record. False if none came, which takes the same
+/// time. Low-passed below half of the reduced rate.
+[[nodiscard]] bool bench_record(Bench* bench, uint32_t pairs, uint32_t divider);
+[[nodiscard]] std::span<uint16_t> bench_samples(Bench* bench, Channel channel);
+[[nodiscard]] double bench_baseSampleRate_Hz(Bench* bench);
 
 [[nodiscard]] FdSettings bench_fdSettings(Bench* bench);
 /// Numbers above stagesMax mean all stages.
@@ -106,9 +156,9 @@ void bench_setFdPoints(Bench* bench, uint32_t stage, uint32_t points);
 [[nodiscard]] double bench_fdSampleRate_Hz(Bench* bench, uint32_t stage);
 /// Points in the buffer of a stage.
 [[nodiscard]] uint32_t bench_fdBufferedPoints(Bench* bench, uint32_t stage);
-[[nodiscard]] double bench_baseSampleRate_Hz(Bench* bench);
 
-/// Starts a capture of all stages in use; in fast mode it has taken its time when the call returns.
+/// Starts a capture of all stages in use; in fast mode it has taken its time when the call returns. A channel whose
+/// loop does not hold when a tenth of that time is over shows only what comes from behind its mixer.
 void bench_startCapture(Bench* bench);
 /// Waits for the end of the capture and gives the points of a stage, which stay valid until the next capture. After a
 /// capture that was stopped, what the buffer held before.
@@ -121,7 +171,6 @@ struct BenchSnapshot {
     uint64_t version = UINT64_MAX; // changes whenever the rest does
     SignalChain chain{};
     Dut dut{};
-    bool carrier = false; // as chain_expect takes it
 };
 /// Brings the snapshot up to now.
 void bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot);

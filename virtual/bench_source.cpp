@@ -10,7 +10,7 @@ const StageExpectation& BenchSource::expectation(uint32_t stage, double sampleRa
     Kept& kept = kept_.at(stage);
     if (kept.version != snapshot_.version || kept.sampleRate_Hz != sampleRate_Hz ||
         kept.expectation.sxx.size() != points) {
-        chain_expect(snapshot_.chain, snapshot_.dut, snapshot_.carrier, sampleRate_Hz, points, &kept.expectation);
+        chain_expect(snapshot_.chain, snapshot_.dut, sampleRate_Hz, points, &kept.expectation);
         kept.version = snapshot_.version;
         kept.sampleRate_Hz = sampleRate_Hz;
     }

@@ -58,6 +58,17 @@ void clock_spend(uint64_t nanoseconds) {
     }
 }
 
+void clock_take(uint64_t nanoseconds) {
+    if (!realTime)
+        return clock_spend(nanoseconds);
+    const uint64_t end = clock_now() + nanoseconds;
+    for (uint64_t now; (now = clock_now()) < end;) {
+        const uint64_t rest = end - now;
+        const timespec wait{time_t(rest / secondInNanoseconds), long(rest % secondInNanoseconds)};
+        nanosleep(&wait, nullptr);
+    }
+}
+
 } // namespace vi
 
 RTIME rt_timer_read() {

@@ -22,4 +22,7 @@ void clock_setMode(TimeMode mode);
 /// Adds what an action of the hardware takes, in nanoseconds. Does nothing in real-time mode.
 void clock_spend(uint64_t nanoseconds);
 
+/// Lets so much time pass: in real-time mode by sleeping.
+void clock_take(uint64_t nanoseconds);
+
 } // namespace vi

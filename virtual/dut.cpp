@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <toml++/toml.h>
 #include <unistd.h>
+#include <utility>
 
 namespace vi {
 namespace {
@@ -23,6 +24,7 @@ struct Range {
 };
 constexpr Range carrierRange_Hz{1e-3, 1e12}, powerRange_dBm{-200, 40};
 constexpr Range offsetRange_Hz{1e-6, 1e12}, noiseRange_dBcHz{-300, 100}, spurRange_dBc{-300, 0};
+constexpr Range driftRange_HzPerS{-1e9, 1e9};
 
 struct Refusal {
     uint32_t line; // 0: none in particular
@@ -111,6 +113,36 @@ const toml::table& tableOf(const toml::node& node, const std::string& name) {
     return *table;
 }
 
+Faults readFaults(const toml::table& table) {
+    Faults faults;
+    const std::pair<std::string_view, bool*> flags[] = {
+        {"no_signal", &faults.noSignal},
+        {"unlockable", &faults.unlockable},
+        {"tune_rail", &faults.tuneRail},
+        {"clip", &faults.clip},
+        {"channel_b_dead", &faults.channelBDead},
+        {"unlike_detectors", &faults.unlikeDetectors},
+        {"counter_disagrees", &faults.counterDisagrees},
+        {"samples_missing", &faults.samplesMissing},
+    };
+    constexpr std::string_view drift = "drift_hz_per_s";
+    for (const auto& [key, value] : table) {
+        const std::string_view given = key.str();
+        const std::string name = "faults." + std::string(given);
+        const auto* flag = std::find_if(std::begin(flags), std::end(flags),
+                                        [given](const auto& known) { return known.first == given; });
+        if (given == drift)
+            faults.drift_HzPerS = readNumber(value, name, driftRange_HzPerS);
+        else if (flag == std::end(flags))
+            refuse(key.source(), "unknown key " + name);
+        else if (!value.is_boolean())
+            refuseKind(value, name, "true or false");
+        else
+            *flag->second = value.value<bool>().value_or(false);
+    }
+    return faults;
+}
+
 Dut readDut(const toml::table& root) {
     refuseUnknownKeys(root, "", {"signal", "faults"});
 
@@ -127,15 +159,8 @@ Dut readDut(const toml::table& root) {
         for (const NoisePoint& line : readCurve(*spurs, "signal.spurs", spurRange_dBc))
             dut.spurs.push_back({line.offset_Hz, line.level_dBcHz});
 
-    if (const toml::node* faultsNode = root.get("faults")) {
-        const toml::table& faults = tableOf(*faultsNode, "faults");
-        refuseUnknownKeys(faults, "faults.", {"no_signal"});
-        if (const toml::node* noSignal = faults.get("no_signal")) {
-            if (!noSignal->is_boolean())
-                refuseKind(*noSignal, "faults.no_signal", "true or false");
-            dut.noSignal = noSignal->value<bool>().value_or(false);
-        }
-    }
+    if (const toml::node* faults = root.get("faults"))
+        dut.faults = readFaults(tableOf(*faults, "faults"));
     return dut;
 }
 

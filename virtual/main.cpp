@@ -1,5 +1,6 @@
 // The firmware on virtual hardware, inside a unit's file tree.
 
+#include "core/numbers.h"
 #include "core/startup.h"
 #include "virtual/bench.h"
 #include "virtual/clock.h"
@@ -165,6 +166,7 @@ int main(int argc, char** argv) {
     vi::bench_init(bench, vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
     virtual_adapter_install(*bench);
     vi::rtdm_register("tvko", new vi::SpiBus); // never freed either
+    tvstuff_seedRandom(static_cast<uint32_t>(options.seed ^ options.seed >> 32));
 
     char name[] = "virtual-instrument", verbose[] = "-v";
     char* arguments[] = {name, verbose, nullptr};

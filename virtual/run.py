@@ -16,7 +16,8 @@ def arguments():
     parser = argparse.ArgumentParser(
         prog="./run",
         description="Runs the analyzer's firmware on virtual hardware. Without --serve it measures the device under "
-        "test, prints the figures, writes trace.csv and trace.png in the current directory, and stops.",
+        "test, prints the figures and spurs, writes trace.csv, trace.png, allan.csv and allan.png in the current "
+        "directory, and stops.",
         epilog="In the figures run, options of the measurement may follow --, for instance "
         "./run -- --start 1 --correlations 10; clients/measure.py --help lists them.",
     )
@@ -63,6 +64,7 @@ def measure(rig, options):
     from clients import measure as client
 
     words = [f"{HOST}:{rig.port}", "--dut", options.dut, "--csv", "trace.csv", "--png", "trace.png"]
+    words += ["--allan-csv", "allan.csv", "--allan-png", "allan.png"]
     if not options.realtime:
         words += ["--start", "1", "--correlations", "1000"]  # three hours on the hardware, free of charge here
     return client.main([*words, *options.measurement])

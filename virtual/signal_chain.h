@@ -1,6 +1,6 @@
 #pragma once
 /// From the carrier to the ADC, both channels: prescaler, mixer against a reference of its own, phase-locked loop, IF
-/// gain. The channels are unequal on purpose: detector slope, gain, noise and loop of B differ from A's.
+/// gain. The channels are unequal on purpose: detector slope, gain, noise and tuning of B differ from A's.
 ///
 /// With h = k G E / p the two-sided densities at the ADC are |h|^2 (L_dut + p^2 L_ref) + n for a channel's own spectrum
 /// and h_A conj(h_B) L_dut for the cross spectrum, L the single-sideband noise as a ratio per Hz.
@@ -8,6 +8,8 @@
 #include "virtual/dut.h"
 #include "virtual/spectrum_draw.h"
 
+#include <array>
+#include <complex>
 #include <cstdint>
 
 namespace vi {
@@ -15,31 +17,47 @@ namespace vi {
 enum Channel { channelA = 0, channelB = 1 };
 inline constexpr int channels = 2;
 
-/// The reference that both source boards run on.
+/// The reference that a source board runs on.
 enum class Reference { ocxo10MHzTimes100 = 0, crystal100MHz = 1, resonator1GHz = 2, lowNoisePll = 3 };
 
-/// Type-2 loop, channel A. The tune port loads the filter: the damping in force is 0.8 of the filter's.
-struct Loop {
-    double wn_rad_s;
-    double filterDamping;
-};
-
-struct SignalChain {
+/// What a channel's spectrum depends on.
+struct ChannelChain {
+    bool carrier; // the loop holds the mixer on the carrier; else only the noise behind the mixer is left
+    double mixer_Hz;
     uint32_t prescaler;
     Reference reference;
+    double slope_V; // of the mixer, per rad
     int ifGain_dB;
-    Loop loop;
+    double wn_rad_s, damping; // of the loop in force
+    double highPass_Hz;       // of the IF chain: lets f/(f + highPass_Hz) through; 0: none
+    double highPass2_Hz;      // one more
+
+    friend bool operator==(const ChannelChain&, const ChannelChain&) = default;
 };
+using SignalChain = std::array<ChannelChain, channels>;
 
-/// Slope of the mixer with its prescaler in front, volts at the ADC per radian, at 0 dB IF gain.
-[[nodiscard]] double chain_detectorSlope(const SignalChain& chain, const Dut& dut, Channel channel);
+/// Slope of a mixer in V/rad with a carrier so far above the level that switches it, at 0 dB IF gain and before what
+/// the IF chain deviates from its nominal gain.
+[[nodiscard]] double chain_mixerSlope(double mixer_Hz, double drive_dB, Channel channel);
+/// The IF chain's true gain, a ratio.
+[[nodiscard]] double chain_ifGain(int ifGain_dB, Channel channel);
+/// Tuning sensitivity of a source at 100 MHz, Hz/V; proportional to its frequency.
+[[nodiscard]] double chain_sensitivity_HzPerV(Reference reference, Channel channel);
+inline constexpr double sensitivityStated_Hz = 100e6;
 
-/// What remains of the phase noise at the mixer inside the loop of channel A, rad^2, offsets up to 50 MHz.
-[[nodiscard]] double chain_phaseErrorVariance(const SignalChain& chain, const Dut& dut);
+/// Noise of the channel's own source at the mixer as a ratio per Hz, single sideband.
+[[nodiscard]] double chain_referenceNoise(Reference reference, Channel channel, double mixer_Hz, double offset_Hz);
+/// Noise behind the mixer at the ADC, two-sided, V^2/Hz.
+[[nodiscard]] double chain_background(int ifGain_dB, Channel channel);
 
-/// Fills `stage` for `points` (at least 2) points from 0 Hz to half of the sample rate. Without a carrier (`carrier`
-/// false) only the noise behind the mixer is left.
-void chain_expect(const SignalChain& chain, const Dut& dut, bool carrier, double sampleRate_Hz, uint32_t points,
+/// What remains of the phase noise at the mixer inside the loop, rad^2, offsets up to 50 MHz.
+[[nodiscard]] double chain_phaseErrorVariance(const ChannelChain& chain, Channel channel, const Dut& dut);
+
+/// Fills `stage` for `points` (at least 2) points from 0 Hz to half of the sample rate.
+void chain_expect(const SignalChain& chain, const Dut& dut, double sampleRate_Hz, uint32_t points,
                   StageExpectation* stage);
+
+/// A line that gets into both IF chains alike, behind the mixers: amplitude at the ADC at 0 dB IF gain.
+inline constexpr double pickup_Hz = 40e3, pickup_V = 0.05;
 
 } // namespace vi

@@ -2,9 +2,10 @@
 /// Connects the firmware's device slots straight to the bench, in place of the boards between them. The only part of
 /// the virtual instrument that knows the firmware.
 ///
-/// It fills the slots of spectra, level, IF gain, prescaler and reference selection. Where a run reads the level, just
-/// before its captures, the adapter also does what search, detector calibration, lock and gain adjustment would have
-/// done: it counts the carrier, closes the loops, sets the gain, and leaves what they found in the record in force.
+/// It fills the slots that a run calls, and does what the boards' firmware would: it plans paths and divisions, sources
+/// and counter ratios. It works on the
+/// record of the instrument, whose own operations select the channel. A call costs three bus transfers of 20
+/// microseconds.
 
 #include "virtual/bench.h"
 

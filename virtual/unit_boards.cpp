@@ -32,13 +32,39 @@ AnalogRevision analogRevision(char code) {
     }
 }
 
+SourceBoards sourceBoards(bool gate, char code) {
+    if (code == '5')
+        return SourceBoards::doubleChannel;
+    if (gate && (code == '8' || code == '9'))
+        return SourceBoards::secondPair;
+    return gate && code == '7' ? SourceBoards::firstPair : SourceBoards::none;
+}
+
 /// The source boards want no more than this at the mixer.
-double prescalerThreshold_Hz(bool secondGenerationSource, char sourceCode, AnalogRevision analog) {
-    if (secondGenerationSource)
+double prescalerThreshold_Hz(SourceBoards sources, AnalogRevision analog) {
+    if (sources == SourceBoards::secondPair)
         return 2500e6;
-    if (sourceCode == '5' && (analog == AnalogRevision::r1B || analog == AnalogRevision::r1C))
+    if (sources == SourceBoards::doubleChannel && (analog == AnalogRevision::r1B || analog == AnalogRevision::r1C))
         return 990e6;
     return 1990e6;
+}
+
+struct DrivePoint {
+    double below_Hz, level_dBm;
+};
+constexpr double fullDrive_dBm = 5; // where the tables end
+constexpr DrivePoint drive2A[] = {{200e6, 4}};
+constexpr DrivePoint drive2B[] = {{300e6, -1}, {1e9, 1}, {1.5e9, 4}};
+constexpr DrivePoint drive2CD[] = {{300e6, 1}, {1.5e9, 4}, {2e9, 5}, {5e9, 4}};
+
+std::span<const DrivePoint> drivePoints(AnalogRevision revision) {
+    switch (revision) {
+    case AnalogRevision::r2A: return drive2A;
+    case AnalogRevision::r2B: return drive2B;
+    case AnalogRevision::r2C:
+    case AnalogRevision::r2D: return drive2CD;
+    default: return {};
+    }
 }
 
 } // namespace
@@ -48,28 +74,33 @@ UnitBoards unitBoards_of(std::string_view serialNumber) {
         return position < serialNumber.size() ? serialNumber[position] : '0';
     };
     const bool gate = at(0) == '2' || at(0) == '5';
-    const bool secondGenerationSource = gate && (at(10) == '8' || at(10) == '9');
     UnitBoards boards{};
     boards.analog = analogRevision(at(6));
     boards.fpga = at(9) == '6' ? FpgaGeneration::second : FpgaGeneration::first;
-    boards.hasSourcePair = secondGenerationSource || (gate && at(10) == '7');
+    boards.sources = sourceBoards(gate, at(10));
     boards.carrierMin_Hz = 1e6;
     boards.carrierMax_Hz = at(1) == '4' ? 7e9 : 29.5e9;
-    boards.prescalerThreshold_Hz = prescalerThreshold_Hz(secondGenerationSource, at(10), boards.analog);
+    boards.prescalerThreshold_Hz = prescalerThreshold_Hz(boards.sources, boards.analog);
+    const bool first = boards.analog == AnalogRevision::r1B || boards.analog == AnalogRevision::r1C;
+    boards.tuneMiddle_V = first ? 6.5 : boards.analog == AnalogRevision::r2A ? 7.0 : 7.2;
+    boards.hasHighInput = !first && boards.analog != AnalogRevision::r2A;
     return boards;
 }
 
-uint32_t unitBoards_prescaler(const UnitBoards& boards, double carrier_Hz) {
-    switch (boards.analog) {
-    case AnalogRevision::r2D: return carrier_Hz < 13.1e9 ? 1 : carrier_Hz < 25e9 ? 2 : 4;
-    case AnalogRevision::r2B:
-    case AnalogRevision::r2C: return carrier_Hz < 9.9e9 ? 1 : carrier_Hz < 18e9 ? 2 : 4;
-    default: {
-        uint32_t ratio = 1;
-        while (ratio < 8 && carrier_Hz / ratio > boards.prescalerThreshold_Hz)
-            ratio *= 2;
-        return ratio;
-    }
+double unitBoards_fullDrive_dBm(const UnitBoards& boards, double carrier_Hz) {
+    for (const DrivePoint& point : drivePoints(boards.analog))
+        if (carrier_Hz < point.below_Hz)
+            return point.level_dBm;
+    return fullDrive_dBm;
+}
+
+Passband unitBoards_passband(const UnitBoards& boards, DutPath path) {
+    if (!boards.hasHighInput)
+        return path == DutPath::divider ? Passband{0.8e9, 30e9} : Passband{0.9e6, 3.2e9};
+    switch (path) {
+    case DutPath::direct: return {0.9e6, 2.6e9};
+    case DutPath::amplifier: return {1.5e9, 14e9};
+    default: return {4e9, 30e9};
     }
 }
 

@@ -11,20 +11,34 @@ inline constexpr std::string_view defaultSerialNumber = "220-336306910-0001";
 
 enum class AnalogRevision { r1B, r1C, r2A, r2B, r2C, r2D };
 enum class FpgaGeneration { first, second };
+enum class SourceBoards { none, doubleChannel, firstPair, secondPair };
+
+/// Ways from the input to the mixer.
+enum class DutPath { direct, amplifier, divider };
+
+struct Passband {
+    double min_Hz, max_Hz; // of the carrier at the input
+};
 
 struct UnitBoards {
     AnalogRevision analog; // position 6: '2' 1C, '3' 2A, '4' 2B, '5' 2C, '6' 2D, else 1B
     FpgaGeneration fpga;   // position 9: '6' second, else first
-    bool hasSourcePair;    // positions 0 and 10: two source boards, whose reference can be selected
+    SourceBoards sources;  // positions 0 and 10; the reference of a pair can be selected
     double carrierMin_Hz, carrierMax_Hz;
     double prescalerThreshold_Hz; // analog boards up to 2A divide until the carrier is at most this
+    double tuneMiddle_V;          // tune voltage at which a source stands where it was set; not of the 1 GHz reference
+    bool hasHighInput;            // a relay leads the input to the direct path or past it to the two others
 };
+inline constexpr double tuneMiddle1GHz_V = 1.4;
+inline constexpr double counterInputMax_Hz = 110e6; // behind the counter's dividers
+
+/// Level at the input, with the preamplifier off, from which up a carrier switches the mixer.
+[[nodiscard]] double unitBoards_fullDrive_dBm(const UnitBoards& boards, double carrier_Hz);
+
+[[nodiscard]] Passband unitBoards_passband(const UnitBoards& boards, DutPath path);
 
 /// A text that is too short counts as filled up with '0'.
 [[nodiscard]] UnitBoards unitBoards_of(std::string_view serialNumber);
-
-/// Division in front of the mixer that the analog boards choose for a carrier: 1, 2, 4 or 8.
-[[nodiscard]] uint32_t unitBoards_prescaler(const UnitBoards& boards, double carrier_Hz);
 
 /// The IF gain in dB that the analog boards set for a request in dB.
 [[nodiscard]] int unitBoards_ifGain_dB(const UnitBoards& boards, int request_dB);

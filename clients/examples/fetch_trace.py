@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The shortest way to a phase noise trace with PyVISA alone: fetch_trace.py [HOST [PORT]]"""
+"""The shortest way to a phase noise trace, its spurs and its jitter with PyVISA alone: fetch_trace.py [HOST [PORT]]"""
 
 import sys
 
@@ -19,11 +19,13 @@ def fetch(query):
     analyzer.write(query)
     digits = int(analyzer.read_bytes(2)[1:])
     length = int(analyzer.read_bytes(digits))
-    return memoryview(analyzer.read_bytes(length)).cast("f").tolist()
+    return memoryview(analyzer.read_bytes(length)).cast("f").tolist() if length else []
 
 
 analyzer.write("SENS:PN:FREQ:STAR 100;STOP 10e6")
 analyzer.write("SENS:PN:CORR 10")
+analyzer.write("SENS:PN:SPUR:OMIS ON")  # take spurs out of the noise and list them
+analyzer.write("SENS:PN:FUNC:RANG 12e3,10e6")  # offsets that count in the jitter
 analyzer.write("INIT")
 analyzer.write("CALC:WAIT:AVER ALL,60000")  # milliseconds; the instrument answers nobody until then
 error = analyzer.query("SYST:ERR?")
@@ -32,3 +34,6 @@ if not error.startswith("0,"):
 
 for offset, level in zip(fetch("CALC:PN:TRAC:FREQ?"), fetch("CALC:PN:TRAC:NOIS?")):
     print(f"{offset:14.2f} Hz {level:9.2f} dBc/Hz")
+for offset, level in zip(fetch("CALC:PN:TRAC:SPUR:FREQ?"), fetch("CALC:PN:TRAC:SPUR:POW?")):
+    print(f"{offset:14.2f} Hz {level:9.2f} dBc")
+print("RMS jitter", analyzer.query("CALC:PN:TRAC:FUNC:JITT?"), "s")

@@ -27,6 +27,12 @@ constexpr int32_t resistanceBeyond_Ohm = 249906; // for what no tap reaches: tap
 
 } // namespace
 
+void tvstuff_seedRandom(uint32_t seed) {
+    MutexLock lock(deviateMutex);
+    srand(seed);
+    deviateStored = false;
+}
+
 float tvstuff_randn(float mean, float sigma) {
     MutexLock lock(deviateMutex);
     deviateStored = !deviateStored;

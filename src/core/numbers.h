@@ -3,6 +3,10 @@
 
 #include <cstdint>
 
+/// Starts the numbers of this file anew: after the same seed the same ones follow. Without a call they are those after
+/// the seed 1.
+void tvstuff_seedRandom(uint32_t seed);
+
 /// A normal deviate by the polar method, which makes two at a time; the second is kept for the next call.
 [[nodiscard]] float tvstuff_randn(float mean, float sigma);
 

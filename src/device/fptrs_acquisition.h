@@ -32,7 +32,7 @@ inline Slot<int(Device*, uint32_t)> Device_setPhaseNoiseDivider;
 inline Slot<uint32_t(Device*)> Device_getPhaseNoiseChannels;
 inline Slot<int(Device*, uint32_t)> Device_setPhaseNoiseChannels;              // 1: A only, else both
 inline Slot<int(Device*, uint32_t)> Device_getFilteredSamples;                 // captures, blocks; stages: model L only
-inline Slot<int(Device*, uint32_t, uint32_t, const uint16_t**)> Device_getPhaseNoiseFbuffer; // channel, segment
+inline Slot<int(Device*, uint32_t, uint32_t, uint16_t**)> Device_getPhaseNoiseFbuffer;      // channel, segment
 inline Slot<int(Device*, uint32_t)> Device_getFNSize;                          // segment: its size
 inline Slot<uint32_t(Device*)> Device_getPhaseNoiseValidSamplesCount;          // valid bytes of the last stream
 inline Slot<int(Device*)> Device_phaseNoiseSampling_startHMode;                // capture as a stream to a block

@@ -18,6 +18,10 @@ uint32_t wholeCounts(double volts) {
 
 } // namespace
 
+double kphiVolts(double counts) {
+    return counts > 0 ? adc2absvolt(static_cast<uint32_t>(std::min(counts, countMax))) : 0;
+}
+
 uint32_t volt2adc(double volts) {
     return wholeCounts(volts + adcCentre_V);
 }

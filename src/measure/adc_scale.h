@@ -4,7 +4,8 @@
 #include <cstdint>
 
 inline constexpr double adcVoltsPerCount = 2.44140625e-05;
-inline constexpr double adcCentre_V = 0.8; // 32768 counts
+inline constexpr int32_t adcCentre = 32768; // counts
+inline constexpr double adcCentre_V = 0.8;
 
 /// Volts around the centre: 0 counts are -0.8 V.
 [[nodiscard]] constexpr double adc2volt(uint32_t count) {
@@ -15,6 +16,9 @@ inline constexpr double adcCentre_V = 0.8; // 32768 counts
 [[nodiscard]] constexpr double adc2absvolt(uint32_t count) {
     return count * adcVoltsPerCount;
 }
+
+/// A detector constant of ADC counts per radian in volts per radian, from whole counts; 0 for one that is not measured.
+[[nodiscard]] double kphiVolts(double counts);
 
 /// The way back, cut to a whole count; values below the range and NaN give 0.
 [[nodiscard]] uint32_t volt2adc(double volts);

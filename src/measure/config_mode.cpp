@@ -3,6 +3,7 @@
 #include "core/tvmem.h"
 #include "measure/config_accessors.h"
 #include "measure/measure.h"
+#include "measure/spur_detector.h"
 #include "measure/staging.h"
 #include "scpi/error_codes.h"
 
@@ -117,6 +118,7 @@ void forgetRun() {
     for (Shared<double>* value : {&meas_data.loopR1A, &meas_data.loopR1B, &meas_data.loopR2A, &meas_data.loopR2B,
                                   &meas_data.loopWnA, &meas_data.loopWnB, &meas_data.loopZetaA, &meas_data.loopZetaB})
         *value = unknown;
+    meas_data.inputAttenuation = unknown;
     MutexLock lock(meas_data.resultMutex);
     meas_data.stopRequested = 0;
     meas_data.previewTrigger = 0;
@@ -135,7 +137,8 @@ bool takeResultArrays() {
            take(&configPN.testSetDefinition, testSetSize) && take(&configPN.testSetResults, testSetSize) &&
            take(&meas_data.pnAverage, tracePointsSize) && take(&meas_data.spectrumData, tracePointsSize) &&
            take(&meas_data.spectrumPowerData, tracePointsSize) && take(&meas_data.spectrumFreq, tracePointsSize) &&
-           take(&meas_data.spurData, spursMax) && take(&meas_data.spurFreq, spursMax) &&
+           take(&meas_data.spurData, spursMax) && take(&meas_data.spurFreq, spursMax) && take(&SPURS, spursMax) &&
+           take(&ORIGINAL, tracePointsSize) && take(&SMOOTHED, tracePointsSize) && take(&__std, tracePointsMax) &&
            take(&meas_data.aVarianceSigma, aVariancePointsMax) && take(&meas_data.aVarianceTau, aVariancePointsMax);
 }
 

@@ -1,9 +1,12 @@
 // What this layer publishes in the device table.
 
 #include "device/device_variants.h"
+#include "measure/allan_variance.h"
 #include "measure/config_accessors.h"
+#include "measure/frequency_search.h"
 #include "measure/measure.h"
 #include "measure/pn_measure.h"
+#include "measure/sensitivity.h"
 #include "measure/staging.h"
 #include "measure/test_set.h"
 
@@ -198,6 +201,8 @@ void registerRun() {
     Automeasure_setTestSetDefinition = configPN_setTestSetDefinition;
     Automeasure_getTestSetDefinition = configPN_getTestSetDefinition;
     Automeasure_getTestSet = configPN_getTestSet;
+    Automeasure_config_searchForDUT = pn_measure_execfrequencySearch;
+    Automeasure_execSensitivity = pn_measure_measureSensitivity;
     Automeasure_preparePnMeas = measure_startMeasurement;
     Automeasure_getPreparePnMeasStatus = pn_measure_getMeasStatus;
     Automeasure_waitForMeasurement = pn_measure_waitForMeasurement;
@@ -217,6 +222,11 @@ void registerRun() {
     Automeasure_getPnSpotSpectrumData = pn_measure_getSpotSpectrumData;
     Automeasure_getSpurFreq = pn_measure_getSpurFreq;
     Automeasure_getSpurData = pn_measure_getSpurData;
+    Automeasure_getFunctionIntegral = pn_measure_getFunctionIntegral;
+    Automeasure_getFunctionJitter = pn_measure_getFunctionJitter;
+    Automeasure_calculateAVariance = pn_measure_calculateAVariance;
+    Automeasure_getFunctionAVarianceTau = pn_measure_getFunctionAVarianceTau;
+    Automeasure_getFunctionAVarianceSigma = pn_measure_getFunctionAVarianceSigma;
 }
 
 } // namespace

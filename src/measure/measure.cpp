@@ -138,6 +138,14 @@ void measure_endRun(Device* device) {
     } while (!waitBrieflyForEnd(run));
 }
 
+void measure_waitForEnd() {
+    if (onMeasurementThread)
+        return;
+    MutexLock lock(meas_data.stateMutex);
+    while (meas_data.idle == 0)
+        meas_data.finishedCond.wait(meas_data.stateMutex);
+}
+
 bool measure_isMeasurementThread() {
     return onMeasurementThread;
 }

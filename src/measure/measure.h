@@ -19,6 +19,9 @@ int measure_stopMeasurement(Device* device);
 /// Stops the run in progress, cuts the capture that it waits for, and waits for its end. For changes that a run cannot
 /// live through: another mode, a reset. Returns at once without a run, and on the measurement thread itself.
 void measure_endRun(Device* device);
+/// Waits for the end of the run in progress without touching it: for commands that drive the hardware themselves, as
+/// INIT does. Returns at once without a run, and on the measurement thread itself.
+void measure_waitForEnd();
 
 [[nodiscard]] bool measure_isMeasurementThread();
 /// The number of the run in progress, counted from 1; 0 without one.

@@ -1,23 +1,20 @@
+// The correlation stage loop: from the captures to the trace.
 #include "measure/pn_measure.h"
 
-#include "core/abstime.h"
+#include "core/numbers.h"
 #include "core/tvdebug.h"
 #include "measure/adc_scale.h"
 #include "measure/measure.h"
 #include "measure/measurement_configuration.h"
 #include "measure/pn_output.h"
+#include "measure/spur_detector.h"
 #include "measure/test_set.h"
-#include "scpi/error_codes.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 
 namespace {
-
-constexpr uint64_t sourceCommand_us = 5000; // a frequency command needs that long to the sources
-constexpr double unreadableLevel = -100.0;  // dBm
-constexpr double kphiRatioMax = 1.5;        // of one detector constant to the other
 
 /// A point of the FPGA's averaged spectrum.
 struct FdPoint {
@@ -34,16 +31,13 @@ struct CorrelationRun {
     int32_t stageCount;
     int32_t pointCount;
     double scaleDb;
+    uint32_t repairSeed;                          // of the random numbers that replace spurs
     std::array<int32_t, stageCountMax + 1> bound; // stage s serves the points from bound[s + 1] up to below bound[s]
     std::array<int32_t, tracePointsMax> bin;      // of each point: its place in the spectrum of its stage
 };
 using StageRates = std::array<double, stageCountMax>; // samples per second
 
 CorrelationRun run; // the measurement thread's own; static because of the thread's small stack
-
-double kphiVolts(double counts) {
-    return counts > 0 ? adc2absvolt(static_cast<uint32_t>(std::fmin(counts, UINT32_MAX))) : 0;
-}
 
 /// Detector constants, IF gain and prescaler in one term, dB.
 double levelScale(Device* device) {
@@ -80,6 +74,7 @@ void prepareRun(Device* device) {
     run.capturePasses = plan.capturePasses;
     run.stageCount = plan.stageCount;
     run.scaleDb = levelScale(device);
+    run.repairSeed = static_cast<uint32_t>(tvstuff_getRandomNumber(0, INT32_MAX));
     StageRates rates{};
     for (int32_t stage = 0; stage < run.stageCount; ++stage)
         rates[stage] = Device_getFdSamplingFreq(device, stage);
@@ -124,6 +119,17 @@ void averageLevels(int32_t done, int32_t passes) REQUIRES(meas_data.resultMutex)
     }
 }
 
+/// All saves of an iteration draw the same random numbers, so that a client who asks for preliminary results does not
+/// change the trace that the run ends with.
+void omitSpurs(Device* device, int32_t done) REQUIRES(meas_data.resultMutex) {
+    if (configPNPtr->spurOmission == 0) {
+        printd("     > Spur Detection: NO\n");
+        return;
+    }
+    tvstuff_seedRandom(run.repairSeed + static_cast<uint32_t>(done));
+    spurDetection(device);
+}
+
 /// Publishes the trace after `passes` captures of the iteration that follows `done` finished ones.
 void save(Device* device, int32_t done, int32_t passes) REQUIRES(meas_data.resultMutex) {
     averageLevels(done, passes);
@@ -131,6 +137,7 @@ void save(Device* device, int32_t done, int32_t passes) REQUIRES(meas_data.resul
     deembed(device);
     Device_calibrateTVPNGain(device, run.pointCount, meas_data.spectrumFreq, meas_data.spectrumData);
     std::copy_n(meas_data.spectrumData, run.pointCount, meas_data.spectrumPowerData);
+    omitSpurs(device, done);
     applySmoothing();
     meas_data.preliminaryCorrelationCount =
         static_cast<int32_t>(int64_t{run.correlations} * passes / run.capturePasses);
@@ -204,63 +211,6 @@ bool runIteration(Device* device, int32_t done) {
     return true;
 }
 
-void reportSettings() {
-    const MeasConfig* config = configPNPtr;
-    printd("---> pnMeasureFull: fO=%.2f-%.0f Hz  iterations=%d  correlations=%d  ppd=%d  method=%u  reference=%u\n",
-           config->offsetMin.get(), config->offsetMax.get(), config->iterations.get(), config->correlations.get(),
-           config->pointsPerDecade.get(), config->measurementMethod.get(), config->reference.get());
-}
-
-bool kphiGood(const MeasConfig& config) {
-    const double a = config.kphiA;
-    const double b = config.kphiB;
-    if (config.measurementMethod != methodCrossCorrelation)
-        return a > 0;
-    return a > 0 && b > 0 && a / b <= kphiRatioMax && b / a <= kphiRatioMax;
-}
-
-/// What the preparation failed in, as the code of the run; 0 if captures may begin. The step that failed is repeated in
-/// the next run whatever its redo code.
-int32_t judgePreparation() {
-    MeasConfig& config = *configPNPtr;
-    if (!(config.frequency > 0)) {
-        config.doFrequency = 1;
-        return scpi::noSignalDetected;
-    }
-    if (!kphiGood(config)) {
-        config.doKphi = 1;
-        return scpi::noValidBeatDetected;
-    }
-    if (meas_data.locked == 0)
-        return scpi::lockFailed;
-    if (config.ifGain < 0) {
-        config.doIFgain = 1;
-        return scpi::measurementFailed;
-    }
-    return 0;
-}
-
-int32_t endWith(int32_t code) {
-    MutexLock lock(meas_data.resultMutex);
-    meas_data.lastError = code;
-    return code;
-}
-
-void clearResults(Device* device) {
-    {
-        MutexLock lock(meas_data.resultMutex);
-        meas_data.pointCount = 0; // so that no stale trace can be read
-        meas_data.spurCount = 0;
-        meas_data.preliminaryAverageCount = 0;
-        meas_data.preliminaryCorrelationCount = 0;
-    }
-    meas_data.lockTimeSec = 0;
-    for (Shared<double>* phase :
-         {&meas_data.tFsearch, &meas_data.tKphi, &meas_data.tLock, &meas_data.tGain, &meas_data.tMeas})
-        *phase = 0;
-    clearTestSet(device);
-}
-
 } // namespace
 
 void measurePhaseNoise(Device* device) {
@@ -269,34 +219,4 @@ void measurePhaseNoise(Device* device) {
         if (!runIteration(device, done))
             break;
     clearSums();
-}
-
-int32_t pnMeasureFull(Device* device) {
-    const timeval begin = measure_now();
-    resetTime();
-    clearResults(device);
-    if (configPN.pulseEnabled != 0) {
-        meas_data.locked = 0; // only a lock of its own kind holds the loop on a pulsed DUT
-        return endWith(scpi::lockFailed);
-    }
-    reportSettings();
-    if (configPNPtr->freqInit != 0) {
-        printd("Wait for SENS:PN:FREQ to be processed (IS board frequency set) -> 5  ms\n");
-        tvstuff_delay_us(sourceCommand_us);
-    }
-    configPNPtr->firstSearch = 1;
-
-    timeval phase = measure_now();
-    const tvpow* power = Device_quicklyGetPower(device);
-    configPNPtr->power = power != nullptr ? static_cast<double>(*power) : unreadableLevel;
-    meas_data.tFsearch = measure_secondsSince(phase);
-    if (const int32_t failure = judgePreparation(); failure != 0)
-        return endWith(failure);
-
-    phase = measure_now();
-    measurePhaseNoise(device);
-    meas_data.tMeas = measure_secondsSince(phase);
-    Device_setLnaGain(device, 0);
-    meas_data.lastTimeSec = measure_secondsSince(begin);
-    return endWith(0);
 }

@@ -8,7 +8,8 @@
 #include <cstdint>
 
 /// One whole run of the configuration in force, on the measurement thread. Stores its result in lastError and returns
-/// it: 0, also after an abort, or a run failure of scpi/error_codes.h. A failed step leaves the hardware as it is.
+/// it: 0, also after an abort, or a run failure of scpi/error_codes.h. A failed step leaves the hardware as it is. Only
+/// the captures of the correlation act on a stop request; the steps before them run to their end.
 int32_t pnMeasureFull(Device* device);
 
 /// The loop over iterations, captures and stages. Takes its settings once at the start: what a client changes meanwhile
@@ -33,8 +34,13 @@ int pn_measure_getSpectrumPowerData(Device* device, const float** data); // dBc/
 int pn_measure_getSpectrumFreq(Device* device, const float** data);      // Hz
 int pn_measure_getSpurData(Device* device, const float** data);          // dBc
 int pn_measure_getSpurFreq(Device* device, const float** data);          // Hz
+// Allan deviation, as computed last; 0 bytes before.
+int pn_measure_getFunctionAVarianceTau(Device* device, const float** data); // averaging times, s
+int pn_measure_getFunctionAVarianceSigma(Device* device, const float** data);
 double pn_measure_getSpotSpectrumData(Device* device); // at spotFrequency, dBc/Hz; -1000 outside the trace
 double pn_measure_getSpotSpectrumFreq(Device* device); // Hz
+double pn_measure_getFunctionIntegral(Device* device); // phase noise over the function range, dBc; see statistics.h
+double pn_measure_getFunctionJitter(Device* device);   // RMS jitter, s; see statistics.h
 int pn_measure_getPreliminaryAverageCount(Device* device);
 int pn_measure_getPreliminaryCorrelationCount(Device* device);
 

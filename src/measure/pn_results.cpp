@@ -6,6 +6,7 @@
 #include "measure/measurement_configuration.h"
 #include "measure/pn_measure.h"
 #include "measure/pn_output.h"
+#include "measure/statistics.h"
 #include "scpi/error_codes.h"
 
 #include <algorithm>
@@ -26,6 +27,8 @@ std::array<float, tracePointsSize> powerCopy;
 std::array<float, tracePointsSize> frequencyCopy;
 std::array<float, spursMax> spurLevelCopy;
 std::array<float, spursMax> spurFrequencyCopy;
+std::array<float, aVariancePointsMax> tauCopy;
+std::array<float, aVariancePointsMax> sigmaCopy;
 
 template <size_t Size>
 int handOut(const float* from, int32_t count, std::array<float, Size>* copy, const float** data)
@@ -185,6 +188,26 @@ int pn_measure_getSpurData(Device*, const float** data) {
 int pn_measure_getSpurFreq(Device*, const float** data) {
     MutexLock lock(meas_data.resultMutex);
     return handOut(meas_data.spurFreq, meas_data.spurCount, &spurFrequencyCopy, data);
+}
+
+int pn_measure_getFunctionAVarianceTau(Device*, const float** data) {
+    MutexLock lock(meas_data.resultMutex);
+    return handOut(meas_data.aVarianceTau, meas_data.aVarianceCount, &tauCopy, data);
+}
+
+int pn_measure_getFunctionAVarianceSigma(Device*, const float** data) {
+    MutexLock lock(meas_data.resultMutex);
+    return handOut(meas_data.aVarianceSigma, meas_data.aVarianceCount, &sigmaCopy, data);
+}
+
+double pn_measure_getFunctionIntegral(Device* device) {
+    MutexLock lock(meas_data.resultMutex);
+    return calculateStatistics(device, statisticsIntegral);
+}
+
+double pn_measure_getFunctionJitter(Device* device) {
+    MutexLock lock(meas_data.resultMutex);
+    return calculateStatistics(device, statisticsJitter);
 }
 
 double pn_measure_getSpotSpectrumData(Device* device) {

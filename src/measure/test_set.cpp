@@ -2,6 +2,7 @@
 
 #include "measure/measurement_configuration.h"
 #include "measure/pn_output.h"
+#include "measure/statistics.h"
 #include "scpi/error_codes.h"
 
 #include <algorithm>
@@ -13,6 +14,7 @@
 
 namespace {
 
+constexpr double fsPerSecond = 1e15;
 constexpr int numberTextSize = 320; // the largest double with four decimals, sign, letter and comma
 
 /// Text of a list; entries go to the end with a comma between them.
@@ -110,12 +112,19 @@ void insertTestSetPowerFreq(int withFrequency, int, double frequency, int withPo
     }
 }
 
-void insertTestSetOffsets(Device*) {
+void insertTestSetOffsets(Device* device) {
     MutexLock lock(meas_data.testSetMutex);
     double* result = configPN.testSetResults;
     for (const TestSetDefinition& entry : entries()) {
-        if (entry.type == testSetOffsetNoise)
-            *result = pn_output_levelAt(entry.value);
+        switch (entry.type) {
+        case testSetOffsetNoise: *result = pn_output_levelAt(entry.value); break;
+        case testSetJitter: *result = calculateStatistics(device, statisticsJitter) * fsPerSecond; break;
+        case testSetIntegral: *result = calculateStatistics(device, statisticsIntegral); break;
+        case testSetResidualD: *result = calculateStatistics(device, statisticsMillidegrees); break;
+        case testSetResidualR: *result = calculateStatistics(device, statisticsMilliradians); break;
+        case testSetResidualM: *result = calculateStatistics(device, statisticsResidualFm); break;
+        default: break;
+        }
         ++result;
     }
 }

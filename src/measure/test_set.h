@@ -19,5 +19,6 @@ int configPN_getTestSet(Device* device, const char** text);
 void clearTestSet(Device* device);
 /// `frequency` (Hz) goes to its entries unless `withFrequency` is 0, `power` (dBm) likewise.
 void insertTestSetPowerFreq(int withFrequency, int, double frequency, int withPower, double power);
-/// Noise at the offsets that the set asks for, from the published trace.
+/// All other entries from the published trace: noise at the offsets that the set asks for, dBc/Hz; jitter in fs; the
+/// other figures of statistics.h in their units.
 void insertTestSetOffsets(Device* device) REQUIRES(meas_data.resultMutex);

@@ -1,16 +1,104 @@
 """Real clients and the instrument's links: PyVISA, lxi, netcat, sockets, discovery."""
 
+import csv
+import itertools
+import math
 import socket
 import struct
 import subprocess
 import unittest
+from datetime import datetime
+from pathlib import Path
+from tempfile import TemporaryDirectory
 
-from clients import measurement
+import numpy
+
+from clients import labels, measurement, plot, report
 from clients.instrument import Instrument, InstrumentError
+from clients.results import AllanDeviation, Integrals, Spur, Trace
+from clients.setup import Setup
+from clients.text import engineering
 from tests.instrument.process import HOST, PORT, ProcessTest, connect, receive_line
 from virtual.rig import DISCOVERY_PORT, discover
 
 IDENTITY = r"^Tolvane AG,[^,]+,220-336306910-0001,0\.4\.92$"
+
+
+def trace_of(**results):
+    """-100 dBc/Hz from 1 kHz to 10 MHz on a carrier of 1 GHz."""
+    offsets = [10.0 ** (3 + i / 100) for i in range(401)]
+    flat = [-100.0] * len(offsets)
+    return Trace("maker,model", datetime(2024, 1, 2), Setup(), 1e9, 8.0, offsets, flat, flat, **results)
+
+
+class Results(unittest.TestCase):
+    def test_quantities_get_the_prefix_that_fits(self):
+        for value, unit, text in (
+            (5.4321e-14, "s", "54.32 fs"),
+            (999.96e-15, "s", "1.000 ps"),
+            (4.4719e-2, "rad", "44.72 mrad"),
+            (258199.0, "Hz", "258.2 kHz"),
+            (0.0, "Hz", "0.000 Hz"),
+            (3e-17, "s", "0.030 fs"),
+            (1309.4, "deg", "1309 deg"),
+            (None, "s", "-"),
+            (-math.inf, "s", "-"),
+        ):
+            self.assertEqual(engineering(value, unit), text)
+
+    def test_figures_follow_from_the_integral_and_what_does_not_exist_is_a_dash(self):
+        flat = Integrals.of_answers(-30.0004, 7.11727e-12)
+        self.assertAlmostEqual(flat.phase_rad, 44.7191e-3, delta=1e-6)
+        self.assertAlmostEqual(flat.phase_deg, 2.56222, delta=1e-4)
+        for integral, jitter in ((-1.0, -1.0), (-math.inf, 0.0)):  # no trace; an empty range
+            nothing = trace_of(integrals=Integrals.of_answers(integral, jitter), spots=[(1e3, None)], spurs=[])
+            cells = [row[1:] for row in report.integral_rows(nothing)]
+            self.assertEqual(cells, [("-",)] * 5)
+            text = "\n".join(report.text_lines(nothing, 20))
+            self.assertRegex(text, r"1 kHz +-\n")
+            self.assertIn("none found", text)
+
+    def test_the_table_holds_each_spur_in_the_row_of_its_offset(self):
+        spurs = [Spur(1e3, -80.0), Spur(1.007e5, -70.25), Spur(2e7, -60.0)]
+        trace = trace_of(spurs=spurs, range_hz=(1e3, 1e7), integrals=Integrals(-30.0, 7.1e-12))
+        trace.noise_dbc_hz = [math.nan, *trace.noise_dbc_hz[1:]]
+        with TemporaryDirectory() as directory:
+            path = Path(directory) / "trace.csv"
+            trace.write_csv(path)
+            lines = path.read_text().splitlines()
+        head = dict(line[2:].split(": ") for line in lines if line.startswith("# ") and ": " in line)
+        self.assertEqual((head["spurs"], head["integrated_to_hz"]), ("3", "1e+07"))
+        rows = list(csv.DictReader(line for line in lines if not line.startswith("#")))
+        self.assertEqual([row["noise_dbc_hz"] for row in rows], ["", *["-100.000"] * 400])
+        listed = [(float(row["offset_hz"]), row["spur_dbc"]) for row in rows if row["spur_dbc"]]
+        self.assertEqual(listed, [(1e3, "-80.00"), (1e5, "-70.25"), (1e7, "-60.00")])
+        shown = "\n".join(report.text_lines(trace, 2))
+        self.assertRegex(shown, r"strongest 2 of 3\n +101 kHz +-70.25 dBc\n +20.0 MHz +-60.00 dBc$")
+
+    def test_averaging_times_are_supported_up_to_a_tenth_of_the_longest_period(self):
+        taus = [1e-6 * 1.1**i for i in range(121)]
+        allan = AllanDeviation(taus, [1e-12 / tau for tau in taus], (10.0, 1e6))
+        self.assertEqual([allan.is_valid(tau) for tau in (0.9e-6, 1e-6, 0.99e-2, 1.01e-2)], [False, True, True, False])
+        for (tau, sigma), decade in itertools.zip_longest(plot.decade_times(allan), range(-6, -1)):
+            self.assertAlmostEqual(tau / 10.0**decade, 1.0)
+            self.assertAlmostEqual(sigma * tau, 1e-12, delta=1e-18)
+
+    def test_crowded_labels_neither_overlap_nor_leave_the_axes(self):
+        figure, axes = plot.pyplot.subplots(figsize=(9, 5))
+        self.addCleanup(plot.pyplot.close, figure)
+        axes.set_xscale("log")
+        axes.set(xlim=(1, 1e6), ylim=(-160, -60))
+        crowd = [labels.Label(50.0 * k, -90.0 - k, f"{50 * k} Hz\n-{90 + k}.0 dBc") for k in range(1, 11)]
+        crowd += [labels.Label(1.0, -70.0, "at the edge"), labels.Label(9.9e5, -61.0, "in the corner")]
+        written = labels.place(axes, crowd, numpy.array([(label.x, label.y) for label in crowd]), fontsize=8)
+        boxes = [text.get_window_extent() for text in axes.texts if text.get_text()]
+        self.assertEqual(written, len(boxes))
+        self.assertGreaterEqual(written, 8)
+        frame = axes.get_window_extent()
+        for box in boxes:
+            self.assertTrue(frame.x0 <= box.x0 and box.x1 <= frame.x1 and box.y1 <= frame.y1)
+        for one, other in itertools.combinations(boxes, 2):
+            self.assertFalse(one.overlaps(other))
 
 
 class Clients(ProcessTest):

@@ -1,18 +1,28 @@
 """./run as a user sees it: serving, measuring, ending, and what it says when it cannot."""
 
+import csv
+import math
 import signal
-import subprocess
 import time
 import unittest
 
 from clients import measurement
 from clients.instrument import Instrument, InstrumentError
-from tests.instrument.process import HOST, PORT, QUICK_DUT, ProcessTest, connect, receive_line
+from tests.instrument.process import HOST, PORT, ProcessTest, connect, receive_line
 
+COUNTER_HZ = 50  # what a gate of 10 ms resolves
 DUT = """[signal]
 frequency_hz = {frequency}
 power_dbm = 8.0
 noise = [[10, -75], [100, -100], [1e3, -130], [1e4, -145], [1e5, -155], [1e6, -160]]
+"""
+# Near points of the trace and off the middle of a point of the spectrum.
+LINES = [(50.45, -72.0), (151.35, -78.0), (1.922e4, -91.0), (7.688e4, -85.0), (3.117e5, -81.0), (6.4e6, -79.0)]
+DUT_WITH_LINES = f"""[signal]
+frequency_hz = 122.876e6
+power_dbm = 8.0
+noise = [[10, -95], [100, -112], [1e3, -122], [1e4, -128], [1e5, -133], [1e6, -148], [1e7, -156]]
+spurs = {[list(line) for line in LINES]}
 """
 SHORT = ["--", "--start", "1000", "--correlations", "2"]
 
@@ -23,17 +33,46 @@ class Run(ProcessTest):
         measurement.run(instrument)
         return instrument.number("CALC:FREQ?")
 
-    def test_it_measures_prints_the_figures_and_leaves_a_table_and_a_picture(self):
-        done = self.run_to_end("--dut", str(QUICK_DUT), *SHORT)
+    def test_it_measures_prints_figures_and_spurs_and_leaves_tables_and_pictures(self):
+        (self.directory / "lines.toml").write_text(DUT_WITH_LINES)
+        done = self.run_to_end("--dut", "lines.toml", "--", "--start", "10", "--correlations", "20")
         self.assertEqual(done.returncode, 0, done.stderr)
-        self.assertRegex(done.stdout, r"carrier +100\.0000\d\d MHz\nlevel +[78]\.\d\d dBm\n")
-        self.assertRegex(done.stdout, r"10 kHz +-14[3-7]\.\d\d dBc/Hz")
-        self.assertEqual((self.directory / "trace.png").read_bytes()[:8], b"\x89PNG\r\n\x1a\n")
-        lines = (self.directory / "trace.csv").read_text().splitlines()
-        rows = [line for line in lines if not line.startswith("#")]
-        self.assertIn("# correlations: 2", lines)
-        self.assertEqual(rows[0], "offset_hz,noise_dbc_per_hz")
-        self.assertEqual((float(rows[1].split(",")[0]), float(rows[-1].split(",")[0])), (1e3, 5e7))
+        self.assertRegex(done.stdout, r"carrier +122\.8[78]\d{4} MHz\nlevel +[78]\.\d\d dBm\n")
+        self.assertRegex(done.stdout, r"10 kHz +-12[7-9]\.\d\d dBc/Hz")
+        self.assertRegex(done.stdout, r"RMS jitter +\d+\.\d fs +\d+\.\d fs\n +residual FM +\d\.\d+ k?Hz")
+        for picture in ("trace.png", "allan.png"):
+            self.assertEqual((self.directory / picture).read_bytes()[:8], b"\x89PNG\r\n\x1a\n")
+
+        head, rows = self.table("trace.csv")
+        self.assertEqual((head["correlations"], head["spurs"]), ("20", str(len(LINES))))
+        self.assertEqual((float(rows[0]["offset_hz"]), float(rows[-1]["offset_hz"])), (10.0, 5e7))
+        found = [(float(row["offset_hz"]), float(row["spur_dbc"])) for row in rows if row["spur_dbc"]]
+        self.assertEqual(len(found), len(LINES))
+        for (offset, level), (true_offset, true_level) in zip(found, LINES):
+            self.assertAlmostEqual(offset / true_offset, 1.0, delta=0.03)  # the nearest point of the trace
+            self.assertAlmostEqual(level, true_level, delta=0.9)
+        self.check_integrals(head, rows)
+
+        head, rows = self.table("allan.csv")
+        self.assertEqual((float(head["valid_from_s"]), float(head["valid_to_s"])), (2e-8, 0.01))
+        self.assertEqual([row["valid"] for row in rows].count("0"), sum(float(row["tau_s"]) > 0.01 for row in rows))
+
+    def table(self, name):
+        lines = (self.directory / name).read_text().splitlines()
+        head = dict(line[2:].split(": ", 1) for line in lines if line.startswith("# "))
+        return head, list(csv.DictReader(line for line in lines if not line.startswith("#")))
+
+    def check_integrals(self, head, rows):
+        """Against plain sums over the table."""
+        points = [(float(row["offset_hz"]), 10 ** (float(row["noise_dbc_hz"]) / 10)) for row in rows]
+        segments = [(f1 - f0, (p0 + p1) / 2, (f0 + f1) / 2) for (f0, p0), (f1, p1) in zip(points, points[1:-1])]
+        noise = sum(width * power for width, power, _ in segments)
+        both = noise + sum(10 ** (level / 10) for _, level in LINES)
+        fm_hz = math.sqrt(2 * sum(width * power * f**2 for width, power, f in segments))
+        self.assertAlmostEqual(float(head["integrated_noise_dbc"]), 10 * math.log10(noise), delta=0.02)
+        self.assertAlmostEqual(float(head["integrated_noise_with_spurs_dbc"]), 10 * math.log10(both), delta=0.3)
+        self.assertAlmostEqual(float(head["rms_phase_rad"]) / math.sqrt(2 * noise), 1.0, delta=0.005)
+        self.assertAlmostEqual(float(head["residual_fm_hz"]) / fm_hz, 1.0, delta=0.005)
 
     def test_a_seed_gives_the_same_trace_every_time(self):
         traces = []
@@ -91,11 +130,11 @@ class Run(ProcessTest):
             (self.directory / "new").rename(path)
 
         with Instrument(HOST, PORT) as instrument:
-            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 100e6, delta=10)
+            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 100e6, delta=COUNTER_HZ)
             edit(DUT.format(frequency="110e6"))
-            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 110e6, delta=10)
+            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 110e6, delta=COUNTER_HZ)
             edit("[signal\n")
-            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 110e6, delta=10)
+            self.assertAlmostEqual(self.carrier_of_a_run(instrument), 110e6, delta=COUNTER_HZ)
             edit(DUT.format(frequency="100e6") + "[faults]\nno_signal = true\n")
             with self.assertRaisesRegex(InstrumentError, '-131272,"Execution error;No signal detected"'):
                 self.carrier_of_a_run(instrument)

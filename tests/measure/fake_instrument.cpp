@@ -2,7 +2,10 @@
 
 #include "device/device_config_sn.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <numbers>
 
 FakeInstrument* fake;
 
@@ -25,35 +28,103 @@ int fdBuffer(Device*, uint32_t stage, const void** data) {
     return 8 * fake->spectrumPoints;
 }
 
-const tvpow* power(Device*) {
-    if (fake->onPower)
-        fake->onPower();
-    configPNPtr->kphiA = fake->kphiA;
-    configPNPtr->kphiB = fake->kphiB;
-    meas_data.locked = fake->locked;
-    return &fake->power_dBm;
+double countCarrier(Device*, double) {
+    if (fake->onSearch)
+        fake->onSearch();
+    return fake->carrier_Hz;
+}
+
+int captureRecords(Device*, uint32_t) {
+    constexpr double rate = 125e6; // samples per second
+    ++fake->records;
+    for (int channel = 0; channel < 2; ++channel) {
+        auto& record = fake->record[channel];
+        record.assign(channel == 0 || fake->channels != 1 ? fake->samples : 0, 0);
+        for (uint32_t i = 0; i < record.size(); ++i) {
+            const double t = i * fake->divider / rate;
+            const double counts = fake->beat ? fake->kphi[channel] * std::sin(2 * std::numbers::pi * beat_Hz * t + 1)
+                                             : fake->locked(channel, t);
+            record[i] = static_cast<uint16_t>(std::clamp(32768 + counts, 0.0, 65535.0));
+        }
+    }
+    return 0;
+}
+
+int recordOf(Device*, uint32_t channel, uint32_t, uint16_t** data) {
+    *data = fake->record[channel].data();
+    return static_cast<int>(fake->record[channel].size() * sizeof(uint16_t));
+}
+
+int setResistance(Device*, int index, double ohm) {
+    char line[64];
+    snprintf(line, sizeof line, "R%d %g", index, ohm);
+    fake->log(line);
+    fake->board[fake->channel].resistance[index] = ohm;
+    return 0;
+}
+
+int selectChannel(int channel) {
+    fake->channel = channel;
+    return logged(channel == 0 ? "A" : "B");
+}
+
+int setSources(const tvfreq* f, const char* name) {
+    fake->beat = false;
+    return logged(name, tvfreq2double(f, nullptr));
+}
+
+void fillLoop() {
+    Device_getInternalReferenceSelection = [](Device*) { return fake->selection; };
+    Device_getFmSensitivity = [](Device*) { return fake->sensitivity[fake->channel]; };
+    Device_getIsTuneVoltage = [](Device*) { return fake->tune(fake->channel); };
+    Device_setResistance = setResistance;
+    Device_selectLoopC = [](Device*, uint32_t number) { return logged("C", number); };
+    Device_selectPnLoopMode = [](Device*, int mode) {
+        fake->board[fake->channel].loopMode = mode;
+        return logged("loop", mode);
+    };
+    Device_setLockhelperVoltage = [](Device*, float volts) {
+        fake->board[fake->channel].helper = volts;
+        return logged("helper", static_cast<double>(volts));
+    };
+}
+
+void fillSearch() {
+    Device_getPhaseNoiseDUTFrequency = countCarrier;
+    Device_getCounterTimeout = [](Device*) { return fake->gate; };
+    Device_setCounterTimeout = [](Device*, tv_time gate) { return fake->gate = gate, logged("gate", gate); };
+    Device_quicklyGetPower = [](Device*) -> const tvpow* { return &fake->power_dBm; };
+    Device_setFrequencyFixed = [](Device*, const tvfreq* f) { return setSources(f, "sources"); };
+    Device_setOffsettedFrequency = [](Device*, const tvfreq* f, int direction) {
+        setSources(f, direction != 0 ? "beside" : "back");
+        fake->beat = direction != 0;
+        return 0;
+    };
 }
 
 void fillBoards() {
     Device_setPath = [](Device*, int path) { return logged("path", path); };
-    Device_setLnaGain = [](Device*, int gain) { return logged("gain", gain); };
-    Device_enableRf = [](Device*) { return logged("rf on"); };
-    Device_disableRf = [](Device*) { return logged("rf off"); };
+    Device_setLnaGain = [](Device*, int gain) { return fake->gain = gain, logged("gain", gain); };
+    Device_getLnaGain = [](Device*) { return fake->gain + fake->gainOffset; };
+    Device_isRfEnabled = [](Device*) { return fake->rfEnabled; };
+    Device_enableRf = [](Device*) { return fake->rfEnabled = 1, logged("rf on"); };
+    Device_disableRf = [](Device*) { return fake->rfEnabled = 0, logged("rf off"); };
+    Device_isReferenceSourceInternal = [](Device*) { return 1; };
     Device_enableRfOneChannel = [](Device*, int channel) { return logged("rf on", channel); };
     Device_disableRfOneChannel = [](Device*, int channel) { return logged("rf off", channel); };
-    Device_selectPhaseNoiseAlgBoardA = [](Device*) { return logged("A"); };
-    Device_selectPhaseNoiseAlgBoardB = [](Device*) { return logged("B"); };
+    Device_selectPhaseNoiseAlgBoardA = [](Device*) { return selectChannel(0); };
+    Device_selectPhaseNoiseAlgBoardB = [](Device*) { return selectChannel(1); };
     Device_setReferenceSourceInternal = [](Device*) { return logged("internal"); };
     Device_setReferenceSourceExternal = [](Device*) { return logged("external"); };
     Device_setInternalReferenceSelection = [](Device*, int selection) { return logged("selection", selection); };
     Device_setVoutPosVoltage = [](Device*, float volts) { return logged("supply", static_cast<double>(volts)); };
     Device_setTotalStepAttenuation = [](Device*, uint32_t steps) { return logged("attenuation", steps); };
-    Device_selectPnLoopMode = [](Device*, int mode) { return logged("loop", mode); };
-    Device_setTuneOutputVoltage = [](Device*, double volts) { return logged("tune", volts); };
-    Device_setCounterTimeout = [](Device*, tv_time gate) { return logged("gate", gate); };
+    Device_setTuneOutputVoltage = [](Device*, double volts) {
+        fake->board[fake->channel].tune = volts;
+        return logged("tune", volts);
+    };
     Device_setSpotFreq = [](Device*, const tvfreq* spot) { return logged("spot", tvfreq2double(spot, nullptr)); };
     Device_setFrequencyOneChannel = [](Device*, const tvfreq* f) { return logged("one", tvfreq2double(f, nullptr)); };
-    Device_getFmSensitivity = [](Device*) { return 250.0; };
 }
 
 void fillAcquisition() {
@@ -65,7 +136,12 @@ void fillAcquisition() {
     Device_setFdChannelAOnly = [](Device*) { return logged("fd A"); };
     Device_getFdSamplingFreq = [](Device*, int32_t stage) { return samplingFreq(stage); };
     Device_getPrescaler = [](Device*) { return uint32_t{2}; };
-    Device_quicklyGetPower = power;
+    Device_getBaseSampleFrequency = [](Device*) { return 125e6; };
+    Device_setPhaseNoiseSamples = [](Device*, uint32_t samples) { return fake->samples = samples, 0; };
+    Device_setPhaseNoiseDivider = [](Device*, uint32_t divider) { return fake->divider = divider, 0; };
+    Device_setPhaseNoiseChannels = [](Device*, uint32_t channels) { return fake->channels = channels, 0; };
+    Device_getFilteredSamples = captureRecords;
+    Device_getPhaseNoiseFbuffer = recordOf;
     Device_capturePhaseNoiseFdSamples = [](Device*) { return fake->capture(), 0; };
     Device_getPhaseNoiseFdBuffer = fdBuffer;
     // A cut capture ends at once, and so do those after it until the run sees the stop.
@@ -85,11 +161,15 @@ void MeasureTest::SetUp() {
     strcpy(device_config_sn, "220-336306910-0001"); // analog board 2D
     if (tests++ == 0) {
         fillBoards();
+        fillLoop();
+        fillSearch();
         fillAcquisition();
         ASSERT_EQ(measure_init(device), 0);
     }
     config_reset(device);
     configPN_disableSmoothing(device);
+    configPN_disableSpurOmission(device);
+    meas_data.loopR1A = meas_data.loopR1B = meas_data.loopR2A = meas_data.loopR2B = 1000;
     meas_data.loopWnA = 0;
     configPN_setTestSetDefinition(device, nullptr);
     pn_measure_waitForMeasurement(device, 1, 0); // takes the code of the last test's run

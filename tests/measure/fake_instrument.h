@@ -1,7 +1,9 @@
 #pragma once
-/// Slots of an instrument without physics: captures whose spectra and moments the test chooses, and a log of what the
-/// measurement asks of the boards.
+/// Slots of an instrument without physics: a carrier, mixer outputs, tune voltages and spectra that the test chooses,
+/// and a log of what the measurement asks of the boards. As it comes, a run finds the carrier, measures the constants
+/// and locks at once.
 
+#include "device/device_variants.h"
 #include "measure/config_accessors.h"
 #include "measure/measure.h"
 #include "measure/pn_measure.h"
@@ -28,10 +30,15 @@ inline Spectrum flat(std::complex<float> point) {
 struct FakeInstrument {
     // Set before a run.
     Spectrum spectrum = flat(1e-9F);
-    int spectrumPoints = 512; // 0: the board has no buffer to give
-    std::function<void()> onPower;
-    double kphiA = 16384, kphiB = 13107; // counts; arrive with the power reading, as if they were measured
-    uint32_t locked = 1;
+    int spectrumPoints = 512;        // 0: the board has no buffer to give
+    std::function<void()> onSearch;  // the counters are read
+    double carrier_Hz = 100e6;       // -200: the counters find none
+    double kphi[2] = {16384, 13107}; // amplitudes of the beats, counts
+    double sensitivity[2] = {0, 0};  // Hz/V; without any, the filters stay and no loop bends the trace
+    int selection = 1;               // of the internal reference
+    int gainOffset = 0;              // of the IF gain in force from the one that was set, dB
+    std::function<double(int channel)> tune = [](int) { return 7.2; };                            // V
+    std::function<double(int channel, double seconds)> locked = [](int, double) { return 20.0; }; // mixer, counts
     float power_dBm = 7.5F;
 
     /// Captures up to this number go through; the next one waits inside.
@@ -71,6 +78,22 @@ struct FakeInstrument {
         return std::exchange(lines, {});
     }
 
+    // What the boards were told.
+    struct Board {
+        int loopMode = 0;
+        double tune = 0;  // V, from the calibration source
+        float helper = 0; // V
+        double resistance[4] = {};
+    } board[2];
+    int channel = 0; // selected
+    int rfEnabled = 0;
+    double gate = 0.1;
+    bool beat = false; // the sources stand beside the DUT
+    int gain = 0;
+    uint32_t samples = 0, divider = 1, channels = 2;
+    int records = 0; // of the time domain, captured
+    std::vector<uint16_t> record[2];
+
     std::mutex mutex;
     std::condition_variable changed;
     int begun = 0;
@@ -82,15 +105,19 @@ struct FakeInstrument {
 };
 extern FakeInstrument* fake;
 
+inline constexpr double beat_Hz = 100e3;
+
 double samplingFreq(int stage); // of the first board generation, Hz
 
-/// Fills the slots, starts the measurement thread once for the process, resets before each test, without smoothing and
-/// loop correction, and leaves no run on.
+/// Fills the slots, starts the measurement thread once for the process, resets before each test, without smoothing,
+/// spur omission and loop correction, and leaves no run on.
 class MeasureTest : public testing::Test {
 protected:
     void SetUp() override;
     void TearDown() override { measure_endRun(device); }
 
+    /// Analog board by its code in the serial number: 1C '2', 2A '3', 2B '4', 2C '5', 2D '6'.
+    static void useBoard(char analog) { device_config_sn[variant::analogBoard] = analog; }
     /// One whole run; returns its code.
     static int32_t runOnce() {
         measure_startMeasurement(device);

@@ -1,33 +1,40 @@
 #include "fake_instrument.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <thread>
 
 namespace {
 
 class RunTest : public MeasureTest {};
 
-/// dB of one count of the spectrum's modulus for the fake's constants: 0.4 and 0.32 V/rad, prescaler 2.
-double scaleDb(double ifGain) {
-    return 10 * std::log10(16384 / 40960.0) + 10 * std::log10(13107 / 40960.0) + ifGain - 20 * std::log10(2.0);
+constexpr double runGain = 48; // dB: the highest, as the fake's mixers are quiet
+
+/// dB of one count of the spectrum's modulus with the constants that the run has measured and the fake's prescaler
+/// of 2.
+double scaleDb(double ifGain = runGain) {
+    return 10 * std::log10(std::floor(configPN.kphiA) / 40960) + 10 * std::log10(std::floor(configPN.kphiB) / 40960) +
+           ifGain - 20 * std::log10(2.0);
 }
 
 } // namespace
 
 TEST_F(RunTest, OneIterationOfOnePassIsOneCaptureAndOneSave) {
     fake->spectrum = flat({3e-15F, -4e-15F});
-    fake->onPower = [] { configPN.ifGain = 32; };
     const int32_t before = saves();
     EXPECT_EQ(runOnce(), 0);
     EXPECT_EQ(fake->capturesBegun(), 1);
     EXPECT_EQ(saves() - before, 1);
     EXPECT_EQ(trace().size(), 481U);
     for (const float level : trace())
-        ASSERT_NEAR(level, 10 * std::log10(5e-15) - scaleDb(32), 1e-4);
+        ASSERT_NEAR(level, 10 * std::log10(5e-15) - scaleDb(), 1e-4);
     EXPECT_EQ(progress(), std::pair(1, 1));
     EXPECT_EQ(pn_measure_getMeasStatus(device), 0);
     EXPECT_EQ(configPN.power, 7.5);
-    EXPECT_EQ(fake->takeLog(), "gain 0"); // the run leaves the IF gain at 0
+    EXPECT_NEAR(configPN.kphiA, 16384, 200);
+    EXPECT_NEAR(configPN.kphiB, 13107, 200);
+    EXPECT_TRUE(fake->takeLog().ends_with("gain 48; gain 0")); // the run leaves the IF gain at 0
     EXPECT_TRUE(read(pn_measure_getSpurData).empty());
 }
 
@@ -48,7 +55,7 @@ TEST_F(RunTest, EachPointComesFromItsStageAndTheNearestBin) {
                 ++stage;
             const int points = plan.stageSamples[stage];
             const double exact = 2 * offsets[k] / samplingFreq(stage) * (points - 1);
-            const double value = std::pow(10, (levels[k] + scaleDb(0)) / 10) - 1 - stage * 1000;
+            const double value = std::pow(10, (levels[k] + scaleDb()) / 10) - 1 - stage * 1000;
             ASSERT_NEAR(value, std::min(std::floor(exact + 0.5), 511.0), 0.01 * (1 + stage)) << offsets[k] << " Hz";
         }
     }
@@ -58,20 +65,22 @@ TEST_F(RunTest, AShortOrMissingBufferOrChannelDoesNoHarm) {
     fake->spectrumPoints = 8;
     fake->spectrum = [](int, int, int index) { return std::complex<float>(index == 7 ? 1.0F : 1e-6F, 0); };
     EXPECT_EQ(runOnce(), 0);
-    EXPECT_NEAR(trace().back(), -scaleDb(0), 1e-4); // beyond the buffer: its last point
+    EXPECT_NEAR(trace().back(), -scaleDb(), 1e-4); // beyond the buffer: its last point
     fake->spectrumPoints = 0;
     EXPECT_EQ(runOnce(), 0);
     EXPECT_TRUE(std::isinf(trace().back())); // level of nothing
     fake->spectrumPoints = 512;
     fake->spectrum = flat(1);
     EXPECT_EQ(runOnce(), 0);
-    EXPECT_NEAR(trace().back(), -scaleDb(0), 1e-4); // and no trace of the infinity
+    EXPECT_NEAR(trace().back(), -scaleDb(), 1e-4); // and no trace of the infinity
 
-    configPN_setReference(device, referenceExternal);
+    configPN_setReference(device, referenceLowNoise);
     configPN_setMeasurementMethod(device, methodSingle);
-    fake->kphiB = 0; // one channel needs one detector constant
+    configPN_setIFgain(device, 20);
+    configPN.doIFgain = configPN.redoIFgain = 0;
+    fake->kphi[1] = 0; // one channel needs one detector constant
     EXPECT_EQ(runOnce(), 0);
-    EXPECT_NEAR(trace().back(), -20 * std::log10(0.4) + 20 * std::log10(2), 1e-4);
+    EXPECT_NEAR(trace().back(), -20 * std::log10(std::floor(configPN.kphiA) / 40960) - 20 + 20 * std::log10(2), 1e-4);
 }
 
 TEST_F(RunTest, PassesAddCoherentlyAndIterationsAverageInDecibels) {
@@ -84,7 +93,7 @@ TEST_F(RunTest, PassesAddCoherentlyAndIterationsAverageInDecibels) {
     const double first = 10 * std::log10(std::abs(captures[0] + captures[1] + captures[2]) / 3);
     const double second = 10 * std::log10(std::abs(captures[3] + captures[4] + captures[5]) / 3);
     for (const float level : trace())
-        ASSERT_NEAR(level, (first + second) / 2 - scaleDb(0), 1e-4);
+        ASSERT_NEAR(level, (first + second) / 2 - scaleDb(), 1e-4);
     EXPECT_EQ(progress(), std::pair(2, 300));
 }
 
@@ -112,15 +121,16 @@ TEST_F(RunTest, SaveCorrectsCalibratesAndSmoothes) {
     for (size_t i = 0; i < power.size(); ++i) {
         const double correction = pn_output_loopCorrection(offsets[i], 1000, 0.8, false, 0);
         const double loop = offsets[i] < 2000 ? correction : 0; // it falls below 0.1 dB at once: z is about 0.7
-        ASSERT_NEAR(power[i], -scaleDb(0) + loop + (offsets[i] < 1e6F ? 3 : 5), 0.1) << offsets[i];
+        ASSERT_NEAR(power[i], -scaleDb() + loop + (offsets[i] < 1e6F ? 3 : 5), 0.1) << offsets[i];
     }
     const auto smooth = trace();
     const auto step = std::ranges::lower_bound(offsets, 1e6F) - offsets.begin();
     EXPECT_NEAR(smooth[step] - smooth[step - 30], 1, 0.2); // the middle of the step
 
     char expected[100];
-    const double level = -scaleDb(0) + 3;
-    snprintf(expected, sizeof expected, "%.4f,100000000.0000,-1000.0000,0.0000,7.5000", level);
+    const double level = -scaleDb() + 3;
+    const double jitter_fs = 1e15 * pn_measure_getFunctionJitter(device);
+    snprintf(expected, sizeof expected, "%.4f,100000000.0000,-1000.0000,%.4f,7.5000", level, jitter_fs);
     EXPECT_EQ(read(configPN_getTestSet), expected);
     EXPECT_NEAR(pn_measure_getSpotSpectrumData(device), level, 1e-3);
 }
@@ -157,7 +167,7 @@ TEST_F(RunTest, ARunKeepsItsSettingsAndTheNextOneTakesTheNew) {
 
 TEST_F(RunTest, NothingOfAnEarlierTraceIsLeftBeforeTheFirstSave) {
     ASSERT_EQ(runOnce(), 0);
-    fake->onPower = [] { EXPECT_TRUE(trace().empty()); };
+    fake->onSearch = [] { EXPECT_TRUE(trace().empty()); };
     startHeld(fake->capturesBegun());
     EXPECT_EQ(trace(), std::vector<float>(481, -1000.0F));
     EXPECT_EQ(progress(), std::pair(0, 0));
@@ -172,18 +182,28 @@ TEST_F(RunTest, OtherModesRunNothing) {
 }
 
 TEST_F(RunTest, ReportsShowTheRun) {
-    fake->kphiA = 16384.9;
     meas_data.loopR1A = 1000.25;
     meas_data.loopWnA = 628;
+    const auto pause = [] { std::this_thread::sleep_for(std::chrono::milliseconds(1)); };
+    fake->onSearch = pause;
+    fake->tune = [&](int) { return pause(), 7.2; };
     ASSERT_EQ(runOnce(), 0);
+    configPN.kphiA = 16384.9;
+    configPN.kphiB = 13107;
     EXPECT_NEAR(config_getKphi_converted(device), 0.4, 1e-12); // of whole counts
+    EXPECT_GE(meas_data.tFsearch, 0.001);
+    EXPECT_GE(meas_data.tLock, 0.001);
+    EXPECT_NEAR(meas_data.lockTimeSec, meas_data.tLock, 0.0005);
+    meas_data.tKphi = meas_data.tLock = meas_data.tGain = 0;
+    fake->sensitivity[0] = 250;
+    fake->sensitivity[1] = 240;
     meas_data.tFsearch = 0.0015;
     meas_data.tMeas = 2.5;
     meas_data.lastTimeSec = 1e9;
     char text[reportTextSize];
     pn_measure_printPnMeasInfo(device, text);
-    EXPECT_STREQ(text, " fC:100000000\n fO:1000-50000000\n g:0\n k:0.400/0.320\n l:0/1\n"
-                       "  A:s=250.0,r=1000.2/-1.0,BW=100.0,z=-1.0\n  B:s=250.0,r=-1.0/-1.0,BW=-0.2,z=-1.0\n"
+    EXPECT_STREQ(text, " fC:100000000\n fO:1000-50000000\n g:48\n k:0.400/0.320\n l:0/1\n"
+                       "  A:s=250.0,r=1000.2/1000.0,BW=100.0,z=-1.0\n  B:s=240.0,r=1000.0/1000.0,BW=-0.2,z=-1.0\n"
                        " t(f,k,l,g,m):1.5/0.0/0.0/0.0/2500.0\n");
     EXPECT_EQ(pn_measure_getLastTimeMs(device), 2147483647);
 }

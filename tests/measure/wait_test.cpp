@@ -2,6 +2,7 @@
 #include "scpi/error_codes.h"
 
 #include <algorithm>
+#include <cmath>
 #include <future>
 #include <thread>
 
@@ -14,6 +15,13 @@ protected:
         return meas_data.previewTrigger != 0;
     }
 };
+
+int countOf(const std::string& text, const std::string& part) {
+    int count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++count;
+    return count;
+}
 
 /// What a client's thread does; ends with its result.
 using Waiter = std::future<int>;
@@ -34,34 +42,79 @@ Waiter preliminaryWaiter(int average) {
 } // namespace
 
 TEST_F(WaitTest, WhatThePreparationFailedInIsToldOnceAndIsRepeated) {
+    const auto railsWhenFast = [](int, double) { return fake->divider == 4 ? 30000.0 : 20.0; };
     const struct {
         int32_t code;
+        int status; // of the lock
         std::function<void()> prepare;
+        const char* step; // what the board was asked for in the step that decides
+        int times;
+        char board = '6';
     } rows[] = {
-        {scpi::noSignalDetected, [] { configPN.frequency = -1; }},
-        {scpi::noValidBeatDetected, [] { fake->kphiA = 0; }},
-        {scpi::noValidBeatDetected, [] { fake->kphiB = -1; }},
-        {scpi::noValidBeatDetected, [] { fake->kphiB = fake->kphiA / 1.51; }},
-        {scpi::lockFailed, [] { fake->locked = 0; }},
-        {scpi::measurementFailed, [] { configPN.ifGain = -1; }},
-        {0, [] { fake->kphiB = fake->kphiA / 1.5; }},
+        {scpi::noSignalDetected, -1, [] { fake->carrier_Hz = -200; }, "rf off", 3},
+        {scpi::noSignalDetected, -1, [] { fake->carrier_Hz = NAN; }, "rf off", 3},
+        {scpi::noValidBeatDetected, -1, [] { fake->kphi[0] = 0; }, "sources 1.1e+08; sources 1e+08", 1},
+        {scpi::noValidBeatDetected, -1, [] { fake->kphi[1] = 0; }, "beside", 8},
+        {scpi::noValidBeatDetected, -1, [] { fake->kphi[1] = fake->kphi[0] / 1.52; }, "beside", 8},
+        {scpi::lockFailed, -1, [] { fake->tune = [](int) { return 5.1; }; }, "; C 0", 8},
+        {scpi::lockFailed, 0, [&] { fake->locked = railsWhenFast; }, "gain 48", 1, '3'},
+        {scpi::measurementFailed, 0, [] { fake->gainOffset = -50; }, "gain 48", 1},
+        {0, 0, [] { fake->kphi[1] = fake->kphi[0] / 1.48; }, "beside", 1},
+        {0, 0, [&] { fake->locked = railsWhenFast; }, "gain 48", 1},
+        {0, 0, [] {}, "C 4", 2, '3'}, // the fixed filter of that board
     };
-    for (const auto& [code, prepare] : rows) {
-        SCOPED_TRACE(code);
-        config_reset(device);
-        fake->kphiA = fake->kphiB = 10000;
-        fake->locked = 1;
-        configPN.doFrequency = configPN.doKphi = configPN.doIFgain = 0;
-        fake->onPower = prepare;
+    for (const auto& [code, status, prepare, step, times, board] : rows) {
+        SCOPED_TRACE(testing::Message() << &prepare - &rows[0].prepare << ": " << step);
+        SetUp();
+        useBoard(board);
+        prepare();
+        configPN_setRedoFrequency(device, redoOnce);
+        configPN_setRedoKphi(device, redoOnce);
+        configPN_setRedoIFgain(device, redoOnce);
+        meas_data.locked = 0;
         EXPECT_EQ(runOnce(), code);
         EXPECT_EQ(pn_measure_waitForMeasurement(device, 1, 0), 0);
-        EXPECT_EQ(configPN.doFrequency, code == scpi::noSignalDetected);
-        EXPECT_EQ(configPN.doKphi, code == scpi::noValidBeatDetected);
-        EXPECT_EQ(configPN.doIFgain, code == scpi::measurementFailed);
+        const bool searched = code != scpi::noSignalDetected, measured = searched && code != scpi::noValidBeatDetected;
+        EXPECT_EQ(configPN.doFrequency, !searched);
+        EXPECT_EQ(configPN.doKphi, !measured);
+        EXPECT_EQ(configPN.doIFgain, !measured || status != 0 || code == scpi::measurementFailed);
+        EXPECT_EQ(pn_measure_getMeasStatus(device), status);
         EXPECT_EQ(trace().empty(), code != 0);
         EXPECT_EQ(fake->capturesBegun(), code == 0);
+        EXPECT_EQ(countOf(fake->takeLog(), step), times);
     }
+}
+
+TEST_F(WaitTest, ARunRepeatsOnlyTheStepsThatItsFlagsAskFor) {
+    configPN_setRedoFrequency(device, redoOnce);
+    configPN_setRedoKphi(device, redoOnce);
+    configPN_setRedoIFgain(device, redoOnce);
+    int searches = 0;
+    fake->onSearch = [&] { ++searches; };
+    EXPECT_EQ(runOnce(), 0);
+    EXPECT_EQ(fake->gate, 0.01); // enough for a search
+    const std::string first = fake->takeLog();
+    fake->tune = [](int) { return 20.0; };
+    EXPECT_EQ(runOnce(), scpi::lockFailed);
+    fake->tune = [](int) { return 7.0; };
+    EXPECT_EQ(runOnce(), 0);
+    const std::string later = fake->takeLog();
+    EXPECT_EQ(searches, 1);
+    EXPECT_EQ(countOf(first, "beside") - countOf(later, "beside"), 1);
+    EXPECT_EQ(countOf(first, "gate 0.01"), 1);
+    EXPECT_EQ(countOf(later, "gain 48"), 1); // as it stands
+}
+
+TEST_F(WaitTest, APulsedDutIsOnlyLockedTo) {
     config_enablePulse(device);
+    configPN.kphiA = configPN.kphiB = 0.4; // volts
+    fake->sensitivity[0] = fake->sensitivity[1] = 250;
+    fake->samples = 256;
+    EXPECT_EQ(runOnce(), 0);
+    EXPECT_EQ(pn_measure_getMeasStatus(device), 0);
+    EXPECT_TRUE(trace().empty());
+    EXPECT_EQ(countOf(fake->takeLog(), "sources"), 0);
+    fake->locked = [](int, double) { return 4000.0; };
     EXPECT_EQ(runOnce(), scpi::lockFailed);
     EXPECT_EQ(pn_measure_getMeasStatus(device), -1);
     measure_startMeasurement(device);
@@ -100,7 +153,7 @@ TEST_F(WaitTest, ACountIsServedAtTheEndOfThatIteration) {
     Waiter waiter;
     for (const bool whilePreparing : {false, true}) {
         const int before = fake->capturesBegun();
-        fake->onPower = [&] {
+        fake->onSearch = [&] {
             if (whilePreparing)
                 waiter = preliminaryWaiter(3);
         };
@@ -171,7 +224,7 @@ TEST_F(WaitTest, AbortEndsTheRunBeforeTheNextCapture) {
     measure_stopMeasurement(device); // nothing to stop, and nothing kept for later
     EXPECT_EQ(runOnce(), 0);
     EXPECT_EQ(fake->capturesBegun(), 7);
-    fake->onPower = [] { onThread(measure_stopMeasurement).get(); }; // while the run prepares
+    fake->onSearch = [] { onThread(measure_stopMeasurement).get(); }; // while the run prepares
     EXPECT_EQ(runOnce(), 0);
     EXPECT_EQ(fake->capturesBegun(), 7);
     EXPECT_EQ(trace().size(), 481U);
@@ -203,6 +256,7 @@ TEST_F(WaitTest, AModeChangeOrAResetEndsTheRunFirst) {
     startHeld(fake->capturesBegun());
     EXPECT_EQ(config_reset(device), 0);
     EXPECT_EQ(measure_runInProgress(), 0U);
+    fake->sensitivity[0] = fake->sensitivity[1] = 250; // for new filters: the reset has forgotten the old ones
     EXPECT_EQ(runOnce(), 0);
 }
 

@@ -114,8 +114,8 @@ Tree::Tree() {
 #undef FAKE
     Device_getName = [](Device*) -> const char* { return "TVPNX"; };
     Device_getStatusRegisters = [](Device*) { return &registers; };
-    Device_getPhaseNoiseFbuffer = [](Device*, uint32_t channel, uint32_t segment, const uint16_t** data) {
-        static constexpr uint16_t samples[2][2] = {{0x6141, 0x6242}, {0x6343, 0x6444}}; // "AaBb", "CcDd"
+    Device_getPhaseNoiseFbuffer = [](Device*, uint32_t channel, uint32_t segment, uint16_t** data) {
+        static uint16_t samples[2][2] = {{0x6141, 0x6242}, {0x6343, 0x6444}}; // "AaBb", "CcDd"
         *data = samples[channel];
         return segment == 0 ? 4 : segment == 1 ? 2 : 0;
     };

@@ -155,6 +155,18 @@ TEST_F(Results, ATestSetIsDefinedAndRead) {
     refuses({{"SENS:PN:TEST F", -113}});
 }
 
+TEST_F(Results, ReportsOfARunAreTextsAsTheDeviceWritesThem) {
+    text = " fC:100000000\n l:0/1\n"; // lines of their own
+    converse({{"DIAG:PN:MEAS:INFO?", " fC:100000000\n l:0/1\n\n"}});
+    text = "1.5,2.0,30.1,4.0,5000.0";
+    results["Automeasure_getLockTimeMs"] = 30;
+    converse({{"DIAGnostic:PN:MEAS:FTIM?;LTIM?", "1.5,2.0,30.1,4.0,5000.0;30\n"}});
+    EXPECT_EQ(reads, Notes{"Automeasure_getLockTimeMs()"});
+    refuses({{"DIAG:PN:MEAS:INFO? 1", -108}, {"DIAG:PN:MEAS:INFO", -113}, {"DIAG:PN:MEAS:TIME", -113}});
+    Automeasure_printTimes.unregister();
+    refuses({{"DIAG:PN:MEAS:FTIM?", -113}});
+}
+
 TEST_F(Results, NothingIsFoundBesideTheTree) {
     for (const char* line : {"SENS:PN:TRAC?", "SENS:TRAN", "SENS:PN:POW:AUTO ON", "TRIG:MODE?", "CONF:NOIS:CLOC?",
                              "MEAS:FREQ?", "INIT:CONT ON", "SYST:PRES", "*TRG", "AM:STAT ON", "SOUR:LIST:POW 1",

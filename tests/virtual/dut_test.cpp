@@ -41,8 +41,12 @@ TEST_F(DutTest, AMistakeIsRefusedWithItsLineAndReason) {
     const std::pair<std::string, std::string> cases[] = {
         {"", ":1: signal is missing"},
         {signalWith("colour = 1\n"), ":5: unknown key signal.colour"},
-        {signalWith("[faults]\nno_signal = false\nclip = true\n"), ":7: unknown key faults.clip"},
+        {signalWith("[faults]\nno_signal = false\nrust = true\n"), ":7: unknown key faults.rust"},
         {signalWith("[faults]\nno_signal = 1\n"), ":6: faults.no_signal must be true or false, not a number"},
+        {signalWith("[faults]\nclip = \"yes\"\n"), ":6: faults.clip must be true or false, not a text"},
+        {signalWith("[faults]\ndrift_hz_per_s = true\n"),
+         ":6: faults.drift_hz_per_s must be a number, not true or false"},
+        {signalWith("[faults]\ndrift_hz_per_s = 2e9\n"), ":6: faults.drift_hz_per_s is 2e+09, outside -1e+09 to 1e+09"},
         {signalWith("", "[[1, -72]]", "8", "\"1 MHz\""), ":2: signal.frequency_hz must be a number, not a text"},
         {signalWith("", "[[1, -72]]", "8", "0"), ":2: signal.frequency_hz is 0, outside 0.001 to 1e+12"},
         {signalWith("", "[[1, -72]]", "nan"), ":3: signal.power_dbm is nan, outside -200 to 40"},
@@ -97,7 +101,7 @@ TEST_F(DutTest, AChangedFileIsReadAgainAndABadOneLeavesTheOldDut) {
     EXPECT_EQ(noiseCurve_level_dBcHz(file.dut.noise, 10), -104.5);
     ASSERT_EQ(file.dut.spurs.size(), 1u);
     EXPECT_EQ(file.dut.spurs[0].level_dBc, -95.0);
-    EXPECT_TRUE(file.dut.noSignal);
+    EXPECT_TRUE(file.dut.faults.noSignal);
 
     const auto refused = [&file] {
         testing::internal::CaptureStderr();

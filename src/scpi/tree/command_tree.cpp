@@ -3,6 +3,7 @@
 #include "scpi/tree/calculate.h"
 #include "scpi/tree/common.h"
 #include "scpi/tree/configure.h"
+#include "scpi/tree/diagnostic.h"
 #include "scpi/tree/measure.h"
 #include "scpi/tree/memory.h"
 #include "scpi/tree/old_forms.h"
@@ -25,6 +26,7 @@ constexpr CommandBranch branches[] = {
     {"CALCulate: results", calculateRows},
     {"CONFigure: older spelling of the settings, raw sampling", configureRows},
     {"MEASure: raw sampling", measureRows},
+    {"DIAGnostic: service access", diagnosticRows},
     {"MEMory: files and captured data", memoryRows},
     {"OUTPut", outputRows},
     {"SENSe: what to measure", senseRows},

@@ -29,7 +29,7 @@ constexpr auto testPattern = [] {
 void sendAllSegments(Unit& unit, uint32_t channel) {
     scpi_exec_bd_clearFragments(unit.link);
     for (uint32_t segment = 0; segment < sampleSegments; ++segment) {
-        const uint16_t* samples = nullptr;
+        uint16_t* samples = nullptr;
         const int bytes = Device_getPhaseNoiseFbuffer(unit.device, channel, segment, &samples);
         unit.errorCode = bytes < 0 ? bytes : scpi_exec_bd_appendFragment(unit.link, bytes, samples);
         if (unit.errorCode != 0)
@@ -71,7 +71,7 @@ void memory_readSamples(Unit& unit, uint32_t channel) {
         return;
     if (unit.index == noIndex)
         return sendAllSegments(unit, channel);
-    const uint16_t* samples = nullptr;
+    uint16_t* samples = nullptr;
     const int bytes = Device_getPhaseNoiseFbuffer(unit.device, channel, static_cast<uint32_t>(unit.index), &samples);
     answerBinaryBlock(unit, bytes, samples);
 }

@@ -1,0 +1,151 @@
+"""What a phase noise measurement yields, and the tables that it is kept in."""
+
+import csv
+import math
+from bisect import bisect_left
+from dataclasses import dataclass, field
+from datetime import datetime
+
+from clients.setup import Setup
+
+
+@dataclass(frozen=True)
+class Spur:
+    """A discrete line. The instrument gives its offset as the nearest point of the trace."""
+
+    offset_hz: float
+    level_dbc: float
+
+
+@dataclass(frozen=True)
+class Integrals:
+    """The noise between two offsets in single numbers; None is what there is no value of."""
+
+    noise_dbc: float | None = None
+    jitter_s: float | None = None  # RMS
+
+    @classmethod
+    def of_answers(cls, noise_dbc: float, jitter_s: float) -> "Integrals":
+        """From what the instrument answers: -1 for both without a trace, minus infinity and 0 for an empty range."""
+        return cls(noise_dbc, jitter_s) if math.isfinite(noise_dbc) and jitter_s > 0 else cls()
+
+    @property
+    def phase_rad(self) -> float | None:
+        """RMS. A phase density is twice the single-sideband noise L(f)."""
+        return None if self.noise_dbc is None else math.sqrt(2 * 10 ** (self.noise_dbc / 10))
+
+    @property
+    def phase_deg(self) -> float | None:
+        return None if self.phase_rad is None else math.degrees(self.phase_rad)
+
+
+@dataclass
+class Trace:
+    """A finished measurement. Its offsets ascend."""
+
+    identity: str
+    taken: datetime
+    setup: Setup
+    carrier_hz: float
+    power_dbm: float
+    offsets_hz: list[float]
+    noise_dbc_hz: list[float]  # smoothed and without the spurs, as the instrument shows it; nan: no data
+    with_spurs_dbc_hz: list[float]  # before smoothing, the spurs still in it
+    spurs: list[Spur] | None = None  # None: not looked for, and left in the noise
+    spots: list[tuple[float, float | None]] = field(default_factory=list)  # offset Hz, dBc/Hz
+    range_hz: tuple[float, float] = (0.0, 0.0)  # what the figures below and the Allan deviation cover
+    integrals: Integrals = Integrals()  # of noise_dbc_hz
+    with_spurs: Integrals | None = None  # the same with the spurs; None if there are none
+    residual_fm_hz: float | None = None  # RMS, of noise_dbc_hz
+
+    def strongest_spurs(self, count: int) -> list[Spur]:
+        return sorted(self.spurs or [], key=lambda spur: -spur.level_dbc)[:count]
+
+    def write_csv(self, path) -> None:
+        """Writes the figures as lines that start with "# " and the trace as columns. The last column holds the level
+        of each spur in the row of its offset and is empty elsewhere."""
+        totals = self.with_spurs or self.integrals
+        head = {
+            "instrument": self.identity,
+            "date": self.taken.isoformat(timespec="seconds"),
+            "carrier_hz": f"{self.carrier_hz:.6f}",
+            "power_dbm": f"{self.power_dbm:.2f}",
+            **self.setup.description(),
+            "integrated_from_hz": f"{self.range_hz[0]:g}",
+            "integrated_to_hz": f"{self.range_hz[1]:g}",
+            "integrated_noise_dbc": _cell(self.integrals.noise_dbc, ".3f"),
+            "rms_phase_rad": _cell(self.integrals.phase_rad, ".6g"),
+            "rms_jitter_s": _cell(self.integrals.jitter_s, ".6g"),
+            "residual_fm_hz": _cell(self.residual_fm_hz, ".6g"),
+            "integrated_noise_with_spurs_dbc": _cell(totals.noise_dbc, ".3f"),
+            "rms_phase_with_spurs_rad": _cell(totals.phase_rad, ".6g"),
+            "rms_jitter_with_spurs_s": _cell(totals.jitter_s, ".6g"),
+            "spurs": "left in the noise" if self.spurs is None else str(len(self.spurs)),
+        }
+        spurs = {self.nearest_point(spur.offset_hz): f"{spur.level_dbc:.2f}" for spur in self.spurs or []}
+        columns = ("offset_hz", "noise_dbc_hz", "with_spurs_dbc_hz", "spur_dbc")
+        rows = enumerate(zip(self.offsets_hz, self.noise_dbc_hz, self.with_spurs_dbc_hz))
+        _write_table(
+            path,
+            head,
+            columns,
+            (
+                (f"{offset:.9g}", _cell(noise, ".3f"), _cell(both, ".3f"), spurs.get(i, ""))
+                for i, (offset, noise, both) in rows
+            ),
+        )
+
+    def nearest_point(self, offset_hz: float) -> int:
+        right = bisect_left(self.offsets_hz, offset_hz)
+        near = range(max(right - 1, 0), min(right + 1, len(self.offsets_hz)))
+        return min(near, key=lambda i: abs(self.offsets_hz[i] - offset_hz))
+
+
+@dataclass
+class AllanDeviation:
+    """Frequency stability in the time domain, converted from a trace between two offsets."""
+
+    taus_s: list[float]
+    sigmas: list[float]
+    range_hz: tuple[float, float]
+
+    # Around 1/(2 tau) the noise counts most. The instrument's averaging times end where the trace ends, and near there
+    # noise is missing that lies below the lowest offset: from a tenth of its period on the deviation reads low.
+    LONGEST_SHARE = 0.1
+
+    @property
+    def valid_s(self) -> tuple[float, float]:
+        """The averaging times that the offsets support: below, the bandwidth decides, above, the lowest offset."""
+        lowest, highest = self.range_hz
+        return 1 / highest, self.LONGEST_SHARE / lowest
+
+    def is_valid(self, tau_s: float) -> bool:
+        shortest, longest = self.valid_s
+        return shortest * (1 - 1e-6) <= tau_s <= longest  # the first is 1/highest, in single precision
+
+    def write_csv(self, path, trace: Trace) -> None:
+        """Writes tau, sigma and 1 where the trace supports them, 0 elsewhere."""
+        shortest, longest = self.valid_s
+        head = {
+            "instrument": trace.identity,
+            "date": trace.taken.isoformat(timespec="seconds"),
+            "carrier_hz": f"{trace.carrier_hz:.6f}",
+            "from_hz": f"{self.range_hz[0]:g}",
+            "to_hz": f"{self.range_hz[1]:g}",
+            "valid_from_s": f"{shortest:g}",
+            "valid_to_s": f"{longest:g}",
+        }
+        rows = ((f"{tau:.6g}", f"{sigma:.6g}", int(self.is_valid(tau))) for tau, sigma in zip(self.taus_s, self.sigmas))
+        _write_table(path, head, ("tau_s", "sigma_y", "valid"), rows)
+
+
+def _cell(value: float | None, form: str) -> str:
+    return "" if value is None or math.isnan(value) else format(value, form)
+
+
+def _write_table(path, head: dict[str, str], columns, rows) -> None:
+    with open(path, "w", newline="", encoding="utf-8") as file:
+        file.writelines(f"# {name}: {value}".rstrip() + "\n" for name, value in head.items())
+        table = csv.writer(file, lineterminator="\n")
+        table.writerow(columns)
+        table.writerows(rows)

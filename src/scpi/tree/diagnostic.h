@@ -1,0 +1,28 @@
+#pragma once
+/// DIAGnostic: service access.
+
+#include "scpi/tree/leaves.h"
+
+namespace scpi {
+
+/// A report that a device function writes; its result other than 0 is the error.
+template <auto& write> void report(Unit& unit) {
+    if (!write || !noParameters(unit))
+        return;
+    std::array<char, reportTextSize> text{};
+    unit.errorCode = write(unit.device, text.data());
+    if (unit.errorCode == 0)
+        answerText(unit, {text.data()});
+}
+
+inline constexpr Row diagnosticRows[] = {
+    {"DIAGnostic:PN:MEAS:FTIM", Q, report<Automeasure_printTimes>, "",
+     "Phases of the last measurement, ms: frequency search, detector constants, lock, gain, captures"},
+    {"DIAGnostic:PN:MEAS:INFO", Q, report<Automeasure_printPnMeasInfo>, "",
+     "Report of several lines: carrier, offsets, gain, detector constants, lock, loop filters, times"},
+    {"DIAGnostic:PN:MEAS:LTIM", Q, reading<Automeasure_getLockTimeMs>, "", "Time of the last lock, ms"},
+    {"DIAGnostic:PN:MEAS:TIME", Q, reading<Automeasure_getLastMeasurementTimeMs>, "",
+     "Time of the last whole measurement, ms"},
+};
+
+} // namespace scpi

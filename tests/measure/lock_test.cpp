@@ -1,0 +1,335 @@
+// Locking, against loops whose tune voltage follows mode and helper of each board from one reading to the next.
+#include "core/abstime.h"
+#include "fake_instrument.h"
+#include "measure/frequency_search.h"
+#include "measure/lock.h"
+
+#include <cmath>
+
+namespace {
+
+/// A loop that the helper pushes by `step` a reading, up with a helper below 2.5 V, until it comes within 1 V of its
+/// target and holds.
+struct LoopModel {
+    double tune = 7.2;   // V
+    double target = 7.2; // V; NaN: there is none
+    double step = 0.25;  // V
+    double railMin = -1000, railMax = 1000;
+    int reads = 0;
+    int helped = 0; // readings in helper mode
+    std::function<double(int read, double tune)> disturb = [](int, double tuneNow) { return tuneNow; };
+
+    double read(int channel) {
+        const FakeInstrument::Board& board = fake->board[channel];
+        ++reads;
+        if (holds())
+            tune = target;
+        else if (board.loopMode == 4) {
+            ++helped;
+            tune = std::clamp(tune + (board.helper < 2.5F ? step : -step), railMin, railMax);
+        }
+        return disturb(reads, tune);
+    }
+    [[nodiscard]] bool holds() const { return std::abs(tune - target) < 1; }
+};
+
+class LockTest : public MeasureTest {
+protected:
+    void SetUp() override {
+        MeasureTest::SetUp();
+        fake->sensitivity[0] = fake->sensitivity[1] = 250;
+        configPN.kphiA = configPN.kphiB = 16384; // 0.4 V
+        meas_data.peakA = meas_data.peakB = 32768;
+        meas_data.beatSamples = fake->samples = 64;
+        meas_data.beatChannels = 2;
+        fake->divider = 8;
+        meas_data.locked = 0;
+        DELTAV = 0;
+        fake->tune = [this](int channel) { return loop[channel].read(channel); };
+        fake->locked = [this](int channel, double t) { return loop[channel].holds() ? 20 : 16384 * std::sin(1e6 * t); };
+        fake->takeLog();
+    }
+    void useBandwidth(double bandwidth) {
+        configPN.autoLoopBW = 0;
+        configPN.loopBandwidth = bandwidth;
+    }
+
+    LoopModel loop[2];
+};
+
+int countOf(const std::string& text, const std::string& part) {
+    int count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++count;
+    return count;
+}
+
+} // namespace
+
+TEST_F(LockTest, ALoopThatIsThereLocksAtOnce) {
+    configPN.ateMode = 0;
+    lock(device);
+    EXPECT_EQ(meas_data.locked, 1U);
+    EXPECT_EQ(configPN.ateMode, 1U);
+    EXPECT_EQ(fake->records, 3);
+    char expected[500];
+    const double r1 = meas_data.loopR1A, r2 = meas_data.loopR2A; // about 1989 and 9549 ohm
+    snprintf(expected, sizeof expected,
+             "A; B; A; "
+             "A; loop 3; R3 %g; B; loop 3; R3 %g; A; B; A; "
+             "A; helper 3.1; C 2; R1 %g; R2 %g; B; helper 3.1; C 2; R1 %g; R2 %g; A; B; A; "
+             "A; R1 %g; B; R1 %g; A; B; A; B; A",
+             r1 / 2, r1 / 2, 0.3 * r1, r2, 0.3 * r1, r2, r1, r1);
+    EXPECT_EQ(fake->takeLog(), expected);
+    EXPECT_EQ(loop[0].helped, 0);
+}
+
+TEST_F(LockTest, AHelperBringsALoopFromEitherSide) {
+    const struct {
+        double tuneA, tuneB;
+        double helperA, helperB;
+    } rows[] = {{4.0, 10.4, 1.9F, 3.1F}, {10.4, 4.0, 3.1F, 1.9F}, {7.2, 12.0, 3.1F, 3.1F}, {0, 0, 1.9F, 1.9F}};
+    for (const auto& [tuneA, tuneB, helperA, helperB] : rows) {
+        SCOPED_TRACE(tuneA);
+        loop[0] = {.tune = tuneA};
+        loop[1] = {.tune = tuneB};
+        meas_data.locked = 0;
+        FAST_lock(device);
+        EXPECT_EQ(meas_data.locked, 1U);
+        EXPECT_EQ(fake->board[0].helper, static_cast<float>(helperA));
+        EXPECT_EQ(fake->board[1].helper, static_cast<float>(helperB));
+        for (int channel = 0; channel < 2; ++channel) {
+            EXPECT_EQ(fake->board[channel].loopMode, 3);
+            EXPECT_NEAR(fake->board[channel].resistance[1], meas_data.loopR1A, 1e-6); // in full
+            EXPECT_NEAR(fake->board[channel].resistance[3], meas_data.loopR1A / 2, 1e-6);
+        }
+        // Those to the target, those until it stands, two before and two after.
+        const double distance = std::max(std::abs(tuneA - 7.2), std::abs(tuneB - 7.2));
+        EXPECT_NEAR(loop[0].reads, (distance - 1) / 0.25 + 9, 2.01);
+        EXPECT_NEAR(configPN.loopBandwidth, 200, 1e-3);
+        EXPECT_EQ(fake->channel, 0);
+    }
+}
+
+TEST_F(LockTest, AHelperThatPushedTooFarIsTurnedRound) {
+    loop[0].tune = 8.8;   // below the upper end of the band, and rising
+    loop[0].target = 4.9; // out of the band, so that it never stands where it counts
+    loop[1].target = 7.2;
+    loop[0].step = 0.5;
+    lock(device);
+    EXPECT_EQ(meas_data.locked, 0U);
+    const std::string log = fake->takeLog();
+    char turn[100];
+    snprintf(turn, sizeof turn, "R3 %g; helper 1.9; ", 1.1 * std::stod(log.substr(log.find("R3 ") + 3)));
+    EXPECT_EQ(countOf(log, turn), 1);
+    EXPECT_EQ(countOf(log, "helper"), 5); // two for each attempt, and the turn
+}
+
+TEST_F(LockTest, WithoutALockThereIsASecondAttemptAtAHigherBandwidth) {
+    const struct {
+        bool automatic;
+        double bandwidth; // the user's
+        int attempts, passes;
+        double last; // bandwidth
+    } rows[] = {{true, 0, 2, 350, 210}, {false, 100, 2, 1500, 105}, {false, 3900, 1, 1500, 3900}};
+    for (const auto& [automatic, bandwidth, attempts, passes, last] : rows) {
+        SCOPED_TRACE(bandwidth);
+        configPN.autoLoopBW = 1;
+        fake->sensitivity[0] = fake->sensitivity[1] = bandwidth > 1000 ? 10000 : 250;
+        if (!automatic)
+            useBandwidth(bandwidth);
+        for (LoopModel& model : loop)
+            model = {.tune = 0, .target = NAN, .step = 1, .railMin = 0, .railMax = 14.5}; // 1 V short of the band's end
+        meas_data.locked = 1;
+        fake->records = 0;
+        FAST_lock(device);
+        EXPECT_EQ(meas_data.locked, 0U);
+        EXPECT_EQ(loop[0].reads, attempts * (2 + passes) + 2);
+        EXPECT_EQ(fake->records, 0); // stands, but outside the band
+        EXPECT_NEAR(configPN.loopBandwidth, last, 1e-3 * last);
+        EXPECT_EQ(fake->board[1].loopMode, 4); // nothing opens the loop
+    }
+}
+
+TEST_F(LockTest, AStandingTuneVoltageIsNotEnough) {
+    fake->locked = [](int channel, double t) { return channel == 1 ? 16384 * std::sin(1e6 * t) : 20; };
+    lock(device);
+    EXPECT_EQ(meas_data.locked, 0U);
+    EXPECT_EQ(fake->records, 2 * (1 + 346)); // the quick check fails, then every pass from the fifth on
+}
+
+TEST_F(LockTest, ALoopThatSlipsAfterTheLastCheckIsNotLocked) {
+    const struct {
+        double move;
+        uint32_t locked;
+    } rows[] = {{0.9, 1}, {-0.9, 1}, {1.0, 0}, {-1.0, 0}, {NAN, 0}};
+    for (const auto& row : rows)
+        for (const int channel : {0, 1}) {
+            loop[0] = loop[1] = {.tune = 7, .target = 7};
+            loop[channel].disturb = [&](int read, double tune) { return read == 4 ? tune + row.move : tune; };
+            FAST_lock(device);
+            EXPECT_EQ(meas_data.locked, row.locked) << row.move << " of channel " << channel;
+        }
+}
+
+TEST_F(LockTest, WithoutAFilterThereIsNoLock) {
+    config_reset(device); // forgets those of the run before
+    fake->sensitivity[1] = 0;
+    configPN.kphiA = configPN.kphiB = 16384;
+    lock(device);
+    EXPECT_EQ(meas_data.locked, 0U);
+    EXPECT_EQ(fake->records, 0);
+    config_enablePulse(device);
+    lock(device);
+    EXPECT_EQ(meas_data.locked, 0U);
+}
+
+TEST_F(LockTest, AUsersBandwidthIsCheckedMoreOften) {
+    useBandwidth(100);
+    loop[0].tune = 4;
+    configPN.autoFrequency = 0; // wide band: 1 to 14 V
+    const tv_abstime before = tv_abstime_now();
+    lock(device);
+    EXPECT_EQ(meas_data.locked, 1U);
+    EXPECT_EQ(fake->records, 1 + 3); // at once, in vain, and where it stands
+    EXPECT_EQ(tv_abstime_now() - before, 103'000'000U);
+    // A tune voltage that moves while it is checked is not locked yet.
+    loop[0] = {.tune = 4};
+    loop[0].disturb = [standing = 0](int read, double tune) mutable {
+        standing += tune == 7.2;
+        return standing == 6 && read > 0 ? tune + 0.11 : tune;
+    };
+    fake->records = 0;
+    lock(device);
+    EXPECT_EQ(meas_data.locked, 1U);
+    EXPECT_EQ(fake->records, 1 + 3 + 3);
+}
+
+TEST_F(LockTest, The1GHzReferenceHasItsOwnBandAndFilter) {
+    fake->selection = 2;
+    fake->sensitivity[0] = fake->sensitivity[1] = 1000;
+    for (LoopModel& model : loop)
+        model = {.tune = 0.1, .target = 1.4, .step = 0.05};
+    loop[1].tune = 2.6;
+    FAST_lock(device);
+    EXPECT_EQ(meas_data.locked, 1U);
+    const double r1 = meas_data.loopR1A;
+    EXPECT_FALSE(fake->takeLog().find("R1 " + std::to_string(static_cast<int>(0.3 * r1))) != std::string::npos);
+    EXPECT_NEAR(fake->board[0].resistance[3], 2 * r1, 1e-6);
+    EXPECT_EQ(fake->board[0].helper, 2.0F); // 2.5 - 0.4 V, and at most 2
+}
+
+TEST_F(LockTest, AMixerOutputLooksLockedByItsRangeAndPlace) {
+    meas_data.peakA = meas_data.peakB = 1000; // half 500, quarter 250
+    const struct {
+        double low, high; // counts
+        uint32_t locked;
+    } rows[] = {
+        {32000, 32400, 1}, {37000, 37400, 0}, {37000, 37249, 1}, {37000, 37250, 0}, {32000, 32499, 1},
+        {32000, 32500, 0}, {27501, 27900, 1}, {27500, 27900, 0}, {36100, 36499, 1}, {36100, 36500, 0},
+    };
+    for (const auto& row : rows)
+        for (const int channel : {0, 1}) {
+            fake->locked = [&](int c, double t) {
+                const double rate = 125e6 / fake->divider;
+                return c != channel ? 0 : (std::llround(t * rate) % 2 != 0 ? row.high : row.low) - 32768;
+            };
+            uint32_t lockA = 0, lockB = 0;
+            checkLockQUAD(device, &lockA, &lockB, 1, 0);
+            EXPECT_EQ(channel == 0 ? lockA : lockB, row.locked) << row.low << ' ' << row.high;
+            EXPECT_EQ(channel == 0 ? lockB : lockA, 1U);
+        }
+    fake->locked = [](int, double) { return 0; };
+    fake->samples = 0; // a capture that fails
+    uint32_t lockA = 1, lockB = 1;
+    checkLockQUAD(device, &lockA, &lockB, 1, 0);
+    EXPECT_EQ(lockA + lockB, 0U);
+    checkLockQUAD(device, &lockA, &lockB, 0, 128);
+    EXPECT_EQ(fake->samples, 128U);
+    EXPECT_EQ(fake->divider, 2048U);
+    configPN.autoLoopBW = 0;
+    configPN.frequency = 10e6;
+    meas_data.beatSamples = 1 << 20; // more than the record has
+    checkLockQUAD(device, &lockA, &lockB, 0, 128);
+    EXPECT_EQ(fake->divider, 512U);
+    meas_data.beatChannels = fake->channels = 1; // B has no record, which says nothing against it
+    checkLockQUAD(device, &lockA, &lockB, 1, 0);
+    EXPECT_EQ(lockA + lockB, 2U);
+}
+
+TEST_F(LockTest, SteadinessLooksAtChannelAForTenRounds) {
+    double level[2] = {26000, 32767}; // 0.635 V; B at the rail
+    fake->locked = [&](int channel, double) { return level[channel]; };
+    EXPECT_EQ(waitUntilSteady(device), 1);
+    EXPECT_EQ(fake->records, 1);
+    level[0] = -26300;
+    EXPECT_EQ(waitUntilSteady(device), 0);
+    EXPECT_EQ(fake->records, 11);
+    fake->locked = [](int, double) { return fake->records < 4 ? -30000 : 0; };
+    fake->records = 0;
+    EXPECT_EQ(waitUntilSteady(device), 1);
+    EXPECT_EQ(fake->records, 4);
+
+    uint32_t min = 7, max = 7;
+    fake->locked = [](int channel, double t) { return channel * 100 + (t == 0 ? 50 : 0); };
+    EXPECT_EQ(getP2PValue(device, nullptr, nullptr, &min, &max, 16, 1, 2, 0), 50U);
+    EXPECT_EQ(min, 32868U);
+    EXPECT_EQ(max, 32918U);
+    EXPECT_EQ(getP2PValue(device, nullptr, nullptr, &min, nullptr, 0, 1, 2, 0), 0U);
+    EXPECT_EQ(min, 32868U);
+}
+
+class PulseLockTest : public LockTest {
+protected:
+    void SetUp() override {
+        LockTest::SetUp();
+        config_enablePulse(device);
+        configPN.kphiA = configPN.kphiB = 0.4;
+        configPN.ateMode = 0;
+        fake->takeLog();
+    }
+    static uint32_t lockFor(double* seconds) {
+        const tv_abstime before = tv_abstime_now();
+        lock(device);
+        *seconds = static_cast<double>(tv_abstime_now() - before) * 1e-9;
+        return meas_data.locked;
+    }
+    double seconds = 0;
+};
+
+TEST_F(PulseLockTest, TenChecksInARowConfirmALock) {
+    loop[0].tune = 3;
+    EXPECT_EQ(lockFor(&seconds), 1U);
+    EXPECT_EQ(configPN.ateMode, 0U);
+    EXPECT_EQ(fake->records, 10);
+    EXPECT_NEAR(seconds, 0.1, 0.06);
+    EXPECT_NEAR(fake->board[0].resistance[1], meas_data.loopR1A, 1e-6);
+    EXPECT_EQ(fake->board[0].helper, 2.1F);
+    EXPECT_EQ(fake->board[1].loopMode, 3);
+
+    fake->records = 0; // the fifth check of A fails: it begins anew, B goes on
+    fake->locked = [](int channel, double) { return channel == 0 && fake->records == 5 ? 4000 : 0; };
+    fake->takeLog();
+    EXPECT_EQ(lockFor(&seconds), 1U);
+    EXPECT_EQ(fake->records, 15);
+    EXPECT_NEAR(fake->board[0].resistance[3], fake->board[1].resistance[3] / 1.2, 1e-6);
+}
+
+TEST_F(PulseLockTest, AfterAMinuteItIsOver) {
+    const std::function<void()> rows[] = {
+        [] { fake->locked = [](int, double) { return -5300; }; },                  // below 27500 counts
+        [] { fake->locked = [](int, double t) { return t > 0 ? 3000 : -3000; }; }, // 6000 counts
+        [this] { loop[1] = {.tune = 4, .target = NAN, .step = 0}; },
+        [this] { loop[0] = {.tune = NAN, .target = NAN}; },
+        [] {
+            fake->sensitivity[0] = 0;
+            fake->tune = [](int) { return 0; };
+        },
+    };
+    for (const auto& row : rows) {
+        SetUp();
+        row();
+        EXPECT_EQ(lockFor(&seconds), 0U) << &row - rows;
+        EXPECT_NEAR(seconds, 60, 0.1);
+    }
+}

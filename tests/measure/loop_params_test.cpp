@@ -1,0 +1,225 @@
+// Each design is checked against the loop equations, worked out from the parts that it picked, and against the filter
+// that a calculation by hand gives.
+#include "fake_instrument.h"
+#include "measure/adc_scale.h"
+#include "measure/loop_params.h"
+#include "measure/sensitivity.h"
+#include "scpi/error_codes.h"
+
+#include <cmath>
+#include <numbers>
+
+namespace {
+
+constexpr double farads[] = {0, 1e-8, 2e-7, 9.4e-7, 3.76e-6};
+constexpr double countsPerVolt = 40960;
+
+struct Filter {
+    double r1, r2, wn, zeta;
+    uint32_t capacitor;
+};
+Filter filterA() {
+    return {meas_data.loopR1A, meas_data.loopR2A, meas_data.loopWnA, meas_data.loopZetaA, meas_data.loopCapA};
+}
+Filter filterB() {
+    return {meas_data.loopR1B, meas_data.loopR2B, meas_data.loopWnB, meas_data.loopZetaB, meas_data.loopCapB};
+}
+
+void expectLoop(const Filter& filter, double sensitivity, double volts) {
+    ASSERT_GE(filter.capacitor, 1U);
+    ASSERT_LE(filter.capacitor, 4U);
+    const double farad = farads[filter.capacitor];
+    EXPECT_NEAR(filter.wn, std::sqrt(2 * std::numbers::pi * sensitivity * volts / (filter.r1 * farad)),
+                1e-6 * filter.wn);
+    EXPECT_NEAR(filter.zeta, farad * filter.r2 * filter.wn / 2, 1e-9);
+    for (const double ohm : {filter.r1, filter.r2}) {
+        EXPECT_GE(ohm, 800);
+        EXPECT_LT(ohm, 50000.1);
+    }
+}
+
+class LoopParamsTest : public MeasureTest {
+protected:
+    void SetUp() override {
+        MeasureTest::SetUp();
+        fake->sensitivity[0] = fake->sensitivity[1] = 250;
+        configPN.kphiA = configPN.kphiB = 0.4 * countsPerVolt;
+    }
+};
+
+} // namespace
+
+TEST_F(LoopParamsTest, EachCaseHasItsBandwidthAndDamping) {
+    const struct {
+        const char* name;
+        int selection;
+        double frequency, sensitivity, wanted;
+        double bandwidth, zeta;
+        uint32_t capacitor;
+    } rows[] = {
+        {"low noise", 0, 100e6, 250, -1, 10, 0.7, 4},
+        {"automatic, lowest", 1, 99e6, 250, -1, 100, 1.2, 3},
+        {"automatic", 1, 100e6, 250, 0, 200, 1.2, 2},
+        {"automatic, PLL", 3, 4e9 + 1, 10000, -1, 300, 1.2, 3},
+        {"automatic, highest", 3, 7e9 + 1, 17500, -1, 400, 1.2, 3},
+        {"high sensitivity", 2, 100e6, 1000, -1, 800, 1.2, 1},
+        {"no source pair", -1, 100e6, 250, NAN, 200, 1.2, 2},
+        {"user", 0, 100e6, 250, 50, 50, 1.2, 4},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        fake->selection = row.selection;
+        fake->sensitivity[0] = fake->sensitivity[1] = row.sensitivity;
+        configPN.frequency = row.frequency;
+        calcLoopParams(device, row.wanted);
+        expectLoop(filterA(), fake->sensitivity[0], 0.4);
+        expectLoop(filterB(), fake->sensitivity[0], 0.4);
+        EXPECT_NEAR(configPN.loopBandwidth, row.bandwidth, 1e-6 * row.bandwidth);
+        EXPECT_NEAR(meas_data.loopWnA / (2 * std::numbers::pi), row.bandwidth, 1e-6 * row.bandwidth);
+        EXPECT_NEAR(meas_data.loopZetaA, row.zeta, 1e-6);
+        EXPECT_EQ(meas_data.loopCapA, row.capacitor);
+        EXPECT_EQ(fake->channel, 0);
+    }
+}
+
+TEST_F(LoopParamsTest, ABandwidthThatNoFilterGivesIsRaised) {
+    calcLoopParams(device, 1); // R1 alone would be 4.2 Mohm
+    expectLoop(filterA(), 250, 0.4);
+    EXPECT_NEAR(meas_data.loopR1A, 50000, 1e-3);
+    EXPECT_NEAR(meas_data.loopR2A, 11042, 2);
+    EXPECT_NEAR(configPN.loopBandwidth, 9.2008, 1e-3);
+    EXPECT_EQ(meas_data.loopCapA, 4U);
+
+    fake->sensitivity[0] = fake->sensitivity[1] = 5; // R2 would still be 78 kohm after that
+    calcLoopParams(device, 1);
+    expectLoop(filterA(), 5, 0.4);
+    EXPECT_NEAR(meas_data.loopR2A, 50000, 1e-3);
+    EXPECT_NEAR(meas_data.loopR1A, 20506, 5);
+    EXPECT_NEAR(configPN.loopBandwidth, 2.4 / 50000 / 3.76e-6 / (2 * std::numbers::pi), 1e-5);
+    // Rounding must not decide: whatever the constants, a raised bandwidth keeps its largest capacitor.
+    for (double volts = 0.05; volts < 0.6; volts += 0.001) {
+        configPN.kphiA = std::floor(volts * countsPerVolt);
+        fake->sensitivity[0] = 100 + 3000 * volts;
+        calcLoopParams(device, 0.5);
+        ASSERT_EQ(meas_data.loopCapA, 4U) << volts;
+    }
+}
+
+TEST_F(LoopParamsTest, TheChannelsHaveFiltersOfTheirOwn) {
+    fake->selection = 0;
+    fake->sensitivity[0] = 6;
+    fake->sensitivity[1] = 3;
+    calcLoopParams(device, -1);
+    expectLoop(filterA(), 6, 0.4);
+    expectLoop(filterB(), 3, 0.4);
+    EXPECT_EQ(meas_data.loopCapA, 4U);
+    EXPECT_EQ(meas_data.loopCapB, 3U);
+
+    const Filter before = filterB();
+    fake->sensitivity[0] = 250;
+    fake->sensitivity[1] = 0;
+    calcLoopParams(device, 200);
+    EXPECT_EQ(meas_data.loopR1B, before.r1); // nothing fits: it keeps its filter, but for the capacitor of A
+    EXPECT_EQ(meas_data.loopCapB, 2U);
+
+    configPN.measurementMethod = methodSingle; // has no constant of B
+    configPN.kphiB = 0;
+    fake->sensitivity[1] = 240;
+    calcLoopParams(device, 100);
+    expectLoop(filterB(), 240, 0.4);
+
+    configPN.reference = referenceExternal;
+    configPN.refSensA = 1000;
+    configPN.refSensB = 2000;
+    calcLoopParams(device, 100);
+    expectLoop(filterA(), 1000, 0.4);
+    expectLoop(filterB(), 2000, 0.4);
+}
+
+TEST_F(LoopParamsTest, Board2AHasAFixedFilterForItsNormalReference) {
+    useBoard('3');
+    const struct {
+        double frequency, r1, r2;
+    } rows[] = {{29.9e6, 10000, 30000}, {30e6, 10000, 10000}, {3.1999e9, 10000, 10000}, {3.2e9, 30000, 10000}};
+    for (const auto& [frequency, r1, r2] : rows) {
+        configPN.frequency = frequency;
+        calcLoopParams(device, -1);
+        expectLoop(filterA(), 250, 0.4);
+        EXPECT_EQ(meas_data.loopR1B, r1);
+        EXPECT_EQ(meas_data.loopR2A, r2);
+        EXPECT_EQ(meas_data.loopCapB, 4U);
+        EXPECT_NEAR(configPN.loopBandwidth, meas_data.loopWnA / (2 * std::numbers::pi), 1e-6);
+    }
+    calcLoopParams(device, 500);
+    EXPECT_NEAR(configPN.loopBandwidth, 500, 1e-3);
+    configPN.autoLoopBW = 0;
+    calcLoopParams(device, -1);
+    EXPECT_NE(meas_data.loopR1A, 10000);
+}
+
+TEST_F(LoopParamsTest, APulsedDesignTakesVoltsAndFindsThemAgain) {
+    config_enablePulse(device);
+    configPN.kphiA = 0.30001; // the user's volts, no whole number of counts
+    configPN.kphiB = 0.4;
+    for (int repeat = 0; repeat < 3; ++repeat) {
+        calcLoopParams(device, -1);
+        expectLoop(filterA(), 250, 0.30001);
+        expectLoop(filterB(), 250, 0.4);
+        EXPECT_NEAR(meas_data.loopZetaA, 2, 1e-6);
+        EXPECT_NEAR(configPN.loopBandwidth, std::sqrt(250 * 0.628), 1e-6);
+        EXPECT_EQ(configPN.kphiA, 12288);
+        EXPECT_EQ(configPN.kphiB, 16384);
+    }
+    calcLoopParams(device, 150);
+    EXPECT_NEAR(configPN.loopBandwidth, 150, 1e-3);
+    configPN.kphiA = 0.5;   // given anew
+    configPN.kphiB = 10240; // measured, in a run without pulses
+    calcLoopParams(device, -1);
+    expectLoop(filterA(), 250, 0.5);
+    expectLoop(filterB(), 250, 0.25);
+}
+
+TEST_F(LoopParamsTest, NumbersThatGiveNoLoopLeaveTheFiltersAlone) {
+    calcLoopParams(device, 100);
+    const Filter before = filterA();
+    const double none[] = {0, -1, NAN, INFINITY, -INFINITY, 1e-300, 1e300};
+    for (const bool pulsed : {false, true})
+        for (const double sensitivity : none)
+            for (const double kphi : {0.0, -1.0, double(NAN), 1e12, 16384.0})
+                for (const double wanted : {-1.0, 0.0, double(NAN), 1e-300, 1e300, double(INFINITY)}) {
+                    configPN.pulseEnabled = pulsed;
+                    configPN.kphiA = kphi;
+                    fake->sensitivity[0] = sensitivity;
+                    calcLoopParams(device, wanted);
+                    ASSERT_EQ(meas_data.loopR1A, before.r1) << sensitivity << ' ' << kphi << ' ' << wanted;
+                    ASSERT_FALSE(std::isnan(configPN.loopBandwidth)) << sensitivity << ' ' << wanted;
+                }
+}
+
+TEST_F(LoopParamsTest, SensitivityOfAnExternalReferenceIsTheSlopeOfItsBeat) {
+    EXPECT_EQ(pn_measure_measureSensitivity(device), scpi::illegalParameterValue);
+    config_setMeasurementMode(device, measurementModeVCO);
+    EXPECT_EQ(pn_measure_measureSensitivity(device), scpi::notInThisMode);
+    config_setMeasurementMode(device, measurementModePN);
+
+    configPN.reference = referenceExternal;
+    configPN.referenceSens = 20000;
+    configPN.referenceVoltage1 = 5;
+    configPN.referenceVoltage2 = 10;
+    const double slope[] = {-20000, 30000}, start[] = {500e3, 100e3}; // Hz/V, Hz
+    fake->locked = [&](int channel, double t) {
+        const double beat = start[channel] + slope[channel] * fake->board[channel].tune;
+        return 30000 * std::sin(2 * std::numbers::pi * beat * t);
+    };
+    fake->takeLog();
+    EXPECT_EQ(pn_measure_measureSensitivity(device), 0);
+    EXPECT_EQ(fake->takeLog(), "B; loop 1; tune 0; A; loop 1; tune 0; B; tune 0.5; A; tune 0.5; "
+                               "B; tune 9.5; A; tune 4.5; B; tune 10; A; tune 5");
+    EXPECT_NEAR(configPN.refSensA, 20000, 800);
+    EXPECT_NEAR(configPN.refSensB, 30000, 1200);
+
+    configPN.measurementMethod = methodDut;
+    configPN.refSensB = 77;
+    EXPECT_EQ(pn_measure_measureSensitivity(device), 0);
+    EXPECT_EQ(configPN.refSensB, 77);
+}

@@ -1,0 +1,406 @@
+// Traces with known lines, constructed ones and those of whole runs on the bench.
+#include "core/numbers.h"
+#include "device/device.h"
+#include "device/device_config_sn.h"
+#include "measure/config_accessors.h"
+#include "measure/frequency_search.h"
+#include "measure/measurement_configuration.h"
+#include "measure/pn_measure.h"
+#include "measure/spur_detector.h"
+#include "virtual/slot_adapter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <memory>
+#include <utility>
+#include <vector>
+
+using namespace vi;
+
+namespace {
+
+constexpr const char* secondGeneration = "220-336306910-0001";
+constexpr const char* firstGeneration = "220-336305910-0001";
+
+using Trace = std::vector<float>;
+struct Line {
+    double offset_Hz, level_dBc;
+};
+
+class SpurTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        device = Device_create();
+        registerDeviceFunctions();
+        ASSERT_EQ(initMeasurementConfiguration(device), 0);
+    }
+
+    void attach(const std::vector<Spur>& spurs, const char* serial = secondGeneration, uint64_t seed = 1) {
+        bench_ = std::make_unique<Bench>();
+        // Flat where the lines are, which must not blur the crossings of the beat.
+        const Dut dut{carrier_, 8, {{{1, -80}, {100, -120}, {1e3, floor}, {1e8, floor}}}, spurs, false};
+        bench_init(bench_.get(), unitBoards_of(serial), {"", dut, {}}, seed);
+        virtual_adapter_install(*bench_);
+        tvstuff_seedRandom(static_cast<uint32_t>(seed));
+        strcpy(device_config_sn, serial);
+        Device_setDefaults(device);
+        config_reset(device);
+        configPN.smoothing = 0;
+        configPN_setOffsetMin(device, 10);
+    }
+    static std::vector<Line> run(uint32_t correlations) {
+        configPN_setCorrelations(device, correlations);
+        staging_handOver(device);
+        EXPECT_EQ(pn_measure_execfrequencySearch(device), 0);
+        EXPECT_EQ(pnMeasureFull(device), 0);
+        return list();
+    }
+
+    static Trace read(int (*query)(Device*, const float**)) {
+        const float* data = nullptr;
+        const int bytes = query(device, &data);
+        return {data, data + bytes / 4};
+    }
+    static std::vector<Line> list() {
+        const Trace offsets = read(pn_measure_getSpurFreq), levels = read(pn_measure_getSpurData);
+        EXPECT_EQ(offsets.size(), levels.size());
+        std::vector<Line> lines;
+        for (size_t k = 0; k < offsets.size(); ++k)
+            lines.push_back({offsets[k], levels[k]});
+        return lines;
+    }
+
+    /// The detector alone, on a grid of 1 Hz a point from 1 kHz on, unless there is another one.
+    static std::vector<int> detect(Trace* trace, Trace offsets = {}) {
+        const auto count = static_cast<int32_t>(trace->size());
+        for (int i = static_cast<int>(offsets.size()); i < count; ++i)
+            offsets.push_back(1000.0F + static_cast<float>(i));
+        std::vector<int> points;
+        MutexLock lock(meas_data.resultMutex);
+        spur_detector_detectSpurs(device, trace->data(), offsets.data(), count);
+        for (int k = 0; k < meas_data.spurCount; ++k)
+            points.push_back(static_cast<int>(std::ranges::find(offsets, meas_data.spurFreq[k]) - offsets.begin()));
+        return points;
+    }
+
+    static double binWidth(double offset_Hz) {
+        return Device_getFdSamplingFreq(device, config_getStageFromOffset(device, offset_Hz)) / (2 * 511);
+    }
+    /// Offset of the bin nearest to a point of the grid of a run before, `bins` beside it.
+    static double beside(double near_Hz, double bins) {
+        const Trace grid = read(pn_measure_getSpectrumFreq);
+        const double point = *std::ranges::lower_bound(grid, static_cast<float>(near_Hz));
+        return (std::round(point / binWidth(point)) + bins) * binWidth(point);
+    }
+    /// Level of a line that stands `above` dB over the floor at its bin.
+    static double lineLevel(double offset_Hz, double above) {
+        const double rate = Device_getFdSamplingFreq(device, config_getStageFromOffset(device, offset_Hz));
+        return floor + 10 * std::log10(rate / 512) + above;
+    }
+    static int pointAt(double offset_Hz) {
+        const Trace grid = read(pn_measure_getSpectrumFreq);
+        const auto upper = std::ranges::lower_bound(grid, static_cast<float>(offset_Hz));
+        const bool lower = upper != grid.begin() && (upper == grid.end() || offset_Hz - upper[-1] < *upper - offset_Hz);
+        return static_cast<int>(upper - grid.begin()) - lower;
+    }
+
+    static constexpr double floor = -130; // dBc/Hz
+    static inline Device* device;
+    std::unique_ptr<Bench> bench_;
+    double carrier_ = 100e6;
+};
+
+/// A flat trace of 481 points at -100 dBc/Hz with something on top.
+Trace flatWith(const std::vector<std::pair<int, float>>& peaks, size_t count = 481) {
+    Trace trace(count, -100.0F);
+    for (const auto& [point, height] : peaks)
+        trace[static_cast<size_t>(point)] += height;
+    return trace;
+}
+
+} // namespace
+
+TEST_F(SpurTest, ALineIsLeftReplacedOrListedByItsHeight) {
+    attach({});
+    enum Fate { left, replaced, listed };
+    const struct {
+        int point;
+        float height;
+        Fate fate;
+    } cases[] = {
+        {240, 2.0F, left},     {240, 3.1F, left},     // whole dB over a mean that the line lifts by 1/17
+        {240, 3.3F, replaced}, {240, 4.7F, replaced}, // too low for the list
+        {240, 5.3F, listed},   {240, 10, listed},     {240, 40, listed},
+        {240, -10, replaced},  {8, 10, listed},       {7, 10, left}, // half a width from the start
+        {480, 10, listed},
+    };
+    for (const auto& [point, height, fate] : cases) {
+        SCOPED_TRACE(testing::Message() << height << " dB at " << point);
+        Trace trace = flatWith({{point, height}});
+        const Trace before = trace;
+        EXPECT_EQ(detect(&trace), fate == listed ? std::vector{point} : std::vector<int>{});
+        if (fate == listed) {
+            EXPECT_NEAR(list()[0].level_dBc, -100 + height + 10 * std::log10(12.5e3 / 512), 1e-4);
+        }
+        if (fate != left) { // what comes back has a fifth of the deviation
+            EXPECT_NEAR(std::exchange(trace[static_cast<size_t>(point)], before[static_cast<size_t>(point)]), -100,
+                        0.02 + std::abs(height) * 0.05);
+        }
+        EXPECT_EQ(trace, before) << "all other points stay";
+    }
+}
+
+TEST_F(SpurTest, SkirtsGoWithTheirSpurAndNeighboursAreOne) {
+    attach({});
+    const struct {
+        const char* what;
+        std::vector<std::pair<int, float>> peaks;
+        std::vector<int> listed, kept; // kept: points that the repair leaves alone
+    } cases[] = {
+        {"skirts on both sides", {{98, 2.5F}, {99, 4}, {100, 20}, {101, 4}, {102, 2.5F}}, {100}, {}},
+        {"a dip ends a skirt",
+         {{97, 2.9F}, {98, 2.6F}, {99, 4}, {100, 20}, {101, 4}, {102, 2.6F}, {103, 2.9F}},
+         {100},
+         {97, 98, 102, 103}},
+        {"a skirt below the smoothed trace", {{98, 1.5F}, {99, 4}, {100, 20}, {101, 4}, {102, 1.5F}}, {100}, {98, 102}},
+        {"the left one is held against the mirror point",
+         {{98, 2.5F}, {99, 4}, {100, 20}, {101, 4}, {110, 20}},
+         {100, 110},
+         {98}},
+        {"a flank that stands out itself takes the skirts",
+         {{98, 3}, {99, 7}, {100, 20}, {101, 3}, {110, 20}, {111, 3}},
+         {100, 110},
+         {101, 111}},
+        {"a skirt below the first point that can be a spur", {{7, 2.5F}, {8, 4}, {9, 20}}, {9}, {}},
+        {"three side by side", {{100, 20}, {101, 22}, {102, 21}}, {101}, {}},
+        {"equal neighbours", {{100, 20}, {101, 20}, {102, 20}}, {100}, {}},
+        {"one point between two", {{100, 20}, {102, 20}}, {100, 102}, {101}},
+        {"every second spur gets no skirts",
+         {{99, 3}, {100, 20}, {110, 20}, {111, 3}, {120, 20}, {121, 3}},
+         {100, 110, 120},
+         {111}},
+        {"a high spur covers what comes before it, not what follows", {{96, 6}, {100, 36}, {104, 6}}, {100, 104}, {96}},
+        {"the floor behind a very high one stands out below and joins it", {{100, 60}, {104, 8}}, {100}, {}},
+        {"no mirror point beyond the end", {{477, 3}, {478, 4}, {479, 15}}, {479}, {477}},
+    };
+    std::fill_n(SMOOTHED + 481, tracePointsSize - 481, -1000.0F); // what lies beyond is another trace's
+    std::fill_n(__std, 8, 1e6F);
+    for (const auto& [what, peaks, listed, kept] : cases) {
+        SCOPED_TRACE(what);
+        Trace trace = flatWith(peaks);
+        const Trace before = trace;
+        EXPECT_EQ(detect(&trace), listed);
+        for (const auto& [point, height] : peaks) {
+            const auto i = static_cast<size_t>(point);
+            const bool stays = std::ranges::count(kept, point) != 0;
+            EXPECT_NEAR(trace[i], stays ? before[i] : -100, stays ? 0 : 2) << point;
+        }
+    }
+}
+
+TEST_F(SpurTest, ListsAreMergedAndLimited) {
+    const Trace levels = {0, 5, 7, 7, 3, 9, 1, 2};
+    const std::pair<std::vector<int32_t>, std::vector<int32_t>> cases[] = {
+        {{}, {}}, {{4}, {4}}, {{1, 2, 2, 3, 4}, {2}}, {{0, 2, 4, 6}, {0, 2, 4, 6}}, {{0, 3, 4, 6, 7}, {0, 3, 7}},
+    };
+    for (auto [list, merged] : cases) {
+        auto found = static_cast<int32_t>(list.size());
+        mergeSpurs(list.data(), &found, levels.data());
+        list.resize(static_cast<size_t>(found));
+        EXPECT_EQ(list, merged);
+    }
+
+    // 998 candidates, and skirts that do not fit any more.
+    const float shape[] = {4, 6, 9, 6, 4};
+    Trace trace(tracePointsMax);
+    for (size_t i = 0; i < trace.size(); ++i)
+        trace[i] = shape[i % 5];
+    const Trace original = trace;
+    Trace smoothed(trace.size(), 0.0F);
+    std::vector<int32_t> list(spursMax);
+    int32_t found = 0;
+    findSpurs(tracePointsMax, 4, 0, nullptr, trace.data(), original.data(), smoothed.data(), list.data(), &found);
+    EXPECT_EQ(found, spurEntriesMax);
+    EXPECT_TRUE(std::ranges::is_sorted(list.begin(), list.begin() + found));
+    EXPECT_GE(list[0], 1);
+    EXPECT_EQ(list[static_cast<size_t>(found) - 1], tracePointsMax - 1);
+}
+
+// With s = m comb folded at 1 GHz the multiples of |s - comb| are the instrument's own: worked by hand for each
+// carrier.
+TEST_F(SpurTest, LinesOfTheSynthesisAreDropped) {
+    attach({});
+    static uint32_t prescaler;
+    Device_getPrescaler = [](Device*) { return prescaler; };
+    const struct {
+        double carrier;
+        uint32_t ratio;
+        float offset;
+        bool dropped;
+    } cases[] = {
+        {10e6, 1, 5e6F, true},        {10e6, 1, 4.8e6F, true},     {10e6, 1, 4.7e6F, false},
+        {10e6, 1, 1e6F, false},       {10e6, 1, 35e6F, true},      {10e6, 1, 12.5e6F, false},
+        {80e6, 8, 5e6F, true},        {80e6, 1, 5e6F, false},      {80e6, 1, 40e6F, true},
+        {333.34e6, 1, 1e4F, true},    {333.34e6, 1, 5e3F, false},  {333.34e6, 1, 45e3F, false},
+        {333.34e6, 1, 60e3F, true},   {333.34e6, 1, 70e3F, true},  {333.34e6, 1, 90e3F, false},
+        {333.34e6, 1, 960e3F, true},  {333.34e6, 1, 1.0e6F, true}, {333.34e6, 1, 1.02e6F, false},
+        {480e6, 1, 20e6F, true},      {480e6, 1, 10e6F, false},    {1.0125e9, 1, 12.5e6F, false},
+        {1.05e9, 1, 25e6F, true},     {1.3e9, 1, 12.5e6F, true},   {2.6e9, 2, 12.5e6F, true},
+        {1.325e9, 1, 6.25e6F, false}, {680e6, 1, 10e6F, true},     {7e9, 1, 10e6F, false},
+        {100e6, 1, 0.5F, true},       {100e6, 1, 1.0F, false},     {100e6, 0, 1000, false},
+    };
+    for (const auto& [carrier, ratio, offset, dropped] : cases) {
+        SCOPED_TRACE(testing::Message() << carrier << " Hz by " << ratio << ", line at " << offset);
+        configPN.frequency = carrier;
+        prescaler = ratio;
+        Trace trace = flatWith({{100, 20}}), offsets(101, offset);
+        EXPECT_EQ(detect(&trace, offsets).empty(), dropped);
+        EXPECT_NEAR(trace[100], -100, 1) << "out of the trace in any case";
+    }
+    for (const double unknown : {0.0, -1.0, 1e300, double(INFINITY), double(NAN)}) {
+        configPN.frequency = unknown;
+        Trace trace = flatWith({{100, 20}});
+        detect(&trace); // comes back
+    }
+}
+
+TEST_F(SpurTest, PointsWithoutALevelAreNoSpursAndSpoilNoOthers) {
+    attach({});
+    for (const float level : {-INFINITY, INFINITY, NAN})
+        for (const int points : {1, 120}) {
+            SCOPED_TRACE(testing::Message() << level << " at " << points);
+            Trace trace = flatWith({{83, 20}, {98, 20}, {400, 20}});
+            std::fill_n(trace.begin() + 100, points, level);
+            EXPECT_EQ(detect(&trace), (std::vector{83, 400}));
+            for (size_t i = 0; i < trace.size(); ++i)
+                if (i < 98 || i >= 100 + static_cast<size_t>(points)) {
+                    EXPECT_NEAR(trace[i], -100, 1) << i;
+                }
+        }
+    Trace slope = flatWith({{120, 30}}); // its skirt reaches to where the smoothed trace has no level
+    for (size_t i = 106; i < 120; ++i)
+        slope[i] += 3 + 0.1F * static_cast<float>(i - 106);
+    slope[100] = -INFINITY;
+    EXPECT_EQ(detect(&slope), std::vector{120});
+    EXPECT_EQ(std::ranges::count_if(slope, [](float level) { return !std::isfinite(level); }), 1);
+    for (const size_t count : {0, 1, 2, 57, 58, 1000}) {
+        Trace bad(count, NAN), flat(count, -100.0F);
+        EXPECT_TRUE(detect(&bad).empty());
+        EXPECT_TRUE(detect(&flat).empty());
+        EXPECT_EQ(flat, Trace(count, -100.0F));
+    }
+}
+
+TEST_F(SpurTest, LinesOfTheDutAreFoundWithTheirLevel) {
+    for (const char* serial : {secondGeneration, firstGeneration}) {
+        attach({}, serial);
+        EXPECT_TRUE(run(1000).empty());
+        std::vector<Spur> spurs;
+        // In each stage, at both of its ends, on a bin and beside it.
+        const std::pair<double, double> places[] = {{110, 0},       {2e3, 0.45},   {15e3, 0},    {49.5e3, 0.3},
+                                                    {150e3, -0.45}, {0.51e6, 0.3}, {1.5e6, 0.4}, {4.9e6, 0},
+                                                    {15e6, 0},      {45e6, 0}};
+        for (const auto& [near_Hz, bins] : places)
+            spurs.push_back({beside(near_Hz, bins), lineLevel(near_Hz, 25)});
+        attach(spurs, serial);
+        const std::vector<Line> lines = run(1000);
+        ASSERT_EQ(lines.size(), spurs.size());
+        const Trace trace = read(pn_measure_getSpectrumData), power = read(pn_measure_getSpectrumPowerData);
+        for (size_t k = 0; k < lines.size(); ++k) {
+            EXPECT_NEAR(lines[k].offset_Hz, spurs[k].offset_Hz, binWidth(spurs[k].offset_Hz)); // points may share a bin
+            EXPECT_NEAR(lines[k].level_dBc, spurs[k].level_dBc, 0.9) << spurs[k].offset_Hz;
+            const auto point = static_cast<size_t>(pointAt(lines[k].offset_Hz));
+            EXPECT_GT(power[point] - trace[point], 12) << "the power trace keeps the line";
+            if (spurs[k].offset_Hz > 1e3) {
+                EXPECT_NEAR(trace[point], floor, 3);
+            }
+        }
+    }
+}
+
+TEST_F(SpurTest, FiveDecibelsOverTheFloorDecideAndLinesNeedADistance) {
+    attach({});
+    run(1000);
+    const double step = beside(42e3, 0), low = beside(5.5e3, 0), spacing = binWidth(step);
+    const Trace grid = read(pn_measure_getSpectrumFreq);
+    const auto point = static_cast<size_t>(pointAt(step));
+    const double second = std::round(grid[point + 2] / spacing) * spacing;
+    const struct {
+        const char* what;
+        std::vector<Line> lines; // offset, and total over the floor, dB
+        size_t found;
+    } cases[] = {
+        {"just below", {{step, 4.3}}, 0},
+        {"just above", {{step, 6.0}}, 1},
+        {"two bins apart, where each bin is a point of its own", {{low, 30}, {low + 2 * spacing, 30}}, 1},
+        {"two points of the trace apart", {{step, 30}, {second, 30}}, 2},
+    };
+    for (const auto& [what, lines, found] : cases) {
+        SCOPED_TRACE(what);
+        std::vector<Spur> spurs;
+        for (const Line& line : lines) // the line alone: what it adds to the floor
+            spurs.push_back(
+                {line.offset_Hz, lineLevel(line.offset_Hz, 10 * std::log10(std::pow(10, line.level_dBc / 10) - 1))});
+        for (uint64_t seed = 1; seed <= 5; ++seed) {
+            attach(spurs, secondGeneration, seed);
+            EXPECT_EQ(run(1000).size(), found);
+            EXPECT_NEAR(read(pn_measure_getSpectrumData)[point], floor, 1.5);
+        }
+    }
+}
+
+TEST_F(SpurTest, ALineOnTheCombLeavesTheTraceAndIsNotListed) {
+    carrier_ = 333.34e6;
+    attach({});
+    run(100);
+    const double own = beside(60e3, 0), foreign = beside(6e3, 0);
+    attach({{foreign, lineLevel(foreign, 25)}, {own, lineLevel(own, 25)}});
+    const std::vector<Line> lines = run(100);
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(pointAt(lines[0].offset_Hz), pointAt(foreign));
+    const auto point = static_cast<size_t>(pointAt(own));
+    EXPECT_NEAR(read(pn_measure_getSpectrumData)[point], floor, 3);
+    EXPECT_GT(read(pn_measure_getSpectrumPowerData)[point], floor + 20);
+}
+
+TEST_F(SpurTest, CleanTracesHaveNoSpursFromTenCorrelationsOnAndSingleRecordsDo) {
+    const auto falseSpurs = [this](uint32_t correlations) {
+        size_t sum = 0;
+        for (uint64_t seed = 1; seed <= 20; ++seed) {
+            attach({}, secondGeneration, seed);
+            sum += run(correlations).size();
+        }
+        return sum;
+    };
+    EXPECT_LE(falseSpurs(10), 1U);
+    EXPECT_GT(falseSpurs(1), 100U) << "a record's points scatter by 5.6 dB";
+}
+
+TEST_F(SpurTest, ASeedGivesTheSameTraceWhoeverAsksInBetween) {
+    attach({});
+    const double at = 110e3, level = lineLevel(at, 40);
+    const auto traceOf = [&](uint64_t seed, bool asked) {
+        attach({{at, level}}); // the same noise each time
+        tvstuff_seedRandom(static_cast<uint32_t>(seed));
+        if (asked) {
+            MutexLock lock(meas_data.resultMutex);
+            meas_data.previewTrigger = 1;
+        }
+        EXPECT_EQ(run(20).size(), 1U);
+        return read(pn_measure_getSpectrumData);
+    };
+    const Trace first = traceOf(5, false);
+    EXPECT_EQ(traceOf(5, false), first);
+    EXPECT_EQ(traceOf(5, true), first) << "a preliminary result";
+    EXPECT_NE(traceOf(6, false), first);
+}
+
+TEST_F(SpurTest, WithoutOmissionTheTraceKeepsItsLinesAndThereIsNoList) {
+    attach({{110e3, -60}});
+    EXPECT_EQ(run(10).size(), 1U);
+    configPN.spurOmission = 0;
+    EXPECT_TRUE(run(10).empty());
+    EXPECT_EQ(read(pn_measure_getSpectrumData), read(pn_measure_getSpectrumPowerData));
+}

@@ -1,0 +1,159 @@
+// Records of samples and the counters.
+#include "bench_fixture.h"
+#include "virtual/noise_record.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+
+using namespace vi;
+
+namespace {
+
+constexpr double volt = 65536 / 1.6; // codes
+
+std::vector<double> record(Bench* bench, Channel channel, uint32_t pairs, uint32_t divider) {
+    EXPECT_TRUE(bench_record(bench, pairs, divider));
+    std::vector<double> volts;
+    for (const uint16_t code : bench_samples(bench, channel))
+        volts.push_back((code - 32768.0) / volt);
+    return volts;
+}
+
+/// Power of the tone at `cycles` a record, as its amplitude.
+double amplitudeAt(const std::vector<double>& volts, double cycles) {
+    std::complex<double> sum = 0;
+    for (size_t i = 0; i < volts.size(); ++i)
+        sum += volts[i] * std::polar(1.0, -twoPi * cycles * double(i) / double(volts.size()));
+    return 2 * std::abs(sum) / double(volts.size());
+}
+
+double deviation(const std::vector<double>& volts) {
+    double sum = 0, squares = 0;
+    for (const double v : volts) {
+        sum += v;
+        squares += v * v;
+    }
+    const double mean = sum / double(volts.size());
+    return std::sqrt(squares / double(volts.size()) - mean * mean);
+}
+
+} // namespace
+
+TEST(Samples, AnOpenChannelShowsItsBeatWithTheDetectorsSlope) {
+    for (const Channel c : {channelA, channelB}) {
+        TestBench bench(flatDut(100e6, -160));
+        constexpr uint32_t pairs = 4096, divider = 8;
+        const double rate_Hz = 250e6 / divider, beat_Hz = 40 * rate_Hz / pairs;
+        bench.offsetSources(-beat_Hz);
+        EXPECT_NEAR(amplitudeAt(record(&bench, c, pairs, divider), 40), bench.slope(c), 1e-4);
+        bench.setGain(12);
+        const std::vector<double> clipped = record(&bench, c, pairs, divider);
+        EXPECT_EQ(*std::max_element(clipped.begin(), clipped.end()), 65535 / volt - 0.8);
+        EXPECT_EQ(*std::min_element(clipped.begin(), clipped.end()), -0.8);
+    }
+}
+
+TEST(Samples, DecimationKeepsABeatBelowHalfOfItsRateOnly) {
+    for (const auto& [beat_Hz, share, tolerance] :
+         {std::tuple(20e3, 1.0, 0.01), {40e3, 1.0, 0.01}, {61e3, 0.36, 0.1}, {200e3, 0.0, 1e-4}}) {
+        TestBench bench(flatDut(100e6, -160));
+        bench.offsetSources(-beat_Hz);
+        constexpr uint32_t divider = 2048; // 122 kHz
+        EXPECT_NEAR(std::sqrt(2) * deviation(record(&bench, channelA, 4096, divider)) / bench.slope(channelA), share,
+                    tolerance)
+            << beat_Hz;
+    }
+}
+
+TEST(Samples, ALockedChannelShowsWhatTheLoopLeavesOfTheNoise) {
+    TestBench bench(flatDut(100e6, -95));
+    bench.close();
+    ASSERT_TRUE(bench.locked());
+    const uint64_t before = clock_now();
+    constexpr uint32_t pairs = 65536, divider = 256;
+    const double rate_Hz = 250e6 / divider;
+    const std::vector<double> volts = record(&bench, channelA, pairs, divider);
+    EXPECT_NEAR(double(clock_now() - before), pairs / rate_Hz * 1e9, 1e5);
+    // White phase noise of -95 dBc/Hz over half of the rate; the loop's bandwidth takes next to nothing of it.
+    const double expected_rad = std::sqrt(2 * std::pow(10, -9.5) * rate_Hz / 2);
+    EXPECT_NEAR(deviation(volts) / bench.slope(channelA) / expected_rad, 1, 0.01);
+    // Both channels see the same DUT.
+    double product = 0;
+    const std::span<const uint16_t> b = bench_samples(&bench, channelB);
+    for (uint32_t i = 0; i < pairs; ++i)
+        product += volts[i] * ((b[i] - 32768.0) / volt);
+    EXPECT_NEAR(product / pairs / (bench.slope(channelA) * bench.slope(channelB)) / (expected_rad * expected_rad), 1,
+                0.02);
+}
+
+TEST(Samples, ALoopThatTheNoiseThrowsAboutDoesNotLookLocked) {
+    TestBench bench(flatDut(100e6, -58)); // 2 rad^2 up to 50 MHz
+    bench.close();
+    EXPECT_GT(bench_truth(&bench, channelA).noise_rad2, 0.49);
+    EXPECT_FALSE(bench.locked());
+    EXPECT_GT(deviation(record(&bench, channelA, 4096, 8)), 0.2 * bench.slope(channelA));
+    double low = 100, high = 0;
+    for (int i = 0; i < 20; ++i) {
+        clock_spend(1'000'000);
+        const double tune = bench_readTune_V(&bench, channelA);
+        low = std::min(low, tune);
+        high = std::max(high, tune);
+    }
+    EXPECT_GT(high - low, 0.5);
+}
+
+TEST(Samples, ASeedFixesEveryRecord) {
+    TestBench first(flatDut(100e6, -120)), again(flatDut(100e6, -120)),
+        other(flatDut(100e6, -120), secondGeneration, 2);
+    for (TestBench* bench : {&first, &again, &other})
+        bench->close();
+    EXPECT_EQ(record(&first, channelB, 64, 1024), record(&again, channelB, 64, 1024));
+    EXPECT_NE(record(&first, channelB, 64, 1024), record(&other, channelB, 64, 1024));
+    const std::vector<double> a = record(&first, channelA, 64, 1024);
+    EXPECT_NE(a, record(&first, channelA, 64, 1024)) << "the next record";
+}
+
+TEST(Samples, TheTransformIsTheSumOfItsTones) {
+    std::vector<std::complex<double>> values(64);
+    for (size_t i = 0; i < values.size(); ++i)
+        values[i] = {std::cos(double(i * i)), std::sin(3.0 * double(i))};
+    const std::vector<std::complex<double>> before = values;
+    noiseRecord_transform(values);
+    for (const size_t n : {0, 1, 31, 32, 63}) {
+        std::complex<double> sum = 0;
+        for (size_t k = 0; k < before.size(); ++k)
+            sum += before[k] * std::polar(1.0, twoPi * double(k * n) / 64);
+        EXPECT_NEAR(std::abs(values[n] - sum), 0, 1e-12);
+    }
+}
+
+TEST(Counter, ReadsTheDividedCarrierToATick) {
+    for (const double gate_s : {0.001, 0.01, 0.1}) {
+        TestBench bench(flatDut(100.000123e6, -100));
+        const uint64_t before = clock_now();
+        const auto readings = bench_count(&bench, 4, gate_s);
+        EXPECT_NEAR(double(clock_now() - before) * 1e-9, gate_s, 1e-6);
+        for (const CounterReading& reading : readings) {
+            EXPECT_GE(reading.ticks, uint64_t(gate_s * 250e6));
+            const double counted_Hz = double(reading.periods) * 250e6 / double(reading.ticks) * 4;
+            EXPECT_NEAR(counted_Hz / 100.000123e6, 1, 1.01 / (gate_s * 250e6));
+        }
+    }
+    const auto periods = [](const Dut& dut, auto change, uint32_t ratio) {
+        TestBench bench(dut);
+        bench.set(change);
+        return bench_count(&bench, ratio, 0.001)[channelA].periods;
+    };
+    const auto same = [](ChannelSettings&) {};
+    EXPECT_GT(periods(flatDut(18e9, -100), same, 128), 0u);
+    EXPECT_EQ(periods(flatDut(18e9, -100), same, 64), 0u) << "141 MHz are too fast";
+    EXPECT_EQ(periods(
+                  flatDut(18e9, -100), [](ChannelSettings& s) { s.path = DutPath::amplifier; }, 512),
+              0u);
+    EXPECT_EQ(periods(
+                  flatDut(18e9, -100), [](ChannelSettings& s) { s.highInput = false; }, 512),
+              0u);
+    EXPECT_EQ(periods(
+                  flatDut(100e6, -100), [](ChannelSettings& s) { s.highInput = true; }, 16),
+              0u);
+}
