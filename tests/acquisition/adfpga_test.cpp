@@ -8,6 +8,8 @@
 #include "virtual/clock.h"
 
 #include <chrono>
+#include <cstdio>
+#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 #include <thread>
@@ -132,6 +134,29 @@ protected:
     Unit& unit = unitOf(GetParam());
     TVPN_ADFPGA* driver = &unit.driver;
     const uint64_t before = refusals();
+    static constexpr const char* logFile = "/tolvane/temp/fpgalog";
+    /// What was logged since the last call.
+    static std::string takeLog() {
+        std::ifstream file(logFile);
+        const std::string text{std::istreambuf_iterator<char>(file), {}};
+        std::remove(logFile);
+        return text;
+    }
+    /// Streams samples to a client until the handler has no more; its last result.
+    int streamToClient(
+        std::vector<uint16_t>* got, const std::function<void()>& afterPiece = [] {}) {
+        std::array<char, 1000> piece;
+        int count = 0;
+        TVPN_ADFPGA_startHMode(driver);
+        EXPECT_EQ(TVPN_ADFPGA_getValidSscBytes(driver), 0u);
+        while ((count = TVPN_ADFPGA_handler(driver, piece.size(), 0, piece.data())) > 0) {
+            for (size_t i = 0; i < size_t(count); i += 2)
+                got->push_back(static_cast<uint16_t>(uint8_t(piece[i]) | uint8_t(piece[i + 1]) << 8));
+            afterPiece();
+        }
+        TVPN_ADFPGA_endHMode(driver);
+        return count;
+    }
 };
 INSTANTIATE_TEST_SUITE_P(Generations, AdfpgaTest, ::testing::Values(FpgaGeneration::first, FpgaGeneration::second),
                          [](const auto& kind) { return kind.index == 0 ? "First" : "Second"; });
@@ -187,13 +212,7 @@ TEST_P(AdfpgaTest, SamplesComeIntoTheBuffersOrToAClient) {
     TVPN_ADFPGA_setTdDivider(driver, 1);
     const auto stream = [&] {
         std::vector<uint16_t> got;
-        std::array<char, 1000> piece;
-        TVPN_ADFPGA_startHMode(driver);
-        EXPECT_EQ(TVPN_ADFPGA_getValidSscBytes(driver), 0u);
-        for (int count; (count = TVPN_ADFPGA_handler(driver, piece.size(), 0, piece.data())) > 0;)
-            for (int i = 0; i < count; i += 2)
-                got.push_back(static_cast<uint16_t>(uint8_t(piece[i]) | uint8_t(piece[i + 1]) << 8));
-        TVPN_ADFPGA_endHMode(driver);
+        EXPECT_EQ(streamToClient(&got), 0);
         EXPECT_EQ(got.size() * 2, TVPN_ADFPGA_getHBytes(driver));
         return got;
     };
@@ -289,8 +308,17 @@ TEST_P(AdfpgaTest, AStageThatDoesNotArriveWholeTimesOutAndLeavesTheOthersGood) {
 
 TEST_P(AdfpgaTest, ASilentCoreEndsEveryCaptureWithATimeOut) {
     unit.board.core().spoil({.silent = true});
+    TVPN_ADFPGA_setFdStages(driver, 1);
+    TVPN_ADFPGA_setFdCorrelations(driver, 0, 1000);
+    takeLog();
     EXPECT_EQ(captureFd(), timedOut);
+    EXPECT_EQ(takeLog(), std::string("TVPN_ADFPGA_captureFdSamples(): FPGA data reception timed out\n"
+                                     "TVPN_ADFPGA_captureFdSamples(): stage 0, correlations 1000, tmo_us ") +
+                             (unit.second ? "2078643" : "2014745") + "\n\n");
     EXPECT_EQ(TVPN_ADFPGA_captureTdSamples(driver), timedOut);
+    EXPECT_EQ(takeLog(), std::string("TVPN_ADFPGA_captureTdSamples(): FPGA data reception timed out\n"
+                                     "TVPN_ADFPGA_captureTdSamples(): tdSamplesCount 5000, tdDivider 1, tmo_us ") +
+                             (unit.second ? "2000024" : "2000048") + "\n\n");
     tvfreq input{1, 1};
     EXPECT_EQ(TVPN_ADFPGA_countFrequency(driver, &input), timedOut);
     EXPECT_EQ(tvfreq2double(&input, nullptr), 0);
@@ -330,4 +358,76 @@ TEST_P(AdfpgaTest, AnAbortEndsAReadThatWaits) {
         capture.join();
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
     }
+}
+
+TEST_P(AdfpgaTest, AResetWarmsBothDomainsUpAndLeavesTheSettings) {
+    const uint32_t resets = TVPN_ADFPGA_getResetCount(driver);
+    unit.board.core().spoil({.load_ns = 29'000'000'000});
+    const uint64_t blocks = unit.board.stream().blocks(), start_ns = clock_now();
+    EXPECT_EQ(TVPN_ADFPGA_resetFpga(driver, 1), 0);
+    int status = 1;
+    TVPN_ADFPGA_joinTransferTask(driver, &status);
+    EXPECT_EQ(status, 0);
+    EXPECT_GT(clock_now() - start_ns, 30'100'000'000u);
+    EXPECT_EQ(unit.board.stream().blocks() - blocks, 2u) << "one of samples, one of a spectrum";
+    EXPECT_EQ(TVPN_ADFPGA_getTdBufferSize(driver, 1), 2u);
+    EXPECT_EQ(TVPN_ADFPGA_getResetCount(driver), resets + 1);
+    expectGoodFd(3);
+    expectGoodTd();
+    EXPECT_EQ(TVPN_ADFPGA_getTdBufferSize(driver, 1), 5000u);
+    EXPECT_EQ(refusals(), before) << refusalTexts();
+
+    EXPECT_EQ(TVPN_ADFPGA_resetFpga(driver, 0), 0) << "nobody hears the warm-up";
+    clock_spend(30'000'000'000);
+    expectGoodTd();
+}
+
+TEST_P(AdfpgaTest, WithoutItsStreamTheBoardSaysSo) {
+    std::vector<uint16_t> none;
+    const auto expectAll = [&](int expected) {
+        EXPECT_EQ(captureFd(), expected);
+        EXPECT_EQ(TVPN_ADFPGA_captureTdSamples(driver), expected);
+        EXPECT_EQ(countAdc().status, expected);
+        EXPECT_EQ(streamToClient(&none), expected != 0 ? -1 : 0);
+    };
+    rtdm_unregister(&unit.board.stream());
+    expectAll(executionError);
+    EXPECT_TRUE(none.empty());
+    rtdm_register(sampleStream_deviceName, &unit.board.stream());
+    expectAll(0);
+    EXPECT_EQ(refusals(), before) << refusalTexts();
+}
+
+TEST_P(AdfpgaTest, AStreamToAClientEndsWhereItsSamplesDo) {
+    for (const auto select : {TVPN_ADFPGA_setTdChannelBoth, TVPN_ADFPGA_setTdChannelBOnly}) {
+        select(driver);
+        const bool both = TVPN_ADFPGA_isTdChannelBoth(driver) != 0;
+        std::vector<uint16_t> got;
+        takeLog();
+        unit.board.stream().spoil({.blocks = 1, .cutAfter_bytes = 4400});
+        EXPECT_EQ(streamToClient(&got), -1);
+        EXPECT_EQ(got.size(), both ? 2200u : 1100u);
+        EXPECT_EQ(TVPN_ADFPGA_getValidSscBytes(driver), 4400u);
+        const std::string log = takeLog();
+        EXPECT_EQ(log.empty(), !both);
+        EXPECT_EQ(log.rfind("TVPN_ADFPGA_handler(): error (receiving both channels)\n"
+                            "TVPN_ADFPGA_handler(): tdSamplesCount 5000, tdDivider 1\n"
+                            "TVPN_ADFPGA_handler(): timeout 2.0000",
+                            0) == 0,
+                  both)
+            << log;
+        got.clear();
+        EXPECT_EQ(streamToClient(&got, [&] { TVPN_ADFPGA_abort(driver); }), -1);
+        EXPECT_LE(got.size(), 500u);
+        EXPECT_EQ(TVPN_ADFPGA_handler(driver, 4, 0, nullptr), -1) << "not started";
+        got.clear();
+        EXPECT_EQ(streamToClient(&got), 0);
+        EXPECT_EQ(got.size() * 2, TVPN_ADFPGA_getHBytes(driver));
+    }
+}
+
+TEST_P(AdfpgaTest, TheTemperatureIsATextOfTheSecondGeneration) {
+    std::array<char, 64> text;
+    EXPECT_EQ(TVPN_ADFPGA_2_getFPGATempString(driver, text.data()), unit.second ? 0 : timedOut);
+    EXPECT_STREQ(text.data(), unit.second ? "FPGA temperature 48.5 C" : "");
 }
