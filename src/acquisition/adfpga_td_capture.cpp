@@ -160,6 +160,7 @@ int TVPN_ADFPGA_startHMode(TVPN_ADFPGA* board) {
     const uint32_t tmoUs = timeout_us(board, samples, divider);
     board->hTimeout = tmoUs / 1e6;
     board->hStartTime = tv_abstime_now();
+    board->validSscBytes = 0;
     board->hChannel = board->settings.tdChannel;
     board->hBytes = bothChannels(board) ? samples * pairBytes : samples * pairBytes / 2;
     if (TVPN_ADFPGA_listenSsc_nonrt(board, samples * pairBytes, tmoUs) == 0)
