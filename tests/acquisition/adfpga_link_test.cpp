@@ -3,8 +3,12 @@
 #include "acquisition/adfpga_capture.h"
 #include "acquisition/adfpga_link.h"
 #include "drivers/tvspi.h"
+#include "virtual/rtdm.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>
@@ -43,6 +47,28 @@ int giveAnswer(uint32_t address, uint32_t, uint32_t length, uint32_t mode, void*
     std::copy_n(answer.rbegin(), answer.size(), bytes + length - answer.size());
     return 0;
 }
+
+/// A stream on which the words come that were asked for, each one more than the one before.
+class CountingStream final : public vi::RtDevice {
+public:
+    CountingStream() { rtdm_register("tv_ssc_adc_driver", this); }
+    ~CountingStream() override { rtdm_unregister(this); }
+    long write(std::span<const uint8_t> text) override {
+        return sscanf(reinterpret_cast<const char*>(text.data()), "%u", &left_) == 1 ? long(text.size()) : -1;
+    }
+    int ioctl(uint32_t, uintptr_t) override { return 0; }
+    long read(std::span<uint8_t> data) override {
+        const size_t bytes = std::min({data.size(), size_t{left_}, size_t{40'000}});
+        for (size_t at = 0; at < bytes; at += 4, ++next_)
+            memcpy(&data[at], &next_, 4);
+        left_ -= static_cast<uint32_t>(bytes);
+        return static_cast<long>(bytes);
+    }
+
+private:
+    uint32_t left_ = 0; // bytes
+    uint32_t next_ = 0;
+};
 
 class AdfpgaLinkTest : public ::testing::Test {
 protected:
@@ -261,4 +287,37 @@ TEST_F(AdfpgaLinkTest, ATaskIsAwaitedForAsLongAsAskedAndASecondOneForTheFirst) {
     EXPECT_EQ(TVPN_ADFPGA_joinTransferTask_timeout(its, &status, 60'000'000), 0);
     EXPECT_EQ(status, -5);
     EXPECT_EQ(most, 1);
+}
+
+TEST_F(AdfpgaLinkTest, TheTransferTaskFillsItsRingUntilItsReaderHasAllOrACancelComes) {
+    CountingStream stream;
+    TVPN_ADFPGA* const its = board(3);
+    FvstRing* const ring = its->activeRing = &its->fvstRing[1];
+    ring->samplesCount = 3 * adfpga_ringWords + 5;
+    TVPN_ADFPGA_initializeRing(ring);
+    TVPN_ADFPGA_startTransferTask(its, TVPN_ADFPGA_transferTask);
+    while (ring->transferred != adfpga_ringWords) // full
+        std::this_thread::yield();
+    EXPECT_EQ(rt_thread_exit_cookie.load(), its);
+    uint64_t wrong = 0;
+    for (uint32_t done = 0, count = 0; done < ring->samplesCount; done += count) {
+        uint32_t* position = nullptr;
+        ASSERT_EQ(TVPN_ADFPGA_openBlockingReadAccess(ring, 100'003, &position, &count), 0);
+        for (uint32_t i = 0; i < count; ++i)
+            wrong += position[i] != done + i;
+        TVPN_TVFPGA_closeReadAccess(ring);
+    }
+    int status = 1;
+    TVPN_ADFPGA_joinTransferTask(its, &status);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(wrong, 0u);
+    EXPECT_EQ(sent[0], message("dmafbd524288"));
+    EXPECT_EQ(rt_thread_exit.load(), nullptr);
+
+    TVPN_ADFPGA_startTransferTask(its, TVPN_ADFPGA_transferTask);
+    while (ring->transferred != adfpga_ringWords)
+        std::this_thread::yield();
+    TVPN_ADFPGA_abort(its); // it waits for a reader
+    EXPECT_EQ(rt_thread_exit.load(), nullptr);
+    EXPECT_EQ(its->transferCancel, 0u);
 }

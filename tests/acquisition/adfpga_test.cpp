@@ -255,30 +255,31 @@ TEST_P(AdfpgaTest, CountersFindTheSignalOrNothing) {
 }
 
 TEST_P(AdfpgaTest, AfterAnyTransferThatFailedTheNextCaptureIsGood) {
-    const struct {
+    struct Kind {
         const char* name;
         std::function<int()> capture;
         std::function<void()> expectGood;
-    } captures[] = {
+    };
+    const Kind captures[] = {
         {"spectra", [&] { return captureFd(); }, [&] { expectGoodFd(3); }},
         {"samples", [&] { return TVPN_ADFPGA_captureTdSamples(driver); }, [&] { expectGoodTd(); }},
         {"input counter", [&] { return TVPN_ADFPGA_countFrequency(driver, nullptr); },
          [&] { EXPECT_EQ(TVPN_ADFPGA_countFrequency(driver, nullptr), 0); }},
         {"ADC counters", [&] { return countAdc().status; }, [&] { EXPECT_NEAR(countAdc().a, 10e6, 10); }},
     };
-    for (const auto& [name, capture, expectGood] : captures) {
+    for (const Kind& kind : captures) {
         int failed = 0;
         atEachTransfer(
             unit.bus, [] { return false; },
             [&](uint64_t n) {
                 ::testing::internal::CaptureStderr(); // the chips' complaints
-                failed += capture() == executionError;
+                failed += kind.capture() == executionError;
                 ::testing::internal::GetCapturedStderr();
                 unit.bus.intercept({});
-                expectGood();
-                ASSERT_FALSE(HasFailure()) << name << ", transfer " << n;
+                kind.expectGood();
+                ASSERT_FALSE(HasFailure()) << kind.name << ", transfer " << n;
             });
-        EXPECT_GE(failed, 3) << name << ": commands that were lost are told";
+        EXPECT_GE(failed, 3) << kind.name << ": commands that were lost are told";
     }
 }
 
@@ -333,14 +334,19 @@ TEST_P(AdfpgaTest, AnAbortAtAnyPointOfACaptureEndsItAndTheNextOneIsGood) {
             aborter = std::thread([&] { TVPN_ADFPGA_abort(driver); });
         return true;
     };
-    atEachTransfer(unit.bus, abortOnce, [&](uint64_t n) {
-        captureFd();
-        if (aborter.joinable())
-            aborter.join();
-        unit.bus.intercept({});
-        expectGoodFd(3);
-        ASSERT_FALSE(HasFailure()) << "transfer " << n;
-    });
+    std::vector<uint16_t> streamed;
+    const std::function<void()> captures[] = {[&] { captureFd(); }, [&] { TVPN_ADFPGA_captureTdSamples(driver); },
+                                              [&] { streamToClient(&streamed); }};
+    for (const auto& capture : captures)
+        atEachTransfer(unit.bus, abortOnce, [&](uint64_t n) {
+            capture();
+            if (aborter.joinable())
+                aborter.join();
+            unit.bus.intercept({});
+            expectGoodFd(3);
+            expectGoodTd();
+            ASSERT_FALSE(HasFailure()) << "transfer " << n;
+        });
     EXPECT_EQ(refusals(), before) << refusalTexts();
 }
 
