@@ -1,5 +1,5 @@
 #pragma once
-/// The bench as the acquisition board's FPGA sees it: spectra. Its samples and counters show no signal.
+/// The bench as the acquisition board's FPGA sees it.
 
 #include "virtual/bench.h"
 #include "virtual/sample_source.h"
@@ -13,6 +13,11 @@ public:
 
     void beginSpectra() override;
     const StageExpectation& expectation(uint32_t stage, double sampleRate_Hz, uint32_t points) override;
+    bool delivers() override { return bench_delivers(&bench_); }
+    void record(const RecordRequest& request, std::span<uint16_t> a, std::span<uint16_t> b) override {
+        bench_takeRecord(&bench_, request, a, b);
+    }
+    EdgeCount count(const CountRequest& request) override { return bench_count(&bench_, request); }
 
 private:
     struct Kept {

@@ -50,6 +50,8 @@ public:
         return silence_;
     }
 
+    /// Sample pairs come at all.
+    virtual bool delivers() { return true; }
     /// Fills samples of both channels, as many of each: 16 bits around 32768, low-passed below half of the reduced
     /// rate.
     virtual void record(const RecordRequest& /*request*/, std::span<uint16_t> a, std::span<uint16_t> b) {
