@@ -111,10 +111,10 @@ def tcp_figures(port):
     return rows
 
 
-def engine_figures():
-    """Commands per second of the engine on a link in memory, by benchmark."""
-    output = subprocess.run([BUILD / "bench/engine_bench", "--benchmark_format=json"], capture_output=True, check=True)
-    return {row["name"]: row["items_per_second"] for row in json.loads(output.stdout)["benchmarks"]}
+def rates_of(program):
+    """What a benchmark program without a network does per second, by benchmark."""
+    output = subprocess.run([BUILD / "bench" / program, "--benchmark_format=json"], capture_output=True, check=True)
+    return {row["name"]: row.get("items_per_second") for row in json.loads(output.stdout)["benchmarks"]}
 
 
 def results_figures():
@@ -167,7 +167,8 @@ def main():
     sets, trace = pinned["20 SENS:PN:AVER 5 in a line (sets)"], pinned["trace fetched as a block"]
     echo, echo20 = pinned["echo of *IDN?"], pinned["echo of 20 *IDN? (commands)"]
     echo_sets = pinned["echo of 20 SENS:PN:AVER 5 (sets)"]
-    engine = engine_figures()
+    engine = rates_of("engine_bench")
+    bus = rates_of("bus_bench")
     results = results_figures()
     slowest_figure = max(value for name, value in results.items() if name.startswith("figure/"))
     figures = [
@@ -197,6 +198,9 @@ def main():
         ("Allan deviation of 961 points", f"{results['allanDeviation']:.1f} ms", "", "", "20 ms"),
         ("processor time while idle and connected", f"{idle * 100:.3f} %", "", "", "0.2 % of one core"),
         ("resident memory, virtual hardware included", f"{resident / MIB:.1f} MiB", "", "", "40 MiB"),
+        ("SPI register write, from the driver to the chip's model", f"{bus['registerWrite']:,.0f} writes/s", "", "",
+         "1,000,000 writes/s"),
+        ("tuning word of 48 bits", f"{bus['tuningWord']:,.0f} words/s", "", "", "10,000,000 words/s"),
     ]
     print("# Performance\n")
     print("Made by `bench/run.py > docs/performance.md` after `./test`. The echo is a bare line-echo server of one")

@@ -173,17 +173,22 @@ void newDut(Bench* bench) {
     }
 }
 
-CounterReading countChannel(Bench* bench, Channel channel, double input_Hz, double gate_s) {
-    const double base_Hz = benchState_sampleRate_Hz(bench->boards, 0);
-    Bench::ChannelState& state = bench->channel[channel];
-    const double phase = random_uniform(state.counterPhase);
+/// What the counter behind a channel's prescaler and a further division by `ratio` gets at a moment; 0: no edges.
+double counterInput_Hz(const Bench* bench, Channel channel, uint32_t ratio, uint64_t moment) {
+    const uint32_t division = benchState_prescaler(bench->channel[channel].settings) * ratio;
+    const double input_Hz = benchState_carrier_Hz(bench, moment) / division;
     if (!benchState_carrierPasses(bench, channel) || input_Hz > counterInputMax_Hz)
+        return 0;
+    const bool disagrees = channel == channelB && bench->dutFile.dut.faults.counterDisagrees;
+    return (disagrees ? input_Hz * (1 + counterFault) : input_Hz) * bench->dutFile.dut.pulses.dutyCycle();
+}
+
+/// Ticks of `clock_Hz` that so many periods take; the phase between the two is arbitrary.
+EdgeCount countEdges(Bench* bench, Channel channel, double input_Hz, double periods, double clock_Hz) {
+    const double phase = random_uniform(bench->channel[channel].counterPhase);
+    if (input_Hz <= 0 || periods < 1)
         return {0, 0};
-    if (channel == channelB && bench->dutFile.dut.faults.counterDisagrees)
-        input_Hz *= 1 + counterFault;
-    input_Hz *= bench->dutFile.dut.pulses.dutyCycle();
-    const double periods = std::floor(gate_s * input_Hz) + 1;
-    return {uint64_t(periods), uint64_t(std::floor(periods * base_Hz / input_Hz + phase))};
+    return {uint64_t(periods), uint64_t(std::floor(periods * clock_Hz / input_Hz + phase))};
 }
 
 } // namespace
@@ -193,10 +198,14 @@ void benchState_runLoops(Bench* bench, uint64_t until) {
         runLoop(bench, c, until);
 }
 
-void benchState_update(Bench* bench) {
-    benchState_runLoops(bench, clock_now());
+void benchState_updateAt(Bench* bench, uint64_t moment) {
+    benchState_runLoops(bench, moment);
     if (dutFile_refresh(&bench->dutFile))
         newDut(bench);
+}
+
+void benchState_update(Bench* bench) {
+    benchState_updateAt(bench, clock_now());
 }
 
 bool benchState_signalPresent(const Bench* bench) {
@@ -341,19 +350,36 @@ double bench_readTune_V(Bench* bench, Channel channel) {
     return loop_tune_V(state.loop) + tuneSpread_V * random_normal(state.tuneNoise);
 }
 
-std::array<CounterReading, channels> bench_count(Bench* bench, uint32_t ratio, double gate_s) {
-    std::array<CounterReading, channels> readings{};
+EdgeCount bench_count(Bench* bench, const CountRequest& request) {
+    const Guard guard(bench->mutex);
+    benchState_update(bench);
+    if (request.input == CounterInput::input || request.end_ns <= request.start_ns)
+        return {0, 0}; // nothing is connected there
+    const Channel channel = request.input == CounterInput::adcA ? channelA : channelB;
+    const uint32_t ratio = bench->channel[channel].settings.counterRatio;
+    if (ratio == 0)
+        return {0, 0};
+    const uint64_t length_ns = request.end_ns - request.start_ns;
+    const double input_Hz =
+        counterInput_Hz(bench, channel, ratio, request.start_ns + length_ns / 2) / std::max(request.ratio, 1U);
+    const double periods = std::floor(double(length_ns) * secondsPerTick * input_Hz);
+    return countEdges(bench, channel, input_Hz, periods, request.clock_Hz);
+}
+
+std::array<EdgeCount, channels> bench_countGate(Bench* bench, uint32_t ratio, double gate_s) {
+    std::array<EdgeCount, channels> counts{};
     {
         const Guard guard(bench->mutex);
         benchState_update(bench);
         const uint64_t middle = clock_now() + uint64_t(gate_s / 2 / secondsPerTick);
         for (const Channel c : {channelA, channelB}) {
-            const uint32_t division = benchState_prescaler(bench->channel[c].settings) * std::max(ratio, 1U);
-            readings[c] = countChannel(bench, c, benchState_carrier_Hz(bench, middle) / division, gate_s);
+            const double input_Hz = counterInput_Hz(bench, c, std::max(ratio, 1U), middle);
+            counts[c] = countEdges(bench, c, input_Hz, std::floor(gate_s * input_Hz) + 1,
+                                   benchState_sampleRate_Hz(bench->boards, 0));
         }
     }
     clock_take(uint64_t(gate_s / secondsPerTick));
-    return readings;
+    return counts;
 }
 
 ChannelTruth bench_truth(Bench* bench, Channel channel) {

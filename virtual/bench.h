@@ -7,6 +7,7 @@
 
 #include "virtual/dut.h"
 #include "virtual/phase_loop.h"
+#include "virtual/sample_source.h"
 #include "virtual/signal_chain.h"
 #include "virtual/unit_boards.h"
 
@@ -50,6 +51,8 @@ struct ChannelSettings {
     uint32_t capacitor = 4; // 1 to 4; 0: all switches closed, the filter is shorted and its charge stays
     bool aidOn = false;
     double aid_V = 2.5;
+    // Counters on: what divides the carrier behind the prescaler on its way to the ADC; 0: they are off.
+    uint32_t counterRatio = 0;
 
     friend bool operator==(const ChannelSettings&, const ChannelSettings&) = default;
 };
@@ -62,11 +65,6 @@ struct FdSettings {
     FdChannel channel;
     std::array<uint32_t, stagesMax> points;
     std::array<uint32_t, stagesMax> correlations;
-};
-
-/// A counter's registers: whole periods of the signal, and ticks of the base clock that they took. 0 periods: no edges.
-struct CounterReading {
-    uint64_t periods, ticks;
 };
 
 /// What a calibration of a channel's detector and a look at its loop would tell.
@@ -131,15 +129,21 @@ void bench_set(Bench* bench, Channel channel, const ChannelSettings& settings);
 [[nodiscard]] double bench_readLevel_dBm(Bench* bench);
 /// Tune voltage of a channel's source, V.
 [[nodiscard]] double bench_readTune_V(Bench* bench, Channel channel);
-/// Counts the carrier behind the channels' prescalers and a further division by `ratio`, both channels at once, until
-/// the gate is over. A pulsed carrier gives periods in its pulses only, so that it counts low by the duty cycle.
-[[nodiscard]] std::array<CounterReading, channels> bench_count(Bench* bench, uint32_t ratio, double gate_s);
+/// Counts what the channel's counter leads to its ADC between two moments. Nothing is connected to the counter input.
+[[nodiscard]] EdgeCount bench_count(Bench* bench, const CountRequest& request);
+/// Counts the carrier behind the channels' prescalers and a further division by `ratio`, in ticks of the base clock,
+/// both channels at once, until the gate is over. A pulsed carrier gives periods in its pulses only, so that it counts
+/// low by the duty cycle.
+[[nodiscard]] std::array<EdgeCount, channels> bench_countGate(Bench* bench, uint32_t ratio, double gate_s);
 [[nodiscard]] ChannelTruth bench_truth(Bench* bench, Channel channel);
 
-/// Records `pairs` samples of both ADCs (2 to samplePairsMax) at the base rate over `divider` from now on, offset
-/// binary, 16 bits over 1.6 V. bench_samples gives
-/// them until the next record. False if none came, which takes the same
-/// time. Low-passed below half of the reduced rate.
+/// Takes a record as it is asked for, as many samples of both ADCs: offset binary, 16 bits over 1.6 V, low-passed below
+/// half of the reduced rate. The loops stand at its end then.
+void bench_takeRecord(Bench* bench, const RecordRequest& request, std::span<uint16_t> a, std::span<uint16_t> b);
+/// The DUT lets samples come.
+[[nodiscard]] bool bench_delivers(Bench* bench);
+/// Records `pairs` samples of both ADCs (2 to samplePairsMax) at the base rate over `divider` from now on.
+/// bench_samples gives them until the next record. False if none came, which takes a while too.
 [[nodiscard]] bool bench_record(Bench* bench, uint32_t pairs, uint32_t divider);
 [[nodiscard]] std::span<uint16_t> bench_samples(Bench* bench, Channel channel);
 [[nodiscard]] double bench_baseSampleRate_Hz(Bench* bench);
@@ -165,6 +169,15 @@ void bench_startCapture(Bench* bench);
 [[nodiscard]] std::span<const SpectrumPoint> bench_fetchStage(Bench* bench, uint32_t stage);
 /// Ends a running capture at once; its waiter returns. From any thread.
 void bench_stopCapture(Bench* bench);
+
+/// What the spectra of a moment are drawn from.
+struct BenchSnapshot {
+    uint64_t version = UINT64_MAX; // changes whenever the rest does
+    SignalChain chain{};
+    Dut dut{};
+};
+/// Brings the snapshot up to now.
+void bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot);
 
 /// What a capture takes with these settings, in seconds.
 [[nodiscard]] double bench_captureTime_s(const UnitBoards& boards, const FdSettings& settings);

@@ -161,7 +161,7 @@ struct Record {
     double pulseStart_s; // into a period of the DUT's pulses
 };
 
-void fillChannel(Bench* bench, Channel channel, const Record& record) {
+void fillChannel(Bench* bench, Channel channel, const Record& record, std::span<uint16_t> samples) {
     Bench::ChannelState& state = bench->channel[channel];
     const bool pickup = bench->dutFile.dut.faults.clip;
     const double gain = chain_ifGain(state.settings.ifGain_dB, channel);
@@ -175,9 +175,7 @@ void fillChannel(Bench* bench, Channel channel, const Record& record) {
 
     std::vector<double> phases(record.pairs);
     followPhase(&state.loop, record.rate_Hz, &phases);
-    std::vector<uint16_t>& samples = bench->samples[channel];
-    samples.resize(record.pairs);
-    for (uint32_t i = 0; i < record.pairs; ++i) {
+    for (size_t i = 0; i < samples.size(); ++i) {
         const double fast = channel == channelA ? record.noise[i].real() : record.noise[i].imag();
         const double slow =
             record.slow.phase_rad[channel] + twoPi * record.slow.frequency_Hz[channel] / record.rate_Hz * double(i);
@@ -190,36 +188,49 @@ void fillChannel(Bench* bench, Channel channel, const Record& record) {
     }
 }
 
+void takeRecord(Bench* bench, double rate_Hz, std::span<uint16_t> a, std::span<uint16_t> b) {
+    const auto pairs = std::max(2U, uint32_t(std::min(a.size(), b.size())));
+    Record record{pairs, rate_Hz, {}, drawSlowNoise(bench, rate_Hz / noiseRecord_length(pairs) / 2), 0, 0};
+    record.noise = noiseRecord_draw(bench->phaseNoise, pairs, rate_Hz,
+                                    [&](double offset_Hz) { return noiseAt(bench, offset_Hz); });
+    addSpurs(bench, rate_Hz, record.noise);
+    record.pickupStart = random_uniform(bench->phaseNoise);
+    if (const Pulses& pulses = bench->dutFile.dut.pulses; pulses.period_s > 0)
+        record.pulseStart_s = pulses.period_s * random_uniform(bench->phaseNoise);
+    fillChannel(bench, channelA, record, a);
+    fillChannel(bench, channelB, record, b);
+    for (Bench::ChannelState& state : bench->channel)
+        state.loopTime += uint64_t(pairs / rate_Hz * 1e9);
+}
+
 } // namespace
 
+void bench_takeRecord(Bench* bench, const RecordRequest& request, std::span<uint16_t> a, std::span<uint16_t> b) {
+    const std::lock_guard<std::mutex> guard(bench->mutex);
+    benchState_updateAt(bench, request.start_ns);
+    takeRecord(bench, request.clock_Hz / std::max(request.divider, 1U), a, b);
+}
+
+bool bench_delivers(Bench* bench) {
+    const std::lock_guard<std::mutex> guard(bench->mutex);
+    benchState_update(bench);
+    return !bench->dutFile.dut.faults.samplesMissing;
+}
+
 bool bench_record(Bench* bench, uint32_t pairs, uint32_t divider) {
-    double length_s;
-    bool came;
-    {
-        const std::lock_guard<std::mutex> guard(bench->mutex);
-        benchState_update(bench);
-        pairs = std::clamp(pairs, 2U, samplePairsMax);
-        const double rate_Hz = benchState_sampleRate_Hz(bench->boards, 0) / std::max(divider, 1U);
-        length_s = pairs / rate_Hz;
-        came = !bench->dutFile.dut.faults.samplesMissing;
-        if (came) {
-            Record record{pairs, rate_Hz, {}, drawSlowNoise(bench, rate_Hz / noiseRecord_length(pairs) / 2), 0, 0};
-            record.noise = noiseRecord_draw(bench->phaseNoise, pairs, rate_Hz,
-                                            [&](double offset_Hz) { return noiseAt(bench, offset_Hz); });
-            addSpurs(bench, rate_Hz, record.noise);
-            record.pickupStart = random_uniform(bench->phaseNoise);
-            if (const Pulses& pulses = bench->dutFile.dut.pulses; pulses.period_s > 0)
-                record.pulseStart_s = pulses.period_s * random_uniform(bench->phaseNoise);
-            for (const Channel c : {channelA, channelB}) {
-                fillChannel(bench, c, record);
-                bench->channel[c].loopTime += uint64_t(length_s * 1e9);
-            }
-        } else {
-            length_s = timeoutFactor * length_s + timeoutExtra_s;
-        }
+    pairs = std::clamp(pairs, 2U, samplePairsMax);
+    const double clock_Hz = bench_baseSampleRate_Hz(bench);
+    double length_s = pairs / (clock_Hz / std::max(divider, 1U));
+    const bool comes = bench_delivers(bench);
+    if (comes) {
+        for (std::vector<uint16_t>& samples : bench->samples)
+            samples.resize(pairs);
+        bench_takeRecord(bench, {clock_now(), clock_Hz, divider}, bench->samples[channelA], bench->samples[channelB]);
+    } else {
+        length_s = timeoutFactor * length_s + timeoutExtra_s;
     }
     clock_take(uint64_t(length_s * 1e9));
-    return came;
+    return comes;
 }
 
 std::span<uint16_t> bench_samples(Bench* bench, Channel channel) {

@@ -155,6 +155,14 @@ std::span<const SpectrumPoint> bench_fetchStage(Bench* bench, uint32_t stage) {
     return bench->stages[stage].buffer;
 }
 
+void bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot) {
+    const Guard guard(bench->mutex);
+    benchState_update(bench);
+    takeChannels(bench);
+    if (snapshot->version != bench->capturedVersion)
+        *snapshot = {bench->capturedVersion, bench->captured, bench->capturedDut};
+}
+
 void bench_stopCapture(Bench* bench) {
     const Guard guard(bench->mutex);
     if (!bench->captureRunning)

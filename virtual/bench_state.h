@@ -11,7 +11,8 @@ double benchState_sampleRate_Hz(const UnitBoards& boards, uint32_t stage);
 /// Lets both loops run up to a moment on the clock, ns; they never go back.
 void benchState_runLoops(Bench* bench, uint64_t until);
 
-/// Lets both loops run up to now and takes over a DUT file that has changed.
+/// Takes over a DUT file that has changed, after the loops ran up to a moment on the clock, ns: now, unless told.
+void benchState_updateAt(Bench* bench, uint64_t moment);
 void benchState_update(Bench* bench);
 
 /// A signal that the instrument can notice is at its input.

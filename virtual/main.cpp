@@ -4,7 +4,9 @@
 #include "core/startup.h"
 #include "virtual/bench.h"
 #include "virtual/clock.h"
+#include "virtual/rtdm.h"
 #include "virtual/slot_adapter.h"
+#include "virtual/spi_bus.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -163,6 +165,7 @@ int main(int argc, char** argv) {
     auto* bench = new vi::Bench; // never freed: threads of the firmware use it until the process is gone
     vi::bench_init(bench, vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
     virtual_adapter_install(*bench);
+    vi::rtdm_register("tvko", new vi::SpiBus); // never freed either
     tvstuff_seedRandom(static_cast<uint32_t>(options.seed ^ options.seed >> 32));
 
     char name[] = "virtual-instrument", verbose[] = "-v";

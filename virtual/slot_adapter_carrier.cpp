@@ -249,7 +249,7 @@ int setCounterTimeout(Device*, tv_time gate_s) {
 /// Carrier by both counters at one ratio; negative if they do not agree.
 double countAt(Unit* unit, uint32_t ratio) {
     const double base_Hz = bench_baseSampleRate_Hz(unit->bench);
-    const std::array<CounterReading, channels> readings = bench_count(unit->bench, ratio, unit->gate_s);
+    const std::array<EdgeCount, channels> readings = bench_countGate(unit->bench, ratio, unit->gate_s);
     std::array<double, channels> carrier_Hz{};
     for (const Channel c : {channelA, channelB})
         if (readings[c].ticks != 0)

@@ -159,6 +159,8 @@ void signal_handler(int signal) {
     errno = interruptedErrno;
 }
 
+std::atomic<void (*)()> exit_closeHardware{nullptr};
+
 void exit_TV() {
     if (exitStage.exchange(ExitStage::leaving) >= ExitStage::leaving)
         _exit(0);
@@ -169,6 +171,8 @@ void exit_TV() {
         Device_abort(debug_device);
     if (Device_abort_local)
         Device_abort_local(debug_device);
+    if (void (*const closeHardware)() = exit_closeHardware; closeHardware != nullptr)
+        closeHardware();
     exitStage = ExitStage::gone;
     kill(pid, SIGTERM);
     exit(0);

@@ -5,6 +5,8 @@
 /// that thread leaves in order. Should it get stuck on the way, a timer ends the process half a second after the
 /// signal.
 
+#include <atomic>
+
 /// Starts the thread that leaves, and installs signal_handler for all signals that the instrument answers to.
 void installSignalHandlers();
 
@@ -12,6 +14,9 @@ void installSignalHandlers();
 /// reported with a back-trace, SIGSEGV writes the crash log /tolvane/segv and then ends the process like all others.
 void signal_handler(int signal);
 
-/// Aborts what the device is doing and ends the process with status 0. Does not return; a second call, while the first
-/// is at work, ends the process at once.
+/// What exit_TV calls to let go of the hardware, if set: start-up knows it, the services do not.
+extern std::atomic<void (*)()> exit_closeHardware;
+
+/// Aborts what the device is doing, lets go of the hardware and ends the process with status 0. Does not return; a
+/// second call, while the first is at work, ends the process at once.
 [[noreturn]] void exit_TV();

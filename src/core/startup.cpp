@@ -10,6 +10,7 @@
 #include "device/device.h"
 #include "device/device_config.h"
 #include "device/device_fptrs.h"
+#include "drivers/tvspi.h"
 #include "links/console.h"
 #include "links/discovery.h"
 #include "links/own_address.h"
@@ -158,6 +159,8 @@ void initialize() {
     mkdir("/tolvane/cust/list", everybody);
     mkdir("/tolvane/cust/flatness", everybody);
     installSignalHandlers();
+    exit_closeHardware = tvspiClose;
+    tvspiOpen();
     scpi_link_initAll(&link_list);
 
     device_config_getLanConfig();

@@ -6,11 +6,14 @@
 
 #include <cstdint>
 
+struct TVPN_ADFPGA;
+
 /// There is one, made at start and never freed. Operations take no lock: the channel selection is shared state, and
 /// callers keep two threads from running device operations at once.
 struct Device {
     uint32_t selectedBoard; // channel that single-channel operations act on: 0 A, 1 B
     DeviceStatusRegisters statusRegisters;
+    TVPN_ADFPGA* adfpga; // acquisition board
     tvfreq frequency; // carrier in force, also the last measured one
     tvfreq frequencyMax;
     tvfreq frequencyMin;

@@ -40,7 +40,7 @@ inline Slot<int(Device*)> Device_phaseNoiseSampling_getHBytes;                 /
 inline Slot<int(Device*, int, uint32_t, char*)> Device_phaseNoiseSampling_handler; // as BdDataFunction
 inline Slot<int(Device*)> Device_phaseNoiseSampling_endHMode;
 inline Slot<int(Device*, uint32_t)> Device_setFpgaBytes{nullptr};              // bytes of the next stream
-inline Slot<int(Device*)> Device_fpgaCommandsImmediate{nullptr};               // console to the FPGA
+inline Slot<int(Device*, const char*)> Device_fpgaCommandsImmediate{nullptr};  // commands, separated by commas
 
 // Frequency versus time.
 inline Slot<int(Device*)> Device_captureFvstSamples;                           // configures and starts

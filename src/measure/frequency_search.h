@@ -2,8 +2,8 @@
 /// Finding the device under test: search over the frequency counters, correction by the beat on the older boards, and
 /// the frequency that the internal sources go to.
 
+#include "core/shared.h"
 #include "device/device_fptrs.h"
-#include "measure/shared.h"
 
 /// Tune voltage (V) that the locked loop needs away from its centre because the sources stand on a rounded frequency;
 /// 0 when they stand on the DUT.

@@ -5,8 +5,8 @@
 /// reads. Lock order: stateMutex, resultMutex, testSetMutex. A wait holds the first two one after the other, never
 /// both; a save takes stateMutex only after it has released resultMutex.
 
+#include "core/shared.h"
 #include "core/sync.h"
-#include "measure/shared.h"
 #include "measure/staging.h"
 
 #include <cstdint>

@@ -6,9 +6,9 @@
 /// The main thread writes the settings; a run reads them, and writes what it finds (frequency, power, gain, detector
 /// constants, flags). A run takes once at its start what must not change under it: iterations, grid and stage plan.
 
+#include "core/shared.h"
 #include "device/device_fptrs.h"
 #include "measure/meas_data.h"
-#include "measure/shared.h"
 
 #include <array>
 #include <cstdint>

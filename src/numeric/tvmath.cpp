@@ -114,3 +114,47 @@ uint64_t tvmath_gcd(uint64_t a, uint64_t b) {
     }
     return a << commonTwos;
 }
+
+namespace {
+
+__extension__ using Wide = unsigned __int128;
+
+Wide wide(tvmath_uint128 n) {
+    return static_cast<Wide>(n.high) << 64 | n.low;
+}
+
+} // namespace
+
+uint64_t tvmath_div_uint128(tvmath_uint128 n, uint64_t divisor, uint64_t* remainder) {
+    const bool fits = n.high < divisor;
+    const Wide quotient = fits ? wide(n) / divisor : UINT64_MAX;
+    if (remainder != nullptr)
+        *remainder = fits ? static_cast<uint64_t>(wide(n) - quotient * divisor) : 0;
+    return static_cast<uint64_t>(quotient);
+}
+
+// One digit of a long division in base 2^64 (Knuth, The Art of Computer Programming, 4.3.1, algorithm D): with the top
+// bit of the divisor set, its high word alone gives a quotient that is at most two too large.
+uint64_t tvmath_fraction_uint128(tvmath_uint128 n, tvmath_uint128 d) {
+    if (wide(n) >= wide(d))
+        return UINT64_MAX;
+    const int shift = d.high != 0 ? std::countl_zero(d.high) : 64 + (std::countl_zero(d.low) & 63); // d is not 0
+    const Wide numerator = wide(n) << shift;
+    const Wide denominator = wide(d) << shift;
+    const auto high = static_cast<uint64_t>(denominator >> 64);
+    const auto low = static_cast<uint64_t>(denominator);
+    uint64_t quotient;
+    Wide rest;
+    if (static_cast<uint64_t>(numerator >> 64) < high) {
+        quotient = static_cast<uint64_t>(numerator / high);
+        rest = numerator - static_cast<Wide>(quotient) * high;
+    } else { // equal: the digit is the largest there is
+        quotient = UINT64_MAX;
+        rest = static_cast<Wide>(static_cast<uint64_t>(numerator)) + high;
+    }
+    while (rest >> 64 == 0 && static_cast<Wide>(quotient) * low > rest << 64) {
+        --quotient;
+        rest += high;
+    }
+    return quotient;
+}

@@ -88,6 +88,13 @@ constexpr void tvmath_mul_uint64(tvmath_uint128* result, uint64_t a, uint64_t b)
     *result = {static_cast<uint64_t>(product), static_cast<uint64_t>(product >> 64)};
 }
 
+/// Quotient of a 128-bit number by a 64-bit one; `remainder`, if not null, receives the rest. The quotient must fit:
+/// `n.high` < `divisor`, else the result is 2^64 - 1 and the rest 0.
+uint64_t tvmath_div_uint128(tvmath_uint128 n, uint64_t divisor, uint64_t* remainder);
+
+/// The fraction floor(2^64 * `n` / `d`), exact for every `n` below `d`; 2^64 - 1 for all others.
+uint64_t tvmath_fraction_uint128(tvmath_uint128 n, tvmath_uint128 d);
+
 /// The multiplier nearest below x. 0 for x at or below 0 and for NaN; the largest multiplier for x of 2^32 or more.
 void tvmath_double2FixedPointU32U32(FixedPointU32U32* result, double x);
 

@@ -2,6 +2,7 @@
 #include "child.h"
 #include "core/shell.h"
 #include "core/startup.h"
+#include "virtual/rtdm.h"
 
 #include <filesystem>
 #include <fstream>
@@ -54,6 +55,26 @@ TEST(Startup, MakesItsFoldersAndRunsThePowerOnSettingsBeforeAnybodyIsServed) {
     EXPECT_EQ(printed, identity() + "1\n" + std::string(running)) << "the line without an end is not run";
     EXPECT_EQ(withSettings.stop(), 0);
     fs::remove("/tolvane/cust/sav0");
+}
+
+/// Says what the firmware does with the bus.
+struct TalkingBus final : vi::RtDevice {
+    int ioctl(uint32_t request, uintptr_t argument) override {
+        return printf("bus %u %u\n", request, unsigned(argument)), 0;
+    }
+    void close() override { printf("bus closed\n"), fflush(stdout); }
+};
+
+TEST(Startup, OpensTheBusAndLetsGoOfItOnTheWayOut) {
+    TalkingBus bus;
+    vi::rtdm_register("tvko", &bus);
+    Instrument withBus;
+    const std::string started = "bus 57384 40\n" + std::string(running);
+    EXPECT_EQ(withBus.printed(running), started);
+    kill(withBus.process, SIGTERM);
+    EXPECT_EQ(withBus.printed("bus closed\n"), started + "Got signal 15\nexit_TV()\nbus closed\n");
+    EXPECT_EQ(withBus.wait(), 0);
+    vi::rtdm_unregister(&bus);
 }
 
 TEST(Startup, TakesOneOptionAtMost) {

@@ -119,4 +119,26 @@ TEST(Math, GreatestCommonDivisorAgreesWithEuclid) {
     }
 }
 
+TEST(Math, WideQuotientsHoldAtTheEndsAndWhereEstimatesMissMost) {
+    const struct {
+        tvmath_uint128 n;
+        uint64_t divisor, quotient, rest;
+    } quotients[] = {{{5, 0}, 0, UINT64_MAX, 0},
+                     {{0, 7}, 7, UINT64_MAX, 0},
+                     {{UINT64_MAX, 6}, 7, UINT64_MAX, 6},
+                     {{2, UINT64_MAX - 1}, UINT64_MAX, UINT64_MAX, 1},
+                     {{5, 3}, 7, 7905747460161236407U, 4}};
+    for (const auto& c : quotients) {
+        uint64_t rest = 1;
+        EXPECT_EQ(tvmath_div_uint128(c.n, c.divisor, &rest), c.quotient) << c.n.high << ' ' << c.divisor;
+        EXPECT_EQ(rest, c.rest);
+    }
+    // Where the high word of the divisor alone gives a digit that is too large, and where it gives the largest.
+    const uint64_t top = uint64_t{1} << 63;
+    EXPECT_EQ(tvmath_fraction_uint128({0, top - 1}, {UINT64_MAX, top}), UINT64_MAX - 3);
+    EXPECT_EQ(tvmath_fraction_uint128({UINT64_MAX - 1, top}, {UINT64_MAX, top}), UINT64_MAX);
+    for (const tvmath_uint128 d : {tvmath_uint128{0, 0}, {7, 3}, {6, 3}})
+        EXPECT_EQ(tvmath_fraction_uint128({7, 3}, d), UINT64_MAX) << "no fraction";
+}
+
 } // namespace

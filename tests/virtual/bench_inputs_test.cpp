@@ -66,7 +66,7 @@ TEST(PulsedCarrier, TheLoopTheCountersAndTheDetectorSeeItsAverage) {
     EXPECT_NEAR(quarter.wn_rad_s / whole.wn_rad_s, 0.5, 1e-3);
     EXPECT_NEAR(quarter.damping / whole.damping, 0.5, 1e-3);
     EXPECT_NEAR(bench_readLevel_dBm(&pulsed), 8 - 6.02, 0.1);
-    const CounterReading reading = bench_count(&pulsed, 1, 0.01)[channelA];
+    const EdgeCount reading = bench_countGate(&pulsed, 1, 0.01)[channelA];
     EXPECT_NEAR(double(reading.periods) * 250e6 / double(reading.ticks), 25e6, 100);
 }
 

@@ -1,5 +1,6 @@
 // Records of samples and the counters.
 #include "bench_fixture.h"
+#include "virtual/bench_source.h"
 #include "virtual/noise_record.h"
 
 #include <cmath>
@@ -51,6 +52,27 @@ TEST(Samples, AnOpenChannelShowsItsBeatWithTheDetectorsSlope) {
         EXPECT_EQ(*std::max_element(clipped.begin(), clipped.end()), 65535 / volt - 0.8);
         EXPECT_EQ(*std::min_element(clipped.begin(), clipped.end()), -0.8);
     }
+}
+
+TEST(Samples, ARecordIsOfItsOwnTime) {
+    Dut dut = flatDut(100e6, -160);
+    constexpr uint32_t pairs = 4096, divider = 512; // 8.4 ms, 119 Hz a cycle
+    const double cycle_Hz = 250e6 / divider / pairs;
+    dut.faults.drift_HzPerS = 100 * cycle_Hz;
+    TestBench bench(dut);
+    BenchSource source(bench);
+    bench.offsetSources(-40 * cycle_Hz);
+    const uint64_t start = clock_now();
+    clock_spend(1'000'000'000); // whoever fetches the record comes late
+    std::vector<uint16_t> a(pairs), b(pairs);
+    source.record({start, 250e6, divider}, a, b);
+    for (const Channel c : {channelA, channelB}) {
+        std::vector<double> volts;
+        for (const uint16_t code : c == channelA ? a : b)
+            volts.push_back((code - 32768.0) / volt);
+        EXPECT_NEAR(amplitudeAt(volts, 40.4), bench.slope(c), 0.1 * bench.slope(c));
+    }
+    source.record({clock_now(), 250e6, divider}, std::span(a).first(1), std::span(b).first(1));
 }
 
 TEST(Samples, DecimationKeepsABeatBelowHalfOfItsRateOnly) {
@@ -131,9 +153,9 @@ TEST(Counter, ReadsTheDividedCarrierToATick) {
     for (const double gate_s : {0.001, 0.01, 0.1}) {
         TestBench bench(flatDut(100.000123e6, -100));
         const uint64_t before = clock_now();
-        const auto readings = bench_count(&bench, 4, gate_s);
+        const auto readings = bench_countGate(&bench, 4, gate_s);
         EXPECT_NEAR(double(clock_now() - before) * 1e-9, gate_s, 1e-6);
-        for (const CounterReading& reading : readings) {
+        for (const EdgeCount& reading : readings) {
             EXPECT_GE(reading.ticks, uint64_t(gate_s * 250e6));
             const double counted_Hz = double(reading.periods) * 250e6 / double(reading.ticks) * 4;
             EXPECT_NEAR(counted_Hz / 100.000123e6, 1, 1.01 / (gate_s * 250e6));
@@ -142,7 +164,7 @@ TEST(Counter, ReadsTheDividedCarrierToATick) {
     const auto periods = [](const Dut& dut, auto change, uint32_t ratio) {
         TestBench bench(dut);
         bench.set(change);
-        return bench_count(&bench, ratio, 0.001)[channelA].periods;
+        return bench_countGate(&bench, ratio, 0.001)[channelA].periods;
     };
     const auto same = [](ChannelSettings&) {};
     EXPECT_GT(periods(flatDut(18e9, -100), same, 128), 0u);
@@ -156,4 +178,42 @@ TEST(Counter, ReadsTheDividedCarrierToATick) {
     EXPECT_EQ(periods(
                   flatDut(100e6, -100), [](ChannelSettings& s) { s.highInput = true; }, 16),
               0u);
+}
+
+TEST(Counter, RunsBehindAnAdcWhileItIsOn) {
+    const auto count = [](const Faults& faults, CounterInput input, uint32_t counterRatio, double length_s) {
+        Dut dut = flatDut(18e9, -100);
+        dut.faults = faults;
+        TestBench bench(dut);
+        bench.set([=](ChannelSettings& s) { s.counterRatio = counterRatio; });
+        const uint64_t now = clock_now();
+        return BenchSource(bench).count({input, 2, now, now + uint64_t(length_s * 1e9), 125e6});
+    };
+    const double edges_Hz = 18e9 / 2 / 128 / 2;
+    const struct {
+        Faults faults;
+        CounterInput input;
+        uint32_t counterRatio;
+        double periods_Hz; // 0: no signal
+    } cases[] = {
+        {{}, CounterInput::adcA, 128, edges_Hz},
+        {{}, CounterInput::adcB, 128, edges_Hz},
+        {{}, CounterInput::adcA, 0, 0},
+        {{}, CounterInput::adcA, 64, 0}, // too fast
+        {{}, CounterInput::input, 128, 0},
+        {{.channelBDead = true}, CounterInput::adcA, 128, edges_Hz},
+        {{.channelBDead = true}, CounterInput::adcB, 128, 0},
+        {{.counterDisagrees = true}, CounterInput::adcB, 128, edges_Hz * (1 + 1e-4)},
+        {{.noSignal = true}, CounterInput::adcA, 128, 0},
+    };
+    for (const auto& [faults, input, counterRatio, periods_Hz] : cases)
+        for (const double length_s : {0.0, 1e-3, 0.1}) {
+            const EdgeCount edges = count(faults, input, counterRatio, length_s);
+            SCOPED_TRACE(testing::Message() << int(input) << ", " << counterRatio << ", " << length_s << " s");
+            EXPECT_EQ(edges.periods, uint64_t(std::floor(length_s * periods_Hz + 1e-9)));
+            EXPECT_EQ(edges.ticks != 0, edges.periods != 0);
+            if (edges.periods != 0) {
+                EXPECT_NEAR(double(edges.ticks), double(edges.periods) / periods_Hz * 125e6, 1.01);
+            }
+        }
 }

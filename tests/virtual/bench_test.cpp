@@ -108,7 +108,7 @@ TEST(Bench, WithoutACarrierNothingIsDetectedAndOnlyBackgroundIsLeft) {
     for (const Dut& dut : {off, flatDut(100e6, -100, -26), flatDut(0.9e6, -100), flatDut(29.6e9, -100)}) {
         TestBench bench(dut);
         EXPECT_EQ(bench_readLevel_dBm(&bench), noLevel_dBm);
-        EXPECT_EQ(bench_count(&bench, 64, 0.01)[channelA].periods, 0u);
+        EXPECT_EQ(bench_countGate(&bench, 64, 0.01)[channelA].periods, 0u);
         bench.close();
         EXPECT_FALSE(bench.locked());
         double sum = 0;

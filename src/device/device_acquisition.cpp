@@ -1,0 +1,118 @@
+#include "device/device_acquisition.h"
+
+#include "acquisition/adfpga_capture.h"
+#include "acquisition/adfpga_link.h"
+#include "device/device.h"
+#include "device/device_fptrs.h"
+
+#include <cmath>
+
+namespace {
+
+/// The slot passes its arguments on to `operation` of the board.
+template <auto operation, class Result, class... Arguments> void forward(Slot<Result(Device*, Arguments...)>& slot) {
+    slot = [](Device* device, Arguments... arguments) -> Result {
+        return static_cast<Result>(operation(device->adfpga, arguments...));
+    };
+}
+
+void registerSpectra() {
+    forward<TVPN_ADFPGA_getFdStages>(Device_getFdStages);
+    forward<TVPN_ADFPGA_setFdStages>(Device_setFdStages);
+    forward<TVPN_ADFPGA_getFdSamplesCount>(Device_getFdSamplesCount);
+    forward<TVPN_ADFPGA_setFdSamplesCount>(Device_setFdSamplesCount);
+    forward<TVPN_ADFPGA_getFdCorrelations>(Device_getFdCorrelations);
+    forward<TVPN_ADFPGA_setFdCorrelations>(Device_setFdCorrelations);
+    forward<TVPN_ADFPGA_getFdSamplingFreq>(Device_getFdSamplingFreq);
+    forward<TVPN_ADFPGA_isFdChannelAOnly>(Device_isFdChannelAOnly);
+    forward<TVPN_ADFPGA_isFdChannelBOnly>(Device_isFdChannelBOnly);
+    forward<TVPN_ADFPGA_isFdChannelCrosscorrelation>(Device_isFdChannelCrosscorrelation);
+    forward<TVPN_ADFPGA_setFdChannelAOnly>(Device_setFdChannelAOnly);
+    forward<TVPN_ADFPGA_setFdChannelBOnly>(Device_setFdChannelBOnly);
+    forward<TVPN_ADFPGA_setFdChannelCrosscorrelation>(Device_setFdChannelCrosscorrelation);
+    forward<TVPN_ADFPGA_captureFdSamples>(Device_capturePhaseNoiseFdSamples);
+    forward<TVPN_ADFPGA_getFdBuffer>(Device_getPhaseNoiseFdBuffer);
+    forward<TVPN_ADFPGA_getFdBufferSize>(Device_getPhaseNoiseFdBufferSize);
+}
+
+int setChannels(Device* device, uint32_t channels) {
+    return channels == 1 ? TVPN_ADFPGA_setTdChannelAOnly(device->adfpga) : TVPN_ADFPGA_setTdChannelBoth(device->adfpga);
+}
+
+int captureSamples(Device* device, uint32_t /*stages*/) {
+    return TVPN_ADFPGA_captureTdSamples(device->adfpga);
+}
+
+// All samples of a capture lie in segment 0.
+
+int getSamples(Device* device, uint32_t channel, uint32_t segment, uint16_t** samples) {
+    *samples = nullptr;
+    if (segment != 0)
+        return 0;
+    return TVPN_ADFPGA_getTdBuffer(device->adfpga, channel, samples);
+}
+
+int getSegmentSize(Device* device, uint32_t segment) {
+    return segment == 0 ? static_cast<int>(TVPN_ADFPGA_getTdBufferSize(device->adfpga, adfpga_channelA)) : 0;
+}
+
+void registerSamples() {
+    forward<TVPN_ADFPGA_getBaseSampleFrequency>(Device_getBaseSampleFrequency);
+    forward<TVPN_ADFPGA_getTdSamplesCount>(Device_getPhaseNoiseSamples);
+    forward<TVPN_ADFPGA_setTdSamplesCount>(Device_setPhaseNoiseSamples);
+    forward<TVPN_ADFPGA_getTdDivider>(Device_getPhaseNoiseDivider);
+    forward<TVPN_ADFPGA_setTdDivider>(Device_setPhaseNoiseDivider);
+    forward<TVPN_ADFPGA_isTdChannelBoth>(Device_getPhaseNoiseChannels);
+    Device_setPhaseNoiseChannels = setChannels;
+    Device_getFilteredSamples = captureSamples;
+    Device_getPhaseNoiseFbuffer = getSamples;
+    Device_getFNSize = getSegmentSize;
+    forward<TVPN_ADFPGA_getValidSscBytes>(Device_getPhaseNoiseValidSamplesCount);
+    forward<TVPN_ADFPGA_startHMode>(Device_phaseNoiseSampling_startHMode);
+    forward<TVPN_ADFPGA_getHBytes>(Device_phaseNoiseSampling_getHBytes);
+    forward<TVPN_ADFPGA_handler>(Device_phaseNoiseSampling_handler);
+    forward<TVPN_ADFPGA_endHMode>(Device_phaseNoiseSampling_endHMode);
+    forward<TVPN_ADFPGA_setFpgaBytes>(Device_setFpgaBytes);
+    forward<TVPN_ADFPGA_fpgaCommandsImmediate>(Device_fpgaCommandsImmediate);
+}
+
+template <int internal> int setReference(Device* device) {
+    return TVPN_ADFPGA_setRefInternal(device->adfpga, internal);
+}
+
+void registerCounters() {
+    forward<TVPN_ADFPGA_getCounterMinimum>(Device_getCounterMinimum);
+    forward<TVPN_ADFPGA_setCounterMinimum>(Device_setCounterMinimum);
+    forward<TVPN_ADFPGA_getCounterTimeout>(Device_getCounterTimeout);
+    forward<TVPN_ADFPGA_setCounterTimeout>(Device_setCounterTimeout);
+    forward<TVPN_ADFPGA_getRefInternal>(Device_isReferenceSource10MInternal);
+    forward<TVPN_ADFPGA_isRefExternalLocked>(Device_isReferenceSource10MLocked);
+    Device_setReferenceSource10MInternal = setReference<1>;
+    Device_setReferenceSource10MExternal = setReference<0>;
+}
+
+int complete(Device* device, const tv_time* seconds) {
+    constexpr double usPerSecond = 1e6, longest_us = 1e15; // 30 years
+    const auto timeout_us = static_cast<uint64_t>(std::fmin(std::fmax(*seconds * usPerSecond, 0), longest_us));
+    return TVPN_ADFPGA_joinTransferTask_timeout(device->adfpga, nullptr, timeout_us) == 0;
+}
+
+int resetFpga(Device* device) {
+    return TVPN_ADFPGA_resetFpga(device->adfpga, 1);
+}
+
+void registerControl() {
+    forward<TVPN_ADFPGA_abort>(Device_abort_local);
+    forward<TVPN_ADFPGA_getResetCount>(Device_getResetCount);
+    Device_complete = complete;
+    Device_resetFpga = resetFpga;
+}
+
+} // namespace
+
+void registerAcquisitionFunctions() {
+    registerSpectra();
+    registerSamples();
+    registerCounters();
+    registerControl();
+}

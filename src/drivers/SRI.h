@@ -1,0 +1,42 @@
+#pragma once
+/// Shift register in: the output latches of all boards, up to 64 lines. Bit n of the shadow is line n. The preset forms
+/// change the shadow only, so that several lines can change together with the next transfer. chip.h tells the common
+/// shape.
+
+#include "drivers/chip.h"
+
+struct SRI {
+    ChipBus bus;
+    uint32_t length; // bytes, 1 to 8
+    uint64_t value;  // shadow
+};
+
+/// Starts with the `length` bytes at `values`, line 0 in bit 0 of the first, and sends them. A length above 8 counts
+/// as 8.
+void SRI_init(SRI* sri, uint32_t address, uint32_t board, const uint8_t* values, uint32_t length);
+
+// A bit from 64 on and a byte from 8 on do not exist: their operations do nothing and give 0.
+
+void SRI_presetSetBit(SRI* sri, uint32_t bit);
+void SRI_presetClearBit(SRI* sri, uint32_t bit);
+void SRI_presetChangeByte(SRI* sri, uint32_t index, uint8_t value);
+void SRI_presetValue(SRI* sri, uint64_t value);
+
+/// Send the shadow; the two are the same.
+int SRI_applyPreset(const SRI* sri);
+int SRI_writeValue(const SRI* sri);
+int SRI_applyPreset_async(const SRI* sri);
+int SRI_writeValue_async(const SRI* sri);
+
+/// Change and send.
+int SRI_setBit(SRI* sri, uint32_t bit);
+int SRI_clearBit(SRI* sri, uint32_t bit);
+int SRI_changeByte(SRI* sri, uint32_t index, uint8_t value);
+int SRI_setValue(SRI* sri, uint64_t value);
+
+/// The shadow.
+uint32_t SRI_getBit(const SRI* sri, uint32_t bit);
+uint64_t SRI_getValue(const SRI* sri);
+
+void SRI_printErrMsg(const SRI* sri, const char* what);
+void SRI_printInfo(const SRI* sri);

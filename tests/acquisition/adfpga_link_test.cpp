@@ -1,0 +1,323 @@
+/// The command link, the rings and the limits of the settings, without a board.
+
+#include "acquisition/adfpga_capture.h"
+#include "acquisition/adfpga_link.h"
+#include "drivers/tvspi.h"
+#include "virtual/rtdm.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr int executionError = -200, tooLong = -321;
+
+std::vector<std::string> sent; // as the soft core reads it, the NUL included
+std::string answer;
+int answerAfterReads = 0;
+uint32_t readMode = 0;
+std::vector<uint32_t> failing; // messages that fail, by number
+
+int takeMessage(uint32_t address, uint32_t length, uint32_t mode, const void* data) {
+    EXPECT_EQ(mode, 0u);
+    if (address != 251)
+        return 0;
+    std::string text(static_cast<const char*>(data), length);
+    std::reverse(text.begin(), text.end());
+    sent.push_back(text);
+    return std::count(failing.begin(), failing.end(), sent.size() - 1) != 0 ? -1 : 0;
+}
+
+int giveAnswer(uint32_t address, uint32_t, uint32_t length, uint32_t mode, void* data) {
+    auto* const bytes = static_cast<char*>(data);
+    std::fill_n(bytes, length, '\0');
+    if (address != 254)
+        return 0;
+    readMode = mode;
+    if (answerAfterReads-- > 0)
+        return 0;
+    if (answer.empty())
+        return -1;
+    std::copy_n(answer.rbegin(), answer.size(), bytes + length - answer.size());
+    return 0;
+}
+
+/// A stream on which the words come that were asked for, each one more than the one before.
+class CountingStream final : public vi::RtDevice {
+public:
+    CountingStream() { rtdm_register("tv_ssc_adc_driver", this); }
+    ~CountingStream() override { rtdm_unregister(this); }
+    long write(std::span<const uint8_t> text) override {
+        return sscanf(reinterpret_cast<const char*>(text.data()), "%u", &left_) == 1 ? long(text.size()) : -1;
+    }
+    int ioctl(uint32_t, uintptr_t) override { return 0; }
+    long read(std::span<uint8_t> data) override {
+        const size_t bytes = std::min({data.size(), size_t{left_}, size_t{40'000}});
+        for (size_t at = 0; at < bytes; at += 4, ++next_)
+            memcpy(&data[at], &next_, 4);
+        left_ -= static_cast<uint32_t>(bytes);
+        return static_cast<long>(bytes);
+    }
+
+private:
+    uint32_t left_ = 0; // bytes
+    uint32_t next_ = 0;
+};
+
+class AdfpgaLinkTest : public ::testing::Test {
+protected:
+    AdfpgaLinkTest() {
+        tvspiRegisterSendFunction(takeMessage);
+        tvspiRegisterRecvFunction(giveAnswer);
+        board(1);
+        board(3);
+        sent.clear();
+        failing.clear();
+    }
+    static TVPN_ADFPGA* board(uint32_t version) {
+        static TVPN_ADFPGA first, second;
+        static const bool started = (TVPN_ADFPGA_init(&first, 1), TVPN_ADFPGA_init(&second, 3), true);
+        return started && version < 3 ? &first : &second;
+    }
+};
+
+std::string message(const char* text) {
+    return {text, strlen(text) + 1};
+}
+
+} // namespace
+
+TEST_F(AdfpgaLinkTest, CommandsGoOutOneByOneWithTheirNul) {
+    const std::string most(103, 'x'), over(104, 'x'),
+        list255 = std::string(101, 'a') + "," + std::string(101, 'b') + "," + std::string(51, 'c');
+    const struct {
+        std::string commands;
+        std::vector<uint32_t> fail;
+        int result;
+        std::vector<std::string> messages;
+    } cases[] = {
+        {"muxd,muxaa,muxba", {}, 0, {message("muxd"), message("muxaa"), message("muxba")}},
+        {"muxd,muxaa,muxba", {1}, executionError, {message("muxd"), message("muxaa"), message("muxba")}},
+        {"ping,", {}, 0, {message("ping")}},
+        {"", {}, 0, {}},
+        {most, {}, 0, {message(most.c_str())}},
+        {over + ",ping", {}, tooLong, {message("ping")}},
+    };
+    for (const auto& [commands, fail, result, messages] : cases) {
+        sent.clear();
+        failing = fail;
+        EXPECT_EQ(TVPN_ADFPGA_fpgaCommandsImmediate(board(1), commands.c_str()), result) << commands;
+        EXPECT_EQ(sent, messages) << commands;
+    }
+    EXPECT_EQ(TVPN_ADFPGA_fpgaCommandsImmediate(board(1), nullptr), 0);
+
+    sent.clear();
+    EXPECT_EQ(TVPN_ADFPGA_fpgaCommandF(board(1), "%s", list255.c_str()), 0);
+    EXPECT_EQ(sent.size(), 3u);
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(TVPN_ADFPGA_fpgaCommandF(board(1), "%sc", list255.c_str()), tooLong);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "TVPN_ADFPGA_fpgaCommandF(): error(): commands exceed FPGA SPI buffer size\n");
+    EXPECT_EQ(sent.size(), 3u);
+}
+
+TEST_F(AdfpgaLinkTest, AnAnswerIsAwaitedForSixReads) {
+    const struct {
+        int silentReads;
+        int wait;
+        const char* text;
+        int reads;
+    } cases[] = {{0, 0, "*pong", 1}, {1, 0, "", 1}, {0, 1, "*pong", 1}, {5, 1, "*pong", 6}, {6, 1, "", 6}};
+    answer = "*pong";
+    for (const auto& [silentReads, wait, text, reads] : cases) {
+        std::array<char, 64> buffer;
+        buffer.fill('?');
+        answerAfterReads = silentReads;
+        EXPECT_EQ(TVPN_ADFPGA_receiveFpga(board(1), buffer.data(), 64, wait), 0);
+        EXPECT_STREQ(buffer.data(), text);
+        EXPECT_EQ(silentReads - answerAfterReads, reads);
+    }
+    EXPECT_EQ(readMode, 9u);
+    std::array<char, 6> exact;
+    answerAfterReads = 0;
+    EXPECT_EQ(TVPN_ADFPGA_receiveFpga(board(3), exact.data(), 5, 1), 0);
+    EXPECT_EQ(std::string(exact.data(), 5), "*pong");
+    EXPECT_EQ(readMode, 0u);
+    answer.clear();
+    answerAfterReads = 2;
+    EXPECT_EQ(TVPN_ADFPGA_receiveFpga(board(3), exact.data(), 5, 1), executionError);
+}
+
+TEST_F(AdfpgaLinkTest, SettingsStayInTheirRanges) {
+    const auto td = [&](uint32_t count) {
+        TVPN_ADFPGA_setTdSamplesCount(board(1), count);
+        return TVPN_ADFPGA_getTdSamplesCount(board(1));
+    };
+    const auto divider = [&](uint32_t value) {
+        TVPN_ADFPGA_setTdDivider(board(1), value);
+        return TVPN_ADFPGA_getTdDivider(board(1));
+    };
+    const auto stages = [&](int value) {
+        TVPN_ADFPGA_setFdStages(board(1), static_cast<uint32_t>(value));
+        return TVPN_ADFPGA_getFdStages(board(1));
+    };
+    const auto points = [&](uint32_t version, int stage, uint32_t value) {
+        TVPN_ADFPGA_setFdSamplesCount(board(version), stage, value);
+        return TVPN_ADFPGA_getFdSamplesCount(board(version), stage);
+    };
+    const struct {
+        const char* what;
+        uint32_t got, expected;
+    } cases[] = {
+        {"td 0", td(0), 0},
+        {"td 1", td(1), 2},
+        {"td 1025", td(1025), 1024},
+        {"td most", td(0x100001), 0x100000},
+        {"divider 0", divider(0), 1},
+        {"divider most", divider(3'000'000), 2'000'000},
+        {"stages -1", stages(-1), 8},
+        {"stages 9", stages(9), 8},
+        {"stages 7", stages(7), 7},
+        {"first, stage 3", points(1, 3, 4096), 512},
+        {"first, stage 6", points(1, 6, 64), 64},
+        {"first, stage 6, most", points(1, 6, UINT32_MAX), 8192},
+        {"second, stage 3", points(3, 3, 0), 64},
+        {"second, stage 0", points(3, 0, 8192), 8192},
+        {"no stage", points(3, 8, 64), 0},
+        {"no stage before", points(3, -1, 64), 0},
+    };
+    for (const auto& [what, got, expected] : cases)
+        EXPECT_EQ(got, expected) << what;
+    const uint32_t rounded = points(1, 6, 100);
+    EXPECT_TRUE(rounded == 64 || rounded == 128);
+}
+
+TEST_F(AdfpgaLinkTest, ARingBreaksAccessesAtItsEndAndAtTheOtherSide) {
+    FvstRing* const ring = &board(1)->fvstRing[0];
+    TVPN_ADFPGA_initializeRing(ring);
+    uint32_t* position = nullptr;
+    uint32_t count = 0;
+    const auto write = [&](uint32_t wanted) {
+        TVPN_ADFPGA_openWriteAccess(ring, wanted, &position, &count);
+        return TVPN_ADFPGA_closeWriteAccess(ring), count;
+    };
+    const auto read = [&](uint32_t wanted) {
+        TVPN_ADFPGA_openReadAccess(ring, wanted, &position, &count);
+        return TVPN_TVFPGA_closeReadAccess(ring), count;
+    };
+    EXPECT_EQ(read(1), 0u) << "empty";
+    for (int round = 0; round < 5; ++round) { // the positions fold
+        EXPECT_EQ(write(0x7FFFF), 0x7FFFFu);
+        EXPECT_EQ(position, ring->data);
+        EXPECT_EQ(read(0x7FFFF), 0x7FFFFu);
+        EXPECT_EQ(write(100), 1u);
+        EXPECT_EQ(position, ring->data + 0x7FFFF);
+        EXPECT_EQ(write(UINT32_MAX), 0x7FFFFu) << "up to the reader";
+        EXPECT_EQ(position, ring->data);
+        EXPECT_EQ(write(1), 0u) << "full";
+        EXPECT_EQ(read(2), 1u);
+        EXPECT_EQ(read(UINT32_MAX), 0x7FFFFu);
+        EXPECT_EQ(write(1), 1u);
+        EXPECT_EQ(read(UINT32_MAX), 1u);
+    }
+}
+
+TEST_F(AdfpgaLinkTest, WordsPassTheRingInOrderBetweenTwoThreads) {
+    constexpr uint32_t words = 20 * 0x80000 + 12345;
+    FvstRing* const ring = &board(1)->fvstRing[1];
+    TVPN_ADFPGA_initializeRing(ring);
+    std::thread writer([&] {
+        for (uint32_t done = 0, count = 0; done < words; done += count) {
+            uint32_t* position = nullptr;
+            TVPN_ADFPGA_openBlockingWriteAccess(ring, std::min(words - done, 99'991u), &position, &count);
+            for (uint32_t i = 0; i < count; ++i)
+                position[i] = done + i;
+            TVPN_ADFPGA_closeWriteAccess(ring);
+        }
+    });
+    uint64_t wrong = 0;
+    for (uint32_t done = 0, count = 0; done < words; done += count) {
+        uint32_t* position = nullptr;
+        ASSERT_EQ(TVPN_ADFPGA_openBlockingReadAccess(ring, 65'537, &position, &count), 0);
+        for (uint32_t i = 0; i < count; ++i)
+            wrong += position[i] != done + i;
+        TVPN_TVFPGA_closeReadAccess(ring);
+    }
+    writer.join();
+    EXPECT_EQ(wrong, 0u);
+
+    std::thread waiting([&] {
+        uint32_t* position = nullptr;
+        uint32_t count = 1;
+        EXPECT_EQ(TVPN_ADFPGA_openBlockingReadAccess(ring, 1, &position, &count), 0);
+        EXPECT_EQ(count, 0u) << "given up";
+    });
+    board(1)->transferCancel = 1;
+    adfpga_wakeRings(board(1));
+    waiting.join();
+    board(1)->transferCancel = 0;
+}
+
+TEST_F(AdfpgaLinkTest, ATaskIsAwaitedForAsLongAsAskedAndASecondOneForTheFirst) {
+    static std::atomic<int> running{0}, most{0};
+    static std::atomic<bool> released{false};
+    const adfpga_transferBody body = [](void* argument) -> void* {
+        most = std::max(most.load(), ++running);
+        while (!released)
+            std::this_thread::yield();
+        --running;
+        TVPN_ADFPGA_exitTransferTask(static_cast<TVPN_ADFPGA*>(argument), -5);
+        return nullptr;
+    };
+    TVPN_ADFPGA* const its = board(3);
+    int status = 1;
+    EXPECT_EQ(TVPN_ADFPGA_joinTransferTask_timeout(its, &status, 0), 0) << "none";
+    TVPN_ADFPGA_startTransferTask(its, body);
+    status = 1;
+    EXPECT_EQ(TVPN_ADFPGA_joinTransferTask_timeout(its, &status, 1000), -365);
+    EXPECT_EQ(status, 1);
+    released = true;
+    TVPN_ADFPGA_startTransferTask(its, body);
+    EXPECT_EQ(TVPN_ADFPGA_joinTransferTask_timeout(its, &status, 60'000'000), 0);
+    EXPECT_EQ(status, -5);
+    EXPECT_EQ(most, 1);
+}
+
+TEST_F(AdfpgaLinkTest, TheTransferTaskFillsItsRingUntilItsReaderHasAllOrACancelComes) {
+    CountingStream stream;
+    TVPN_ADFPGA* const its = board(3);
+    FvstRing* const ring = its->activeRing = &its->fvstRing[1];
+    ring->samplesCount = 3 * adfpga_ringWords + 5;
+    TVPN_ADFPGA_initializeRing(ring);
+    TVPN_ADFPGA_startTransferTask(its, TVPN_ADFPGA_transferTask);
+    while (ring->transferred != adfpga_ringWords) // full
+        std::this_thread::yield();
+    EXPECT_EQ(rt_thread_exit_cookie.load(), its);
+    uint64_t wrong = 0;
+    for (uint32_t done = 0, count = 0; done < ring->samplesCount; done += count) {
+        uint32_t* position = nullptr;
+        ASSERT_EQ(TVPN_ADFPGA_openBlockingReadAccess(ring, 100'003, &position, &count), 0);
+        for (uint32_t i = 0; i < count; ++i)
+            wrong += position[i] != done + i;
+        TVPN_TVFPGA_closeReadAccess(ring);
+    }
+    int status = 1;
+    TVPN_ADFPGA_joinTransferTask(its, &status);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(wrong, 0u);
+    EXPECT_EQ(sent[0], message("dmafbd524288"));
+    EXPECT_EQ(rt_thread_exit.load(), nullptr);
+
+    TVPN_ADFPGA_startTransferTask(its, TVPN_ADFPGA_transferTask);
+    while (ring->transferred != adfpga_ringWords)
+        std::this_thread::yield();
+    TVPN_ADFPGA_abort(its); // it waits for a reader
+    EXPECT_EQ(rt_thread_exit.load(), nullptr);
+    EXPECT_EQ(its->transferCancel, 0u);
+}

@@ -1,0 +1,71 @@
+#include "acquisition/adfpga_capture.h"
+#include "acquisition/adfpga_link.h"
+#include "device/device.h"
+#include "device/device_acquisition.h"
+#include "device/device_fptrs.h"
+#include "drivers/tvspi.h"
+
+#include <algorithm>
+#include <atomic>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+
+TEST(DeviceAcquisition, OperationsReachTheBoard) {
+    static TVPN_ADFPGA board;
+    static std::string commands;
+    tvspiRegisterSendFunction([](uint32_t address, uint32_t length, uint32_t, const void* data) {
+        if (address == 251) {
+            commands.append(static_cast<const char*>(data), length);
+            std::reverse(commands.end() - length, commands.end());
+        }
+        return 0;
+    });
+    TVPN_ADFPGA_init(&board, 1);
+    Device* const device = Device_create();
+    device->adfpga = &board;
+    registerAcquisitionFunctions();
+
+    EXPECT_EQ(Device_fpgaCommandsImmediate(device, "ping,stagea"), 0);
+    EXPECT_EQ(commands, std::string("ping\0stagea\0", 12));
+
+    Device_setFdStages(device, 3);
+    Device_setFdCorrelations(device, 1, 77);
+    Device_setFdSamplesCount(device, 7, 128);
+    Device_setFdChannelBOnly(device);
+    EXPECT_EQ(Device_getFdStages(device), 3u);
+    EXPECT_EQ(Device_getFdCorrelations(device, 1), 77u);
+    EXPECT_EQ(Device_getFdCorrelations(device, -1), 0u);
+    EXPECT_EQ(Device_getFdSamplesCount(device, 7), 128u);
+    EXPECT_TRUE(Device_isFdChannelBOnly(device));
+    EXPECT_FALSE(Device_isFdChannelAOnly(device));
+    EXPECT_EQ(Device_getFdSamplingFreq(device, 7), 12.5);
+
+    Device_setPhaseNoiseChannels(device, 1);
+    EXPECT_EQ(Device_getPhaseNoiseChannels(device), 0u);
+    EXPECT_TRUE(TVPN_ADFPGA_isTdChannelAOnly(&board));
+    Device_setPhaseNoiseChannels(device, 2);
+    EXPECT_EQ(Device_getPhaseNoiseChannels(device), 1u);
+    board.tdBufferSize[1] = 10;
+    uint16_t* samples = nullptr;
+    EXPECT_EQ(Device_getPhaseNoiseFbuffer(device, 1, 0, &samples), 20);
+    EXPECT_EQ(samples, board.tdBuffer[1]);
+    EXPECT_EQ(Device_getPhaseNoiseFbuffer(device, 1, 1, &samples), 0);
+
+    Device_setReferenceSource10MExternal(device);
+    EXPECT_FALSE(Device_isReferenceSource10MInternal(device));
+    Device_setReferenceSource10MInternal(device);
+    EXPECT_TRUE(Device_isReferenceSource10MInternal(device));
+
+    static std::atomic<bool> released{false};
+    TVPN_ADFPGA_startTransferTask(&board, [](void* its) -> void* {
+        while (!released)
+            std::this_thread::yield();
+        TVPN_ADFPGA_exitTransferTask(static_cast<TVPN_ADFPGA*>(its), 0);
+        return nullptr;
+    });
+    const tv_time now = -1, long_s = 1e300;
+    EXPECT_EQ(Device_complete(device, &now), 0);
+    released = true;
+    EXPECT_EQ(Device_complete(device, &long_s), 1);
+}

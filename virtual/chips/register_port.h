@@ -1,0 +1,45 @@
+#pragma once
+/// The register port that AD9268, AD9467, AD9512 and AD9912 have in common: a 16-bit instruction (read bit, number of
+/// data bytes, address) and data bytes for the address and the ones below it.
+
+#include "virtual/chips/word_chip.h"
+
+#include <initializer_list>
+#include <map>
+
+namespace vi {
+
+struct PortRegister {
+    uint16_t address;
+    uint8_t powerOn;
+    bool buffered; // what is written acts only after an update
+};
+
+class RegisterPort : public SpiChip {
+public:
+    bool send(std::span<const uint8_t> frame, uint32_t mode) final;
+
+    /// What acts.
+    [[nodiscard]] uint8_t reg(uint16_t address) const { return registers_.at(address).active; }
+
+protected:
+    RegisterPort(std::initializer_list<PortRegister> registers);
+
+    /// Judges a byte before it is written.
+    virtual bool accepts(uint16_t /*address*/, uint8_t /*value*/) const { return true; }
+    virtual void written(uint16_t /*address*/, uint8_t /*value*/) {}
+    /// Buffered registers act.
+    void update();
+    void reset();
+
+private:
+    struct Cell {
+        uint8_t powerOn;
+        bool buffered;
+        uint8_t written;
+        uint8_t active;
+    };
+    std::map<uint16_t, Cell> registers_;
+};
+
+} // namespace vi
