@@ -14,7 +14,7 @@ struct Device {
     uint32_t selectedBoard; // channel that single-channel operations act on: 0 A, 1 B
     DeviceStatusRegisters statusRegisters;
     TVPN_ADFPGA* adfpga; // acquisition board
-    tvfreq frequency; // carrier in force, also the last measured one
+    tvfreq frequency;    // carrier in force, also the last measured one
     tvfreq frequencyMax;
     tvfreq frequencyMin;
     int32_t rfEnabled;         // the RF output is on
