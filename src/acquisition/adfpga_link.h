@@ -88,7 +88,10 @@ int TVPN_TVFPGA_closeReadAccess(FvstRing* ring);
 /// Wakes whoever waits for the other side of a ring.
 void adfpga_wakeRings(TVPN_ADFPGA* board);
 
-/// Body of the task that fills `activeRing` with its samplesCount words.
+/// Empties the ring and starts the task that fills it with its samplesCount words, after the end of an earlier one. The
+/// ring is empty when this returns: its reader may come at once and finds nothing of an earlier transfer.
+void adfpga_startRingTransfer(TVPN_ADFPGA* board, FvstRing* ring);
+/// Body of that task.
 void* TVPN_ADFPGA_transferTask(void* board);
 
 /// What the end of the process calls while such a task runs, with its argument; null otherwise.

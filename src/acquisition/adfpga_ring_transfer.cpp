@@ -34,8 +34,6 @@ void* TVPN_ADFPGA_transferTask(void* argument) {
     FvstRing* const ring = board->activeRing;
     rt_thread_exit_cookie = board;
     rt_thread_exit = endAtExit;
-    ring->transferred = 0;
-    TVPN_ADFPGA_initializeRing(ring);
     int status = 0;
     while (ring->transferred < ring->samplesCount && board->transferCancel == 0) {
         uint32_t* position = nullptr;
@@ -52,4 +50,12 @@ void* TVPN_ADFPGA_transferTask(void* argument) {
     rt_thread_exit_cookie = nullptr;
     TVPN_ADFPGA_exitTransferTask(board, status);
     return nullptr;
+}
+
+void adfpga_startRingTransfer(TVPN_ADFPGA* board, FvstRing* ring) {
+    TVPN_ADFPGA_joinTransferTask(board, nullptr);
+    board->activeRing = ring;
+    ring->transferred = 0;
+    TVPN_ADFPGA_initializeRing(ring);
+    TVPN_ADFPGA_startTransferTask(board, TVPN_ADFPGA_transferTask);
 }

@@ -292,15 +292,11 @@ TEST_F(AdfpgaLinkTest, ATaskIsAwaitedForAsLongAsAskedAndASecondOneForTheFirst) {
 TEST_F(AdfpgaLinkTest, TheTransferTaskFillsItsRingUntilItsReaderHasAllOrACancelComes) {
     CountingStream stream;
     TVPN_ADFPGA* const its = board(3);
-    FvstRing* const ring = its->activeRing = &its->fvstRing[1];
+    FvstRing* const ring = &its->fvstRing[1];
     ring->samplesCount = 3 * adfpga_ringWords + 5;
-    TVPN_ADFPGA_initializeRing(ring);
-    TVPN_ADFPGA_startTransferTask(its, TVPN_ADFPGA_transferTask);
-    while (ring->transferred != adfpga_ringWords) // full
-        std::this_thread::yield();
-    EXPECT_EQ(rt_thread_exit_cookie.load(), its);
+    adfpga_startRingTransfer(its, ring);
     uint64_t wrong = 0;
-    for (uint32_t done = 0, count = 0; done < ring->samplesCount; done += count) {
+    for (uint32_t done = 0, count = 0; done < ring->samplesCount; done += count) { // from the first word on
         uint32_t* position = nullptr;
         ASSERT_EQ(TVPN_ADFPGA_openBlockingReadAccess(ring, 100'003, &position, &count), 0);
         for (uint32_t i = 0; i < count; ++i)
@@ -311,12 +307,13 @@ TEST_F(AdfpgaLinkTest, TheTransferTaskFillsItsRingUntilItsReaderHasAllOrACancelC
     TVPN_ADFPGA_joinTransferTask(its, &status);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(wrong, 0u);
-    EXPECT_EQ(sent[0], message("dmafbd524288"));
+    EXPECT_EQ(sent.front(), message("dmafbd524288"));
     EXPECT_EQ(rt_thread_exit.load(), nullptr);
 
-    TVPN_ADFPGA_startTransferTask(its, TVPN_ADFPGA_transferTask);
-    while (ring->transferred != adfpga_ringWords)
+    adfpga_startRingTransfer(its, ring);
+    while (ring->transferred != adfpga_ringWords) // full
         std::this_thread::yield();
+    EXPECT_EQ(rt_thread_exit_cookie.load(), its);
     TVPN_ADFPGA_abort(its); // it waits for a reader
     EXPECT_EQ(rt_thread_exit.load(), nullptr);
     EXPECT_EQ(its->transferCancel, 0u);
