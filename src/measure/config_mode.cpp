@@ -2,6 +2,7 @@
 
 #include "core/tvmem.h"
 #include "measure/config_accessors.h"
+#include "measure/loop_modes.h"
 #include "measure/measure.h"
 #include "measure/spur_detector.h"
 #include "measure/staging.h"
@@ -13,7 +14,6 @@ namespace {
 constexpr int pathPhaseNoise = 3;
 constexpr int pathTransient = 5;
 // Device_selectPnLoopMode
-constexpr int loopOpen = 1;
 // Channel numbers of the operations on one channel
 constexpr int channelA = 1;
 constexpr int channelB = 2;

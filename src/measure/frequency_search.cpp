@@ -5,6 +5,7 @@
 #include "device/device_variants.h"
 #include "measure/beat.h"
 #include "measure/gain.h"
+#include "measure/loop_modes.h"
 #include "measure/measure.h"
 #include "measure/measurement_configuration.h"
 #include "measure/whole_hertz.h"
@@ -31,7 +32,6 @@ constexpr double notFound = -1;
 constexpr int counterGain_dB = 46;            // IF gain
 constexpr uint32_t counterAttenuation1C = 64; // half-dB steps
 constexpr double counterTune1C_V = 6.5;
-constexpr int loopOpen = 1; // Device_selectPnLoopMode
 constexpr uint64_t settle_us = 20000;
 constexpr tv_time commandedGateMax_s = 0.02;
 constexpr double unreadableLevel = -100.0; // dBm

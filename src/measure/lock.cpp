@@ -95,12 +95,7 @@ bool designAttempt(FastLock* run, double wanted) {
 void closeLoops(FastLock* run) {
     Device* device = run->device;
     LockChannels& channels = run->channels;
-    for (const LockChannel* channel : {&channels.a, &channels.b})
-        onBoard(device, *channel, [&] {
-            Device_selectPnLoopMode(device, loopQuadrature);
-            Device_setResistance(device, 3, channel->r3);
-        });
-    lockChannels_readTune(device, &channels);
+    lockChannels_close(device, &channels);
     for (LockChannel* channel : {&channels.a, &channels.b})
         channel->helper = run->band.center > channel->tune ? run->helperLow : run->helperHigh;
     for (const LockChannel* channel : {&channels.a, &channels.b})

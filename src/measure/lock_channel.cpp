@@ -35,6 +35,15 @@ void lockChannels_readTune(Device* device, LockChannels* channels) {
     getTune(device, &channels->a.tune, &channels->b.tune);
 }
 
+void lockChannels_close(Device* device, LockChannels* channels) {
+    for (const LockChannel* channel : {&channels->a, &channels->b})
+        onBoard(device, *channel, [&] {
+            Device_selectPnLoopMode(device, loopQuadrature);
+            Device_setResistance(device, 3, channel->r3);
+        });
+    lockChannels_readTune(device, channels);
+}
+
 void lockChannels_startMarks(LockChannels* channels, const TuneBand& band) {
     for (LockChannel* channel : {&channels->a, &channels->b}) {
         channel->near = !band.holds(channel->tune);

@@ -2,12 +2,9 @@
 /// What both ways of locking share: one channel's working values, and the marks that its tune voltage earns.
 
 #include "device/device_fptrs.h"
+#include "measure/loop_modes.h"
 
 #include <cstdint>
-
-// Device_selectPnLoopMode
-inline constexpr int loopQuadrature = 3; // closed, helper off
-inline constexpr int loopHelper = 4;     // closed, helper on
 
 /// Where the tune voltage of a locked loop is expected, V.
 struct TuneBand {
@@ -42,6 +39,8 @@ struct LockChannels {
 
 /// Reads the tune voltages.
 void lockChannels_readTune(Device* device, LockChannels* channels);
+/// Closes both loops behind their R3, helpers off, and reads the tune voltages.
+void lockChannels_close(Device* device, LockChannels* channels);
 /// Starts the marks: a channel outside the band counts as near, so that it must not come close to the center first.
 void lockChannels_startMarks(LockChannels* channels, const TuneBand& band);
 /// Brings the marks of one channel up to its last reading; a move below `step` (V) counts as stable. Returns whether

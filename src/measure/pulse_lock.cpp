@@ -61,12 +61,7 @@ void chooseR3(LockChannels* channels) {
 void closeLoops(PulseLock* run) {
     Device* device = run->device;
     LockChannels& channels = run->channels;
-    for (const LockChannel* channel : {&channels.a, &channels.b})
-        onBoard(device, *channel, [&] {
-            Device_selectPnLoopMode(device, loopQuadrature);
-            Device_setResistance(device, 3, channel->r3);
-        });
-    lockChannels_readTune(device, &channels);
+    lockChannels_close(device, &channels);
     for (LockChannel* channel : {&channels.a, &channels.b})
         onBoard(device, *channel, [&] {
             channel->helper = run->band.center > channel->tune ? helperLow : helperHigh;

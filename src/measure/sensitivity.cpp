@@ -2,6 +2,7 @@
 
 #include "measure/beat.h"
 #include "measure/gain.h"
+#include "measure/loop_modes.h"
 #include "measure/measure.h"
 #include "measure/measurement_configuration.h"
 #include "scpi/error_codes.h"
@@ -10,7 +11,6 @@
 
 namespace {
 
-constexpr int loopOpen = 1;        // Device_selectPnLoopMode
 constexpr double settleStep = 0.5; // V beside each end, before its reading counts
 
 struct Beats {
