@@ -39,7 +39,8 @@ StreamBlock coreSamples_block(SourceAccess& source, ConverterState converters, u
     const uint64_t now = clock_now();
     const double clock_Hz = converters.clock_Hz;
     auto record = std::make_shared<Record>(Record{std::move(converters), {now, clock_Hz, divider}, pairs, {}});
-    return {pairs * pairBytes, comes(source, clock_Hz) ? now : coreNever_ns, clock_Hz / divider * pairBytes,
+    const bool come = comes(source, clock_Hz);
+    return {pairs * pairBytes, come ? now : coreNever_ns, come ? clock_Hz / divider * pairBytes : 0,
             [&source, record](uint32_t offset, std::span<uint8_t> out) {
                 const std::lock_guard lock(source.mutex);
                 if (record->words.empty())

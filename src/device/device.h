@@ -14,19 +14,19 @@ struct Device {
     uint32_t selectedBoard; // channel that single-channel operations act on: 0 A, 1 B
     DeviceStatusRegisters statusRegisters;
     TVPN_ADFPGA* adfpga; // acquisition board
-    tvfreq frequency; // carrier in force, also the last measured one
+    tvfreq frequency;    // carrier in force, also the last measured one
     tvfreq frequencyMax;
     tvfreq frequencyMin;
     int32_t rfEnabled;         // the RF output is on
     int32_t referenceInternal; // the reference source is the internal one
 };
 
-/// Clears the record and returns it.
+/// Clears the record, names its boards and returns it.
 [[nodiscard]] Device* Device_create();
 
-/// Fills the slots, sets the defaults and brings the instrument to its first carrier. Runs once, on the main thread,
-/// after device_config_init. The measurement is started after it, before the first command. Returns the result of the
-/// self test, 0 for good; a failing one does not stop the start.
+/// Fills the slots, sets the defaults, starts the boards and brings the instrument to its first carrier. Runs once, on
+/// the main thread, after device_config_init and tvspiOpen. The measurement is started after it, before the first
+/// command. Returns the result of the self test, 0 for good; a failing one does not stop the start.
 int Device_init(Device* device);
 
 /// Carrier 100 MHz, RF off, channel A, limits and name of the model.
