@@ -158,6 +158,13 @@ protected:
         return count;
     }
 };
+TEST_P(AdfpgaTest, SamplesThatDoNotComeTimeOut) {
+    unit.source.gives = false;
+    EXPECT_EQ(TVPN_ADFPGA_captureTdSamples(driver), timedOut);
+    unit.source.gives = true;
+    expectGoodTd();
+}
+
 INSTANTIATE_TEST_SUITE_P(Generations, AdfpgaTest, ::testing::Values(FpgaGeneration::first, FpgaGeneration::second),
                          [](const auto& kind) { return kind.index == 0 ? "First" : "Second"; });
 

@@ -8,6 +8,7 @@
 
 class KnownSource final : public vi::SampleSource {
 public:
+    std::atomic<bool> gives{true};          // samples
     std::atomic<double> frequency_Hz{10e6}; // at the counters; 0: no signal
 
     /// Own spectra of a stage at a point; the cross spectrum is all of it, so that a draw of many records is this.
@@ -27,6 +28,7 @@ public:
         return expectation_;
     }
 
+    bool delivers() override { return gives; }
     void record(const vi::RecordRequest& request, std::span<uint16_t> a, std::span<uint16_t> b) override {
         for (uint64_t i = 0; i < a.size(); ++i) {
             a[i] = sampleA(i * request.divider);
