@@ -299,7 +299,6 @@ void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_
     bench->levelNoise = random_stream(seed, streamLevel, 0);
     bench->phaseNoise = random_stream(seed, streamPhaseNoise, 0);
     bench->captured = {};
-    bench->capturedVersion = 0;
     bench->captureEnd = 0;
     bench->captureChannel = FdChannel::cross;
     bench->captureRunning = false;

@@ -109,9 +109,9 @@ struct Bench {
     std::array<Stage, stagesMax> stages;
     SignalChain captured; // the channels as they stood when the capture began
     Dut capturedDut;
-    uint64_t capturedVersion; // grows with every change of the two
-    bool dutChanged;          // since the last capture
-    uint64_t captureEnd;      // on the clock, ns
+    uint64_t capturedVersion = 0; // grows with every change of the two
+    bool dutChanged;              // since the last capture
+    uint64_t captureEnd;          // on the clock, ns
     FdChannel captureChannel;
     bool captureRunning;
     std::condition_variable captureStopped;
@@ -176,8 +176,8 @@ struct BenchSnapshot {
     SignalChain chain{};
     Dut dut{};
 };
-/// Brings the snapshot up to now.
-void bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot);
+/// Brings the snapshot up to now. A loop that will hold `settling_ns` later holds in it.
+void bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot, uint64_t settling_ns);
 
 /// What a capture takes with these settings, in seconds.
 [[nodiscard]] double bench_captureTime_s(const UnitBoards& boards, const FdSettings& settings);

@@ -11,7 +11,7 @@ public:
     /// `bench` stays the caller's and must outlive the source.
     explicit BenchSource(Bench& bench) : bench_(bench) {}
 
-    void beginSpectra() override;
+    void beginSpectra(uint64_t length_ns) override;
     const StageExpectation& expectation(uint32_t stage, double sampleRate_Hz, uint32_t points) override;
     bool delivers() override { return bench_delivers(&bench_); }
     void record(const RecordRequest& request, std::span<uint16_t> a, std::span<uint16_t> b) override {

@@ -155,9 +155,10 @@ std::span<const SpectrumPoint> bench_fetchStage(Bench* bench, uint32_t stage) {
     return bench->stages[stage].buffer;
 }
 
-void bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot) {
+void bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot, uint64_t settling_ns) {
     const Guard guard(bench->mutex);
     benchState_update(bench);
+    benchState_runLoops(bench, clock_now() + settling_ns);
     takeChannels(bench);
     if (snapshot->version != bench->capturedVersion)
         *snapshot = {bench->capturedVersion, bench->captured, bench->capturedDut};

@@ -2,11 +2,9 @@
 
 #include "core/numbers.h"
 #include "core/startup.h"
-#include "virtual/bench.h"
 #include "virtual/clock.h"
-#include "virtual/rtdm.h"
 #include "virtual/slot_adapter.h"
-#include "virtual/spi_bus.h"
+#include "virtual/unit.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -162,10 +160,9 @@ int main(int argc, char** argv) {
     const std::string serialNumber = settleSerialNumber(options.serialNumber);
     if (options.realTime)
         vi::clock_setMode(vi::TimeMode::realTime);
-    auto* bench = new vi::Bench; // never freed: threads of the firmware use it until the process is gone
-    vi::bench_init(bench, vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
-    virtual_adapter_install(*bench);
-    vi::rtdm_register("tvko", new vi::SpiBus); // never freed either
+    // Never freed: threads of the firmware use it until the process is gone.
+    auto* unit = new vi::Unit(vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
+    virtual_adapter_install(unit->bench);
     tvstuff_seedRandom(static_cast<uint32_t>(options.seed ^ options.seed >> 32));
 
     char name[] = "virtual-instrument", verbose[] = "-v";

@@ -38,9 +38,9 @@ class SampleSource {
 public:
     virtual ~SampleSource() = default;
 
-    /// A capture of spectra begins now: expectations are of the channels as they stand at this moment. Called with the
-    /// SPI bus held.
-    virtual void beginSpectra() {}
+    /// A capture of spectra begins now and samples for so long: expectations are of the channels as they stand at this
+    /// moment, or as they will after a small part of it. Called with the SPI bus held.
+    virtual void beginSpectra(uint64_t /*length_ns*/) {}
     /// Expectations of `points` points from 0 Hz to half of the rate; valid until the next call. `stage` tells apart
     /// what may be kept for the next time.
     virtual const StageExpectation& expectation(uint32_t /*stage*/, double /*sampleRate_Hz*/, uint32_t points) {

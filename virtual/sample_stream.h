@@ -24,6 +24,7 @@ namespace vi {
 inline constexpr const char* sampleStream_deviceName = "tv_ssc_adc_driver";
 inline constexpr uint32_t sampleStream_blockMax = 16U << 20; // bytes
 inline constexpr uint32_t sampleStream_segment = 4096;       // bytes that arrive at once while a block comes bit by bit
+inline constexpr double sampleStream_portRate = 5e6;         // bytes per second that the serial port carries
 
 /// A block as the FPGA begins to send it.
 struct StreamBlock {

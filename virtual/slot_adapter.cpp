@@ -10,8 +10,7 @@ namespace slot_adapter {
 namespace {
 
 constexpr uint64_t transfer_ns = 20'000, transfersOfCall = 3; // on average
-constexpr double frequencyAtStart_Hz = 100e6, gateAtStart_s = 0.1, hertzPerMegahertz = 1e6;
-constexpr uint32_t samplesAtStart = 1024;
+constexpr double frequencyAtStart_Hz = 100e6, hertzPerMegahertz = 1e6;
 
 std::mutex unitMutex;
 Unit unit;
@@ -44,14 +43,9 @@ void virtual_adapter_install(Bench& bench) {
     unit.divThreshold_MHz = uint32_t(bench.boards.prescalerThreshold_Hz / hertzPerMegahertz);
     unit.lowPath = true;
     unit.reference = Reference::crystal100MHz;
-    unit.samples = samplesAtStart;
-    unit.divider = 1;
-    unit.sampleChannels = 2;
-    unit.gate_s = gateAtStart_s;
     unit.loopMode = 1;
     if (bench.boards.hasHighInput) // these boards start with their preamplifiers on
         changeBoth(unit, [](ChannelSettings& s) { s.preamplifier = true; });
     installCarrier();
     installAnalog();
-    installAcquisition();
 }

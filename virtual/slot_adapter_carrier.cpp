@@ -1,5 +1,6 @@
 // Slots of the carrier: sources, level, counting, references.
 
+#include "acquisition/adfpga_capture.h"
 #include "device/device.h"
 #include "device/device_fptrs.h"
 #include "scpi/error_codes.h"
@@ -236,26 +237,17 @@ const tvpow* getPowerRaw(Device*) {
 
 // ---- counting -------------------------------------------------------------------------------------------------------
 
-tv_time getCounterTimeout(Device*) {
-    return Access()->gate_s;
-}
-
-int setCounterTimeout(Device*, tv_time gate_s) {
-    constexpr double gateMax_s = 1000;
-    Access()->gate_s = gate_s > 0 ? std::min(gate_s, gateMax_s) : 0;
-    return 0;
-}
-
-/// Carrier by both counters at one ratio; negative if they do not agree.
-double countAt(Unit* unit, uint32_t ratio) {
-    const double base_Hz = bench_baseSampleRate_Hz(unit->bench);
-    const std::array<EdgeCount, channels> readings = bench_countGate(unit->bench, ratio, unit->gate_s);
-    std::array<double, channels> carrier_Hz{};
-    for (const Channel c : {channelA, channelB})
-        if (readings[c].ticks != 0)
-            carrier_Hz[c] = static_cast<double>(readings[c].periods) * base_Hz /
-                            static_cast<double>(readings[c].ticks) * ratio * bench_settings(unit->bench, c).prescaler;
-    const double a = carrier_Hz[channelA], b = carrier_Hz[channelB];
+/// Carrier by both counters at one ratio; negative if they do not agree. A counter that is still waiting for an edge
+/// when the gate is over tells what it has.
+double countAt(Unit* unit, Device* device, uint32_t ratio) {
+    changeBoth(*unit, [=](ChannelSettings& s) { s.counterRatio = ratio; });
+    std::array<tvfreq, channels> counted{};
+    TVPN_ADFPGA_countFrequencyAdc(device->adfpga, &counted[channelA], &counted[channelB]);
+    changeBoth(*unit, [](ChannelSettings& s) { s.counterRatio = 0; });
+    const auto carrier_Hz = [&](Channel c) {
+        return hertz(&counted[c]) * ratio * bench_settings(unit->bench, c).prescaler;
+    };
+    const double a = carrier_Hz(channelA), b = carrier_Hz(channelB);
     return a > 0 && std::abs(a - b) / a < countersAgree ? (a + b) / 2 : -1;
 }
 
@@ -274,21 +266,21 @@ double placeOf(Unit* unit, double hint_Hz) {
     return place_Hz;
 }
 
-double countOnFirstBoards(Unit* unit, double hint_Hz) {
+double countOnFirstBoards(Unit* unit, Device* device, double hint_Hz) {
     constexpr double noHint_Hz = 2, highCounter_Hz = 200e6;
     constexpr uint32_t ratioLow = 8, ratioHigh = 128;
     if (hint_Hz > 0 && hint_Hz < noHint_Hz) {
         planPaths(unit, 100e6); // no division
-        const double low = countAt(unit, ratioLow);
-        return low > 0 ? low : countAt(unit, ratioHigh);
+        const double low = countAt(unit, device, ratioLow);
+        return low > 0 ? low : countAt(unit, device, ratioHigh);
     }
     planPaths(unit, hint_Hz < 0 ? unit->frequency_Hz : hint_Hz);
     const double place_Hz = hint_Hz < 0 ? unit->frequency_Hz : hint_Hz;
     const double mixed_Hz = place_Hz / bench_settings(unit->bench, channelA).prescaler;
-    return countAt(unit, mixed_Hz < highCounter_Hz ? ratioLow : ratioHigh);
+    return countAt(unit, device, mixed_Hz < highCounter_Hz ? ratioLow : ratioHigh);
 }
 
-double countOnLaterBoards(Unit* unit, double hint_Hz) {
+double countOnLaterBoards(Unit* unit, Device* device, double hint_Hz) {
     constexpr uint32_t ratiosOther[] = {1, 4, 16, 64, 256}, ratios2D[] = {1, 4, 16, 64, 512};
     const AnalogRevision revision = unit->bench->boards.analog;
     std::span<const uint32_t> ratios = revision == AnalogRevision::r2D ? std::span(ratios2D) : std::span(ratiosOther);
@@ -298,7 +290,7 @@ double countOnLaterBoards(Unit* unit, double hint_Hz) {
     planPaths(unit, placeOf(unit, hint_Hz));
     double carrier_Hz = -1;
     for (size_t i = 0; i < ratios.size() && carrier_Hz < 0; ++i)
-        carrier_Hz = countAt(unit, ratios[i]);
+        carrier_Hz = countAt(unit, device, ratios[i]);
     unit->counting = false;
     return carrier_Hz;
 }
@@ -308,7 +300,8 @@ double getPhaseNoiseDutFrequency(Device* device, double hint_Hz) {
     const Access unit;
     const AnalogRevision revision = unit->bench->boards.analog;
     const bool first = revision == AnalogRevision::r1B || revision == AnalogRevision::r1C;
-    const double carrier_Hz = first ? countOnFirstBoards(&*unit, hint_Hz) : countOnLaterBoards(&*unit, hint_Hz);
+    const double carrier_Hz =
+        first ? countOnFirstBoards(&*unit, device, hint_Hz) : countOnLaterBoards(&*unit, device, hint_Hz);
     if (carrier_Hz < 0) {
         planPaths(&*unit, unit->frequency_Hz);
         return first ? noneFirst : none;
@@ -396,8 +389,6 @@ void installCarrier() {
     Device_quicklyGetPower = getPower;
     Device_getPowerRaw = getPowerRaw;
 
-    Device_getCounterTimeout = getCounterTimeout;
-    Device_setCounterTimeout = setCounterTimeout;
     Device_getPhaseNoiseDUTFrequency = getPhaseNoiseDutFrequency;
 }
 

@@ -24,9 +24,6 @@ struct Unit {
         uint32_t multiplier;
     };
     std::array<Source, vi::channels> sources;
-    uint32_t samples, divider, sampleChannels;
-    double gate_s;
-    uint32_t counterMinimum;
     int loopMode;
 };
 
@@ -60,6 +57,5 @@ void planPaths(Unit* unit, double frequency_Hz);
 
 void installCarrier();
 void installAnalog();
-void installAcquisition();
 
 } // namespace slot_adapter

@@ -100,6 +100,10 @@ void SoftCore::spoil(const SoftCoreFaults& faults) {
     faults_ = faults;
 }
 
+void SoftCore::reseed(uint64_t seed) {
+    spectra_.reseed(seed);
+}
+
 uint64_t SoftCore::refusals() const {
     const std::lock_guard lock(mutex_);
     return refusals_.count();

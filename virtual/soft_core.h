@@ -55,6 +55,8 @@ public:
     void setReset(bool active);
 
     void spoil(const SoftCoreFaults& faults);
+    /// Starts the noise of the spectra anew.
+    void reseed(uint64_t seed);
     [[nodiscard]] uint64_t refusals() const;
     [[nodiscard]] std::string refusalTexts() const;
 

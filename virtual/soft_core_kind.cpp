@@ -7,14 +7,12 @@ constexpr CoreKind firstKind{.clock_Hz = 125e6,
                              .answerMode = 9,
                              .stagesTogether = false,
                              .firstLength = 6,
-                             .hardwarePoints = {512, 512, 512, 512, 512, 512, 512, 512},
                              .pointsAtStart = {512, 512, 512, 512, 512, 512, 512, 512},
                              .hasThermometer = false};
 constexpr CoreKind secondKind{.clock_Hz = 250e6,
                               .answerMode = 0,
                               .stagesTogether = true,
                               .firstLength = 0,
-                              .hardwarePoints = {4096, 512, 512, 512, 512, 512, 0, 0},
                               .pointsAtStart = {4096, 512, 512, 512, 512, 512, 64, 64},
                               .hasThermometer = true};
 

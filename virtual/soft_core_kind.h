@@ -18,8 +18,6 @@ struct CoreKind {
     uint32_t answerMode;  // SPI mode word
     bool stagesTogether;  // stages run side by side
     uint32_t firstLength; // the first stage whose length can be set
-    /// Points for which a stage has its transform in hardware, 0 for none. Others are the core's own work.
-    std::array<uint32_t, coreStages> hardwarePoints;
     std::array<uint32_t, coreStages> pointsAtStart;
     bool hasThermometer;
 };

@@ -2,6 +2,7 @@
 
 #include "virtual/clock.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -40,7 +41,8 @@ StreamBlock coreSamples_block(SourceAccess& source, ConverterState converters, u
     const double clock_Hz = converters.clock_Hz;
     auto record = std::make_shared<Record>(Record{std::move(converters), {now, clock_Hz, divider}, pairs, {}});
     const bool come = comes(source, clock_Hz);
-    return {pairs * pairBytes, come ? now : coreNever_ns, come ? clock_Hz / divider * pairBytes : 0,
+    return {pairs * pairBytes, come ? now : coreNever_ns,
+            come ? std::min(clock_Hz / divider * pairBytes, sampleStream_portRate) : 0,
             [&source, record](uint32_t offset, std::span<uint8_t> out) {
                 const std::lock_guard lock(source.mutex);
                 if (record->words.empty())

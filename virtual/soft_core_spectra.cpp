@@ -11,8 +11,7 @@ namespace {
 
 constexpr uint32_t purpose = 1; // of the random streams; part of what a seed means
 constexpr uint32_t lengthMin = 128, lengthMax = 16384;
-constexpr double transformRate = 100'000; // samples per second that the core transforms by itself
-constexpr double halfScale_V = 0.8;       // of the ADCs
+constexpr double halfScale_V = 0.8; // of the ADCs
 
 using Signed = AdcWords::Signed;
 
@@ -38,6 +37,11 @@ bool readsTrue(const AdcWords& words) {
 
 SpectrumPipeline::SpectrumPipeline(const CoreKind& kind, SourceAccess& source, uint64_t seed)
     : kind_(kind), source_(source) {
+    reseed(seed);
+}
+
+void SpectrumPipeline::reseed(uint64_t seed) {
+    const std::lock_guard lock(source_.mutex);
     for (uint32_t stage = 0; stage < coreStages; ++stage)
         noise_[stage] = random_stream(seed, purpose, stage);
 }
@@ -95,26 +99,27 @@ bool SpectrumPipeline::start(ConverterState converters) {
     running_ = std::make_shared<Capture>();
     running_->setup = setup_;
     running_->converters = std::move(converters);
-    schedule(running_.get(), clock_now());
+    const uint64_t now = clock_now();
+    const double sampling_s = schedule(running_.get(), now);
     const std::lock_guard lock(source_.mutex);
-    source_.source.beginSpectra();
+    source_.source.beginSpectra(core_after(0, sampling_s));
     return true;
 }
 
-/// When the stages are ready: one after the other, or side by side, where the core does one transform at a time.
-void SpectrumPipeline::schedule(Capture* capture, uint64_t start_ns) const {
-    double sampling_s = 0, transforming_s = 0;
+/// When the stages are ready, one after the other or side by side; transforms keep up with the samples, whatever their
+/// length. Returns for how long the stages sample.
+double SpectrumPipeline::schedule(Capture* capture, uint64_t start_ns) const {
+    double sampling_s = 0, longest_s = 0;
     for (uint32_t number = 0; number < coreStages; ++number) {
         const Stage& stage = capture->setup.stages[number];
         const double samples = 2.0 * stage.records * stage.points;
         const double rate = coreKind_stageRate_Hz(kind_, capture->converters.clock_Hz, number);
         const double stage_s = samples == 0 ? 0 : rate > 0 ? samples / rate : 1e99;
         sampling_s = kind_.stagesTogether ? stage_s : sampling_s + stage_s;
-        const bool byTheCore = kind_.stagesTogether && stage.points != kind_.hardwarePoints[number];
-        if (byTheCore)
-            transforming_s += samples / transformRate;
-        capture->ready_ns[number] = core_after(start_ns, std::max(sampling_s, byTheCore ? transforming_s : 0.0));
+        longest_s = std::max(longest_s, sampling_s);
+        capture->ready_ns[number] = core_after(start_ns, sampling_s);
     }
+    return longest_s;
 }
 
 std::optional<StreamBlock> SpectrumPipeline::fetch(uint32_t stage) {
@@ -127,7 +132,7 @@ std::optional<StreamBlock> SpectrumPipeline::fetch(uint32_t stage) {
             draw(capture.get(), stage);
         memcpy(out.data(), reinterpret_cast<const uint8_t*>(capture->results[stage].data()) + offset, out.size());
     };
-    return StreamBlock{bytes, running_->ready_ns[stage], 0, fill};
+    return StreamBlock{bytes, running_->ready_ns[stage], sampleStream_portRate, fill};
 }
 
 void SpectrumPipeline::abort() {

@@ -16,6 +16,8 @@ namespace vi {
 class SpectrumPipeline {
 public:
     SpectrumPipeline(const CoreKind& kind, SourceAccess& source, uint64_t seed);
+    /// Starts the noise anew.
+    void reseed(uint64_t seed);
 
     /// Ends what runs and starts from the set-up after power-on.
     void open();
@@ -51,7 +53,7 @@ private:
     };
 
     bool advance(Step from, Step to);
-    void schedule(Capture* capture, uint64_t start_ns) const;
+    double schedule(Capture* capture, uint64_t start_ns) const;
     void draw(Capture* capture, uint32_t stage);
     void drawCross(const Capture& capture, const StageExpectation& expected, uint32_t stage,
                    std::span<SpectrumPoint> out);

@@ -77,6 +77,7 @@ UnitBoards unitBoards_of(std::string_view serialNumber) {
     UnitBoards boards{};
     boards.analog = analogRevision(at(6));
     boards.fpga = at(9) == '6' ? FpgaGeneration::second : FpgaGeneration::first;
+    boards.acquisitionPll = at(9) == '4' || at(9) == '5';
     boards.sources = sourceBoards(gate, at(10));
     boards.carrierMin_Hz = 1e6;
     boards.carrierMax_Hz = at(1) == '4' ? 7e9 : 29.5e9;

@@ -23,6 +23,7 @@ struct Passband {
 struct UnitBoards {
     AnalogRevision analog; // position 6: '2' 1C, '3' 2A, '4' 2B, '5' 2C, '6' 2D, else 1B
     FpgaGeneration fpga;   // position 9: '6' second, else first
+    bool acquisitionPll;   // position 9: '4' and '5', of the first generation
     SourceBoards sources;  // positions 0 and 10; the reference of a pair can be selected
     double carrierMin_Hz, carrierMax_Hz;
     double prescalerThreshold_Hz; // analog boards up to 2A divide until the carrier is at most this

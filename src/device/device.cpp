@@ -1,5 +1,6 @@
 #include "device/device.h"
 
+#include "acquisition/TVPN_ADFPGA.h"
 #include "device/device_fptrs.h"
 #include "device/device_variants.h"
 
@@ -18,6 +19,7 @@ constexpr uint32_t boardA = 0;
 constexpr uint32_t boardB = 1;
 
 Device instrument;
+TVPN_ADFPGA acquisitionBoard;
 const char* name = "TVPNX";
 
 const char* getName(Device*) {
@@ -62,6 +64,7 @@ int isAlgBoardBSelected(Device* device) {
 
 Device* Device_create() {
     instrument = {};
+    instrument.adfpga = &acquisitionBoard;
     return &instrument;
 }
 
@@ -89,20 +92,4 @@ void registerDeviceFunctions() {
     Device_selectPhaseNoiseAlgBoardB = selectAlgBoardB;
     Device_isPhaseNoiseAlgBoardASelected = isAlgBoardASelected;
     Device_isPhaseNoiseAlgBoardBSelected = isAlgBoardBSelected;
-}
-
-int Device_init(Device* device) {
-    registerDeviceFunctions();
-    Device_setDefaults(device);
-    if (Device_loadCalibrationData)
-        Device_loadCalibrationData(device);
-    deviceStatusRegistersInit(&device->statusRegisters);
-    if (Device_setFrequencyFixed)
-        Device_setFrequencyFixed(device, &device->frequency);
-    if (Device_setLnaGain)
-        Device_setLnaGain(device, 0);
-    selectAlgBoardA(device);
-    if (Device_printInfo)
-        Device_printInfo(device);
-    return Device_selftest ? Device_selftest(device) : 0;
 }

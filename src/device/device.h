@@ -21,12 +21,12 @@ struct Device {
     int32_t referenceInternal; // the reference source is the internal one
 };
 
-/// Clears the record and returns it.
+/// Clears the record, names its boards and returns it.
 [[nodiscard]] Device* Device_create();
 
-/// Fills the slots, sets the defaults and brings the instrument to its first carrier. Runs once, on the main thread,
-/// after device_config_init. The measurement is started after it, before the first command. Returns the result of the
-/// self test, 0 for good; a failing one does not stop the start.
+/// Fills the slots, sets the defaults, starts the boards and brings the instrument to its first carrier. Runs once, on
+/// the main thread, after device_config_init and tvspiOpen. The measurement is started after it, before the first
+/// command. Returns the result of the self test, 0 for good; a failing one does not stop the start.
 int Device_init(Device* device);
 
 /// Carrier 100 MHz, RF off, channel A, limits and name of the model.

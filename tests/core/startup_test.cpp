@@ -2,7 +2,8 @@
 #include "child.h"
 #include "core/shell.h"
 #include "core/startup.h"
-#include "virtual/rtdm.h"
+#include "platform/tvko.h"
+#include "virtual/unit.h"
 
 #include <filesystem>
 #include <fstream>
@@ -18,11 +19,34 @@ namespace {
 constexpr int port = 18;
 constexpr std::string_view idn = "*IDN?\n";
 
-/// The firmware on a fresh unit, without boards.
+/// The SPI bus of a unit; says which bit rate it is given, and that it is closed.
+struct TalkingBus final : vi::RtDevice {
+    explicit TalkingBus(vi::SpiBus& ofUnit) : bus(ofUnit) {}
+    int open(int flags) override { return bus.open(flags); }
+    int ioctl(uint32_t request, uintptr_t argument) override {
+        constexpr uint32_t setBitRateDivider = 57384;
+        if (request == setBitRateDivider)
+            printf("bit rate divider %u\n", unsigned(argument));
+        return bus.ioctl(request, argument);
+    }
+    void close() override {
+        bus.close();
+        printf("bus closed\n"), fflush(stdout);
+    }
+    vi::SpiBus& bus;
+};
+
+enum class Bus { silent, talking };
+
+/// The firmware on a fresh unit, of whose boards only that of the acquisition is there.
 class Instrument : public Child {
 public:
-    explicit Instrument(std::vector<const char*> options = {})
+    explicit Instrument(std::vector<const char*> options = {}, Bus bus = Bus::silent)
         : Child([&] {
+              // Both stay until the process is gone, as the firmware's threads do.
+              auto* unit = new vi::Unit(vi::unitBoards_of(vi::defaultSerialNumber), {}, 1);
+              if (bus == Bus::talking)
+                  vi::rtdm_register(tvko_deviceName, new TalkingBus(unit->bus));
               options.insert(options.begin(), "firmware");
               options.push_back(nullptr);
               return firmware_start(static_cast<int>(options.size()) - 1, const_cast<char**>(options.data()));
@@ -57,24 +81,13 @@ TEST(Startup, MakesItsFoldersAndRunsThePowerOnSettingsBeforeAnybodyIsServed) {
     fs::remove("/tolvane/cust/sav0");
 }
 
-/// Says what the firmware does with the bus.
-struct TalkingBus final : vi::RtDevice {
-    int ioctl(uint32_t request, uintptr_t argument) override {
-        return printf("bus %u %u\n", request, unsigned(argument)), 0;
-    }
-    void close() override { printf("bus closed\n"), fflush(stdout); }
-};
-
 TEST(Startup, OpensTheBusAndLetsGoOfItOnTheWayOut) {
-    TalkingBus bus;
-    vi::rtdm_register("tvko", &bus);
-    Instrument withBus;
-    const std::string started = "bus 57384 40\n" + std::string(running);
+    Instrument withBus({}, Bus::talking);
+    const std::string started = "bit rate divider 40\n" + std::string(running);
     EXPECT_EQ(withBus.printed(running), started);
     kill(withBus.process, SIGTERM);
     EXPECT_EQ(withBus.printed("bus closed\n"), started + "Got signal 15\nexit_TV()\nbus closed\n");
     EXPECT_EQ(withBus.wait(), 0);
-    vi::rtdm_unregister(&bus);
 }
 
 TEST(Startup, TakesOneOptionAtMost) {

@@ -49,11 +49,11 @@ scpi_link memoryLink;
 scpi_parser_context context;
 
 void boot() {
-    fillCaptureSlots();
     Device* const device = Device_create();
     debug_device = device;
     device_config_init();
     Device_init(device);
+    fillCaptureSlots(); // in place of the boards
     ASSERT_EQ(measure_init(device), 0);
     context.device = device;
     context.tree = scpi::commandTree();

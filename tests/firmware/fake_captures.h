@@ -50,6 +50,8 @@ inline void fillCaptureSlots() {
         return 0;
     };
     Device_getPhaseNoiseSamples = [](Device*) { return fakeSamples; };
+    Device_getFilteredSamples = [](Device*, uint32_t) { return 0; };
+    Device_abort_local = [](Device*) { return 0; };
     Device_getPhaseNoiseFbuffer = [](Device*, uint32_t, uint32_t, uint16_t** samples) {
         *samples = fakeRecord.data();
         return static_cast<int>(fakeSamples * sizeof(uint16_t));

@@ -5,19 +5,21 @@
 #include "core/process.h"
 #include "device/device.h"
 #include "device/device_config.h"
+#include "drivers/tvspi.h"
 #include "measure/measure.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/tree/command_tree.h"
-#include "virtual/bench.h"
 #include "virtual/slot_adapter.h"
+#include "virtual/unit.h"
 
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -102,8 +104,10 @@ private:
         std::string reason;
         if (!dutFile_open(&file, path, &reason))
             throw std::runtime_error(reason);
-        bench_init(&bench_, vi::unitBoards_of(vi::defaultSerialNumber), std::move(file), 1);
-        virtual_adapter_install(bench_);
+        unit_ = std::make_unique<vi::Unit>(vi::unitBoards_of(vi::defaultSerialNumber), std::move(file), 1);
+        virtual_adapter_install(unit_->bench);
+        if (tvspiOpen() != 0)
+            throw std::runtime_error("no SPI bus");
         Device* const device = Device_create();
         debug_device = device;
         device_config_init();
@@ -137,7 +141,7 @@ private:
     }
 
     static constexpr const char* path = "/tmp/dut.toml";
-    vi::Bench bench_;
+    std::unique_ptr<vi::Unit> unit_;
     vi::Dut dut_ = loud(100e6);
     scpi_link link_{};
     scpi_parser_context context_{};

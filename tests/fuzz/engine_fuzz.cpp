@@ -98,11 +98,11 @@ void clear() {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     signal(SIGTERM, SIG_IGN); // "EXIT" is a command
-    fillSlots();
     Device* const device = Device_create();
     debug_device = device;
     device_config_init();
     Device_init(device);
+    fillSlots(); // in place of the boards
     if (measure_init(device) != 0)
         abort();
     context.device = device;

@@ -1,13 +1,12 @@
 // Traces with known lines, constructed ones and those of whole runs on the bench.
 #include "core/numbers.h"
 #include "device/device.h"
-#include "device/device_config_sn.h"
 #include "measure/config_accessors.h"
 #include "measure/frequency_search.h"
 #include "measure/measurement_configuration.h"
 #include "measure/pn_measure.h"
 #include "measure/spur_detector.h"
-#include "virtual/slot_adapter.h"
+#include "tests/virtual/attached_unit.h"
 
 #include <algorithm>
 #include <cmath>
@@ -37,14 +36,10 @@ protected:
     }
 
     void attach(const std::vector<Spur>& spurs, const char* serial = secondGeneration, uint64_t seed = 1) {
-        bench_ = std::make_unique<Bench>();
         // Flat where the lines are, which must not blur the crossings of the beat.
         const Dut dut{100e6, 8, {{{1, -80}, {100, -120}, {1e3, floor}, {1e8, floor}}}, spurs, {}};
-        bench_init(bench_.get(), unitBoards_of(serial), {"", dut, {}}, seed);
-        virtual_adapter_install(*bench_);
+        attachUnit(device, serial, dut, seed);
         tvstuff_seedRandom(static_cast<uint32_t>(seed));
-        strcpy(device_config_sn, serial);
-        Device_setDefaults(device);
         config_reset(device);
         configPN.smoothing = 0;
         configPN_setOffsetMin(device, 10);
@@ -101,7 +96,6 @@ protected:
 
     static constexpr double floor = -130; // dBc/Hz
     static inline Device* device;
-    std::unique_ptr<Bench> bench_;
 };
 
 /// A flat trace of 481 points at -100 dBc/Hz with something on top.

@@ -139,8 +139,7 @@ TEST_F(AcceptanceTest, AQuietDutLocksWhereverItLies) {
         const double carrier_Hz = onGrid_Hz + random_between(random, -0.9, 0.9) * reach * onGrid_Hz;
         const double power_dBm = random_between(random, -10, 13);
         attach(quiet(carrier_Hz, power_dBm), board2D, crystal100MHz, uint64_t(i));
-        if (searchAndRun() == 0 && bench_truth(bench_.get(), channelA).locked &&
-            bench_truth(bench_.get(), channelB).locked)
+        if (searchAndRun() == 0 && bench_truth(bench_, channelA).locked && bench_truth(bench_, channelB).locked)
             ++locked;
         else
             failed += std::to_string(carrier_Hz) + " ";

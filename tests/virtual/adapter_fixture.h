@@ -2,7 +2,6 @@
 /// The firmware's own run on a bench, without links.
 
 #include "device/device.h"
-#include "device/device_config_sn.h"
 #include "device/device_fptrs.h"
 #include "measure/adc_scale.h"
 #include "measure/config_accessors.h"
@@ -10,12 +9,10 @@
 #include "measure/measurement_configuration.h"
 #include "measure/pn_measure.h"
 #include "scpi/error_codes.h"
-#include "virtual/slot_adapter.h"
+#include "tests/virtual/attached_unit.h"
 
 #include <cmath>
-#include <cstring>
 #include <gtest/gtest.h>
-#include <memory>
 
 namespace vi {
 
@@ -44,12 +41,8 @@ protected:
     }
 
     void attach(const Dut& dut, const char* serial = board2D, int reference = 1, uint64_t seed = 1) {
-        bench_ = std::make_unique<Bench>();
         dut_ = dut;
-        bench_init(bench_.get(), unitBoards_of(serial), {"", dut, {}}, seed);
-        virtual_adapter_install(*bench_);
-        strcpy(device_config_sn, serial);
-        Device_setDefaults(device);
+        bench_ = &attachUnit(device, serial, dut, seed).bench;
         config_reset(device);
         configPN.smoothing = 0;
         configPN.spurOmission = 0;
@@ -71,7 +64,7 @@ protected:
     /// The constants as the run has measured them, in V/rad, over the bench's own.
     [[nodiscard]] double constantRatio(Channel channel) {
         const double counts = channel == channelA ? configPN.kphiA : configPN.kphiB;
-        return counts * adcVoltsPerCount / bench_truth(bench_.get(), channel).detectorSlope_V;
+        return counts * adcVoltsPerCount / bench_truth(bench_, channel).detectorSlope_V;
     }
     /// The trace against the DUT's table between two offsets: its mean, and the worst point.
     void expectTrace(double from_Hz, double to_Hz, double mean_dB, double each_dB) const {
@@ -93,7 +86,7 @@ protected:
     }
 
     static inline Device* device;
-    std::unique_ptr<Bench> bench_;
+    Bench* bench_ = nullptr;
     Dut dut_;
 };
 

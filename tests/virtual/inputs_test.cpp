@@ -58,9 +58,7 @@ protected:
         config_disablePulse(device);
         return result;
     }
-    [[nodiscard]] bool held() {
-        return bench_truth(bench_.get(), channelA).locked && bench_truth(bench_.get(), channelB).locked;
-    }
+    [[nodiscard]] bool held() { return bench_truth(bench_, channelA).locked && bench_truth(bench_, channelB).locked; }
 
     double took_s = 0; // the last pulsed run
 };
@@ -77,7 +75,7 @@ TEST_F(InputsTest, ExternalReferencesAreCalibratedAndMeasure) {
         {board2C, 100e6, 20e3, 200},
         {board2D, 100e6, 10e3, 0},
         {board2D, 11e9, 20e3, 200},
-        {board2D, 100e6, 10e3, 0, methodSingle},
+        {board2D, 100e6, 20e3, 200, methodSingle},
     };
     for (const auto& [serial, frequency_Hz, sensitivity_HzPerV, bandwidth_Hz, method] : cases) {
         SCOPED_TRACE(testing::Message() << serial << ", " << frequency_Hz << " Hz, method " << method);
@@ -94,7 +92,7 @@ TEST_F(InputsTest, ExternalReferencesAreCalibratedAndMeasure) {
         for (int repeat = 0; repeat < 2; ++repeat) {
             EXPECT_EQ(run(), 0);
             EXPECT_NEAR(constantRatio(channelA), 1, 0.03);
-            EXPECT_NEAR(bench_readTune_V(bench_.get(), channelA), 7.2, 0.01);
+            EXPECT_NEAR(bench_readTune_V(bench_, channelA), 7.2, 0.01);
             expectTrace(1e4, 5e7, 0.3, 3.0);
         }
     }

@@ -181,14 +181,6 @@ TEST_P(BothGenerations, ASpectrumIsItsExpectationInTheLayoutAndAtTheTimeOfTheBoa
     rig.expectNoFault();
 }
 
-TEST(SoftCoreTest, TransformsOfOtherSizesAreTheCoresOwnAndTakeTurns) {
-    Rig rig(FpgaGeneration::second);
-    rig.command(std::string(spectra) + "stage0l1024,stage0100,stage6l128,stage61,muxe");
-    const uint64_t start = clock_now();
-    (void)rig.receive<SpectrumPoint>(64, "stage6f", 0);
-    EXPECT_NEAR(double(clock_now() - start) * 1e-9, 100 * 1024 / 1e5 + 128 / 1e5, 1e-3);
-}
-
 TEST_P(BothGenerations, TheFormatOfTheAdcsMatters) {
     const auto ratio = [&](const char* selection) {
         rig.command(std::string("muxd,muxaa,muxba,") + selection + ",stage#n,stage#x,stage31000,muxe");

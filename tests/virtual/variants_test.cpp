@@ -96,7 +96,7 @@ TEST_F(AdapterTest, WhatTheUserKnowsIsNotMeasuredAgain) {
         EXPECT_EQ(run(), 0);
         EXPECT_EQ(configPN.frequency, 100.0009e6);
         EXPECT_EQ(configPN.kphiA, kphi);
-        EXPECT_NEAR(bench_truth(bench_.get(), channelA).wn_rad_s / (2 * M_PI * configPN.loopBandwidth), 1, 0.02);
+        EXPECT_NEAR(bench_truth(bench_, channelA).wn_rad_s / (2 * M_PI * configPN.loopBandwidth), 1, 0.02);
         expectTrace(1e4, 5e7, 0.3, 3.0);
     }
 }
