@@ -17,6 +17,17 @@ inline Dut flatDut(double frequency_Hz, double level_dBcHz, double power_dBm = 8
     return {frequency_Hz, power_dBm, {{{1, level_dBcHz}}}, {}, {}};
 }
 
+/// Of the values around their mean, effective.
+inline double deviation(const std::vector<double>& values) {
+    double sum = 0, squares = 0;
+    for (const double value : values) {
+        sum += value;
+        squares += value * value;
+    }
+    const double count = double(values.size()), mean = sum / count;
+    return std::sqrt(squares / count - mean * mean);
+}
+
 struct TestBench : Bench {
     static constexpr uint32_t points = 512; // of a stage
 
@@ -59,10 +70,12 @@ struct TestBench : Bench {
     }
     [[nodiscard]] bool locked() { return bench_truth(this, channelA).locked && bench_truth(this, channelB).locked; }
     [[nodiscard]] double slope(Channel c) { return bench_truth(this, c).detectorSlope_V; }
-    /// From the carrier's phase to the ADC, V/rad, at offsets where the loops leave everything.
+    /// From the carrier's phase to the ADC, V/rad, where the loop leaves everything; the noise inside takes its share.
     [[nodiscard]] double transfer(Channel c) {
         const ChannelSettings settings = bench_settings(this, c);
-        return slope(c) * std::pow(10, settings.ifGain_dB / 20.0) / settings.prescaler;
+        const ChannelTruth truth = bench_truth(this, c);
+        return truth.detectorSlope_V * std::exp(-truth.noise_rad2 / 2) * std::pow(10, settings.ifGain_dB / 20.0) /
+               settings.prescaler;
     }
     void setGain(int gain_dB) {
         set([=](ChannelSettings& s) { s.ifGain_dB = gain_dB; });

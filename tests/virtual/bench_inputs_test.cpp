@@ -94,4 +94,10 @@ TEST(ExternalReference, EachChannelShowsTheNoiseOfItsOwn) {
     const StageExpectation& stage = bench.expect(10e3);
     EXPECT_NEAR(10 * std::log10(stage.sxx[300]) - 20 * std::log10(bench.slope(channelA)), -110, 0.01);
     EXPECT_NEAR(10 * std::log10(stage.syy[300]) - 20 * std::log10(bench.slope(channelB)), -113, 0.01);
+    constexpr uint32_t divider = 32; // the phase up to half of the reduced rate
+    const auto record = bench.record(16384, divider);
+    for (const auto& [channel, level_dB] : {std::pair(channelA, -110.0), {channelB, -113.0}}) {
+        const double phase_rad = std::sqrt(std::pow(10, level_dB / 10) * adcClock_Hz / divider);
+        EXPECT_NEAR(deviation(record[channel]) / bench.slope(channel) / phase_rad, 1, 0.03);
+    }
 }
