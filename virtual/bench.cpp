@@ -13,9 +13,8 @@ namespace {
 
 using Guard = std::lock_guard<std::mutex>;
 
-// Purposes of the random streams; part of what a seed means, so never renumbered.
+// Purposes of the random streams; part of what a seed means, so never renumbered. 1 is the soft core's.
 enum StreamPurpose : uint32_t {
-    streamSpectrum = 1,
     streamLevel = 2,
     streamTune = 3,
     streamCounter = 4,
@@ -48,11 +47,30 @@ constexpr double sourceMax_Hz = 13.8e9;
 
 constexpr double noiseSlips_rad2 = 0.49;
 
-constexpr uint32_t pointsAtStart = 512;
-constexpr std::array<uint32_t, stagesMax> pointsAtStartSecond{4096, 512, 512, 512, 512, 512, 64, 64};
-
 void limit(double* value, const Limits& limits) {
     *value = std::isfinite(*value) ? std::clamp(*value, limits.min, limits.max) : limits.min;
+}
+
+/// A signal that the instrument can notice is at its input.
+bool signalPresent(const Bench* bench) {
+    const Dut& dut = bench->dutFile.dut;
+    return !dut.faults.noSignal && dut.power_dBm >= levelDetected_dBm &&
+           dut.frequency_Hz >= bench->boards.carrierMin_Hz && dut.frequency_Hz <= bench->boards.carrierMax_Hz;
+}
+
+double carrierAt_Hz(const Bench* bench, uint64_t when) {
+    const Dut& dut = bench->dutFile.dut;
+    return dut.frequency_Hz + dut.faults.drift_HzPerS * (double(when) - double(bench->dutSince)) * secondsPerTick;
+}
+
+/// The carrier reaches the channel's mixer and counter.
+bool carrierPasses(const Bench* bench, Channel channel) {
+    const ChannelSettings& settings = bench->channel[channel].settings;
+    const double carrier_Hz = bench->dutFile.dut.frequency_Hz;
+    const Passband band = unitBoards_passband(bench->boards, settings.path);
+    const bool reached = !bench->boards.hasHighInput || settings.highInput == (settings.path != DutPath::direct);
+    const bool dead = channel == channelB && bench->dutFile.dut.faults.channelBDead;
+    return signalPresent(bench) && reached && !dead && carrier_Hz >= band.min_Hz && carrier_Hz <= band.max_Hz;
 }
 
 /// What drives the channel's mixer.
@@ -122,12 +140,12 @@ LoopCircuit circuitOf(Bench* bench, Channel channel) {
     const ChannelSettings& settings = state.settings;
     const Faults& faults = bench->dutFile.dut.faults;
     const uint32_t prescaler = benchState_prescaler(settings);
-    const bool carrier = benchState_carrierPasses(bench, channel);
+    const bool carrier = carrierPasses(bench, channel);
     const MixerSource source = mixerSource(bench, channel);
     LoopCircuit circuit{};
     circuit.closed =
         !settings.open && settings.tuneSource == TuneSource::loop && settings.capacitor != 0 && !faults.tuneRail;
-    circuit.offset_Hz = carrier ? benchState_carrier_Hz(bench, state.loopTime) / prescaler - source.frequency_Hz : 0;
+    circuit.offset_Hz = carrier ? carrierAt_Hz(bench, state.loopTime) / prescaler - source.frequency_Hz : 0;
     circuit.drift_HzPerS = carrier ? faults.drift_HzPerS / prescaler : 0;
     circuit.sensitivity_HzPerV = source.sensitivity_HzPerV;
     circuit.middle_V = source.middle_V;
@@ -164,89 +182,22 @@ void runLoop(Bench* bench, Channel channel, uint64_t now) {
         state.loop.phase_rad = anyPhase(&state.phases);
 }
 
+void runLoops(Bench* bench, uint64_t until) {
+    for (const Channel c : {channelA, channelB})
+        runLoop(bench, c, until);
+}
+
 void newDut(Bench* bench) {
     bench->dutSince = clock_now();
-    bench->dutChanged = true;
+    ++bench->dutVersion;
     for (const Channel c : {channelA, channelB}) {
         bench->channel[c].noiseOf = {};
         loop_change(&bench->channel[c].loop, circuitOf(bench, c));
     }
 }
 
-/// What the counter behind a channel's prescaler and a further division by `ratio` gets at a moment; 0: no edges.
-double counterInput_Hz(const Bench* bench, Channel channel, uint32_t ratio, uint64_t moment) {
-    const uint32_t division = benchState_prescaler(bench->channel[channel].settings) * ratio;
-    const double input_Hz = benchState_carrier_Hz(bench, moment) / division;
-    if (!benchState_carrierPasses(bench, channel) || input_Hz > counterInputMax_Hz)
-        return 0;
-    const bool disagrees = channel == channelB && bench->dutFile.dut.faults.counterDisagrees;
-    return (disagrees ? input_Hz * (1 + counterFault) : input_Hz) * bench->dutFile.dut.pulses.dutyCycle();
-}
-
-/// Ticks of `clock_Hz` that so many periods take; the phase between the two is arbitrary.
-EdgeCount countEdges(Bench* bench, Channel channel, double input_Hz, double periods, double clock_Hz) {
-    const double phase = random_uniform(bench->channel[channel].counterPhase);
-    if (input_Hz <= 0 || periods < 1)
-        return {0, 0};
-    return {uint64_t(periods), uint64_t(std::floor(periods * clock_Hz / input_Hz + phase))};
-}
-
-} // namespace
-
-void benchState_runLoops(Bench* bench, uint64_t until) {
-    for (const Channel c : {channelA, channelB})
-        runLoop(bench, c, until);
-}
-
-void benchState_updateAt(Bench* bench, uint64_t moment) {
-    benchState_runLoops(bench, moment);
-    if (dutFile_refresh(&bench->dutFile))
-        newDut(bench);
-}
-
-void benchState_update(Bench* bench) {
-    benchState_updateAt(bench, clock_now());
-}
-
-bool benchState_signalPresent(const Bench* bench) {
-    const Dut& dut = bench->dutFile.dut;
-    return !dut.faults.noSignal && dut.power_dBm >= levelDetected_dBm &&
-           dut.frequency_Hz >= bench->boards.carrierMin_Hz && dut.frequency_Hz <= bench->boards.carrierMax_Hz;
-}
-
-double benchState_carrier_Hz(const Bench* bench, uint64_t when) {
-    const Dut& dut = bench->dutFile.dut;
-    return dut.frequency_Hz + dut.faults.drift_HzPerS * (double(when) - double(bench->dutSince)) * secondsPerTick;
-}
-
-uint32_t benchState_prescaler(const ChannelSettings& settings) {
-    return settings.path == DutPath::divider ? settings.prescaler : 1;
-}
-
-bool benchState_carrierPasses(const Bench* bench, Channel channel) {
-    const ChannelSettings& settings = bench->channel[channel].settings;
-    const double carrier_Hz = bench->dutFile.dut.frequency_Hz;
-    const Passband band = unitBoards_passband(bench->boards, settings.path);
-    const bool reached = !bench->boards.hasHighInput || settings.highInput == (settings.path != DutPath::direct);
-    const bool dead = channel == channelB && bench->dutFile.dut.faults.channelBDead;
-    return benchState_signalPresent(bench) && reached && !dead && carrier_Hz >= band.min_Hz &&
-           carrier_Hz <= band.max_Hz;
-}
-
-double benchState_mixerSlope(const Bench* bench, Channel channel) {
-    const ChannelSettings& settings = bench->channel[channel].settings;
-    if (!benchState_carrierPasses(bench, channel))
-        return 0;
-    const Dut& dut = bench->dutFile.dut;
-    const double power_dBm =
-        dut.power_dBm - settings.attenuation_dB + (settings.preamplifier ? preamplifierGain_dB : 0.0);
-    const double drive_dB = power_dBm - unitBoards_fullDrive_dBm(bench->boards, dut.frequency_Hz);
-    const double slope = chain_mixerSlope(dut.frequency_Hz / benchState_prescaler(settings), drive_dB, channel) *
-                         sourceDrive(bench, channel);
-    return channel == channelB && dut.faults.unlikeDetectors ? unlikeDetectorShare * slope : slope;
-}
-
-ChannelChain benchState_chain(const Bench* bench, Channel channel) {
+/// The channel as its spectrum sees it at the moment of the loop's state.
+ChannelChain chainOf(const Bench* bench, Channel channel) {
     const Bench::ChannelState& state = bench->channel[channel];
     const uint32_t prescaler = benchState_prescaler(state.settings);
     const LoopCircuit& circuit = state.loop.circuit;
@@ -270,6 +221,45 @@ ChannelChain benchState_chain(const Bench* bench, Channel channel) {
     return chain;
 }
 
+/// What the counter behind a channel's prescaler and a further division by `ratio` gets at a moment; 0: no edges.
+double counterInput_Hz(const Bench* bench, Channel channel, uint32_t ratio, uint64_t moment) {
+    const uint32_t division = benchState_prescaler(bench->channel[channel].settings) * ratio;
+    const double input_Hz = carrierAt_Hz(bench, moment) / division;
+    if (!carrierPasses(bench, channel) || input_Hz > counterInputMax_Hz)
+        return 0;
+    const bool disagrees = channel == channelB && bench->dutFile.dut.faults.counterDisagrees;
+    return (disagrees ? input_Hz * (1 + counterFault) : input_Hz) * bench->dutFile.dut.pulses.dutyCycle();
+}
+
+} // namespace
+
+void benchState_updateAt(Bench* bench, uint64_t moment) {
+    runLoops(bench, moment);
+    if (dutFile_refresh(&bench->dutFile))
+        newDut(bench);
+}
+
+void benchState_update(Bench* bench) {
+    benchState_updateAt(bench, clock_now());
+}
+
+uint32_t benchState_prescaler(const ChannelSettings& settings) {
+    return settings.path == DutPath::divider ? settings.prescaler : 1;
+}
+
+double benchState_mixerSlope(const Bench* bench, Channel channel) {
+    const ChannelSettings& settings = bench->channel[channel].settings;
+    if (!carrierPasses(bench, channel))
+        return 0;
+    const Dut& dut = bench->dutFile.dut;
+    const double power_dBm =
+        dut.power_dBm - settings.attenuation_dB + (settings.preamplifier ? preamplifierGain_dB : 0.0);
+    const double drive_dB = power_dBm - unitBoards_fullDrive_dBm(bench->boards, dut.frequency_Hz);
+    const double slope = chain_mixerSlope(dut.frequency_Hz / benchState_prescaler(settings), drive_dB, channel) *
+                         sourceDrive(bench, channel);
+    return channel == channelB && dut.faults.unlikeDetectors ? unlikeDetectorShare * slope : slope;
+}
+
 void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_t seed) {
     const Guard guard(bench->mutex);
     bench->boards = boards;
@@ -284,24 +274,8 @@ void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_
                              random_stream(seed, streamCounter, c),
                              random_stream(seed, streamPhases, c),
                              random_stream(seed, streamAdc, c)};
-    bench->fd = {7, FdChannel::cross, {}, {}};
-    bench->fd.correlations.fill(1);
-    if (boards.fpga == FpgaGeneration::second)
-        bench->fd.points = pointsAtStartSecond;
-    else
-        bench->fd.points.fill(pointsAtStart);
-    for (uint32_t i = 0; i < stagesMax; ++i) {
-        bench->stages[i] = {random_stream(seed, streamSpectrum, i), {}, 0, {}, 0};
-        bench->stages[i].buffer.reserve(stagePointsMax);
-    }
-    for (std::vector<uint16_t>& samples : bench->samples)
-        samples.reserve(samplePairsMax); // a record stays where it is
     bench->levelNoise = random_stream(seed, streamLevel, 0);
     bench->phaseNoise = random_stream(seed, streamPhaseNoise, 0);
-    bench->captured = {};
-    bench->captureEnd = 0;
-    bench->captureChannel = FdChannel::cross;
-    bench->captureRunning = false;
     newDut(bench);
 }
 
@@ -336,7 +310,7 @@ void bench_set(Bench* bench, Channel channel, const ChannelSettings& settings) {
 double bench_readLevel_dBm(Bench* bench) {
     const Guard guard(bench->mutex);
     benchState_update(bench);
-    if (!benchState_signalPresent(bench))
+    if (!signalPresent(bench))
         return noLevel_dBm;
     const Dut& dut = bench->dutFile.dut;
     return dut.power_dBm + 10 * std::log10(dut.pulses.dutyCycle()) + levelSpread_dB * random_normal(bench->levelNoise);
@@ -362,23 +336,10 @@ EdgeCount bench_count(Bench* bench, const CountRequest& request) {
     const double input_Hz =
         counterInput_Hz(bench, channel, ratio, request.start_ns + length_ns / 2) / std::max(request.ratio, 1U);
     const double periods = std::floor(double(length_ns) * secondsPerTick * input_Hz);
-    return countEdges(bench, channel, input_Hz, periods, request.clock_Hz);
-}
-
-std::array<EdgeCount, channels> bench_countGate(Bench* bench, uint32_t ratio, double gate_s) {
-    std::array<EdgeCount, channels> counts{};
-    {
-        const Guard guard(bench->mutex);
-        benchState_update(bench);
-        const uint64_t middle = clock_now() + uint64_t(gate_s / 2 / secondsPerTick);
-        for (const Channel c : {channelA, channelB}) {
-            const double input_Hz = counterInput_Hz(bench, c, std::max(ratio, 1U), middle);
-            counts[c] = countEdges(bench, c, input_Hz, std::floor(gate_s * input_Hz) + 1,
-                                   benchState_sampleRate_Hz(bench->boards, 0));
-        }
-    }
-    clock_take(uint64_t(gate_s / secondsPerTick));
-    return counts;
+    const double phase = random_uniform(bench->channel[channel].counterPhase); // between signal and ticks
+    if (input_Hz <= 0 || periods < 1)
+        return {0, 0};
+    return {uint64_t(periods), uint64_t(std::floor(periods * request.clock_Hz / input_Hz + phase))};
 }
 
 ChannelTruth bench_truth(Bench* bench, Channel channel) {
@@ -395,6 +356,17 @@ ChannelTruth bench_truth(Bench* bench, Channel channel) {
             loop_damping(circuit),
             state.noise_rad2,
             loop_locked(state.loop)};
+}
+
+bool bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot, uint64_t settling_ns) {
+    const Guard guard(bench->mutex);
+    benchState_update(bench);
+    runLoops(bench, clock_now() + settling_ns);
+    const SignalChain now{chainOf(bench, channelA), chainOf(bench, channelB)};
+    if (snapshot->dutVersion == bench->dutVersion && snapshot->chain == now)
+        return false;
+    *snapshot = {now, bench->dutFile.dut, bench->dutVersion};
+    return true;
 }
 
 } // namespace vi

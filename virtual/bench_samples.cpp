@@ -2,7 +2,6 @@
 
 #include "virtual/bench.h"
 #include "virtual/bench_state.h"
-#include "virtual/clock.h"
 #include "virtual/noise_record.h"
 
 #include <algorithm>
@@ -22,8 +21,6 @@ constexpr std::array<double, channels> adcOffset_codes{11, -7};
 // Low passes, as Butterworth filters of that order: of the IF chain, and of the decimation.
 constexpr double ifCorner_Hz = 60e6, ifOrder = 4;
 constexpr double decimationCorner = 0.45, decimationOrder = 10; // of the reduced rate
-
-constexpr double timeoutFactor = 1.2, timeoutExtra_s = 2; // after which missing samples are given up
 
 constexpr double stepsPerRecord = 500'000; // of a loop on its way; a longer way is not followed
 constexpr double slowestOffset_Hz = 1e-3;  // of noise that counts
@@ -215,27 +212,6 @@ bool bench_delivers(Bench* bench) {
     const std::lock_guard<std::mutex> guard(bench->mutex);
     benchState_update(bench);
     return !bench->dutFile.dut.faults.samplesMissing;
-}
-
-bool bench_record(Bench* bench, uint32_t pairs, uint32_t divider) {
-    pairs = std::clamp(pairs, 2U, samplePairsMax);
-    const double clock_Hz = bench_baseSampleRate_Hz(bench);
-    double length_s = pairs / (clock_Hz / std::max(divider, 1U));
-    const bool comes = bench_delivers(bench);
-    if (comes) {
-        for (std::vector<uint16_t>& samples : bench->samples)
-            samples.resize(pairs);
-        bench_takeRecord(bench, {clock_now(), clock_Hz, divider}, bench->samples[channelA], bench->samples[channelB]);
-    } else {
-        length_s = timeoutFactor * length_s + timeoutExtra_s;
-    }
-    clock_take(uint64_t(length_s * 1e9));
-    return comes;
-}
-
-std::span<uint16_t> bench_samples(Bench* bench, Channel channel) {
-    const std::lock_guard<std::mutex> guard(bench->mutex);
-    return bench->samples[channel];
 }
 
 } // namespace vi

@@ -4,6 +4,8 @@
 #include "virtual/bench.h"
 #include "virtual/sample_source.h"
 
+#include <map>
+
 namespace vi {
 
 class BenchSource final : public SampleSource {
@@ -22,13 +24,12 @@ public:
 private:
     struct Kept {
         StageExpectation expectation;
-        uint64_t version = UINT64_MAX;
-        double sampleRate_Hz = 0;
+        double sampleRate_Hz = 0; // 0: of another snapshot
     };
 
     Bench& bench_;
     BenchSnapshot snapshot_;
-    std::array<Kept, stagesMax> kept_;
+    std::map<uint32_t, Kept> kept_; // by stage
 };
 
 } // namespace vi

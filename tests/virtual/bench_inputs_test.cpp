@@ -1,14 +1,9 @@
 // A pulsed carrier, and oscillators at the reference inputs.
 #include "bench_fixture.h"
 
-#include <cmath>
-#include <gtest/gtest.h>
-
 using namespace vi;
 
 namespace {
-
-constexpr double codesPerVolt = 65536 / 1.6;
 
 Dut pulsedDut(double width_s, double period_s) {
     Dut dut = flatDut(100e6, -170);
@@ -42,12 +37,11 @@ TEST(PulsedCarrier, ARecordShowsTheBeatInThePulsesOnly) {
     for (const auto& [width_s, period_s, shown] : cases) {
         TestBench bench(pulsedDut(width_s, period_s));
         bench.offsetSources(-130e3); // no multiple of the repetition
-        ASSERT_TRUE(bench_record(&bench, 16384, 8));
+        const auto record = bench.record(16384, 8);
         double highest = 0, there = 0;
-        for (const uint16_t code : bench_samples(&bench, channelA)) {
-            const double volts = std::abs(code - 32768.0 - 11) / codesPerVolt;
-            highest = std::max(highest, volts);
-            there += volts > 0.02;
+        for (const double volts : record[channelA]) {
+            highest = std::max(highest, std::abs(volts));
+            there += std::abs(volts) > 0.02;
         }
         EXPECT_NEAR(highest / bench.slope(channelA), shown, 0.02);
         if (shown == 1) {
@@ -66,8 +60,9 @@ TEST(PulsedCarrier, TheLoopTheCountersAndTheDetectorSeeItsAverage) {
     EXPECT_NEAR(quarter.wn_rad_s / whole.wn_rad_s, 0.5, 1e-3);
     EXPECT_NEAR(quarter.damping / whole.damping, 0.5, 1e-3);
     EXPECT_NEAR(bench_readLevel_dBm(&pulsed), 8 - 6.02, 0.1);
-    const EdgeCount reading = bench_countGate(&pulsed, 1, 0.01)[channelA];
-    EXPECT_NEAR(double(reading.periods) * 250e6 / double(reading.ticks), 25e6, 100);
+    pulsed.set([](ChannelSettings& s) { s.counterRatio = 1; });
+    const EdgeCount reading = pulsed.count(CounterInput::adcA, 1, 0.01);
+    EXPECT_NEAR(double(reading.periods) * adcClock_Hz / double(reading.ticks), 25e6, 100);
 }
 
 TEST(ExternalReference, ItBeatsAsItIsTunedAndDrivesTheMixerByItsLevel) {
@@ -87,7 +82,6 @@ TEST(ExternalReference, ItBeatsAsItIsTunedAndDrivesTheMixerByItsLevel) {
     TestBench open(flatDut(100e6, -170));
     takeReferences(&open, 9);
     EXPECT_EQ(open.slope(channelA), 0);
-    EXPECT_TRUE(bench_record(&open, 1024, 1)) << "the background of an idle mixer";
 }
 
 TEST(ExternalReference, EachChannelShowsTheNoiseOfItsOwn) {
@@ -97,12 +91,13 @@ TEST(ExternalReference, EachChannelShowsTheNoiseOfItsOwn) {
     bench.close(1000);
     ASSERT_TRUE(bench.locked());
     EXPECT_NEAR(bench_readTune_V(&bench, channelA), 4, 0.01);
-    bench_setFdCorrelations(&bench, 1, 1'000'000);
-    for (const auto& [channel, spectrum, level_dB] :
-         {std::tuple(channelA, FdChannel::aOnly, -110.0), {channelB, FdChannel::bOnly, -113.0}}) {
-        bench_setFdChannel(&bench, spectrum);
-        const SpectrumPoint point = bench.capture(1)[300];
-        const double density = 10 * std::log10(double(point.re)) - 20 * std::log10(bench.slope(channel));
-        EXPECT_NEAR(density, level_dB, 0.1);
+    const StageExpectation& stage = bench.expect(10e3);
+    EXPECT_NEAR(10 * std::log10(stage.sxx[300]) - 20 * std::log10(bench.slope(channelA)), -110, 0.01);
+    EXPECT_NEAR(10 * std::log10(stage.syy[300]) - 20 * std::log10(bench.slope(channelB)), -113, 0.01);
+    constexpr uint32_t divider = 32; // the phase up to half of the reduced rate
+    const auto record = bench.record(16384, divider);
+    for (const auto& [channel, level_dB] : {std::pair(channelA, -110.0), {channelB, -113.0}}) {
+        const double phase_rad = std::sqrt(std::pow(10, level_dB / 10) * adcClock_Hz / divider);
+        EXPECT_NEAR(deviation(record[channel]) / bench.slope(channel) / phase_rad, 1, 0.03);
     }
 }

@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <map>
 
 using namespace vi;
 
@@ -179,6 +180,28 @@ TEST_P(BothGenerations, ASpectrumIsItsExpectationInTheLayoutAndAtTheTimeOfTheBoa
     }
     rig.command("stagea");
     rig.expectNoFault();
+}
+
+TEST_P(BothGenerations, ASeedFixesEverySpectrumWhateverTheOrderOfFetching) {
+    const auto fetch = [&](int stage) { return rig.receive<float>(2 * 512, "stage" + std::to_string(stage) + "f"); };
+    const auto capture = [&](std::array<int, 2> order) {
+        rig.command(std::string(spectra) + "stage21,stage41,muxe");
+        std::map<int, std::vector<float>> got;
+        for (const int stage : order)
+            got[stage] = fetch(stage);
+        EXPECT_EQ(fetch(2), got[2]) << "a second look at the same capture";
+        return got;
+    };
+    rig.board.core().reseed(7);
+    const auto first = capture({2, 4}), next = capture({2, 4});
+    EXPECT_NE(next, first);
+    const double densities = KnownSource::density(4, 0) / KnownSource::density(2, 0);
+    EXPECT_GT(std::abs(first.at(4)[0] / first.at(2)[0] / densities - 1), 1e-3) << "each stage has noise of its own";
+    rig.board.core().reseed(7);
+    EXPECT_EQ(capture({4, 2}), first);
+    EXPECT_EQ(capture({2, 4}), next);
+    rig.board.core().reseed(8);
+    EXPECT_NE(capture({2, 4}), first);
 }
 
 TEST_P(BothGenerations, TheFormatOfTheAdcsMatters) {

@@ -22,10 +22,12 @@ int choose(Device* device, int selection) {
     }
 }
 
-FdChannel channelOf(Device* device) {
+enum class Spectrum { ofA, ofB, cross };
+
+Spectrum spectrumOf(Device* device) {
     if (Device_isFdChannelAOnly(device) != 0)
-        return FdChannel::aOnly;
-    return Device_isFdChannelBOnly(device) != 0 ? FdChannel::bOnly : FdChannel::cross;
+        return Spectrum::ofA;
+    return Device_isFdChannelBOnly(device) != 0 ? Spectrum::ofB : Spectrum::cross;
 }
 
 } // namespace
@@ -63,10 +65,10 @@ TEST_F(AdapterTest, EveryBoardRunsWithEachOfItsReferences) {
 }
 
 TEST_F(AdapterTest, EachMethodMeasuresOnEachBoard) {
-    const std::pair<uint32_t, FdChannel> methods[] = {
-        {methodSingle, FdChannel::aOnly}, {methodDut, FdChannel::aOnly}, {methodCrossCorrelation, FdChannel::cross}};
+    const std::pair<uint32_t, Spectrum> methods[] = {
+        {methodSingle, Spectrum::ofA}, {methodDut, Spectrum::ofA}, {methodCrossCorrelation, Spectrum::cross}};
     for (const char* serial : {board1C, board2AFirstFpga, board2B, board2C, board2D})
-        for (const auto& [method, channel] : methods) {
+        for (const auto& [method, spectrum] : methods) {
             SCOPED_TRACE(testing::Message() << serial << ", method " << method);
             attach(loud(1e9, 8), serial);
             ASSERT_EQ(configPN_setReference(device, referenceLowNoise), 0);
@@ -74,7 +76,7 @@ TEST_F(AdapterTest, EachMethodMeasuresOnEachBoard) {
             ASSERT_EQ(pn_measure_execfrequencySearch(device), 0);
             configPN_setOffsetMin(device, 1);
             EXPECT_EQ(run(), 0);
-            EXPECT_EQ(channelOf(device), channel);
+            EXPECT_EQ(spectrumOf(device), spectrum);
             expectTrace(1e4, 5e7, 0.3, 3.0);
         }
 }
