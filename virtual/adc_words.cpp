@@ -54,7 +54,8 @@ uint16_t AdcWords::wordOf(uint16_t sample) const {
 }
 
 uint16_t AdcWords::patternWord(uint64_t number) const {
-    static const std::vector<uint8_t> longPeriod = periodOf(longSequence), shortPeriod = periodOf(shortSequence);
+    static const auto& longPeriod = *new auto(periodOf(longSequence));
+    static const auto& shortPeriod = *new auto(periodOf(shortSequence));
     switch (pattern_) {
     case Pattern::checkerboard: return number % 2 == 0 ? 0xAAAA : 0x5555;
     case Pattern::toggle: return number % 2 == 0 ? 0xFFFF : 0x0000;

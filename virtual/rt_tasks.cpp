@@ -24,7 +24,7 @@ struct Event {
 };
 
 std::mutex eventsMutex;
-std::deque<Event> events; // guarded by eventsMutex; they never move and are never given back
+auto& events = *new std::deque<Event>; // guarded by eventsMutex; they never move and are never given back
 
 Event* eventOf(const RT_EVENT* event) {
     // NOLINTNEXTLINE(performance-no-int-to-ptr): the handle is the boundary's, and opaque there

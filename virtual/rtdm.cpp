@@ -26,7 +26,7 @@ struct Registration {
 constexpr int descriptorsMax = 1024;
 
 std::mutex mutex;
-std::vector<Registration> registrations;                          // guarded by mutex
+auto& registrations = *new std::vector<Registration>;             // guarded by mutex; in use until the process is gone
 std::array<std::atomic<RtDevice*>, descriptorsMax> openDevices{}; // by descriptor
 
 RtDevice* deviceOf(int descriptor) {

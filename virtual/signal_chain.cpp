@@ -27,7 +27,7 @@ constexpr double adcNoise = 3.0e-17; // two-sided, V^2/Hz: 76 dB below full scal
 constexpr std::array<double, 4> tunings_HzPerV{100, 250, 1000, 100}; // by reference
 
 // Noise of one reference source at 100 MHz.
-const std::array<NoiseCurve, 4> referenceNoise = {{
+const auto& referenceNoise = *new std::array<NoiseCurve, 4>{{
     {{{1, -95}, {10, -125}, {100, -140}, {1e3, -147}, {1e4, -150}, {1e5, -152}, {1e6, -160}, {1e7, -165}}},
     {{{1, -75}, {10, -105}, {100, -125}, {1e3, -140}, {1e4, -150}, {1e5, -155}, {1e6, -165}, {1e7, -170}}},
     {{{1, -60}, {10, -90}, {100, -115}, {1e3, -138}, {1e4, -152}, {1e5, -162}, {1e6, -170}, {1e7, -173}}},
