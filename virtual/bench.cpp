@@ -342,6 +342,12 @@ EdgeCount bench_count(Bench* bench, const CountRequest& request) {
     return {uint64_t(periods), uint64_t(std::floor(periods * request.clock_Hz / input_Hz + phase))};
 }
 
+Faults bench_faults(Bench* bench) {
+    const Guard guard(bench->mutex);
+    benchState_update(bench);
+    return bench->dutFile.dut.faults;
+}
+
 ChannelTruth bench_truth(Bench* bench, Channel channel) {
     const Guard guard(bench->mutex);
     benchState_update(bench);

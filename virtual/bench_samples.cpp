@@ -208,10 +208,4 @@ void bench_takeRecord(Bench* bench, const RecordRequest& request, std::span<uint
     takeRecord(bench, request.clock_Hz / std::max(request.divider, 1U), a, b);
 }
 
-bool bench_delivers(Bench* bench) {
-    const std::lock_guard<std::mutex> guard(bench->mutex);
-    benchState_update(bench);
-    return !bench->dutFile.dut.faults.samplesMissing;
-}
-
 } // namespace vi

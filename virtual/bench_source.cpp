@@ -19,6 +19,11 @@ void BenchSource::beginSpectra(uint64_t length_ns) {
         kept.sampleRate_Hz = 0;
 }
 
+DeliveryFaults BenchSource::faults() {
+    const Faults faults = bench_faults(&bench_);
+    return {faults.fpgaSilent, faults.samplesMissing, faults.stageTimeout};
+}
+
 const StageExpectation& BenchSource::expectation(uint32_t stage, double sampleRate_Hz, uint32_t points) {
     Kept& kept = kept_[stage];
     if (kept.sampleRate_Hz != sampleRate_Hz || kept.expectation.sxx.size() != points) {

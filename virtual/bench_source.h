@@ -15,7 +15,7 @@ public:
 
     void beginSpectra(uint64_t length_ns) override;
     const StageExpectation& expectation(uint32_t stage, double sampleRate_Hz, uint32_t points) override;
-    bool delivers() override { return bench_delivers(&bench_); }
+    DeliveryFaults faults() override;
     void record(const RecordRequest& request, std::span<uint16_t> a, std::span<uint16_t> b) override {
         bench_takeRecord(&bench_, request, a, b);
     }

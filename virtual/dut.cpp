@@ -25,6 +25,7 @@ struct Range {
 constexpr Range carrierRange_Hz{1e-3, 1e12}, powerRange_dBm{-200, 40};
 constexpr Range offsetRange_Hz{1e-6, 1e12}, noiseRange_dBcHz{-300, 100}, spurRange_dBc{-300, 0};
 constexpr Range driftRange_HzPerS{-1e9, 1e9}, pulseRange_s{1e-9, 1e3};
+constexpr Range stageRange{0, 7};
 constexpr Range sensitivityRange_HzPerV{1e-3, 1e9}, tuneRange_V{0, 20};
 constexpr double tuneMiddle_V = 7.2;
 
@@ -115,6 +116,20 @@ const toml::table& tableOf(const toml::node& node, const std::string& name) {
     return *table;
 }
 
+/// Bit n for each stage n of a list.
+uint32_t readStages(const toml::node& node, const std::string& name) {
+    const toml::array* list = node.as_array();
+    if (list == nullptr)
+        refuseKind(node, name, "a list of stages");
+    uint32_t bits = 0;
+    for (const toml::node& entry : *list) {
+        if (!entry.is_integer())
+            refuseKind(entry, "a stage of " + name, "a whole number");
+        bits |= 1U << static_cast<uint32_t>(readNumber(entry, "a stage of " + name, stageRange));
+    }
+    return bits;
+}
+
 Faults readFaults(const toml::table& table) {
     Faults faults;
     const std::pair<std::string_view, bool*> flags[] = {
@@ -126,8 +141,9 @@ Faults readFaults(const toml::table& table) {
         {"unlike_detectors", &faults.unlikeDetectors},
         {"counter_disagrees", &faults.counterDisagrees},
         {"samples_missing", &faults.samplesMissing},
+        {"fpga_silent", &faults.fpgaSilent},
     };
-    constexpr std::string_view drift = "drift_hz_per_s";
+    constexpr std::string_view drift = "drift_hz_per_s", stages = "stage_timeout";
     for (const auto& [key, value] : table) {
         const std::string_view given = key.str();
         const std::string name = "faults." + std::string(given);
@@ -135,6 +151,8 @@ Faults readFaults(const toml::table& table) {
                                         [given](const auto& known) { return known.first == given; });
         if (given == drift)
             faults.drift_HzPerS = readNumber(value, name, driftRange_HzPerS);
+        else if (given == stages)
+            faults.stageTimeout = readStages(value, name);
         else if (flag == std::end(flags))
             refuse(key.source(), "unknown key " + name);
         else if (!value.is_boolean())

@@ -27,6 +27,8 @@
 ///   unlike_detectors  = false        # the detector of channel B has lost half of its slope
 ///   counter_disagrees = false        # the counter of channel B reads 1e-4 too much
 ///   samples_missing   = false        # samples never come
+///   fpga_silent       = false        # the FPGA takes commands and does nothing
+///   stage_timeout     = []           # the spectra of these stages, 0 to 7, never come
 ///
 /// Offsets are 1e-6 to 1e12 Hz and ascend; a list has at most 1000 rows. A key that is not in this list, a wrong type,
 /// a value out of range, a missing key or a file above 1 MiB is refused as a whole.
@@ -55,6 +57,8 @@ struct Faults {
     bool unlikeDetectors = false;
     bool counterDisagrees = false;
     bool samplesMissing = false;
+    bool fpgaSilent = false;
+    uint32_t stageTimeout = 0; // bit n: stage n
 };
 
 /// The carrier is there from the start of each period for `width_s`. A period of 0: all the time.

@@ -34,6 +34,13 @@ struct EdgeCount {
     uint64_t periods, ticks;
 };
 
+/// What is broken on the way from the ADCs to the processor.
+struct DeliveryFaults {
+    bool coreSilent = false;     // the soft core takes commands and does nothing
+    bool samplesMissing = false; // sample pairs never come
+    uint32_t stagesMissing = 0;  // bit n: the spectrum of stage n never comes
+};
+
 class SampleSource {
 public:
     virtual ~SampleSource() = default;
@@ -50,8 +57,7 @@ public:
         return silence_;
     }
 
-    /// Sample pairs come at all.
-    virtual bool delivers() { return true; }
+    virtual DeliveryFaults faults() { return {}; }
     /// Fills samples of both channels, as many of each: 16 bits around 32768, low-passed below half of the reduced
     /// rate.
     virtual void record(const RecordRequest& /*request*/, std::span<uint16_t> a, std::span<uint16_t> b) {

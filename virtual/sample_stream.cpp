@@ -216,6 +216,8 @@ void SampleStream::waitUntil(std::unique_lock<std::mutex>& lock, uint64_t date_n
 
 uint64_t SampleStream::arrival_ns(uint32_t bytes) const {
     const double rate = block_->bytesPerSecond;
+    if (block_->first_ns == never)
+        return never;
     return block_->first_ns + (rate > 0 ? static_cast<uint64_t>(std::ceil(bytes / rate * second_ns)) : 0);
 }
 

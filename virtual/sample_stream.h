@@ -29,7 +29,7 @@ inline constexpr double sampleStream_portRate = 5e6;         // bytes per second
 /// A block as the FPGA begins to send it.
 struct StreamBlock {
     uint32_t bytes = 0;
-    uint64_t first_ns = 0;     // on the clock: when its first bytes set out
+    uint64_t first_ns = 0;     // on the clock: when its first bytes set out; UINT64_MAX for never
     double bytesPerSecond = 0; // 0: all come at once
     /// Writes the bytes from `offset` on straight into the reader's memory. Called by readers, without a lock, each
     /// byte once and in order; also after the block was given up.

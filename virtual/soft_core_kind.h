@@ -38,6 +38,8 @@ struct SourceAccess {
     SampleSource& source;
 };
 
+[[nodiscard]] DeliveryFaults sourceFaults(SourceAccess& source);
+
 inline constexpr uint64_t coreNever_ns = UINT64_MAX;
 /// The moment so long after another; coreNever_ns from a year on.
 [[nodiscard]] uint64_t core_after(uint64_t start_ns, double seconds);

@@ -29,18 +29,13 @@ void take(SampleSource& source, Record* record) {
         record->words[i] = a[i] | static_cast<uint32_t>(b[i]) << 16;
 }
 
-bool comes(SourceAccess& source, double clock_Hz) {
-    const std::lock_guard lock(source.mutex);
-    return clock_Hz > 0 && source.source.delivers();
-}
-
 } // namespace
 
 StreamBlock coreSamples_block(SourceAccess& source, ConverterState converters, uint32_t divider, uint32_t pairs) {
     const uint64_t now = clock_now();
     const double clock_Hz = converters.clock_Hz;
     auto record = std::make_shared<Record>(Record{std::move(converters), {now, clock_Hz, divider}, pairs, {}});
-    const bool come = comes(source, clock_Hz);
+    const bool come = clock_Hz > 0 && !sourceFaults(source).samplesMissing;
     return {pairs * pairBytes, come ? now : coreNever_ns,
             come ? std::min(clock_Hz / divider * pairBytes, sampleStream_portRate) : 0,
             [&source, record](uint32_t offset, std::span<uint8_t> out) {

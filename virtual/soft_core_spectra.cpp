@@ -132,7 +132,8 @@ std::optional<StreamBlock> SpectrumPipeline::fetch(uint32_t stage) {
             draw(capture.get(), stage);
         memcpy(out.data(), reinterpret_cast<const uint8_t*>(capture->results[stage].data()) + offset, out.size());
     };
-    return StreamBlock{bytes, running_->ready_ns[stage], sampleStream_portRate, fill};
+    const bool comes = (sourceFaults(source_).stagesMissing >> stage & 1) == 0;
+    return StreamBlock{bytes, comes ? running_->ready_ns[stage] : coreNever_ns, sampleStream_portRate, fill};
 }
 
 void SpectrumPipeline::abort() {

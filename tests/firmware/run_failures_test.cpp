@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <fstream>
 #include <future>
 #include <mutex>
 #include <optional>
@@ -167,7 +168,8 @@ TEST(RunFailure, IsToldOnceAndDoesNotOutlastItsCause) {
         {"counters disagree", loud(carrier_Hz, 8, {.counterDisagrees = true}), noSignal},
         {"detectors differ", loud(carrier_Hz, 8, {.unlikeDetectors = true}), noBeat},
         {"samples never come", loud(carrier_Hz, 8, {.samplesMissing = true}), noBeat, "*OPC",
-         lockFailed},                                                                  // its constants stand
+         lockFailed}, // its constants stand
+        {"FPGA is silent", loud(carrier_Hz, 8, {.fpgaSilent = true}), noSignal},
         {"sources do not tune", loud(1.90002e9, 8, {.unlockable = true}), lockFailed}, // a slow beat would look locked
         {"tune voltage at its rail", loud(carrier_Hz, 8, {.tuneRail = true}), lockFailed},
         {"drift out of reach", loud(carrier_Hz, 8, {.drift_HzPerS = 1e6}), lockFailed},
@@ -206,6 +208,23 @@ TEST(RunFailure, AClippingIfIsMeasuredAtTheLowestGain) {
     EXPECT_EQ(unit.run(), nothing);
     EXPECT_GE(unit.number("SENS:PN:IFG?"), 24);
     unit.expectMeasured();
+}
+
+TEST(RunFailure, AStageThatNeverComesKeepsItsSpectrumAndIsLogged) {
+    constexpr const char* log = "/tolvane/temp/fpgalog";
+    const auto spectrum = [](int stage) { return unit.block("MEM:RAM:FD" + std::to_string(stage) + ":READ?"); };
+    reset();
+    unit.connect(loud(100e6));
+    EXPECT_EQ(unit.run(), nothing);
+    const std::vector<float> second = spectrum(2), third = spectrum(3);
+    std::filesystem::remove(log);
+    unit.connect(loud(100e6, 8, {.stageTimeout = 1 << 3}));
+    EXPECT_EQ(unit.run(), nothing);
+    EXPECT_NE(spectrum(2), second);
+    EXPECT_EQ(spectrum(3), third);
+    std::string told;
+    std::getline(std::ifstream(log), told, '\0');
+    EXPECT_NE(told.find("stage 3, correlations"), std::string::npos) << told;
 }
 
 TEST_F(Interruption, AnAbortLeavesWhatWasAccumulated) {

@@ -135,7 +135,8 @@ private:
              << "\ntune_rail = " << faults.tuneRail << "\nclip = " << faults.clip
              << "\nchannel_b_dead = " << faults.channelBDead << "\nunlike_detectors = " << faults.unlikeDetectors
              << "\ncounter_disagrees = " << faults.counterDisagrees << "\nsamples_missing = " << faults.samplesMissing
-             << "\n";
+             << "\nfpga_silent = " << faults.fpgaSilent << "\nstage_timeout = ["
+             << (faults.stageTimeout != 0 ? "3" : "") << "]\n";
         file.close();
         std::filesystem::rename(draft, path);
     }

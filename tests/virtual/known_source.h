@@ -28,7 +28,7 @@ public:
         return expectation_;
     }
 
-    bool delivers() override { return gives; }
+    vi::DeliveryFaults faults() override { return {.samplesMissing = !gives}; }
     void record(const vi::RecordRequest& request, std::span<uint16_t> a, std::span<uint16_t> b) override {
         for (uint64_t i = 0; i < a.size(); ++i) {
             a[i] = sampleA(i * request.divider);
