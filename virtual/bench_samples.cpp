@@ -127,7 +127,12 @@ public:
     PhaseTrack(PhaseLoop* loop, double rate_Hz, uint32_t samples)
         : loop_(*loop), step_s_(1 / rate_Hz), length_s_(samples / rate_Hz), start_(loop->phase_rad / twoPi) {
         stepped_ = !loop_.settled && holdsNoise(loop_.circuit) && loop_steps(loop_, length_s_) <= stepsPerRecord;
-        if (!loop_.settled && !stepped_) {
+        if (stepped_) {
+            const double knots = knotsPerStep * std::max(loop_steps(loop_, length_s_), 1.0);
+            knotEvery_ = uint32_t(std::clamp(samples / knots, 1.0, double(piece)));
+            samplesLeft_ = samples;
+            sinceKnot_ = knotEvery_;
+        } else if (!loop_.settled) {
             beat_Hz_ = loop_beat_Hz(loop_);
             drift_HzPerS_ = loop_.circuit.drift_HzPerS;
         }
@@ -144,8 +149,9 @@ public:
     void fill(uint32_t first, std::span<double> turns) {
         if (stepped_) {
             for (double& turn : turns) {
-                turn = loop_.phase_rad / twoPi;
-                loop_advance(&loop_, step_s_);
+                if (sinceKnot_ == knotEvery_)
+                    advance();
+                turn = knot_ + slope_ * sinceKnot_++;
             }
             return;
         }
@@ -157,10 +163,25 @@ public:
     }
 
 private:
+    /// From one moment at which the loop is known to the next; in between its phase is a straight line.
+    void advance() {
+        const double before = loop_.phase_rad;
+        const uint32_t length = std::min(knotEvery_, samplesLeft_);
+        loop_advance(&loop_, length * step_s_);
+        samplesLeft_ -= length;
+        knot_ = before / twoPi;
+        slope_ = std::remainder(loop_.phase_rad - before, twoPi) / twoPi / length;
+        sinceKnot_ = 0;
+    }
+
+    static constexpr double knotsPerStep = 4; // of the loop's own, in which it moves by 0.1 rad
+
     PhaseLoop& loop_;
     double step_s_, length_s_, start_;
     double beat_Hz_ = 0, drift_HzPerS_ = 0;
     bool stepped_;
+    uint32_t knotEvery_ = 1, sinceKnot_ = 0, samplesLeft_ = 0; // samples
+    double knot_ = 0, slope_ = 0;                              // turns, turns per sample
 };
 
 /// Share of the time from `from_s` to `to_s` in which the carrier is there; its first pulse starts at 0.
