@@ -260,7 +260,9 @@ public:
         addPickup(first, std::span(volts).first(count));
         for (size_t i = 0; i < count; ++i) {
             const float code = volts[i] + zero + deviation * float(normals[i]);
-            samples[i] = uint16_t(int32_t(std::min(std::max(code, 0.0F), float(codes - 1)) + 0.5F));
+            const float limited = std::min(std::max(code, 0.0F), float(codes - 1));
+            // NOLINTNEXTLINE(bugprone-incorrect-roundings): the numbers are small, and lround is a call for each
+            samples[i] = uint16_t(int32_t(limited + 0.5F));
         }
     }
 

@@ -214,7 +214,7 @@ void drawLines(RandomStream& stream, const Mixing& mixing, size_t first, size_t 
 
 SplitComplex noiseRecord_transform(SplitComplex& values) {
     const size_t length = values.re.size();
-    const size_t height = size_t{1} << (std::bit_width(length) - 1) / 2, width = length / height;
+    const size_t height = size_t{1} << std::countr_zero(length) / 2, width = length / height;
     Columns columns(height);
     for (size_t first = 0; first < width; first += lanes)
         transformColumns(columns, values, width, first);
