@@ -186,6 +186,7 @@ TEST_F(Captures, ABlockThatDoesNotComeIsFilledWithZerosToItsLengthAndTheNextOneI
 
 TEST_F(Captures, SpectraAreWhatTheBenchExpects) {
     beat(1);
+    set([](ChannelSettings& s) { s.ifGain_dB = 32; }); // so that the noise of the channels, which differs, stands out
     constexpr uint32_t stages = 7;
     Device_setFdStages(debug_device, stages);
     for (uint32_t stage = 0; stage < stages; ++stage)
@@ -208,13 +209,15 @@ TEST_F(Captures, ARunLeavesTheSpectraOfItsLastCapture) {
 }
 
 TEST_F(Captures, CountersCountToOneTick) {
+    constexpr double odd_Hz = 97.1234567e6; // no simple ratio to the clock
     beat(1);
+    unit.connect({odd_Hz, 8, {{{1, -160}}}, {}, {}});
     Device_setCounterTimeout(debug_device, 0.01);
-    for (const uint32_t ratio : {1U, 8U, 1000U}) {
+    for (const uint32_t ratio : {1U, 1U, 8U, 8U, 8U, 1000U, 1000U}) {
         set([=](ChannelSettings& s) { s.counterRatio = ratio; });
         std::array<tvfreq, channels> counted{};
         EXPECT_EQ(TVPN_ADFPGA_countFrequencyAdc(driver(), &counted[channelA], &counted[channelB]), 0);
-        const double expected_Hz = carrier_Hz / ratio, tick = 1 / (0.01 * baseRate_Hz());
+        const double expected_Hz = odd_Hz / ratio, tick = 1 / (0.01 * baseRate_Hz());
         for (const tvfreq& frequency : counted) {
             double found_Hz = 0;
             tvfreq2double(&frequency, &found_Hz);
