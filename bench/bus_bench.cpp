@@ -1,9 +1,13 @@
 /// The bus beneath the boards: a register written from the driver down to the chip's model, and tuning words. And the
 /// acquisition board behind it: spectra that its soft core draws, and its sample stream.
 
+#include "acquisition/adfpga_capture.h"
 #include "drivers/FTW.h"
 #include "drivers/tvspi.h"
 #include "platform/rt.h"
+#include "virtual/acquisition_board.h"
+#include "virtual/bench.h"
+#include "virtual/bench_source.h"
 #include "virtual/clock.h"
 #include "virtual/sample_stream.h"
 #include "virtual/soft_core_spectra.h"
@@ -16,6 +20,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -162,10 +167,76 @@ void stream(benchmark::State& state) {
     state.SetBytesProcessed(state.iterations() * blockBytes);
 }
 
+// ---- samples from the firmware down to the bench --------------------------------------------------------------------
+
+/// The bench of a beat, or the same sample again and again, which costs nothing to make.
+struct Samples final : vi::SampleSource {
+    vi::BenchSource beat;
+    bool silent = false;
+
+    explicit Samples(vi::Bench& bench) : beat(bench) {}
+    void record(const vi::RecordRequest& request, std::span<uint16_t> a, std::span<uint16_t> b) override {
+        if (silent)
+            vi::SampleSource::record(request, a, b);
+        else
+            beat.record(request, a, b);
+    }
+};
+
+/// The firmware's driver down to the bench. Its memory is taken once.
+struct Capturer {
+    vi::Bench bench;
+    Samples samples{bench};
+    vi::SpiBus bus;
+    vi::AcquisitionBoard board;
+    TVPN_ADFPGA driver;
+
+    explicit Capturer(const vi::UnitBoards& boards) : board(bus, {boards.fpga, boards.acquisitionPll}, samples, 1) {
+        bench_init(&bench, boards, {"", {100e6, 8, {{{10, -95}, {1e3, -122}, {1e5, -133}, {1e7, -156}}}, {}, {}}, {}},
+                   1);
+        for (const vi::Channel c : {vi::channelA, vi::channelB}) {
+            vi::ChannelSettings settings;
+            settings.rfOn = true;
+            settings.source_Hz = 99e6;
+            bench_set(&bench, c, settings);
+        }
+        open();
+        TVPN_ADFPGA_init(&driver, boards.fpga == vi::FpgaGeneration::second ? adfpga_firstSecondGeneration : 2);
+        TVPN_ADFPGA_setTdSamplesCount(&driver, adfpga_tdSamplesMax);
+    }
+    void open() {
+        vi::rtdm_register("tvko", &bus);
+        vi::rtdm_register(vi::sampleStream_deviceName, &board.stream());
+        if (tvspiOpen() != 0)
+            abort();
+    }
+};
+
+/// A capture of 2^20 pairs into the buffers.
+void capture(benchmark::State& state, const char* serial, bool silent) {
+    static std::map<std::string, Capturer> capturers;
+    Capturer& capturer = capturers.try_emplace(serial, vi::unitBoards_of(serial)).first->second;
+    capturer.open();
+    capturer.samples.silent = silent;
+    for (auto _ : state)
+        if (TVPN_ADFPGA_captureTdSamples(&capturer.driver) != 0)
+            abort();
+    state.SetBytesProcessed(state.iterations() * adfpga_tdSamplesMax * 4);
+    tvspiClose();
+    vi::rtdm_unregister(&capturer.bus);
+}
+
+constexpr const char* firstGeneration = "220-336305910-0001";
+constexpr const char* secondGeneration = "220-336306910-0001";
+
 } // namespace
 
 BENCHMARK(registerWrite);
 BENCHMARK(tuningWord);
 BENCHMARK(spectra);
 BENCHMARK(stream);
+BENCHMARK_CAPTURE(capture, streamFirst, firstGeneration, true);
+BENCHMARK_CAPTURE(capture, streamSecond, secondGeneration, true);
+BENCHMARK_CAPTURE(capture, wholeFirst, firstGeneration, false);
+BENCHMARK_CAPTURE(capture, wholeSecond, secondGeneration, false);
 BENCHMARK_MAIN();

@@ -24,6 +24,7 @@ sys.path.insert(0, str(PROJECT / "virtual"))
 import rig  # noqa: E402
 
 HOST = "127.0.0.1"
+FIRST_GENERATION = "220-336305910-0001"  # of the acquisition board; the default serial number has the second
 MIB = 1024 * 1024
 
 
@@ -89,32 +90,42 @@ def start_seconds():
 def run_seconds(client, settings, repeats):
     client.ask("*RST;*OPC?")
     client.ask(settings)
-    times = []
+    times, loops = [], []
     for _ in range(repeats):
         start = time.monotonic()
         client.ask("INIT;:CALC:WAIT:AVER ALL;:*OPC?")
         client.block("CALC:PN:TRAC:NOIS?")
         times.append(time.monotonic() - start)
+        loops.append(int(client.ask("DIAG:PN:MEAS:TIME?")) * 1e-3)
     error = client.ask("SYST:ERR?")
     assert error.startswith("0,"), error
-    return statistics.median(times)
+    return statistics.median(times), statistics.median(loops)
 
 
 def tcp_figures(port):
-    """Rates and ratios that tcp_bench prints, by name."""
+    """Rates and ratios that tcp_bench prints, by name; of samples the megabytes per second."""
     output = subprocess.run([BUILD / "bench/tcp_bench", str(port), "2"], capture_output=True, text=True, check=True)
     rows = {}
     for line in output.stdout.splitlines():
         match = re.match(r"(.+?)\s+(\d+) /s.*?p99\s+([\d.]+) us\s+([\d.]+) of the echo, p99 ([\d.]+)", line)
         if match:
             rows[match[1]] = tuple(float(x) for x in match.groups()[1:])
+        elif match := re.match(r"(.+?)\s+([\d.]+) MB/s", line):
+            rows[match[1]] = float(match[2])
     return rows
 
 
 def rates_of(program):
-    """What a benchmark program without a network does per second, by benchmark."""
+    """What a benchmark program without a network does per second, items or bytes, by benchmark."""
     output = subprocess.run([BUILD / "bench" / program, "--benchmark_format=json"], capture_output=True, check=True)
-    return {row["name"]: row.get("items_per_second") for row in json.loads(output.stdout)["benchmarks"]}
+    return {
+        row["name"]: row.get("items_per_second", row.get("bytes_per_second"))
+        for row in json.loads(output.stdout)["benchmarks"]
+    }
+
+
+def both_generations(rates, what):
+    return ", ".join(f"{rates[f'capture/{what}{which}'] / 1e6:,.0f} MB/s" for which in ("First", "Second"))
 
 
 def results_figures():
@@ -136,6 +147,10 @@ whose echo runs at 5.4 million (a good single-threaded SCPI library reaches 2.6 
 stand for ratios of 0.37 and 0.31. The two engine rows tell what the commands themselves cost: one link in memory, no
 socket, no hand-over between threads.
 
+A capture of samples from the stream to the buffers is the firmware's own part: the FPGA's answer on the bus, the driver's
+reads of 4096 bytes and the separation of the channels. What the bench adds is physics: noise of the right spectrum in both
+channels, beat and quantisation, a million times.
+
 A save is timed with the sums of the one capture before it.
 
 Resident memory is that of the sandbox, where the process may not lock its memory; with all of its memory locked the pool
@@ -149,12 +164,14 @@ def main():
     with rig.Rig() as unit:
         pinned = tcp_figures(unit.port)
     os.sched_setaffinity(0, everywhere)
+    with rig.Rig(serial=FIRST_GENERATION) as unit:
+        free_first = tcp_figures(unit.port)
     with rig.Rig() as unit:
         free = tcp_figures(unit.port)
         time.sleep(0.5)
         client = Client(unit.port)
-        default_run = run_seconds(client, "*OPC?", 20)
-        long_run = run_seconds(client, "SENS:PN:FREQ:STAR 10;STOP 5e7;:SENS:PN:CORR 1000;AVER 10;:*OPC?", 3)
+        default_run, default_loop = run_seconds(client, "*OPC?", 20)
+        long_run, _ = run_seconds(client, "SENS:PN:FREQ:STAR 10;STOP 5e7;:SENS:PN:CORR 1000;AVER 10;:*OPC?", 3)
         pid = process_of("virtual-instrument")
         before, begin = processor_seconds(pid), time.monotonic()
         time.sleep(20)
@@ -188,6 +205,8 @@ def main():
         ("start of the process to \"Device is running!\"",
          f"{start * 1e3:.0f} ms", "", "", "150 ms"),
         ("default run, INIT to trace fetched", f"{default_run * 1e3:.1f} ms", "", "", "20 ms"),
+        ("the same by the instrument's own clock",
+         f"{default_loop * 1e3:.0f} ms", "", "", "30 ms"),
         ("10 Hz to 50 MHz, 1000 correlations, 10 averages", f"{long_run:.2f} s", "", "", "1.5 s"),
         ("a save at 961 points, without spur detection", f"{results['save/plain']:.3f} ms", "", "", ""),
         ("the same with it, 64 lines", f"{results['save/spurs']:.3f} ms", "", "", "1.5 ms"),
@@ -201,6 +220,12 @@ def main():
         ("SPI register write, from the driver to the chip's model", f"{bus['registerWrite']:,.0f} writes/s", "", "",
          "1,000,000 writes/s"),
         ("tuning word of 48 bits", f"{bus['tuningWord']:,.0f} words/s", "", "", "10,000,000 words/s"),
+        ("spectra, drawn by the soft core and received",
+         f"{bus['spectra']:,.0f} points/s", "", "", "5,000,000 points/s"),
+        ("`MEASure:NOISe?` of 2^20 pairs, 4 MiB, first generation of the board, then second",
+         f"{free_first['samples to a client']:.0f} MB/s, {free['samples to a client']:.0f} MB/s", "", "", "60 MB/s"),
+        ("capture of 2^20 pairs, from the stream to the buffers", both_generations(bus, "stream"), "", "", "200 MB/s"),
+        ("the same with the bench that makes the samples", both_generations(bus, "whole"), "", "", ""),
     ]
     print("# Performance\n")
     print("Made by `bench/run.py > docs/performance.md` after `./test`. The echo is a bare line-echo server of one")

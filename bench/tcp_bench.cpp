@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -106,6 +107,21 @@ public:
         return data;
     }
 
+    /// Reads one block "<0><length><bytes>", both numbers 32 bits; returns its data bytes.
+    size_t readBinaryBlock() {
+        std::array<uint32_t, 2> head{};
+        size_t got = 0;
+        while (got < sizeof head) {
+            const size_t count = receive();
+            if (got < sizeof head)
+                memcpy(reinterpret_cast<char*>(head.data()) + got, bytes_, std::min(count, sizeof head - got));
+            got += count;
+        }
+        while (got < sizeof head + head[1])
+            got += receive();
+        return head[1];
+    }
+
 private:
     size_t receive() {
         const ssize_t n = read(fd_, bytes_, sizeof bytes_);
@@ -159,6 +175,23 @@ std::string joined(const char* unit, int count, const char* last) {
     return line + last + "\n";
 }
 
+/// Captures of samples as they come to a client. False if one came short.
+bool printSamples(Peer& instrument) {
+    constexpr size_t repeats = 21, wanted = 4 << 20;
+    std::vector<double> seconds;
+    for (size_t i = 0; i < repeats; ++i) {
+        const auto start = Clock::now();
+        instrument.send("MEAS:NOIS?\n");
+        if (instrument.readBinaryBlock() != wanted)
+            return false;
+        seconds.push_back(std::chrono::duration<double>(Clock::now() - start).count());
+    }
+    std::sort(seconds.begin(), seconds.end());
+    printf("%-34s %12.1f MB/s  p50 %6.1f ms  best %6.1f ms\n", "samples to a client",
+           wanted / seconds[repeats / 2] / 1e6, seconds[repeats / 2] * 1e3, seconds[0] * 1e3);
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -202,5 +235,8 @@ int main(int argc, char** argv) {
     });
     printf("%zu bytes a trace\n", bytes);
     print("trace fetched as a block", fetch, 1, idnEcho);
-    return bytes == 481 * sizeof(float) ? 0 : 1;
+    const bool fetched = bytes == 481 * sizeof(float);
+    instrument.send("*RST;CONF:NOIS:SAMP 1048576;CHAN 2;DIV 1;:*OPC?\n");
+    instrument.readLine();
+    return fetched && printSamples(instrument) ? 0 : 1;
 }

@@ -15,7 +15,7 @@ using Complex = std::complex<double>;
 
 constexpr double twoPi = 2 * std::numbers::pi;
 
-constexpr double fullScale_V = 1.6, codes = 65536, centre = 32768;
+constexpr double fullScale_V = 1.6, codes = 65536, centre = 32768, codesPerVolt = codes / fullScale_V;
 constexpr std::array<double, channels> adcOffset_codes{11, -7};
 
 // Low passes, as Butterworth filters of that order: of the IF chain, and of the decimation.
@@ -25,6 +25,8 @@ constexpr double decimationCorner = 0.45, decimationOrder = 10; // of the reduce
 constexpr double stepsPerRecord = 500'000; // of a loop on its way; a longer way is not followed
 constexpr double slowestOffset_Hz = 1e-3;  // of noise that counts
 constexpr double strongSpur_dBc = -60;     // weaker lines do not show in 16 bits
+
+constexpr uint32_t piece = 256; // samples that are made at once
 
 double ratio(double level_dB) {
     return std::pow(10.0, level_dB / 10);
@@ -95,43 +97,89 @@ SlowNoise drawSlowNoise(Bench* bench, double fastest_Hz) {
 }
 
 /// Adds the phases of the DUT's strong lines to both channels.
-void addSpurs(Bench* bench, double rate_Hz, std::span<Complex> phases) {
+void addSpurs(Bench* bench, double rate_Hz, NoiseRecord* phases) {
     for (const Spur& spur : bench->dutFile.dut.spurs) {
         if (spur.level_dBc < strongSpur_dBc || spur.offset_Hz > rate_Hz / 2)
             continue;
         const double start = random_uniform(bench->phaseNoise), cycles = spur.offset_Hz / rate_Hz;
         const NoiseAtOffset noise = noiseAt(bench, spur.offset_Hz);
         const double peak = 2 * std::sqrt(ratio(spur.level_dBc));
-        for (size_t i = 0; i < phases.size(); ++i) {
-            const Complex turn = std::polar(peak, twoPi * std::remainder(start + cycles * double(i), 1.0));
-            phases[i] += Complex((noise.error[channelA] * noise.share[channelA] * turn).real(),
-                                 (noise.error[channelB] * noise.share[channelB] * turn).real());
+        const auto factor = [&](Channel c) { return peak * noise.error[c] * noise.share[c]; };
+        const Complex a = factor(channelA), b = factor(channelB), step = std::polar(1.0, twoPi * cycles);
+        Complex turn;
+        for (size_t i = 0; i < phases->a.size(); ++i) {
+            if (i % piece == 0) // its rounding errors do not get far
+                turn = std::polar(1.0, twoPi * std::remainder(start + cycles * double(i), 1.0));
+            phases->a[i] += float(a.real() * turn.real() - a.imag() * turn.imag());
+            phases->b[i] += float(b.real() * turn.real() - b.imag() * turn.imag());
+            turn = {turn.real() * step.real() - turn.imag() * step.imag(),
+                    turn.real() * step.imag() + turn.imag() * step.real()};
         }
     }
 }
 
-/// The mixer's phase without noise at each sample; the loop ends where the record ends.
-void followPhase(PhaseLoop* loop, double rate_Hz, std::vector<double>* phases) {
-    const double step_s = 1 / rate_Hz, length_s = double(phases->size()) / rate_Hz;
-    const LoopCircuit& circuit = loop->circuit;
-    const double steps = loop_steps(*loop, length_s);
-    if (loop->settled) {
-        std::fill(phases->begin(), phases->end(), loop->phase_rad);
-        loop_advance(loop, length_s);
-    } else if (!holdsNoise(circuit) || steps > stepsPerRecord) {
-        const double beat = loop_beat_Hz(*loop), start = loop->phase_rad / twoPi;
-        for (size_t i = 0; i < phases->size(); ++i) {
-            const double t = double(i) * step_s;
-            (*phases)[i] = twoPi * std::remainder(start + (beat + circuit.drift_HzPerS * t / 2) * t, 1.0);
-        }
-        loop_advance(loop, length_s);
-    } else {
-        for (double& phase : *phases) {
-            phase = loop->phase_rad;
-            loop_advance(loop, step_s);
+/// The mixer's phase without noise from sample to sample of a record, in turns.
+class PhaseTrack {
+public:
+    PhaseTrack(PhaseLoop* loop, double rate_Hz, uint32_t samples)
+        : loop_(*loop), step_s_(1 / rate_Hz), length_s_(samples / rate_Hz), start_(loop->phase_rad / twoPi) {
+        stepped_ = !loop_.settled && holdsNoise(loop_.circuit) && loop_steps(loop_, length_s_) <= stepsPerRecord;
+        if (stepped_) {
+            const double knots = knotsPerStep * std::max(loop_steps(loop_, length_s_), 1.0);
+            knotEvery_ = uint32_t(std::clamp(samples / knots, 1.0, double(piece)));
+            samplesLeft_ = samples;
+            sinceKnot_ = knotEvery_;
+        } else if (!loop_.settled) {
+            beat_Hz_ = loop_beat_Hz(loop_);
+            drift_HzPerS_ = loop_.circuit.drift_HzPerS;
         }
     }
-}
+    /// The loop stands at the end of the record then.
+    ~PhaseTrack() {
+        if (!stepped_)
+            loop_advance(&loop_, length_s_);
+    }
+    PhaseTrack(const PhaseTrack&) = delete;
+    PhaseTrack& operator=(const PhaseTrack&) = delete;
+
+    /// To be called for all of the record in order; `first` is the number of the first sample.
+    void fill(uint32_t first, std::span<double> turns) {
+        if (stepped_) {
+            for (double& turn : turns) {
+                if (sinceKnot_ == knotEvery_)
+                    advance();
+                turn = knot_ + slope_ * sinceKnot_++;
+            }
+            return;
+        }
+        const double beat_Hz = beat_Hz_, drift = drift_HzPerS_ / 2, start = start_, step_s = step_s_, from = first;
+        for (size_t i = 0; i < turns.size(); ++i) {
+            const double t = (from + double(int32_t(i))) * step_s;
+            turns[i] = start + (beat_Hz + drift * t) * t;
+        }
+    }
+
+private:
+    /// From one moment at which the loop is known to the next; in between its phase is a straight line.
+    void advance() {
+        const double before = loop_.phase_rad;
+        const uint32_t length = std::min(knotEvery_, samplesLeft_);
+        loop_advance(&loop_, length * step_s_);
+        samplesLeft_ -= length;
+        knot_ = before / twoPi;
+        slope_ = std::remainder(loop_.phase_rad - before, twoPi) / twoPi / length;
+        sinceKnot_ = 0;
+    }
+
+    static constexpr double knotsPerStep = 4; // of the loop's own, in which it moves by 0.1 rad
+
+    PhaseLoop& loop_;
+    double step_s_, length_s_, start_;
+    double beat_Hz_ = 0, drift_HzPerS_ = 0;
+    bool stepped_;
+    uint32_t knotEvery_ = 1, sinceKnot_ = 0, samplesLeft_ = 0; // samples
+    double knot_ = 0, slope_ = 0;                              // turns, turns per sample
+};
 
 /// Share of the time from `from_s` to `to_s` in which the carrier is there; its first pulse starts at 0.
 double pulseShare(const Pulses& pulses, double from_s, double to_s) {
@@ -144,45 +192,107 @@ double pulseShare(const Pulses& pulses, double from_s, double to_s) {
     return (presentUntil(to_s) - presentUntil(from_s)) / (to_s - from_s);
 }
 
-uint16_t toCode(double volts, Channel channel) {
-    const double code = centre + adcOffset_codes[channel] + volts * (codes / fullScale_V);
-    return uint16_t(std::clamp(std::round(code), 0.0, codes - 1));
+/// Sine of a phase in turns from -0.5 to 0.5, within 1e-7. Plain arithmetic, of which the compiler does several at
+/// once.
+float sineOfTurns(float turns) {
+    constexpr float c1 = 6.28318531F, c3 = -41.3417022F, c5 = 81.6052493F, c7 = -76.7058597F, c9 = 42.0586939F,
+                    c11 = -15.0946426F; // its series: (2 pi)^n / n!
+    const float size = std::abs(turns), folded = std::min(size, 0.5F - size), x2 = folded * folded;
+    const float sine = folded * (c1 + x2 * (c3 + x2 * (c5 + x2 * (c7 + x2 * (c9 + x2 * c11)))));
+    return std::copysign(sine, turns);
+}
+
+/// Turns without the whole ones, -0.5 to 0.5; fewer than 2^51 of them.
+double withoutWholeTurns(double turns) {
+    constexpr double rounding = 0x1.8p52; // a number so large has no fraction
+    return turns - ((turns + rounding) - rounding);
 }
 
 struct Record {
     uint32_t pairs;
     double rate_Hz;
-    std::vector<Complex> noise; // phases of both channels
+    NoiseRecord noise;
     SlowNoise slow;
     double pickupStart;  // turns
     double pulseStart_s; // into a period of the DUT's pulses
 };
 
-void fillChannel(Bench* bench, Channel channel, const Record& record, std::span<uint16_t> samples) {
-    Bench::ChannelState& state = bench->channel[channel];
-    const bool pickup = bench->dutFile.dut.faults.clip;
-    const double gain = chain_ifGain(state.settings.ifGain_dB, channel);
-    const double beat_Hz = state.loop.settled ? 0 : loop_beat_Hz(state.loop);
-    const double corner_Hz = decimationCorner * record.rate_Hz;
-    const double amplitude = benchState_mixerSlope(bench, channel) * gain * lowPass(beat_Hz, ifCorner_Hz, ifOrder) *
-                             lowPass(beat_Hz, corner_Hz, decimationOrder);
-    const double pickupAmplitude = pickup ? pickup_V * gain * lowPass(pickup_Hz, corner_Hz, decimationOrder) : 0;
-    const double noise_V = std::sqrt(chain_background(state.settings.ifGain_dB, channel) * record.rate_Hz);
-    const Pulses& pulses = bench->dutFile.dut.pulses;
-
-    std::vector<double> phases(record.pairs);
-    followPhase(&state.loop, record.rate_Hz, &phases);
-    for (size_t i = 0; i < samples.size(); ++i) {
-        const double fast = channel == channelA ? record.noise[i].real() : record.noise[i].imag();
-        const double slow =
-            record.slow.phase_rad[channel] + twoPi * record.slow.frequency_Hz[channel] / record.rate_Hz * double(i);
-        const double share = pulseShare(pulses, record.pulseStart_s + i / record.rate_Hz,
-                                        record.pulseStart_s + (i + 1) / record.rate_Hz);
-        double volts = share * amplitude * std::sin(phases[i] + slow + fast) + noise_V * random_normal(state.adcNoise);
-        if (pickup)
-            volts += pickupAmplitude * std::sin(twoPi * (record.pickupStart + pickup_Hz / record.rate_Hz * double(i)));
-        samples[i] = toCode(volts, channel);
+/// What a channel makes of a record, a piece at a time.
+class ChannelSamples {
+public:
+    ChannelSamples(Bench* bench, Channel channel, const Record& record)
+        : state_(bench->channel[channel]), record_(record), dut_(bench->dutFile.dut),
+          noise_(channel == channelA ? record.noise.a : record.noise.b),
+          track_(&state_.loop, record.rate_Hz, record.pairs), slowStart_(record.slow.phase_rad[channel] / twoPi),
+          slowStep_(record.slow.frequency_Hz[channel] / record.rate_Hz),
+          zero_(float(centre + adcOffset_codes[channel])) {
+        const double gain = chain_ifGain(state_.settings.ifGain_dB, channel);
+        const double beat_Hz = state_.loop.settled ? 0 : loop_beat_Hz(state_.loop);
+        const double corner_Hz = decimationCorner * record.rate_Hz;
+        amplitude_ = float(codesPerVolt * benchState_mixerSlope(bench, channel) * gain *
+                           lowPass(beat_Hz, ifCorner_Hz, ifOrder) * lowPass(beat_Hz, corner_Hz, decimationOrder));
+        noiseDeviation_ =
+            float(codesPerVolt * std::sqrt(chain_background(state_.settings.ifGain_dB, channel) * record.rate_Hz));
+        if (dut_.faults.clip)
+            pickup_ = codesPerVolt * pickup_V * gain * lowPass(pickup_Hz, corner_Hz, decimationOrder);
     }
+
+    /// To be called for all of the record in order; at most `piece` samples from number `first` on.
+    void fill(uint32_t first, std::span<uint16_t> samples) {
+        const size_t count = samples.size();
+        std::array<double, piece> turns, normals;
+        std::array<float, piece> volts;
+        track_.fill(first, std::span(turns).first(count));
+        random_normals(state_.adcNoise, std::span(normals).first(count));
+        const double slowStart = slowStart_ + slowStep_ * first, slowStep = slowStep_;
+        const float* const noise = noise_.data() + first;
+        for (size_t i = 0; i < count; ++i) {
+            const double slow = slowStart + slowStep * double(int32_t(i));
+            turns[i] = withoutWholeTurns(turns[i] + slow + double(noise[i] * float(1 / twoPi)));
+        }
+        const float amplitude = amplitude_, deviation = noiseDeviation_, zero = zero_;
+        for (size_t i = 0; i < count; ++i)
+            volts[i] = amplitude * sineOfTurns(float(turns[i]));
+        gatePulses(first, std::span(volts).first(count));
+        addPickup(first, std::span(volts).first(count));
+        for (size_t i = 0; i < count; ++i) {
+            const float code = volts[i] + zero + deviation * float(normals[i]);
+            const float limited = std::min(std::max(code, 0.0F), float(codes - 1));
+            // NOLINTNEXTLINE(bugprone-incorrect-roundings): the numbers are small, and lround is a call for each
+            samples[i] = uint16_t(int32_t(limited + 0.5F));
+        }
+    }
+
+private:
+    void gatePulses(uint32_t first, std::span<float> values) {
+        if (dut_.pulses.period_s <= 0)
+            return;
+        for (size_t i = 0; i < values.size(); ++i) {
+            const double from = record_.pulseStart_s + (first + double(i)) / record_.rate_Hz;
+            values[i] *= float(pulseShare(dut_.pulses, from, from + 1 / record_.rate_Hz));
+        }
+    }
+    void addPickup(uint32_t first, std::span<float> values) {
+        for (size_t i = 0; pickup_ != 0 && i < values.size(); ++i) {
+            const double turns = record_.pickupStart + pickup_Hz / record_.rate_Hz * (first + double(i));
+            values[i] += float(pickup_ * std::sin(twoPi * withoutWholeTurns(turns)));
+        }
+    }
+
+    Bench::ChannelState& state_;
+    const Record& record_;
+    const Dut& dut_;
+    std::span<const float> noise_;
+    PhaseTrack track_;
+    double slowStart_, slowStep_;                     // turns
+    float zero_, amplitude_ = 0, noiseDeviation_ = 0; // codes
+    double pickup_ = 0;                               // codes
+};
+
+void fillChannel(Bench* bench, Channel channel, const Record& record, std::span<uint16_t> samples) {
+    ChannelSamples source(bench, channel, record);
+    for (uint32_t first = 0; first < samples.size(); first += piece)
+        source.fill(first, samples.subspan(first, std::min<size_t>(piece, samples.size() - first)));
 }
 
 void takeRecord(Bench* bench, double rate_Hz, std::span<uint16_t> a, std::span<uint16_t> b) {
@@ -190,7 +300,7 @@ void takeRecord(Bench* bench, double rate_Hz, std::span<uint16_t> a, std::span<u
     Record record{pairs, rate_Hz, {}, drawSlowNoise(bench, rate_Hz / noiseRecord_length(pairs) / 2), 0, 0};
     record.noise = noiseRecord_draw(bench->phaseNoise, pairs, rate_Hz,
                                     [&](double offset_Hz) { return noiseAt(bench, offset_Hz); });
-    addSpurs(bench, rate_Hz, record.noise);
+    addSpurs(bench, rate_Hz, &record.noise);
     record.pickupStart = random_uniform(bench->phaseNoise);
     if (const Pulses& pulses = bench->dutFile.dut.pulses; pulses.period_s > 0)
         record.pulseStart_s = pulses.period_s * random_uniform(bench->phaseNoise);

@@ -1,10 +1,12 @@
 #pragma once
 /// Phase noise of both channels as a function of time, with the spectra and the coherence that the curves ask for.
 
+#include "virtual/large_vector.h"
 #include "virtual/random.h"
 
+#include <algorithm>
 #include <array>
-#include <cmath>
+#include <bit>
 #include <complex>
 #include <cstdint>
 #include <span>
@@ -20,48 +22,45 @@ struct NoiseAtOffset {
     std::array<std::complex<double>, 2> error;
 };
 
-/// Phase of channel A as the real part and of channel B as the imaginary part of each entry, rad, `samples` entries
-/// (at least 2) at the rate. `at(offset_Hz)` tells the densities; it is called at ascending offsets some three percent
-/// apart. Nothing slower than the record is in it, and nothing faster than half of the rate.
-template <class At>
-std::vector<std::complex<double>> noiseRecord_draw(RandomStream& stream, uint32_t samples, double rate_Hz, At at);
-
-/// In place, length a power of two, sign +1 in the exponent, unscaled.
-void noiseRecord_transform(std::span<std::complex<double>> values);
+/// Phases of the channels, rad, as many of each.
+struct NoiseRecord {
+    LargeVector<float> a, b;
+};
 
 /// Length of the transform that holds `samples`.
-[[nodiscard]] uint32_t noiseRecord_length(uint32_t samples);
+[[nodiscard]] constexpr uint32_t noiseRecord_length(uint32_t samples) {
+    return std::bit_ceil(std::max(samples, 4U));
+}
 
+/// The lines of the spectrum from `first` up to the next band's first.
+struct NoiseBand {
+    uint32_t first;
+    NoiseAtOffset noise;
+};
+
+/// `samples` phases, at least 2, at the rate. `bands` ascend from line 1; the lines lie rate / length apart. Nothing
+/// slower than the record is in it, and nothing faster than half of the rate.
+[[nodiscard]] NoiseRecord noiseRecord_drawBands(RandomStream& stream, uint32_t samples, double rate_Hz,
+                                                std::span<const NoiseBand> bands);
+
+/// The same with the densities that `at(offset_Hz)` tells; it is asked at ascending offsets some three percent apart.
 template <class At>
-std::vector<std::complex<double>> noiseRecord_draw(RandomStream& stream, uint32_t samples, double rate_Hz, At at) {
-    using Complex = std::complex<double>;
+[[nodiscard]] NoiseRecord noiseRecord_draw(RandomStream& stream, uint32_t samples, double rate_Hz, At at) {
     constexpr double finest = 1.03;
     const uint32_t length = noiseRecord_length(samples);
-    const double spacing_Hz = rate_Hz / length;
-    std::vector<Complex> values(length);
-    NoiseAtOffset noise{};
-    double known_Hz = 0;
-    const auto draw = [&](double density) {
-        const double deviation = std::sqrt(density * spacing_Hz / 2);
-        const double re = random_normal(stream), im = random_normal(stream);
-        return Complex(deviation * re, deviation * im);
-    };
-    for (uint32_t k = 1; k < length / 2; ++k) {
-        const double offset_Hz = k * spacing_Hz;
-        if (offset_Hz > known_Hz * finest) {
-            noise = at(offset_Hz);
-            known_Hz = offset_Hz;
-        }
-        const Complex common = draw(noise.common), ownA = draw(noise.own[0]), ownB = draw(noise.own[1]);
-        const Complex a = noise.error[0] * (noise.share[0] * common - ownA);
-        const Complex b = noise.error[1] * (noise.share[1] * common - ownB);
-        const Complex i(0, 1);
-        values[k] = a + i * b;
-        values[length - k] = std::conj(a) + i * std::conj(b);
-    }
-    noiseRecord_transform(values);
-    values.resize(samples);
-    return values;
+    std::vector<NoiseBand> bands;
+    for (uint32_t k = 1; k < length / 2; k = std::max(k + 1, static_cast<uint32_t>(k * finest + 1)))
+        bands.push_back({k, at(k * rate_Hz / length)});
+    return noiseRecord_drawBands(stream, samples, rate_Hz, bands);
 }
+
+/// Complex values, as many of each part.
+struct SplitComplex {
+    LargeVector<float> re, im;
+};
+
+/// The sums of value k times exp(+2 pi i k t / length) for each t. The length is a power of two, at least 4. Overwrites
+/// the values.
+[[nodiscard]] SplitComplex noiseRecord_transform(SplitComplex& values);
 
 } // namespace vi

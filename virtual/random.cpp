@@ -26,14 +26,17 @@ double portableLog(double x) {
     return exponent * ln2High + (2 * s * (1 + series) + exponent * ln2Low);
 }
 
+constexpr std::array<double, 14> reciprocals{0,       1.0,     1.0 / 2, 1.0 / 3,  1.0 / 4,  1.0 / 5,  1.0 / 6,
+                                             1.0 / 7, 1.0 / 8, 1.0 / 9, 1.0 / 10, 1.0 / 11, 1.0 / 12, 1.0 / 13};
+
 /// `x` from -700 to 0.
 double portableExp(double x) {
     const double k = std::floor(x / (ln2High + ln2Low) + 0.5);
     const double r = (x - k * ln2High) - k * ln2Low;
     double series = 1;
     for (int n = 13; n >= 1; --n)
-        series = 1 + series * r / n;
-    return std::ldexp(series, int(k));
+        series = 1 + series * r * reciprocals[n];
+    return std::bit_cast<double>(std::bit_cast<uint64_t>(series) + (uint64_t(int64_t(k)) << 52));
 }
 
 // ---- normal ---------------------------------------------------------------------------------------------------------

@@ -1,6 +1,7 @@
 #include "virtual/soft_core_samples.h"
 
 #include "virtual/clock.h"
+#include "virtual/large_vector.h"
 
 #include <algorithm>
 #include <cstring>
@@ -16,11 +17,11 @@ struct Record {
     ConverterState converters;
     RecordRequest request;
     uint32_t pairs;
-    std::vector<uint32_t> words; // guarded by the source's mutex; empty: not taken yet
+    LargeVector<uint32_t> words; // guarded by the source's mutex; empty: not taken yet
 };
 
 void take(SampleSource& source, Record* record) {
-    std::vector<uint16_t> a(record->pairs), b(record->pairs);
+    LargeVector<uint16_t> a(record->pairs), b(record->pairs);
     source.record(record->request, a, b);
     record->converters.words[channelA].encode(a, 0, record->request.divider);
     record->converters.words[channelB].encode(b, 0, record->request.divider);

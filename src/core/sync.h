@@ -86,6 +86,9 @@ public:
     void setAndWake(uint32_t value);
     /// Stores `value` and returns what stood there.
     uint32_t exchange(uint32_t value) { return value_.exchange(value, std::memory_order_acq_rel); }
+    /// Watches for a moment while the word reads `value` and lets other threads run: where the other side is about to
+    /// store, it spares both a sleep and a wake-up, which cost more than a small piece of work does.
+    void linger(uint32_t value) const;
     /// Sleeps while the word reads `value`.
     void waitWhile(uint32_t value);
     /// The same until `deadline` on CLOCK_REALTIME at the latest; false if the word still reads `value` then.

@@ -19,7 +19,7 @@ constexpr uint32_t boardA = 0;
 constexpr uint32_t boardB = 1;
 
 Device instrument;
-TVPN_ADFPGA acquisitionBoard;
+constinit TVPN_ADFPGA acquisitionBoard{};
 const char* name = "TVPNX";
 
 const char* getName(Device*) {

@@ -179,9 +179,9 @@ int Tvsocket_receive(Tvsocket* socket, char* where, int room) {
     return count < 0 || socket->resetRequest ? 0 : static_cast<int>(count);
 }
 
-bool Tvsocket_send(Tvsocket* socket, const char* data, size_t count) {
+bool Tvsocket_send(Tvsocket* socket, const char* data, size_t count, bool more) {
     while (count > 0) {
-        const ssize_t sent = send(socket->connFd, data, count, MSG_NOSIGNAL);
+        const ssize_t sent = send(socket->connFd, data, count, MSG_NOSIGNAL | (more ? MSG_MORE : 0));
         if (sent < 0 && errno == EINTR)
             continue;
         if (sent < 0)
@@ -202,20 +202,26 @@ void Tvsocket_read(Tvsocket* socket, scpi_link* link) {
         endConnection(socket, link);
         return;
     }
+    int more = 0;
     do {
         scpi_link_doHandle(link);
+        if (more != 0)
+            link->handleRequest.linger(1); // the next piece of a block is soon there
         scpi_link_waitHandled(link);
-    } while (Tvsocket_write(socket, link) != 0);
+        more = Tvsocket_write(socket, link);
+    } while (more != 0);
 }
 
 int Tvsocket_write(Tvsocket* socket, scpi_link* link) {
     char* where;
-    const int count = tvcommPeekAns(link, &where, nullptr);
-    if (!Tvsocket_send(socket, where, static_cast<size_t>(count)))
-        printd("Tvsocket_write(): %d bytes of an answer lost\n", count);
-    if (count == 0)
-        setOption(socket->connFd, IPPROTO_TCP, TCP_QUICKACK, 1); // no answer that carries the acknowledgement
     int more;
+    const int count = tvcommPeekAns(link, &where, &more);
+    if (!Tvsocket_send(socket, where, static_cast<size_t>(count), more != 0))
+        printd("Tvsocket_write(): %d bytes of an answer lost\n", count);
+    if (count == 0) {
+        setOption(socket->connFd, IPPROTO_TCP, TCP_QUICKACK, 1); // no answer that carries the acknowledgement
+        setOption(socket->connFd, IPPROTO_TCP, TCP_NODELAY, 1);  // sends what waited for more
+    }
     tvcommClearAns(link, count, &more);
     return more;
 }

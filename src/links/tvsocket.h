@@ -45,7 +45,8 @@ void Tvsocket_listen(Tvsocket* socket, scpi_link* link);
 void Tvsocket_read(Tvsocket* socket, scpi_link* link);
 /// Sends what the link has to say and returns whether there is more. A failed write loses the rest of that answer.
 [[nodiscard]] int Tvsocket_write(Tvsocket* socket, scpi_link* link);
-/// Sends all of `count` bytes. False if the connection failed.
-[[nodiscard]] bool Tvsocket_send(Tvsocket* socket, const char* data, size_t count);
+/// Sends all of `count` bytes. With `more` they may wait a moment for those of the next call, so that a long block goes
+/// in few segments. False if the connection failed.
+[[nodiscard]] bool Tvsocket_send(Tvsocket* socket, const char* data, size_t count, bool more = false);
 /// Waits for and reads at most `room` bytes. Returns their number; 0 if the client has gone or is to be dropped.
 [[nodiscard]] int Tvsocket_receive(Tvsocket* socket, char* where, int room);

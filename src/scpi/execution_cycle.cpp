@@ -23,6 +23,7 @@ constexpr long nanosecondsPerSecond = 1'000'000'000;
 constexpr uint32_t microsecondsPerMs = 1000;
 
 timespec abstime; // the next tick on CLOCK_REALTIME; zero makes the first cycle a tick
+bool moreFollows; // a link has not said all that it has to say
 uint8_t pdivCounter;
 std::array<DeferredCall, 2> deferredCalls;
 
@@ -63,6 +64,8 @@ void tick(Device* device, int periodMs, const timespec& now) {
 } // namespace
 
 void scpi_execute(scpi_link* firstLink, Device* device, int periodMs) {
+    if (moreFollows) // its transport comes back at once
+        tvcommDo.linger(0);
     tvcommDo.waitWhileUntil(0, abstime);
     tvcommDo.exchange(0);
 
@@ -71,8 +74,11 @@ void scpi_execute(scpi_link* firstLink, Device* device, int periodMs) {
     clock_gettime(CLOCK_REALTIME, &now);
     if (hasReached(now, abstime))
         tick(device, periodMs, now);
-    for (scpi_link* link = firstLink; link != nullptr; link = link->next)
+    moreFollows = false;
+    for (scpi_link* link = firstLink; link != nullptr; link = link->next) {
         scpi_execute_link(link);
+        moreFollows = moreFollows || link->ansMore != 0; // this thread alone writes it
+    }
 }
 
 void scpi_execute_commandFile(scpi_link* link, const char* path) {

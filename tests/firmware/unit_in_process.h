@@ -35,7 +35,7 @@ inline vi::Dut loud(double frequency_Hz, double power_dBm = 8, const vi::Faults&
 
 class UnitInProcess {
 public:
-    /// The one of the process, which has the default serial number.
+    /// The one of the process, which has the serial number of its file tree.
     static UnitInProcess& get() {
         static auto* unit = new UnitInProcess; // its threads run as long as the process
         return *unit;
@@ -49,21 +49,32 @@ public:
 
     /// Executes a line and gives its answers. One caller at a time.
     std::string tell(const std::string& line) {
+        const std::string first = begin(line);
+        return first + rest();
+    }
+    /// The same, but of a longer answer the first piece only.
+    std::string begin(const std::string& line) {
         const std::string message = line + "\n";
         tvcommWriteCmd(&link_, message.data(), static_cast<int>(message.size()));
+        return piece();
+    }
+    /// What is left of it.
+    std::string rest() {
         std::string answers;
-        for (int more = 1; more != 0;) {
-            scpi_link_doHandle(&link_);
-            openSynchronousDeviceAccess();
-            scpi_execute_link(&link_);
-            closeSynchronousDeviceAccess();
-            char* where = nullptr;
-            const int count = tvcommPeekAns(&link_, &where, nullptr);
-            answers.append(where, static_cast<size_t>(count));
-            tvcommClearAns(&link_, count, &more);
-        }
+        while (more_ != 0)
+            answers += piece();
         return answers;
     }
+    /// The client is gone, whatever it was doing.
+    void hangUp() {
+        {
+            MutexLock lock(link_.bufMutex);
+            scpi_link_flush(&link_);
+            link_.eventRequest = linkEventTcpGone;
+        }
+        piece();
+    }
+    vi::Unit& hardware() { return *unit_; }
     double number(const std::string& query) { return std::stod(tell(query)); }
     std::vector<float> block(const std::string& query) {
         const std::string answer = tell(query);
@@ -98,13 +109,26 @@ public:
     }
 
 private:
+    /// One service, and what it gives.
+    std::string piece() {
+        scpi_link_doHandle(&link_);
+        openSynchronousDeviceAccess();
+        scpi_execute_link(&link_);
+        closeSynchronousDeviceAccess();
+        char* where = nullptr;
+        const int count = tvcommPeekAns(&link_, &where, nullptr);
+        std::string answer(where, static_cast<size_t>(count));
+        tvcommClearAns(&link_, count, &more_);
+        return answer;
+    }
+
     UnitInProcess() {
         write(loud(100e6));
         vi::DutFile file;
         std::string reason;
         if (!dutFile_open(&file, path, &reason))
             throw std::runtime_error(reason);
-        unit_ = std::make_unique<vi::Unit>(vi::unitBoards_of(vi::defaultSerialNumber), std::move(file), 1);
+        unit_ = std::make_unique<vi::Unit>(vi::unitBoards_of(device_config_getSN()), std::move(file), 1);
         virtual_adapter_install(unit_->bench);
         if (tvspiOpen() != 0)
             throw std::runtime_error("no SPI bus");
@@ -145,5 +169,6 @@ private:
     std::unique_ptr<vi::Unit> unit_;
     vi::Dut dut_ = loud(100e6);
     scpi_link link_{};
+    int more_ = 0; // of an answer
     scpi_parser_context context_{};
 };
