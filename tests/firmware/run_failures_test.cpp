@@ -212,16 +212,16 @@ TEST(RunFailure, AClippingIfIsMeasuredAtTheLowestGain) {
 
 TEST(RunFailure, AStageThatNeverComesKeepsItsSpectrumAndIsLogged) {
     constexpr const char* log = "/tolvane/temp/fpgalog";
-    const auto spectrum = [](int stage) { return unit.block("MEM:RAM:FD" + std::to_string(stage) + ":READ?"); };
+    const auto spectrum = [](int stage) { return unit.tell("MEM:RAM:FD" + std::to_string(stage) + ":READ?"); };
     reset();
     unit.connect(loud(100e6));
     EXPECT_EQ(unit.run(), nothing);
-    const std::vector<float> second = spectrum(2), third = spectrum(3);
+    const std::string second = spectrum(2), third = spectrum(3);
     std::filesystem::remove(log);
     unit.connect(loud(100e6, 8, {.stageTimeout = 1 << 3}));
     EXPECT_EQ(unit.run(), nothing);
-    EXPECT_NE(spectrum(2), second);
-    EXPECT_EQ(spectrum(3), third);
+    EXPECT_TRUE(spectrum(2) != second);
+    EXPECT_TRUE(spectrum(3) == third);
     std::string told;
     std::getline(std::ifstream(log), told, '\0');
     EXPECT_NE(told.find("stage 3, correlations"), std::string::npos) << told;
