@@ -16,6 +16,7 @@ constexpr double usPerSecond = 1e6;
 constexpr double reserve = 1.2; // of every time budget
 constexpr double reserve_s = 2; // added to it
 constexpr double longestRead_s = 3600;
+constexpr double shortestRead_s = 0.1; // where stages before have used up the budget
 constexpr uint64_t sleepSlice_us = 100'000; // a cancel interrupts a sleep after that time
 constexpr uint32_t softFftRate = 100'000;   // samples per second that the soft core transforms by itself
 constexpr uint32_t firstSettableStage = 6;  // of the first generation
@@ -26,7 +27,7 @@ bool cancelled(const TVPN_ADFPGA* board) {
 }
 
 uint32_t toMicroseconds(double seconds) {
-    return static_cast<uint32_t>(std::clamp(seconds * usPerSecond, 1.0, double{UINT32_MAX}));
+    return static_cast<uint32_t>(std::min(std::max(seconds, shortestRead_s) * usPerSecond, double{UINT32_MAX}));
 }
 
 double secondsSince(tv_abstime start) {
