@@ -11,9 +11,7 @@
 namespace vi {
 namespace {
 
-constexpr size_t frameMax = 104;               // bytes of either slave
-constexpr uint64_t answerAfter_ns = 1'000'000; // the core's loop comes round
-constexpr uint64_t textAfter_ns = 1'000'000;
+constexpr size_t frameMax = 104; // bytes of either slave
 
 } // namespace
 
@@ -56,13 +54,13 @@ bool SoftCore::readAnswer(std::span<uint8_t> frame) {
 
 bool SoftCore::answer(const std::string& text) {
     answer_ = spoilt(text);
-    answerReady_ns_ = clock_now() + answerAfter_ns;
+    answerReady_ns_ = clock_now() + coreReaction_ns;
     return true;
 }
 
 bool SoftCore::sendText(std::function<std::string()> text) {
     return links_.stream.send(
-        {coreTextBytes, clock_now() + textAfter_ns, 0,
+        {coreTextBytes, clock_now() + coreReaction_ns, 0,
          [this, make = std::move(text), sent = std::string()](uint32_t offset, std::span<uint8_t> out) mutable {
              const std::lock_guard lock(mutex_);
              if (offset == 0)

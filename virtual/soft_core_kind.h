@@ -40,6 +40,7 @@ struct SourceAccess {
 
 [[nodiscard]] DeliveryFaults sourceFaults(SourceAccess& source);
 
+inline constexpr uint64_t coreReaction_ns = 1'000'000; // to a command: the core's loop comes round
 inline constexpr uint64_t coreNever_ns = UINT64_MAX;
 /// The moment so long after another; coreNever_ns from a year on.
 [[nodiscard]] uint64_t core_after(uint64_t start_ns, double seconds);

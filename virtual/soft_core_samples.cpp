@@ -33,11 +33,11 @@ void take(SampleSource& source, Record* record) {
 } // namespace
 
 StreamBlock coreSamples_block(SourceAccess& source, ConverterState converters, uint32_t divider, uint32_t pairs) {
-    const uint64_t now = clock_now();
+    const uint64_t start = clock_now() + coreReaction_ns;
     const double clock_Hz = converters.clock_Hz;
-    auto record = std::make_shared<Record>(Record{std::move(converters), {now, clock_Hz, divider}, pairs, {}});
+    auto record = std::make_shared<Record>(Record{std::move(converters), {start, clock_Hz, divider}, pairs, {}});
     const bool come = clock_Hz > 0 && !sourceFaults(source).samplesMissing;
-    return {pairs * pairBytes, come ? now : coreNever_ns,
+    return {pairs * pairBytes, come ? start : coreNever_ns,
             come ? std::min(clock_Hz / divider * pairBytes, sampleStream_portRate) : 0,
             [&source, record](uint32_t offset, std::span<uint8_t> out) {
                 const std::lock_guard lock(source.mutex);

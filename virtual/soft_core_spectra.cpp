@@ -133,7 +133,8 @@ std::optional<StreamBlock> SpectrumPipeline::fetch(uint32_t stage) {
         memcpy(out.data(), reinterpret_cast<const uint8_t*>(capture->results[stage].data()) + offset, out.size());
     };
     const bool comes = (sourceFaults(source_).stagesMissing >> stage & 1) == 0;
-    return StreamBlock{bytes, comes ? running_->ready_ns[stage] : coreNever_ns, sampleStream_portRate, fill};
+    return StreamBlock{bytes, comes ? std::max(running_->ready_ns[stage], clock_now() + coreReaction_ns) : coreNever_ns,
+                       sampleStream_portRate, fill};
 }
 
 void SpectrumPipeline::abort() {
