@@ -34,8 +34,8 @@ void checkLockQUAD(Device* device, uint32_t* lockA, uint32_t* lockB, int precapt
 void checkLockPULSE(Device* device, uint32_t* lockA, uint32_t* lockB, int dummy, int plot);
 
 /// A long look at the mixers of loops that lock() called locked: its own records are too short to see a slow slip.
-/// False when the phase of a channel goes round, or when no samples came. Leaves the settings for a capture of the
-/// beat.
+/// False when the phase of a channel goes round, or when no samples came. A stop of the run ends the look with true.
+/// Leaves the settings for a capture of the beat.
 [[nodiscard]] bool lock_holds(Device* device);
 
 /// Returns 1 as soon as a record of channel A lies within 0.64 V around the centre, 0 after ten that did not.

@@ -23,12 +23,13 @@ constexpr int steadyRounds = 10;
 constexpr uint32_t steadySamples = 2048, steadyDivider = 4;
 constexpr double steadyReach = 0.64; // V around the centre
 
-// The long look, 16 ms to 34 ms: many periods of what slips. A phase that goes round has 0.71 of the detector constant,
-// one that wanders by 0.7 rad, where a loop begins to slip, 0.56.
+// The long look: many periods of what slips. It lasts 16 ms to 34 ms, and as long as one period of a loop that is
+// slower than that. A phase that goes round has 0.71 of the detector constant, one that wanders by 0.7 rad, where a
+// loop begins to slip, 0.56.
 constexpr uint32_t longSamples = 4096, longDivider = 2048;
 constexpr double quietShare = 0.2, slippingShare = 0.63;
-constexpr int longLooks = 40, looksInARow = 3;           // a loop may still be on its way
-constexpr double slowestJudged_rad_s = 6.283185308 * 30; // a slower one takes many seconds to arrive
+constexpr double slowLoop_rad_s = 6.283185308 * 30, slowestLoop_rad_s = 6.283185308;
+constexpr int longLooks = 40, longLooksSlow = 400, looksInARow = 3; // a loop may still be on its way
 
 struct Records {
     uint16_t *a = nullptr, *b = nullptr;
@@ -104,16 +105,14 @@ void takeNoiseOut(const Records& records) {
             lowPass10Percent(samples, count);
 }
 
-/// Root mean square around the record's own mean, counts: a slow loop may still be on its way to the centre.
+/// Root mean square around the centre, counts: a loop that has arrived leaves no direct voltage.
 double effectiveValue(const uint16_t* samples, uint32_t count) {
-    double sum = 0, squares = 0;
+    double squares = 0;
     for (uint32_t i = 0; i < count; ++i) {
         const double deviation = static_cast<double>(samples[i]) - adcCentre;
-        sum += deviation;
         squares += deviation * deviation;
     }
-    const double mean = sum / count;
-    return std::sqrt(std::max(0.0, squares / count - mean * mean));
+    return std::sqrt(squares / count);
 }
 
 double shareOf(const uint16_t* samples, uint32_t count, double kphi) {
@@ -121,9 +120,9 @@ double shareOf(const uint16_t* samples, uint32_t count, double kphi) {
 }
 
 /// Effective value of the noisier channel over its detector constant; more than any sine without samples.
-double lookLong(Device* device) {
+double lookLong(Device* device, uint32_t divider) {
     Records records;
-    records.count = getTimeSamples(device, &records.a, &records.b, longSamples, longDivider, meas_data.beatChannels);
+    records.count = getTimeSamples(device, &records.a, &records.b, longSamples, divider, meas_data.beatChannels);
     if (records.count == 0)
         return 1;
     return std::max(shareOf(records.a, records.count, configPNPtr->kphiA),
@@ -131,12 +130,19 @@ double lookLong(Device* device) {
 }
 
 bool arrives(Device* device) {
-    for (int look = 0, holding = 0; look < longLooks; ++look) {
-        const double share = lookLong(device);
+    const double slower = slowLoop_rad_s / std::clamp(meas_data.loopWnA.get(), slowestLoop_rad_s, slowLoop_rad_s);
+    const auto divider = static_cast<uint32_t>(longDivider * slower);
+    const int looks = slower > 1 ? longLooksSlow : longLooks;
+    for (int look = 0, holding = 0; look < looks && meas_data.stopRequested == 0; ++look) {
+        const double share = lookLong(device, divider);
         holding = share < slippingShare ? holding + 1 : 0;
-        if (share < quietShare || holding == looksInARow)
+        // Later a slow slip, which is quiet twice a turn, would not be told from a loop that has arrived.
+        const bool quietAtOnce = look == 0 && share < quietShare;
+        if (quietAtOnce || holding == looksInARow)
             return true;
     }
+    if (meas_data.stopRequested != 0)
+        return true; // nothing more is measured with them
     printd("    > lock_holds: the loops slip\n");
     return false;
 }
@@ -144,8 +150,6 @@ bool arrives(Device* device) {
 } // namespace
 
 bool lock_holds(Device* device) {
-    if (meas_data.loopWnA < slowestJudged_rad_s)
-        return true;
     const bool holds = arrives(device);
     Device_setPhaseNoiseSamples(device, meas_data.beatSamples);
     Device_setPhaseNoiseDivider(device, meas_data.beatDivider);

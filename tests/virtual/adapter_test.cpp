@@ -131,7 +131,8 @@ TEST_F(AdapterTest, AFaultEndsTheRunWithItsError) {
         {{.drift_HzPerS = 1e6}, scpi::lockFailed},
     };
     for (const auto& [faults, code] : cases) {
-        attach(loud(100e6, 8, faults));
+        SCOPED_TRACE(code);
+        attach(loud(100.0003e6, 8, faults)); // off the grid of the sources
         EXPECT_EQ(run(), code);
     }
     attach(loud(100e6, 8));
