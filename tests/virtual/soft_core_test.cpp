@@ -79,8 +79,9 @@ public:
         command(texts);
         rt_task_set_mode(0, rt_modePrimary, nullptr);
         size_t done = 0;
-        const auto read = [&] { // pieces that end within a word
-            constexpr size_t pieceBytes = 4999;
+        const auto read = [&] { // the first piece ends within a word, then much may be there at once
+            const size_t pieceBytes = done == 0 ? 5 : bytes;
+            clock_spend(done == 0 ? 0 : ms);
             return rt_dev_read(fd, reinterpret_cast<uint8_t*>(block.data()) + done, std::min(pieceBytes, bytes - done));
         };
         for (long got; (got = read()) > 0;)
