@@ -6,6 +6,7 @@
 /// something is measured.
 
 #include "virtual/dut.h"
+#include "virtual/noise_record.h"
 #include "virtual/phase_loop.h"
 #include "virtual/sample_source.h"
 #include "virtual/signal_chain.h"
@@ -81,6 +82,7 @@ struct Bench {
     };
     std::array<ChannelState, channels> channel;
     RandomStream levelNoise, phaseNoise;
+    NoiseRecord noise; // of the last record
 };
 
 /// Puts the bench together; `bench` is not yet shared.

@@ -3,6 +3,8 @@
 #include "virtual/bench.h"
 #include "virtual/bench_state.h"
 #include "virtual/noise_record.h"
+#include "virtual/sine.h"
+#include "virtual/wide_loops.h"
 
 #include <algorithm>
 #include <cmath>
@@ -97,7 +99,7 @@ SlowNoise drawSlowNoise(Bench* bench, double fastest_Hz) {
 }
 
 /// Adds the phases of the DUT's strong lines to both channels.
-void addSpurs(Bench* bench, double rate_Hz, NoiseRecord* phases) {
+void addSpurs(Bench* bench, double rate_Hz, std::span<std::complex<float>> phases) {
     for (const Spur& spur : bench->dutFile.dut.spurs) {
         if (spur.level_dBc < strongSpur_dBc || spur.offset_Hz > rate_Hz / 2)
             continue;
@@ -107,11 +109,11 @@ void addSpurs(Bench* bench, double rate_Hz, NoiseRecord* phases) {
         const auto factor = [&](Channel c) { return peak * noise.error[c] * noise.share[c]; };
         const Complex a = factor(channelA), b = factor(channelB), step = std::polar(1.0, twoPi * cycles);
         Complex turn;
-        for (size_t i = 0; i < phases->a.size(); ++i) {
+        for (size_t i = 0; i < phases.size(); ++i) {
             if (i % piece == 0) // its rounding errors do not get far
                 turn = std::polar(1.0, twoPi * std::remainder(start + cycles * double(i), 1.0));
-            phases->a[i] += float(a.real() * turn.real() - a.imag() * turn.imag());
-            phases->b[i] += float(b.real() * turn.real() - b.imag() * turn.imag());
+            phases[i] += std::complex(float(a.real() * turn.real() - a.imag() * turn.imag()),
+                                      float(b.real() * turn.real() - b.imag() * turn.imag()));
             turn = {turn.real() * step.real() - turn.imag() * step.imag(),
                     turn.real() * step.imag() + turn.imag() * step.real()};
         }
@@ -153,10 +155,12 @@ public:
             return;
         }
         const double beat_Hz = beat_Hz_, drift = drift_HzPerS_ / 2, start = start_, step_s = step_s_, from = first;
-        for (size_t i = 0; i < turns.size(); ++i) {
-            const double t = (from + double(int32_t(i))) * step_s;
-            turns[i] = start + (beat_Hz + drift * t) * t;
-        }
+        wideLoops_run([&] {
+            for (size_t i = 0; i < turns.size(); ++i) {
+                const double t = (from + double(int32_t(i))) * step_s;
+                turns[i] = start + (beat_Hz + drift * t) * t;
+            }
+        });
     }
 
 private:
@@ -192,16 +196,6 @@ double pulseShare(const Pulses& pulses, double from_s, double to_s) {
     return (presentUntil(to_s) - presentUntil(from_s)) / (to_s - from_s);
 }
 
-/// Sine of a phase in turns from -0.5 to 0.5, within 1e-7. Plain arithmetic, of which the compiler does several at
-/// once.
-float sineOfTurns(float turns) {
-    constexpr float c1 = 6.28318531F, c3 = -41.3417022F, c5 = 81.6052493F, c7 = -76.7058597F, c9 = 42.0586939F,
-                    c11 = -15.0946426F; // its series: (2 pi)^n / n!
-    const float size = std::abs(turns), folded = std::min(size, 0.5F - size), x2 = folded * folded;
-    const float sine = folded * (c1 + x2 * (c3 + x2 * (c5 + x2 * (c7 + x2 * (c9 + x2 * c11)))));
-    return std::copysign(sine, turns);
-}
-
 /// Turns without the whole ones, -0.5 to 0.5; fewer than 2^51 of them.
 double withoutWholeTurns(double turns) {
     constexpr double rounding = 0x1.8p52; // a number so large has no fraction
@@ -211,10 +205,10 @@ double withoutWholeTurns(double turns) {
 struct Record {
     uint32_t pairs;
     double rate_Hz;
-    NoiseRecord noise;
     SlowNoise slow;
-    double pickupStart;  // turns
-    double pulseStart_s; // into a period of the DUT's pulses
+    std::span<const std::complex<float>> noise;
+    double pickupStart = 0;  // turns
+    double pulseStart_s = 0; // into a period of the DUT's pulses
 };
 
 /// What a channel makes of a record, a piece at a time.
@@ -222,7 +216,7 @@ class ChannelSamples {
 public:
     ChannelSamples(Bench* bench, Channel channel, const Record& record)
         : state_(bench->channel[channel]), record_(record), dut_(bench->dutFile.dut),
-          noise_(channel == channelA ? record.noise.a : record.noise.b),
+          noise_(reinterpret_cast<const float*>(record.noise.data()) + channel),
           track_(&state_.loop, record.rate_Hz, record.pairs), slowStart_(record.slow.phase_rad[channel] / twoPi),
           slowStep_(record.slow.frequency_Hz[channel] / record.rate_Hz),
           zero_(float(centre + adcOffset_codes[channel])) {
@@ -240,27 +234,31 @@ public:
     /// To be called for all of the record in order; at most `piece` samples from number `first` on.
     void fill(uint32_t first, std::span<uint16_t> samples) {
         const size_t count = samples.size();
-        std::array<double, piece> turns, normals;
-        std::array<float, piece> volts;
+        std::array<double, piece> turns;
+        std::array<float, piece> volts, normals;
         track_.fill(first, std::span(turns).first(count));
         random_normals(state_.adcNoise, std::span(normals).first(count));
         const double slowStart = slowStart_ + slowStep_ * first, slowStep = slowStep_;
-        const float* const noise = noise_.data() + first;
-        for (size_t i = 0; i < count; ++i) {
-            const double slow = slowStart + slowStep * double(int32_t(i));
-            turns[i] = withoutWholeTurns(turns[i] + slow + double(noise[i] * float(1 / twoPi)));
-        }
+        const float* const noise = noise_ + size_t{2} * first;
         const float amplitude = amplitude_, deviation = noiseDeviation_, zero = zero_;
-        for (size_t i = 0; i < count; ++i)
-            volts[i] = amplitude * sineOfTurns(float(turns[i]));
+        wideLoops_run([&] {
+            for (size_t i = 0; i < count; ++i) {
+                const double slow = slowStart + slowStep * double(int32_t(i));
+                const double turn = turns[i] + slow + double(noise[2 * i] * float(1 / twoPi));
+                volts[i] = amplitude * sineOfTurns(float(withoutWholeTurns(turn)));
+            }
+        });
         gatePulses(first, std::span(volts).first(count));
         addPickup(first, std::span(volts).first(count));
-        for (size_t i = 0; i < count; ++i) {
-            const float code = volts[i] + zero + deviation * float(normals[i]);
-            const float limited = std::min(std::max(code, 0.0F), float(codes - 1));
-            // NOLINTNEXTLINE(bugprone-incorrect-roundings): the numbers are small, and lround is a call for each
-            samples[i] = uint16_t(int32_t(limited + 0.5F));
-        }
+        wideLoops_run([&] {
+            for (size_t i = 0; i < count; ++i) {
+                const float code = volts[i] + zero + deviation * normals[i];
+                volts[i] = std::min(std::max(code, 0.0F), float(codes - 1));
+            }
+            for (size_t i = 0; i < count; ++i) // in the loop above the compiler would branch to each limit
+                // NOLINTNEXTLINE(bugprone-incorrect-roundings): the numbers are small, and lround is a call for each
+                samples[i] = uint16_t(int32_t(volts[i] + 0.5F));
+        });
     }
 
 private:
@@ -282,7 +280,7 @@ private:
     Bench::ChannelState& state_;
     const Record& record_;
     const Dut& dut_;
-    std::span<const float> noise_;
+    const float* noise_; // every other one
     PhaseTrack track_;
     double slowStart_, slowStep_;                     // turns
     float zero_, amplitude_ = 0, noiseDeviation_ = 0; // codes
@@ -297,10 +295,12 @@ void fillChannel(Bench* bench, Channel channel, const Record& record, std::span<
 
 void takeRecord(Bench* bench, double rate_Hz, std::span<uint16_t> a, std::span<uint16_t> b) {
     const auto pairs = std::max(2U, uint32_t(std::min(a.size(), b.size())));
-    Record record{pairs, rate_Hz, {}, drawSlowNoise(bench, rate_Hz / noiseRecord_length(pairs) / 2), 0, 0};
-    record.noise = noiseRecord_draw(bench->phaseNoise, pairs, rate_Hz,
-                                    [&](double offset_Hz) { return noiseAt(bench, offset_Hz); });
-    addSpurs(bench, rate_Hz, &record.noise);
+    Record record{pairs, rate_Hz, drawSlowNoise(bench, rate_Hz / noiseRecord_length(pairs) / 2), {}};
+    noiseRecord_draw(
+        bench->phaseNoise, pairs, rate_Hz, [&](double offset_Hz) { return noiseAt(bench, offset_Hz); }, &bench->noise);
+    const std::span phases = std::span(bench->noise.values).first(pairs);
+    addSpurs(bench, rate_Hz, phases);
+    record.noise = phases;
     record.pickupStart = random_uniform(bench->phaseNoise);
     if (const Pulses& pulses = bench->dutFile.dut.pulses; pulses.period_s > 0)
         record.pulseStart_s = pulses.period_s * random_uniform(bench->phaseNoise);

@@ -1,6 +1,6 @@
 #pragma once
 /// A vector for millions of numbers that live for a moment. The host gives its memory in large pages where it has them,
-/// and elements that nobody sets hold anything.
+/// and elements of a plain type that nobody sets hold anything. It is aligned for any type of the language.
 
 #include <cstddef>
 #include <cstdlib>

@@ -22,9 +22,10 @@ struct NoiseAtOffset {
     std::array<std::complex<double>, 2> error;
 };
 
-/// Phases of the channels, rad, as many of each.
+/// Phases of the channels, rad: channel A's is the real part, B's the imaginary part. It may be drawn anew, into the
+/// memory that it has, and may have room for more values than were drawn last.
 struct NoiseRecord {
-    LargeVector<float> a, b;
+    LargeVector<std::complex<float>> values;
 };
 
 /// Length of the transform that holds `samples`.
@@ -39,28 +40,24 @@ struct NoiseBand {
 };
 
 /// `samples` phases, at least 2, at the rate. `bands` ascend from line 1; the lines lie rate / length apart. Nothing
-/// slower than the record is in it, and nothing faster than half of the rate.
-[[nodiscard]] NoiseRecord noiseRecord_drawBands(RandomStream& stream, uint32_t samples, double rate_Hz,
-                                                std::span<const NoiseBand> bands);
+/// slower than the record is in it, and nothing faster than half of the rate. A seed gives the same phases everywhere,
+/// but for the rounding of the transform, which chooses its steps by the processor.
+void noiseRecord_drawBands(RandomStream& stream, uint32_t samples, double rate_Hz, std::span<const NoiseBand> bands,
+                           NoiseRecord* record);
 
 /// The same with the densities that `at(offset_Hz)` tells; it is asked at ascending offsets some three percent apart.
 template <class At>
-[[nodiscard]] NoiseRecord noiseRecord_draw(RandomStream& stream, uint32_t samples, double rate_Hz, At at) {
+void noiseRecord_draw(RandomStream& stream, uint32_t samples, double rate_Hz, At at, NoiseRecord* record) {
     constexpr double finest = 1.03;
     const uint32_t length = noiseRecord_length(samples);
     std::vector<NoiseBand> bands;
     for (uint32_t k = 1; k < length / 2; k = std::max(k + 1, static_cast<uint32_t>(k * finest + 1)))
         bands.push_back({k, at(k * rate_Hz / length)});
-    return noiseRecord_drawBands(stream, samples, rate_Hz, bands);
+    noiseRecord_drawBands(stream, samples, rate_Hz, bands, record);
 }
 
-/// Complex values, as many of each part.
-struct SplitComplex {
-    LargeVector<float> re, im;
-};
-
-/// The sums of value k times exp(+2 pi i k t / length) for each t. The length is a power of two, at least 4. Overwrites
-/// the values.
-[[nodiscard]] SplitComplex noiseRecord_transform(SplitComplex& values);
+/// Puts the sums of value k times exp(+2 pi i k t / length) for each t in the place of the first `length` values: a
+/// power of two of them.
+void noiseRecord_transform(LargeVector<std::complex<float>>& values, uint32_t length);
 
 } // namespace vi

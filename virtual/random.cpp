@@ -1,5 +1,8 @@
 #include "virtual/random.h"
 
+#include "virtual/sine.h"
+#include "virtual/wide_loops.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -108,6 +111,33 @@ inline double normal(RandomStream& stream) {
     return normalEdge(stream, bits);
 }
 
+// ---- normals in single precision -----------------------------------------------------------------------------------
+
+constexpr size_t pairsAtOnce = 128;
+
+/// `x` above 0 and up to 1.
+inline float logOfShare(float x) {
+    constexpr int32_t rootOfHalf = 0x3F3504F3, mantissaBits = 23, mantissaMask = (1 << mantissaBits) - 1;
+    constexpr float ln2 = 0.693147181F;
+    const int32_t aboveRoot = std::bit_cast<int32_t>(x) - rootOfHalf;
+    const auto mantissa = std::bit_cast<float>((aboveRoot & mantissaMask) + rootOfHalf); // sqrt(1/2) to sqrt(2)
+    const float s = (mantissa - 1) / (mantissa + 1), s2 = s * s;                         // ln m = 2 artanh s
+    const float series = 1 + s2 * (1.0F / 3 + s2 * (1.0F / 5 + s2 * (1.0F / 7 + s2 * (1.0F / 9))));
+    return float(aboveRoot >> mantissaBits) * ln2 + 2 * s * series;
+}
+
+/// Two normals from each pair of words: 31 bits of one and the last 8 of the other are the share of the radii that are
+/// greater, the other's upper 24 bits are the angle.
+void boxMuller(const int32_t* high, const int32_t* low, size_t pairs, float* __restrict x, float* __restrict y) {
+    constexpr float lowScale = 0x1p-8F, shareScale = 0x1p-31F, angleScale = 0x1p-24F;
+    for (size_t i = 0; i < pairs; ++i) {
+        const float share = (float(high[i]) + (float(low[i] & 0xFF) + 0.5F) * lowScale) * shareScale;
+        const float radius = std::sqrt(-2 * logOfShare(share)), turns = float(low[i] >> 8) * angleScale;
+        x[i] = radius * sineOfTurns(0.25F - std::abs(turns));
+        y[i] = radius * sineOfTurns(turns);
+    }
+}
+
 // ---- gamma ----------------------------------------------------------------------------------------------------------
 
 /// Marsaglia, Tsang: A simple method for generating gamma variables (2000). With x normal and v = (1 + cx)^3, d v is
@@ -167,6 +197,26 @@ void random_normals(RandomStream& stream, std::span<double> out) {
     RandomStream local = stream; // in registers for the loop
     for (double& value : out)
         value = normal(local);
+    stream = local;
+}
+
+void random_normals(RandomStream& stream, std::span<float> out) {
+    RandomStream local = stream;
+    std::array<int32_t, pairsAtOnce> high, low;
+    std::array<float, pairsAtOnce> ofOddCount;
+    while (!out.empty()) {
+        const size_t count = std::min(out.size(), 2 * pairsAtOnce), pairs = (count + 1) / 2;
+        for (size_t i = 0; i < pairs; ++i) {
+            const uint64_t bits = random_bits(local);
+            high[i] = int32_t(bits >> 33);
+            low[i] = int32_t(bits);
+        }
+        float* const second = count % 2 == 0 ? out.data() + pairs : ofOddCount.data();
+        wideLoops_run([&] { boxMuller(high.data(), low.data(), pairs, out.data(), second); });
+        if (count % 2 != 0)
+            std::copy_n(second, count - pairs, out.data() + pairs);
+        out = out.subspan(count);
+    }
     stream = local;
 }
 

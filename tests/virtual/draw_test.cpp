@@ -142,18 +142,41 @@ TEST(Draw, ASeedGivesTheSameNumbersEverywhere) {
     }
     EXPECT_EQ(normals, -0x1.506e0b6c9d1c7p+6);
     EXPECT_EQ(gammas, 0x1.86f16fc77fecap+17);
+
+    std::array<float, 1001> values; // an odd number, and not of any vector's
+    double sum = 0;
+    for (int i = 0; i < 100; ++i) {
+        random_normals(stream, values);
+        for (size_t k = 0; k < values.size(); ++k)
+            sum += double(values[k]) * double(k + 1);
+    }
+    EXPECT_EQ(sum, 0x1.8df67002fc274p+16);
 }
 
 TEST(Draw, NormalsAndGammasHaveTheirDistribution) {
     RandomStream stream = random_stream(7, 1, 0);
     constexpr int count = 2'000'000;
     std::vector<double> values(count);
+    std::vector<float> singles(count);
     random_normals(stream, values);
+    random_normals(stream, singles);
     // Upper tails at the edges where the layers, the wedge and the tail of the ziggurat meet.
     for (const double edge : {-3.0, -1.0, -0.25, 0.0, 0.1, 0.5, 1.0, 2.0, 3.0, 3.6541528853610088, 4.2}) {
-        const auto above = std::count_if(values.begin(), values.end(), [edge](double x) { return x > edge; });
-        const double p = 0.5 * std::erfc(edge / std::sqrt(2.0));
-        EXPECT_NEAR(double(above), p * count, 4.5 * std::sqrt(p * (1 - p) * count) + 1) << edge;
+        const auto isAbove = [edge](double x) { return x > edge; };
+        const double p = 0.5 * std::erfc(edge / std::sqrt(2.0)), tolerance = 4.5 * std::sqrt(p * (1 - p) * count) + 1;
+        EXPECT_NEAR(double(std::count_if(values.begin(), values.end(), isAbove)), p * count, tolerance) << edge;
+        EXPECT_NEAR(double(std::count_if(singles.begin(), singles.end(), isAbove)), p * count, tolerance) << edge;
+    }
+    // Neighbours, and both that come of one angle, have nothing to do with each other, nor have their powers.
+    for (const size_t apart : {1, 2, 64, 128, 256}) {
+        Mean product, powers;
+        for (size_t i = apart; i < count; ++i) {
+            const double x = double(singles[i]), y = double(singles[i - apart]);
+            product.add(x * y);
+            powers.add((x * x - 1) * (y * y - 1));
+        }
+        EXPECT_NEAR(product.value(), 0, 4.5 * product.error()) << apart;
+        EXPECT_NEAR(powers.value(), 0, 4.5 * powers.error()) << apart;
     }
     // Gamma of a whole shape: P(g > t) is the chance of fewer than `shape` events of a Poisson process until t.
     for (const uint32_t shape : {1u, 2u, 9u, 60u}) {
