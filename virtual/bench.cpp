@@ -344,7 +344,6 @@ EdgeCount bench_count(Bench* bench, const CountRequest& request) {
 
 Faults bench_faults(Bench* bench) {
     const Guard guard(bench->mutex);
-    benchState_update(bench);
     return bench->dutFile.dut.faults;
 }
 

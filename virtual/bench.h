@@ -105,7 +105,7 @@ void bench_set(Bench* bench, Channel channel, const ChannelSettings& settings);
 /// Takes a record as it is asked for, as many samples of both ADCs: offset binary, 16 bits over 1.6 V, low-passed below
 /// half of the reduced rate. The loops stand at its end then.
 void bench_takeRecord(Bench* bench, const RecordRequest& request, std::span<uint16_t> a, std::span<uint16_t> b);
-/// Those of the DUT file.
+/// Those of the DUT in force; does not look at the file, so it costs next to nothing.
 [[nodiscard]] Faults bench_faults(Bench* bench);
 
 /// What the spectra of a moment are drawn from.
