@@ -25,10 +25,6 @@ uint32_t gateTicks(const TVPN_ADFPGA* board) {
     return static_cast<uint32_t>(std::fmin(std::fmax(ticks, 0.0), double{UINT32_MAX}));
 }
 
-double secondsSince(tv_abstime start) {
-    return static_cast<double>(tv_abstime_now() - start) * 1e-9;
-}
-
 int awaitGate(TVPN_ADFPGA* board) {
     const double limit_s = board->settings.counterTimeout * reserve + reserve_s;
     const tv_abstime start = tv_abstime_now();
@@ -39,7 +35,7 @@ int awaitGate(TVPN_ADFPGA* board) {
             status = TVPN_ADFPGA_receiveFpga(board, answer.data(), answerLength, 1);
         if (status != 0 || answer[0] == '1')
             return status;
-        if (secondsSince(start) > limit_s)
+        if (tv_abstime_secondsSince(start) > limit_s)
             return scpi::timeOutError;
     }
 }
@@ -124,7 +120,7 @@ int TVPN_ADFPGA_countFrequencyAdc(TVPN_ADFPGA* board, tvfreq* frequencyA, tvfreq
         status = readAdcCounts(board, &counts);
         if (status != 0 || (done(0) && done(1)))
             break;
-        if (secondsSince(start) > limit_s)
+        if (tv_abstime_secondsSince(start) > limit_s)
             status = scpi::timeOutError;
     }
     TVPN_ADFPGA_sendFpga(board, "freqad");

@@ -16,7 +16,7 @@ constexpr double usPerSecond = 1e6;
 constexpr double reserve = 1.2; // of every time budget
 constexpr double reserve_s = 2; // added to it
 constexpr double longestRead_s = 3600;
-constexpr double shortestRead_s = 0.1; // where stages before have used up the budget
+constexpr double shortestRead_s = 0.1;      // where stages before have used up the budget
 constexpr uint64_t sleepSlice_us = 100'000; // a cancel interrupts a sleep after that time
 constexpr uint32_t softFftRate = 100'000;   // samples per second that the soft core transforms by itself
 constexpr uint32_t firstSettableStage = 6;  // of the first generation
@@ -28,10 +28,6 @@ bool cancelled(const TVPN_ADFPGA* board) {
 
 uint32_t toMicroseconds(double seconds) {
     return static_cast<uint32_t>(std::min(std::max(seconds, shortestRead_s) * usPerSecond, double{UINT32_MAX}));
-}
-
-double secondsSince(tv_abstime start) {
-    return static_cast<double>(tv_abstime_now() - start) * 1e-9;
 }
 
 int configureStage(TVPN_ADFPGA* board, uint32_t stage) {
@@ -81,7 +77,7 @@ int receiveStage(TVPN_ADFPGA* board, uint32_t stage, double budget_s) {
         const tv_abstime asked = tv_abstime_now();
         uint32_t received = 0;
         const int status = TVPN_ADFPGA_receiveSsc(board, board->fdBuffer[stage] + done, bytes - done, &received);
-        if (status != 0 && secondsSince(asked) >= longestRead_s && secondsSince(start) < budget_s)
+        if (status != 0 && tv_abstime_secondsSince(asked) >= longestRead_s && tv_abstime_secondsSince(start) < budget_s)
             continue;
         if (status != 0 || received == 0)
             return status;
@@ -159,7 +155,7 @@ void* TVPN_ADFPGA_2_captureFdSamples_task(void* argument) {
     const uint32_t stages = status == 0 ? board->inForce.fdStages.get() : 0;
     for (uint32_t stage = 0; stage < stages && !cancelled(board); ++stage) {
         sleepThroughLongCapture(board, total_s - passed_s);
-        passed_s = secondsSince(start);
+        passed_s = tv_abstime_secondsSince(start);
         status = fetchStage(board, stage, total_s - passed_s); // each starts afresh: the last one counts
     }
     endCapture(board, status);

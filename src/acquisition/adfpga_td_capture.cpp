@@ -108,16 +108,12 @@ int TVPN_ADFPGA_captureSSCTestSamples(TVPN_ADFPGA* board) {
 
 namespace {
 
-double secondsOfTransfer(const TVPN_ADFPGA* board) {
-    return static_cast<double>(tv_abstime_now() - board->hStartTime) * 1e-9;
-}
-
 bool bothChannels(const TVPN_ADFPGA* board) {
     return board->hChannel == adfpga_channelBoth;
 }
 
 int failTransfer(TVPN_ADFPGA* board) {
-    const double passed = secondsOfTransfer(board);
+    const double passed = tv_abstime_secondsSince(board->hStartTime);
     if (bothChannels(board)) {
         adfpga_logToFile("TVPN_ADFPGA_handler(): error (receiving both channels)\n"
                          "TVPN_ADFPGA_handler(): tdSamplesCount %d, tdDivider %d\n"

@@ -9,6 +9,9 @@
 [[nodiscard]] tv_abstime tv_abstime_now();
 [[nodiscard]] uint64_t tv_abstime_us();
 [[nodiscard]] uint64_t tv_abstime_ms();
+[[nodiscard]] inline double tv_abstime_secondsSince(tv_abstime start) {
+    return static_cast<double>(tv_abstime_now() - start) * 1e-9;
+}
 
 /// Sets `time` to now + `microseconds`.
 void tv_abstime_setnew(tv_abstime* time, uint64_t microseconds);
