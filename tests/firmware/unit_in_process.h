@@ -104,6 +104,8 @@ public:
                 ++points;
             }
         ASSERT_GT(points, 100);
+        EXPECT_EQ(unit_->bus.faults() + unit_->acquisition.refusals(), 0U)
+            << unit_->bus.faultTexts() << unit_->acquisition.refusalTexts();
         EXPECT_NEAR(sum / points, 0, mean_dB);
         EXPECT_LT(worst, each_dB);
     }
