@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -145,6 +146,15 @@ std::string settleSerialNumber(std::string wanted) {
     return wanted;
 }
 
+vi::Unit* unit;
+
+/// What the firmware did that real hardware would not know is a fault of one of the two.
+void tellRefusals() {
+    if (const uint64_t count = unit->bus.faults() + unit->acquisition.refusals(); count != 0)
+        printf("The hardware refused %llu times:\n%s%s", static_cast<unsigned long long>(count),
+               unit->bus.faultTexts().c_str(), unit->acquisition.refusalTexts().c_str());
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -161,7 +171,8 @@ int main(int argc, char** argv) {
     if (options.realTime)
         vi::clock_setMode(vi::TimeMode::realTime);
     // Never freed: threads of the firmware use it until the process is gone.
-    auto* unit = new vi::Unit(vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
+    unit = new vi::Unit(vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
+    std::atexit(tellRefusals);
     virtual_adapter_install(unit->bench);
     tvstuff_seedRandom(static_cast<uint32_t>(options.seed ^ options.seed >> 32));
 

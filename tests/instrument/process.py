@@ -69,6 +69,7 @@ class ProcessTest(unittest.TestCase):
     def expect_orderly_end(self, rig):
         rig.stop()
         self.assertEqual(rig.process.returncode, 0)
+        self.assertNotIn("The hardware refused", rig.log.read_text(errors="replace"))
 
     def run_serve(self, *words):
         """./run --serve as a user starts it. Returns the process, once it has said that it is ready."""
