@@ -82,15 +82,15 @@ void findCrossings(const uint16_t* samples, uint32_t count, ZeroCrossingList* li
 }
 
 /// Mean slope at the crossings, counts per radian. One too near an end of the record has no slope and does not count: a
-/// slow beat has only three or four of them, so as a zero in the mean it would cost a quarter of the constant. 0 with
-/// fewer than two crossings, with none far enough from both ends of the record, and with periods too short to have a
-/// sample within the angle.
+/// slow beat has only three or four of them, so as a zero in the mean it would cost a quarter of the constant. The
+/// period is not cut to whole samples, of which a fast beat has only 70. 0 with fewer than two crossings, with none far
+/// enough from both ends of the record, and with periods too short to have a sample within the angle.
 double meanSlope(const uint16_t* samples, uint32_t count, const ZeroCrossingList& crossings) {
     if (samples == nullptr || crossings.count < 2)
         return 0;
     const uint32_t span = crossings.items[crossings.count - 1] - crossings.items[0];
-    const uint32_t period = 2 * span / (crossings.count - 1);
-    const uint32_t window = period * slopeAngle / fullCircle;
+    const double period = 2.0 * span / (crossings.count - 1);
+    const auto window = static_cast<uint32_t>(period * slopeAngle / fullCircle);
     if (window == 0)
         return 0;
     double sum = 0;
