@@ -8,8 +8,6 @@
 #include "virtual/clock.h"
 
 #include <chrono>
-#include <cstdio>
-#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 #include <thread>
@@ -20,8 +18,9 @@ namespace {
 
 constexpr int executionError = -200, timedOut = -365;
 
-/// Many, so that a draw is nearly its expectation; stage 3 of the first generation then takes hours.
-constexpr std::array<uint32_t, 8> records{1'000'000, 1'000'000, 1'000'000, 1'000'000, 100'000, 10'000, 300, 300};
+/// Many, so that a draw is nearly its expectation.
+constexpr uint32_t records = 1'000'000;
+constexpr uint32_t stages = 3;
 
 /// A unit's board and its driver, which take their memory once.
 struct Unit {
@@ -49,13 +48,10 @@ protected:
     AdfpgaTest() {
         unit.connect();
         unit.source.frequency_Hz = 10e6;
-        TVPN_ADFPGA_setFdStages(driver, 3);
+        TVPN_ADFPGA_setFdStages(driver, stages);
         TVPN_ADFPGA_setFdChannelCrosscorrelation(driver);
-        for (int stage = 0; stage < 8; ++stage)
-            TVPN_ADFPGA_setFdCorrelations(driver, stage, records.at(size_t(stage)));
-        TVPN_ADFPGA_setFdSamplesCount(driver, 2, 512);
-        TVPN_ADFPGA_setFdSamplesCount(driver, 6, 64);
-        TVPN_ADFPGA_setFdSamplesCount(driver, 7, 64);
+        for (uint32_t stage = 0; stage < stages; ++stage)
+            TVPN_ADFPGA_setFdCorrelations(driver, int(stage), records);
         TVPN_ADFPGA_setTdSamplesCount(driver, 5000);
         TVPN_ADFPGA_setTdDivider(driver, 1);
         TVPN_ADFPGA_setTdChannelBoth(driver);
@@ -91,7 +87,7 @@ protected:
     }
     /// Points of a stage that are what the board measures.
     size_t goodPoints(uint32_t stage) {
-        const double tolerance = 6 / std::sqrt(records.at(stage));
+        const double tolerance = 6 / std::sqrt(records);
         size_t good = 0;
         const auto points = stageBuffer(stage);
         for (uint32_t i = 0; i < points.size(); ++i) {
@@ -101,11 +97,11 @@ protected:
         return good;
     }
     void clearStages() {
-        for (uint32_t stage = 0; stage < 8; ++stage)
+        for (uint32_t stage = 0; stage < stages; ++stage)
             for (const SpectrumPoint& point : stageBuffer(stage))
                 const_cast<SpectrumPoint&>(point) = {};
     }
-    void expectGoodFd(uint32_t stages) {
+    void expectGoodFd() {
         EXPECT_EQ(captureFd(), 0);
         for (uint32_t stage = 0; stage < stages; ++stage)
             EXPECT_EQ(goodPoints(stage), TVPN_ADFPGA_getFdSamplesCount(driver, int(stage))) << stage;
@@ -121,49 +117,28 @@ protected:
             ASSERT_EQ(b[i], KnownSource::sampleB(i * divider)) << i;
         }
     }
-    struct AdcCount {
-        int status;
-        double a, b; // Hz
-    };
-    AdcCount countAdc() {
+    int countAdc() {
         tvfreq a{}, b{};
-        const int status = TVPN_ADFPGA_countFrequencyAdc(driver, &a, &b);
-        return {status, tvfreq2double(&a, nullptr), tvfreq2double(&b, nullptr)};
+        return TVPN_ADFPGA_countFrequencyAdc(driver, &a, &b);
     }
 
     Unit& unit = unitOf(GetParam());
     TVPN_ADFPGA* driver = &unit.driver;
     const uint64_t before = refusals();
-    static constexpr const char* logFile = "/tolvane/temp/fpgalog";
-    /// What was logged since the last call.
-    static std::string takeLog() {
-        std::ifstream file(logFile);
-        const std::string text{std::istreambuf_iterator<char>(file), {}};
-        std::remove(logFile);
-        return text;
-    }
-    /// Streams samples to a client until the handler has no more; its last result.
+    /// Streams samples to a client until the handler has no more; its last result. `got`: bytes.
     int streamToClient(
-        std::vector<uint16_t>* got, const std::function<void()>& afterPiece = [] {}) {
+        uint32_t* got, const std::function<void()>& afterPiece = [] {}) {
         std::array<char, 1000> piece;
         int count = 0;
+        *got = 0;
         TVPN_ADFPGA_startHMode(driver);
         EXPECT_EQ(TVPN_ADFPGA_getValidSscBytes(driver), 0u);
-        while ((count = TVPN_ADFPGA_handler(driver, piece.size(), 0, piece.data())) > 0) {
-            for (size_t i = 0; i < size_t(count); i += 2)
-                got->push_back(static_cast<uint16_t>(uint8_t(piece[i]) | uint8_t(piece[i + 1]) << 8));
-            afterPiece();
-        }
+        for (; (count = TVPN_ADFPGA_handler(driver, piece.size(), 0, piece.data())) > 0; afterPiece())
+            *got += uint32_t(count);
         TVPN_ADFPGA_endHMode(driver);
         return count;
     }
 };
-TEST_P(AdfpgaTest, SamplesThatDoNotComeTimeOut) {
-    unit.source.gives = false;
-    EXPECT_EQ(TVPN_ADFPGA_captureTdSamples(driver), timedOut);
-    unit.source.gives = true;
-    expectGoodTd();
-}
 
 INSTANTIATE_TEST_SUITE_P(Generations, AdfpgaTest, ::testing::Values(FpgaGeneration::first, FpgaGeneration::second),
                          [](const auto& kind) { return kind.index == 0 ? "First" : "Second"; });
@@ -198,69 +173,6 @@ TEST_P(AdfpgaTest, TheBoardComesUpLockedAndPassesItsSelfTest) {
     EXPECT_EQ(refusals(), before) << refusalTexts();
 }
 
-TEST_P(AdfpgaTest, SpectraAreWhatTheBoardMeasures) {
-    for (const auto select :
-         {TVPN_ADFPGA_setFdChannelCrosscorrelation, TVPN_ADFPGA_setFdChannelAOnly, TVPN_ADFPGA_setFdChannelBOnly}) {
-        select(driver);
-        TVPN_ADFPGA_setFdStages(driver, 8);
-        TVPN_ADFPGA_setFdSamplesCount(driver, 2, 2048); // fixed on the first generation
-        TVPN_ADFPGA_setFdSamplesCount(driver, 7, 128);
-        clearStages();
-        expectGoodFd(8);
-    }
-    EXPECT_EQ(refusals(), before) << refusalTexts();
-}
-
-TEST_P(AdfpgaTest, SamplesComeIntoTheBuffersOrToAClient) {
-    for (const uint32_t divider : {1u, 7u, 2'000'000u}) {
-        TVPN_ADFPGA_setTdDivider(driver, divider);
-        expectGoodTd();
-    }
-    TVPN_ADFPGA_setTdDivider(driver, 1);
-    const auto stream = [&] {
-        std::vector<uint16_t> got;
-        EXPECT_EQ(streamToClient(&got), 0);
-        EXPECT_EQ(got.size() * 2, TVPN_ADFPGA_getHBytes(driver));
-        return got;
-    };
-    const std::vector<uint16_t> both = stream();
-    EXPECT_EQ(TVPN_ADFPGA_getValidSscBytes(driver), 20000u);
-    TVPN_ADFPGA_setTdChannelAOnly(driver);
-    const std::vector<uint16_t> a = stream();
-    TVPN_ADFPGA_setTdChannelBOnly(driver);
-    const std::vector<uint16_t> b = stream();
-    ASSERT_EQ(both.size(), 10000u);
-    ASSERT_EQ(a.size(), 5000u);
-    ASSERT_EQ(b.size(), 5000u);
-    for (uint64_t i = 0; i < a.size(); ++i) {
-        ASSERT_EQ(both[2 * i], KnownSource::sampleA(i));
-        ASSERT_EQ(both[2 * i + 1], KnownSource::sampleB(i));
-        ASSERT_EQ(a[i], KnownSource::sampleA(i));
-        ASSERT_EQ(b[i], KnownSource::sampleB(i));
-    }
-    EXPECT_EQ(refusals(), before) << refusalTexts();
-}
-
-TEST_P(AdfpgaTest, CountersFindTheSignalOrNothing) {
-    constexpr double signal_Hz = 12'345'678;
-    unit.source.frequency_Hz = signal_Hz;
-    tvfreq input{};
-    EXPECT_EQ(TVPN_ADFPGA_countFrequency(driver, &input), 0);
-    EXPECT_NEAR(tvfreq2double(&input, nullptr), signal_Hz, 10);
-    const AdcCount counted = countAdc();
-    EXPECT_EQ(counted.status, 0);
-    EXPECT_NEAR(counted.a, signal_Hz, 10);
-    EXPECT_NEAR(counted.b, signal_Hz, 10);
-    unit.source.frequency_Hz = 0;
-    EXPECT_EQ(TVPN_ADFPGA_countFrequency(driver, &input), 0);
-    EXPECT_EQ(tvfreq2double(&input, nullptr), 0);
-    const AdcCount nothing = countAdc();
-    EXPECT_EQ(nothing.status, timedOut);
-    EXPECT_EQ(nothing.a, 0);
-    EXPECT_EQ(nothing.b, 0);
-    EXPECT_EQ(refusals(), before) << refusalTexts();
-}
-
 TEST_P(AdfpgaTest, AfterAnyTransferThatFailedTheNextCaptureIsGood) {
     struct Kind {
         const char* name;
@@ -268,11 +180,15 @@ TEST_P(AdfpgaTest, AfterAnyTransferThatFailedTheNextCaptureIsGood) {
         std::function<void()> expectGood;
     };
     const Kind captures[] = {
-        {"spectra", [&] { return captureFd(); }, [&] { expectGoodFd(3); }},
+        {"spectra", [&] { return captureFd(); }, [&] { expectGoodFd(); }},
         {"samples", [&] { return TVPN_ADFPGA_captureTdSamples(driver); }, [&] { expectGoodTd(); }},
         {"input counter", [&] { return TVPN_ADFPGA_countFrequency(driver, nullptr); },
-         [&] { EXPECT_EQ(TVPN_ADFPGA_countFrequency(driver, nullptr), 0); }},
-        {"ADC counters", [&] { return countAdc().status; }, [&] { EXPECT_NEAR(countAdc().a, 10e6, 10); }},
+         [&] {
+             tvfreq input{};
+             EXPECT_EQ(TVPN_ADFPGA_countFrequency(driver, &input), 0);
+             EXPECT_NEAR(tvfreq2double(&input, nullptr), 10e6, 10);
+         }},
+        {"ADC counters", [&] { return countAdc(); }, [&] { EXPECT_EQ(countAdc(), 0); }},
     };
     for (const Kind& kind : captures) {
         int failed = 0;
@@ -300,37 +216,37 @@ TEST_P(AdfpgaTest, AStageThatDoesNotArriveWholeTimesOutAndLeavesTheOthersGood) {
                  {"cut", {.cutAfter_bytes = cutPoints * 8}, cutPoints},
                  {"late", {.delay_ns = 10'000'000'000'000}, 0}};
     for (const auto& [name, faults, arrives] : cases)
-        for (uint32_t broken = 0; broken < 3; ++broken) {
+        for (uint32_t broken = 0; broken < stages; ++broken) {
             clearStages();
             StreamFaults one = faults;
             one.pass = broken;
             one.blocks = 1;
             unit.board.stream().spoil(one);
-            EXPECT_EQ(captureFd(), broken == 2 ? timedOut : 0) << name << ": the last stage tells";
-            for (uint32_t stage = 0; stage < 3; ++stage)
+            EXPECT_EQ(captureFd(), broken == stages - 1 ? timedOut : 0) << name << ": the last stage tells";
+            for (uint32_t stage = 0; stage < stages; ++stage)
                 EXPECT_EQ(goodPoints(stage), stage == broken ? arrives : stageBuffer(stage).size()) << name << stage;
         }
-    expectGoodFd(3);
+    expectGoodFd();
     EXPECT_EQ(refusals(), before) << refusalTexts();
 }
 
 TEST_P(AdfpgaTest, ASilentCoreEndsEveryCaptureWithATimeOut) {
+    unit.source.frequency_Hz = 0;
+    EXPECT_EQ(countAdc(), timedOut) << "nothing to count";
     unit.board.core().spoil({.silent = true});
     TVPN_ADFPGA_setFdStages(driver, 1);
     TVPN_ADFPGA_setFdCorrelations(driver, 0, 1000);
-    takeLog();
-    EXPECT_EQ(captureFd(), timedOut);
-    EXPECT_EQ(takeLog(), std::string("TVPN_ADFPGA_captureFdSamples(): FPGA data reception timed out\n"
-                                     "TVPN_ADFPGA_captureFdSamples(): stage 0, correlations 1000, tmo_us ") +
-                             (unit.second ? "2078643" : "2014745") + "\n\n");
-    EXPECT_EQ(TVPN_ADFPGA_captureTdSamples(driver), timedOut);
-    EXPECT_EQ(takeLog(), std::string("TVPN_ADFPGA_captureTdSamples(): FPGA data reception timed out\n"
-                                     "TVPN_ADFPGA_captureTdSamples(): tdSamplesCount 5000, tdDivider 1, tmo_us ") +
-                             (unit.second ? "2000024" : "2000048") + "\n\n");
+    const auto expectTimeOut = [&](const std::function<int()>& capture, double expected_s) {
+        const uint64_t start_ns = clock_now();
+        EXPECT_EQ(capture(), timedOut);
+        EXPECT_NEAR(double(clock_now() - start_ns) / 1e9, expected_s, 0.003);
+    };
+    expectTimeOut([&] { return captureFd(); }, unit.second ? 2.0786 : 2.0147);
+    expectTimeOut([&] { return TVPN_ADFPGA_captureTdSamples(driver); }, 2);
     tvfreq input{1, 1};
     EXPECT_EQ(TVPN_ADFPGA_countFrequency(driver, &input), timedOut);
     EXPECT_EQ(tvfreq2double(&input, nullptr), 0);
-    EXPECT_EQ(countAdc().status, timedOut);
+    EXPECT_EQ(countAdc(), timedOut);
     EXPECT_LT(TVPN_ADFPGA_selftest(driver), 0);
 }
 
@@ -341,7 +257,7 @@ TEST_P(AdfpgaTest, AnAbortAtAnyPointOfACaptureEndsItAndTheNextOneIsGood) {
             aborter = std::thread([&] { TVPN_ADFPGA_abort(driver); });
         return true;
     };
-    std::vector<uint16_t> streamed;
+    uint32_t streamed = 0;
     const std::function<void()> captures[] = {[&] { captureFd(); }, [&] { TVPN_ADFPGA_captureTdSamples(driver); },
                                               [&] { streamToClient(&streamed); }};
     for (const auto& capture : captures)
@@ -350,7 +266,7 @@ TEST_P(AdfpgaTest, AnAbortAtAnyPointOfACaptureEndsItAndTheNextOneIsGood) {
             if (aborter.joinable())
                 aborter.join();
             unit.bus.intercept({});
-            expectGoodFd(3);
+            expectGoodFd();
             expectGoodTd();
             ASSERT_FALSE(HasFailure()) << "transfer " << n;
         });
@@ -385,9 +301,8 @@ TEST_P(AdfpgaTest, AResetWarmsBothDomainsUpAndLeavesTheSettings) {
     EXPECT_EQ(unit.board.stream().blocks() - blocks, 2u) << "one of samples, one of a spectrum";
     EXPECT_EQ(TVPN_ADFPGA_getTdBufferSize(driver, 1), 2u);
     EXPECT_EQ(TVPN_ADFPGA_getResetCount(driver), resets + 1);
-    expectGoodFd(3);
+    expectGoodFd();
     expectGoodTd();
-    EXPECT_EQ(TVPN_ADFPGA_getTdBufferSize(driver, 1), 5000u);
     EXPECT_EQ(refusals(), before) << refusalTexts();
 
     EXPECT_EQ(TVPN_ADFPGA_resetFpga(driver, 0), 0) << "nobody hears the warm-up";
@@ -396,16 +311,16 @@ TEST_P(AdfpgaTest, AResetWarmsBothDomainsUpAndLeavesTheSettings) {
 }
 
 TEST_P(AdfpgaTest, WithoutItsStreamTheBoardSaysSo) {
-    std::vector<uint16_t> none;
+    uint32_t none = 0;
     const auto expectAll = [&](int expected) {
         EXPECT_EQ(captureFd(), expected);
         EXPECT_EQ(TVPN_ADFPGA_captureTdSamples(driver), expected);
-        EXPECT_EQ(countAdc().status, expected);
+        EXPECT_EQ(countAdc(), expected);
         EXPECT_EQ(streamToClient(&none), expected != 0 ? -1 : 0);
     };
     rtdm_unregister(&unit.board.stream());
     expectAll(executionError);
-    EXPECT_TRUE(none.empty());
+    EXPECT_EQ(none, 0u);
     rtdm_register(sampleStream_deviceName, &unit.board.stream());
     expectAll(0);
     EXPECT_EQ(refusals(), before) << refusalTexts();
@@ -415,27 +330,16 @@ TEST_P(AdfpgaTest, AStreamToAClientEndsWhereItsSamplesDo) {
     for (const auto select : {TVPN_ADFPGA_setTdChannelBoth, TVPN_ADFPGA_setTdChannelBOnly}) {
         select(driver);
         const bool both = TVPN_ADFPGA_isTdChannelBoth(driver) != 0;
-        std::vector<uint16_t> got;
-        takeLog();
+        uint32_t got = 0;
         unit.board.stream().spoil({.blocks = 1, .cutAfter_bytes = 4400});
         EXPECT_EQ(streamToClient(&got), -1);
-        EXPECT_EQ(got.size(), both ? 2200u : 1100u);
+        EXPECT_EQ(got, both ? 4400u : 2200u);
         EXPECT_EQ(TVPN_ADFPGA_getValidSscBytes(driver), 4400u);
-        const std::string log = takeLog();
-        EXPECT_EQ(log.empty(), !both);
-        EXPECT_EQ(log.rfind("TVPN_ADFPGA_handler(): error (receiving both channels)\n"
-                            "TVPN_ADFPGA_handler(): tdSamplesCount 5000, tdDivider 1\n"
-                            "TVPN_ADFPGA_handler(): timeout 2.0000",
-                            0) == 0,
-                  both)
-            << log;
-        got.clear();
         EXPECT_EQ(streamToClient(&got, [&] { TVPN_ADFPGA_abort(driver); }), -1);
-        EXPECT_LE(got.size(), 500u);
+        EXPECT_LE(got, 1000u);
         EXPECT_EQ(TVPN_ADFPGA_handler(driver, 4, 0, nullptr), -1) << "not started";
-        got.clear();
         EXPECT_EQ(streamToClient(&got), 0);
-        EXPECT_EQ(got.size() * 2, TVPN_ADFPGA_getHBytes(driver));
+        EXPECT_EQ(got, both ? 20'000u : 10'000u);
     }
 }
 

@@ -1,5 +1,4 @@
 #include "acquisition/double_buffer.h"
-#include "core/tvdebug.h"
 
 #include <algorithm>
 #include <atomic>
@@ -69,10 +68,6 @@ TEST_F(Stream, TheWriterHasNoRoomInWhatTheReaderHas) {
     EXPECT_EQ(room(), size);
     write("second");
     EXPECT_EQ(room(), 0u);
-    uint8_t* position = nullptr;
-    DOUBLE_BUFFER_openWrite(&buffer, &position);
-    EXPECT_EQ(position, memory[0]) << "told in any case";
-    DOUBLE_BUFFER_closeWrite(&buffer, 0);
     EXPECT_EQ(read(), "first");
     EXPECT_EQ(room(), size);
     EXPECT_EQ(read(), "second");
@@ -90,23 +85,6 @@ TEST_F(Stream, MoreThanThereIsRoomForIsLostAndTheStreamStaysInOrder) {
     EXPECT_EQ(read(), "keptnext") << "handed over with its tail empty";
     DOUBLE_BUFFER_flip(&buffer);
     EXPECT_EQ(read(), "ten letters") << "a record never straddles the halves";
-}
-
-TEST_F(Stream, WrongUseIsToldAndGoesOn) {
-    uint8_t* position = nullptr;
-    tvdebug_enable();
-    testing::internal::CaptureStdout();
-    DOUBLE_BUFFER_openWrite(&buffer, &position);
-    DOUBLE_BUFFER_openWrite(&buffer, &position);
-    DOUBLE_BUFFER_closeWrite(&buffer, 3);
-    DOUBLE_BUFFER_closeWrite(&buffer, 2);
-    DOUBLE_BUFFER_printInfo(&buffer);
-    tvdebug_disable();
-    fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "DOUBLE_BUFFER_openWrite() warning: nested open write or concurrent access\n"
-              "DOUBLE_BUFFER_closeWrite() warning: nested close write or concurrent access\n"
-              "DOUBLE_BUFFER_printInfo(): writeBuffer 2, readBuffer 0, usage[0] 3, usage[1] 2\n");
 }
 
 TEST_F(Stream, OneWriterAndOneReaderLoseNothing) {

@@ -29,28 +29,7 @@ TEST(DeviceAcquisition, OperationsReachTheBoard) {
     EXPECT_EQ(Device_fpgaCommandsImmediate(device, "ping,stagea"), 0);
     EXPECT_EQ(commands, std::string("ping\0stagea\0", 12));
 
-    Device_setFdStages(device, 3);
-    Device_setFdCorrelations(device, 1, 77);
-    Device_setFdSamplesCount(device, 7, 128);
-    Device_setFdChannelBOnly(device);
-    EXPECT_EQ(Device_getFdStages(device), 3u);
-    EXPECT_EQ(Device_getFdCorrelations(device, 1), 77u);
-    EXPECT_EQ(Device_getFdCorrelations(device, -1), 0u);
-    EXPECT_EQ(Device_getFdSamplesCount(device, 7), 128u);
-    EXPECT_TRUE(Device_isFdChannelBOnly(device));
-    EXPECT_FALSE(Device_isFdChannelAOnly(device));
     EXPECT_EQ(Device_getFdSamplingFreq(device, 7), 12.5);
-
-    Device_setPhaseNoiseChannels(device, 1);
-    EXPECT_EQ(Device_getPhaseNoiseChannels(device), 0u);
-    EXPECT_TRUE(TVPN_ADFPGA_isTdChannelAOnly(&board));
-    Device_setPhaseNoiseChannels(device, 2);
-    EXPECT_EQ(Device_getPhaseNoiseChannels(device), 1u);
-    board.tdBufferSize[1] = 10;
-    uint16_t* samples = nullptr;
-    EXPECT_EQ(Device_getPhaseNoiseFbuffer(device, 1, 0, &samples), 20);
-    EXPECT_EQ(samples, board.tdBuffer[1]);
-    EXPECT_EQ(Device_getPhaseNoiseFbuffer(device, 1, 1, &samples), 0);
 
     Device_setReferenceSource10MExternal(device);
     EXPECT_FALSE(Device_isReferenceSource10MInternal(device));

@@ -58,9 +58,6 @@ TEST(DeviceTableTest, TheRecordComesUpOnTheDefaultsOfItsModel) {
         EXPECT_EQ(Device_getFrequencyMax(device)->intPart, frequencyMax_Hz) << serialNumber;
         EXPECT_EQ(device->referenceInternal, internalReference) << serialNumber;
         EXPECT_TRUE(device->rfEnabled == 0 && Device_getStatusRegisters(device)->ese == 0);
-        EXPECT_TRUE(Device_isPhaseNoiseAlgBoardASelected(device) && !Device_isPhaseNoiseAlgBoardBSelected(device));
-        Device_selectPhaseNoiseAlgBoardB(device);
-        EXPECT_TRUE(Device_isPhaseNoiseAlgBoardBSelected(device) && !Device_isPhaseNoiseAlgBoardASelected(device));
     }
 }
 

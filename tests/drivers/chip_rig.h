@@ -25,6 +25,7 @@
 #include "drivers/SRO.h"
 #include "drivers/TC77.h"
 #include "drivers/tvspi.h"
+#include "platform/rt.h"
 #include "virtual/chips/analog.h"
 #include "virtual/chips/clocks.h"
 #include "virtual/chips/sensors.h"
@@ -39,7 +40,7 @@
 /// All records, as a board would own them.
 struct ChipRecords {
     AD5640 dac14, dac16;
-    AD5293 r1, r2, single;
+    AD5293 r1, r2;
     AD5432 amplitude;
     AD5760 tune;
     AD5932 sweep;
@@ -68,20 +69,26 @@ protected:
     static constexpr uint32_t dividerId = 5;
 
     Chips() {
-        rig = this;
         vi::rtdm_register("tvko", &bus);
         vi::SpiChip* const models[] = {
-            &dac14Model,        &dac16Model,  &chainModel,      &singleModel,   &amplitudeModel,
-            &tuneModel,         &sweepModel,  &userAdcModel,    &adcModel,      &adcPairModel,
-            &adcAModel,         &clocksModel, &ddsModel,        &dds1BModel,    &clockPllModel,
-            &counterModel,      &vcoModel,    &attenuatorModel, &invertedModel, &dividerModel,
-            &distributionModel, &fanModel,    &outputsModel,    &inputsModel,   &temperatureModel};
+            &dac14Model,   &dac16Model,        &chainModel,   &amplitudeModel, &tuneModel,       &sweepModel,
+            &userAdcModel, &adcModel,          &adcPairModel, &adcAModel,      &clocksModel,     &ddsModel,
+            &dds1BModel,   &clockPllModel,     &counterModel, &vcoModel,       &attenuatorModel, &invertedModel,
+            &dividerModel, &distributionModel, &fanModel,     &outputsModel,   &inputsModel,     &temperatureModel};
         uint32_t address = 0;
         for (vi::SpiChip* model : models)
             bus.attach(address++, model, board);
         EXPECT_EQ(tvspiOpen(), 0);
         initialise();
-        listen();
+        bus.intercept([this](const vi::SpiTransfer& transfer) {
+            wire += (wire.empty() ? "" : " | ") + std::to_string(transfer.mode) + (transfer.read ? ":read" : ":");
+            for (size_t i = 0; !transfer.read && i < transfer.frame.size(); ++i) {
+                char text[4];
+                snprintf(text, sizeof text, "%s%02X", i == 0 ? "" : " ", transfer.frame[i]);
+                wire += text;
+            }
+            return true;
+        });
     }
     ~Chips() override {
         EXPECT_EQ(bus.faults(), 0U) << bus.faultTexts();
@@ -95,53 +102,38 @@ protected:
         AD5293_init(&chips.r1, 2, board, 2);
         AD5293_init(&chips.r2, 2, board, 1);
         EXPECT_EQ(AD5293_daisyChain(&chips.r1, &chips.r2), 0);
-        AD5293_init(&chips.single, 3, board, 0);
-        AD5432_init(&chips.amplitude, 4, board);
-        AD5760_init(&chips.tune, 5, board);
-        AD5932_init(&chips.sweep, 6, board);
-        AD7680_init(&chips.userAdc, 7, board);
-        AD7940_init(&chips.adc, 8, board);
-        AD9268_init(&chips.adcPair, 9, board);
-        AD9467_init(&chips.adcA, 10, board);
-        AD9512_init(&chips.clocks, 11, board);
-        AD9912_init(&chips.dds, 12, board);
-        AD9914_init(&chips.dds1B, 13, board, pulseIoUpdate);
-        ADF4002_init(&chips.clockPll, 14, board, 0);
-        ADF4106_init(&chips.counterPll, 15, board);
-        ADF5355_init(&chips.vco, 16);
-        HMC624_init(&chips.attenuator, 17, board);
-        HMC624_initInvertedLE(&chips.invertedAttenuator, 18, board);
-        HMC988_init(&chips.divider, 19, board, dividerId);
-        LTC6950_init(&chips.distribution, 20, board);
-        MCP4131_init(&chips.fan, 21, board);
+        AD5432_init(&chips.amplitude, 3, board);
+        AD5760_init(&chips.tune, 4, board);
+        AD5932_init(&chips.sweep, 5, board);
+        AD7680_init(&chips.userAdc, 6, board);
+        AD7940_init(&chips.adc, 7, board);
+        AD9268_init(&chips.adcPair, 8, board);
+        AD9467_init(&chips.adcA, 9, board);
+        AD9512_init(&chips.clocks, 10, board);
+        AD9912_init(&chips.dds, 11, board);
+        AD9914_init(&chips.dds1B, 12, board, pulseIoUpdate);
+        ADF4002_init(&chips.clockPll, 13, board, 0);
+        ADF4106_init(&chips.counterPll, 14, board);
+        ADF5355_init(&chips.vco, 15);
+        HMC624_init(&chips.attenuator, 16, board);
+        HMC624_initInvertedLE(&chips.invertedAttenuator, 17, board);
+        HMC988_init(&chips.divider, 18, board, dividerId);
+        LTC6950_init(&chips.distribution, 19, board);
+        MCP4131_init(&chips.fan, 20, board);
         constexpr uint8_t lines[] = {0x01, 0x02, 0x03};
-        SRI_init(&chips.outputs, 22, board, lines, sizeof lines);
-        SRO_init(&chips.inputs, 23, board, 2);
-        TC77_init(&chips.temperature, 24, board);
+        SRI_init(&chips.outputs, 21, board, lines, sizeof lines);
+        SRO_init(&chips.inputs, 22, board, 2);
+        TC77_init(&chips.temperature, 23, board);
     }
 
     static int pulseIoUpdate() {
         constexpr uint32_t ioUpdate = 57358;
-        return rig->bus.ioctl(ioUpdate, 0);
+        return rt_dev_ioctl(tvkono, ioUpdate, 0);
     }
 
-    /// Writes each transfer down as "mode:bytes in memory", or "mode:read".
-    void listen() {
-        bus.intercept([this](const vi::SpiTransfer& transfer) {
-            wire += (wire.empty() ? "" : " | ") + std::to_string(transfer.mode) + ":";
-            std::string bytes;
-            for (const uint8_t byte : transfer.frame) {
-                char text[4];
-                snprintf(text, sizeof text, " %02X", byte);
-                bytes += text;
-            }
-            wire += transfer.read ? "read" : bytes.substr(1);
-            return true;
-        });
-    }
+    /// The transfers since the last call, each as "mode:bytes in memory" or "mode:read".
     std::string taken() { return std::exchange(wire, {}); }
 
-    static inline Chips* rig = nullptr;
     std::string wire;
     vi::SpiBus bus;
     ChipRecords chips{};
@@ -152,7 +144,6 @@ protected:
     vi::Ad5640Model dac14Model{14};
     vi::Ad5640Model dac16Model{16};
     vi::Ad5293Chain chainModel{100e3, 50e3};
-    vi::Ad5293Chain singleModel{20e3};
     vi::Ad5432Model amplitudeModel;
     vi::Ad5760Model tuneModel;
     vi::Ad5932Model sweepModel;

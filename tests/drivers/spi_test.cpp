@@ -1,4 +1,3 @@
-#include "core/tvdebug.h"
 #include "drivers/tvspi.h"
 #include "platform/tvko.h"
 #include "tests/drivers/fake_module.h"
@@ -18,10 +17,6 @@ protected:
     }
     void TearDown() override { tvspiClose(); }
 
-    /// The next `count` requests fail.
-    void fail(int count) {
-        module.answer = [left = count](uint32_t, uintptr_t) mutable { return left-- > 0 ? -1 : 0; };
-    }
     size_t requestsMade() { return module.taken().size(); }
 
     FakeModule module;
@@ -34,29 +29,17 @@ int onAnotherThread(const std::function<int()>& body) {
     return result;
 }
 
-std::string debugTextOf(const std::function<void()>& body) {
-    testing::internal::CaptureStdout();
-    tvdebug_enable();
-    body();
-    tvdebug_disable();
-    fflush(stdout);
-    return testing::internal::GetCapturedStdout();
-}
-
 TEST(SpiOpen, TakesTheModuleForItselfAndSetsTheDivider) {
     EXPECT_LT(tvspiOpen(), 0) << "there is no such device";
     FakeModule module;
     const int somebody = rt_dev_open("tvko", 2);
     ASSERT_EQ(flock(somebody, LOCK_EX), 0);
-    EXPECT_EQ(debugTextOf([] { EXPECT_NE(tvspiOpen(), 0); }),
-              "tvspiOpen(): could not get exclusive access to the SPI/GPIO kernel module,\n"
-              "terminate all processes accessing SPI/GPIO\n");
-    EXPECT_LT(tvkono, 0);
+    EXPECT_NE(tvspiOpen(), 0);
     EXPECT_EQ(tvspiReadPinState(57365), tvkono) << "the handle stands for the value";
     rt_dev_close(somebody);
 
     tvspi_addSlave(5, "of an earlier life");
-    EXPECT_EQ(debugTextOf([] { EXPECT_EQ(tvspiOpen(), 0); }), "tvspiSetBitrateDivider( 40 )\n");
+    EXPECT_EQ(tvspiOpen(), 0);
     EXPECT_EQ(module.taken(), (std::vector<Request>{{57384, 40}}));
     EXPECT_STREQ(tvspi_getSlaveName(5), "(unknown)");
     const int late = rt_dev_open("tvko", 2);
@@ -66,32 +49,26 @@ TEST(SpiOpen, TakesTheModuleForItselfAndSetsTheDivider) {
     rt_dev_close(late);
     uint8_t data = 0;
     EXPECT_EQ(tvspiSend(1, 1, 0, &data), -1);
-    EXPECT_EQ(tvspiRecv(1, 0, 1, 0, &data), -1);
     EXPECT_TRUE(module.taken().empty());
 }
 
 TEST_F(Spi, PlainRequestsCarryTheirNumbersAndStayInRange) {
     const std::vector<std::pair<Request, std::function<int()>>> cases{
         {{57384, 1}, [] { return tvspiSetBitrateDivider(0); }},
-        {{57384, 255}, [] { return tvspiSetBitrateDivider(300); }},
-        {{57385, 0}, [] { return tvspiSetChipSelectDelay(0); }},
         {{57385, 255}, [] { return tvspiSetChipSelectDelay(300); }},
         {{57352, 250}, [] { return tvspiSelectChip(250); }},
-        {{57353, 0}, [] { return tvspiDeselectChip(); }},
-        {{57386, 0}, [] { return tvspi_spiTimerInit(); }},
-        {{57387, 0}, [] { return tvspi_spiTimerRelease(); }},
-        {{57389, 0}, [] { return tvspi_spiTimerStop(); }},
+        {{57353, 0}, tvspiDeselectChip},
+        {{57386, 0}, tvspi_spiTimerInit},
+        {{57387, 0}, tvspi_spiTimerRelease},
+        {{57389, 0}, tvspi_spiTimerStop},
         {{57390, 4096}, [] { return tvspi_spiTimerAllocmem(4096); }},
-        {{57391, 0}, [] { return tvspi_spiTimerFreemem(); }},
+        {{57391, 0}, tvspi_spiTimerFreemem},
     };
     for (const auto& [expected, call] : cases) {
-        const bool timer = expected.number >= 57386;
+        module.answer = [left = 1](uint32_t, uintptr_t) mutable { return left-- > 0 ? -1 : 0; };
+        EXPECT_EQ(call(), expected.number >= 57386 ? -200 : -1) << expected.number;
         EXPECT_EQ(call(), 0) << expected.number;
-        EXPECT_EQ(module.taken(), std::vector{expected});
-        fail(1);
-        EXPECT_EQ(call(), timer ? -200 : -1) << expected.number;
-        module.answer = nullptr;
-        module.taken();
+        EXPECT_EQ(module.taken(), (std::vector{expected, expected}));
     }
 }
 
@@ -118,48 +95,32 @@ TEST_F(Spi, RequestsWithARecordPassTheCallersValues) {
 
 TEST_F(Spi, ATransferIsRepeatedExactlyOnce) {
     uint8_t room[2] = {};
-    const auto send = [&] { return tvspiSend(0x6F8, 3, 9, frame); };
+    const auto send = [&] { return tvspiSend(0x7F8, 3, 9, frame); };
     const auto receive = [&] { return tvspiRecv(0x2FE, 4, 2, 1, room); };
     for (const bool read : {false, true})
-        for (const int failures : {0, 1, 2, 3}) {
+        for (const int failures : {0, 1, 2}) {
             module.answer = [&, left = failures](uint32_t request, uintptr_t argument) mutable {
                 EXPECT_EQ(request, read ? 57355u : 57354u);
                 const auto record = behind<tvko_transfer>(argument);
-                EXPECT_EQ(record.address, read ? 0x0FEu : 0x0F8u) << "nine bits";
+                EXPECT_EQ(record.address, read ? 0x0FEu : 0x1F8u) << "nine bits";
                 EXPECT_EQ(record.length, read ? 2u : 3u);
                 EXPECT_EQ(record.mode, read ? 1u : 9u);
                 EXPECT_EQ(record.board, read ? 4u : 0u);
                 EXPECT_EQ(record.data, read ? room : frame);
                 return left-- > 0 ? -1 : 0;
             };
-            const std::string text = debugTextOf([&] { EXPECT_EQ(read ? receive() : send(), failures < 2 ? 0 : -1); });
-            const std::string retry = std::string(read ? "tvspiRecv" : "tvspiSend") +
-                                      "() error: Data could not be transferred from/to kernel space, retrying...\n";
-            EXPECT_EQ(text, failures > 0 ? retry : "");
+            EXPECT_EQ(read ? receive() : send(), failures < 2 ? 0 : -1);
             EXPECT_EQ(requestsMade(), failures > 0 ? 2u : 1u);
         }
     EXPECT_EQ(tvspiSend(1, 1, 0, nullptr), -1);
-    EXPECT_EQ(tvspiRecv(1, 0, 1, 0, nullptr), -1);
     EXPECT_EQ(requestsMade(), 0u);
-}
-
-TEST_F(Spi, ReplacementsTakeTheTransfers) {
-    uint8_t room[2] = {};
-    tvspiRegisterSendFunction([](uint32_t address, uint32_t, uint32_t, const void*) { return int(address); });
-    tvspiRegisterRecvFunction([](uint32_t address, uint32_t, uint32_t, uint32_t, void*) { return int(address); });
-    tvspiLock(); // concerns the module only
-    EXPECT_EQ(tvspiSend_async(0x3FF, 3, 0, frame), 0x1FF) << "nine bits";
-    EXPECT_EQ(tvspiRecv_async(0x205, 0, 2, 0, room), 5);
-    EXPECT_EQ(requestsMade(), 0u);
-    ASSERT_EQ(tvspiOpen(), 0);
-    EXPECT_EQ(tvspiSend(1, 3, 0, frame), 0) << "gone with the next opening, like the lock";
 }
 
 TEST_F(Spi, AClosedBusTurnsEverybodyAwayItsOwnerToo) {
     tvspiLockForThread();
     tvspiLock();
     EXPECT_EQ(tvspiAccessibleByThread(), 0);
-    EXPECT_EQ(debugTextOf([&] { EXPECT_EQ(tvspiSend(1, 3, 0, frame), -1); }), "tvspiSend(): Error: SPI is locked!\n");
+    EXPECT_EQ(tvspiSend(1, 3, 0, frame), -1);
     tvspiUnlock();
     EXPECT_EQ(requestsMade(), 0u);
     EXPECT_EQ(tvspiSend(1, 3, 0, frame), 0);
@@ -173,8 +134,7 @@ TEST_F(Spi, AThreadKeepsTheBusForASequence) {
     tvspiLockForThread(); // does not nest
     EXPECT_EQ(send(), 0);
     EXPECT_EQ(tvspiAccessibleByThread(), 1);
-    EXPECT_EQ(debugTextOf([&] { EXPECT_EQ(onAnotherThread(send), -1); }),
-              "tvspiSend() error: SPI mutex is locked by another thread\n");
+    EXPECT_EQ(onAnotherThread(send), -1);
     EXPECT_EQ(onAnotherThread(tvspiAccessibleByThread), 0);
     EXPECT_EQ(tvspiMutexLockFailed(), 1);
     EXPECT_EQ(tvspiMutexLockFailed(), 0) << "told once";
@@ -191,32 +151,15 @@ TEST_F(Spi, AThreadKeepsTheBusForASequence) {
     EXPECT_EQ(onAnotherThread(tvspiAccessibleByThread), 1);
 }
 
-TEST_F(Spi, TransfersWaitForEachOtherAndAreNeverTurnedAway) {
-    std::atomic<int> inside{0};
-    module.answer = [&](uint32_t, uintptr_t) {
-        EXPECT_EQ(inside++, 0);
-        std::this_thread::yield();
-        inside--;
-        return 0;
-    };
-    const auto sendMany = [&] {
-        for (int i = 0; i < 500; ++i)
-            EXPECT_EQ(tvspiSend(1, 3, 0, frame), 0);
-    };
-    std::thread first(sendMany), second(sendMany);
-    first.join();
-    second.join();
-    EXPECT_EQ(tvspiMutexLockFailed(), 0);
-}
-
 TEST_F(Spi, SequencesOfThreadsNeverMix) {
     constexpr int sequences = 300, steps = 5, owners = 2;
     std::atomic<uint32_t> owner{0};
-    std::atomic<int> mixed{0}, done{0}, single{0};
+    std::atomic<int> inside{0}, mixed{0}, done{0}, single{0};
     module.answer = [&](uint32_t, uintptr_t argument) {
         const uint32_t by = behind<tvko_transfer>(argument).address, now = owner;
-        if (now != 0 && now != by)
+        if (inside++ != 0 || (now != 0 && now != by))
             ++mixed;
+        inside--;
         return 0;
     };
     std::vector<std::thread> threads;
