@@ -44,18 +44,12 @@ protected:
     int tool_ = socket(AF_INET, SOCK_DGRAM, 0);
 };
 
-TEST_F(Discovery, AnEmptyDatagramIsAnsweredWithNameAndSerialNumber) {
-    const std::string expected = field("", 21) + field("TVPNX", 30) + field("220-336306910-0001", 30) + field("", 30);
-    EXPECT_EQ(answerTo(0), expected);
-    for (const size_t size : {1, 31, 32, 1400})
-        EXPECT_EQ(answerTo(size), "") << size;
-}
-
 TEST_F(Discovery, NamesTooLongAreCutAndAMissingOneHasAStandIn) {
     Device_getName = [](Device*) { return "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefgh"; };
     strcpy(device_config_sn, "ABCDEFGHIJKLMNOPQRSTUVWXYZABCDEF");
     EXPECT_EQ(answerTo(0).substr(21), field("ABCDEFGHIJKLMNOPQRSTUVWXYZabc", 30) + //
                                           field("ABCDEFGHIJKLMNOPQRSTUVWXYZABCD", 60));
+    EXPECT_EQ(answerTo(32), "") << "no empty datagram";
     Device_getName = nullptr;
     EXPECT_EQ(answerTo(0).substr(21, 30), field("(ARM test device)", 30));
 }

@@ -119,10 +119,7 @@ void fillBoards() {
     Device_setInternalReferenceSelection = [](Device*, int selection) { return logged("selection", selection); };
     Device_setVoutPosVoltage = [](Device*, float volts) { return logged("supply", static_cast<double>(volts)); };
     Device_setTotalStepAttenuation = [](Device*, uint32_t steps) { return logged("attenuation", steps); };
-    Device_setTuneOutputVoltage = [](Device*, double volts) {
-        fake->board[fake->channel].tune = volts;
-        return logged("tune", volts);
-    };
+    Device_setTuneOutputVoltage = [](Device*, double volts) { return logged("tune", volts); };
     Device_setSpotFreq = [](Device*, const tvfreq* spot) { return logged("spot", tvfreq2double(spot, nullptr)); };
     Device_setFrequencyOneChannel = [](Device*, const tvfreq* f) { return logged("one", tvfreq2double(f, nullptr)); };
 }

@@ -81,7 +81,6 @@ struct FakeInstrument {
     // What the boards were told.
     struct Board {
         int loopMode = 0;
-        double tune = 0;  // V, from the calibration source
         float helper = 0; // V
         double resistance[4] = {};
     } board[2];

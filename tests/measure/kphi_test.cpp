@@ -51,12 +51,10 @@ TEST_F(KphiTest, IsTheSlopeOfTheBeatPerRadian) {
         double kphi, within; // of it
     } cases[] = {
         {"sine", sine(20000, 312.5, 2), ofSine(20000, 312.5), 0.002},
-        {"small", sine(2500, 312.5, 1), ofSine(2500, 312.5), 0.01},
         {"never at the centre", sine(9000, 312.5, 2, -20000), ofSine(9000, 312.5), 0.003},
         {"triangle", triangle(20000, 400), ofTriangle(20000), 0.0001},
         {"within the hysteresis", sine(1000, 312.5), 0, 0},
         {"too short a period", sine(20000, 30), 0, 0},
-        {"two crossings", sine(20000, 4096, 2), ofSine(20000, 4096), 0.001},
         {"one crossing", sine(20000, 8192, 2), 0, 0},
     };
     for (const auto& c : cases) {
@@ -64,9 +62,6 @@ TEST_F(KphiTest, IsTheSlopeOfTheBeatPerRadian) {
         EXPECT_NEAR(configPN.kphiA, c.kphi, c.within * c.kphi) << c.name;
         EXPECT_EQ(configPN.kphiB, configPN.kphiA) << c.name;
     }
-    measure(sine(10000, 312.5, 0, -5000), sine(12000, 312.5));
-    EXPECT_EQ(meas_data.peakA, 20000U);
-    EXPECT_EQ(meas_data.peakB, 24000U);
 }
 
 TEST_F(KphiTest, CrossingsNearTheEndsDoNotCount) {
@@ -120,14 +115,6 @@ TEST_F(KphiTest, WorksOnRecordsAtTheEdges) {
     arrayInit(&b, few); // a full list drops what follows
     EXPECT_EQ(getZeroCrossings(record.data(), record.data(), record.size(), 2, &a, &b), 2);
     EXPECT_EQ(items, (std::array<uint32_t, 5>{3, 7, 8, 10, 11}));
-    EXPECT_EQ(getZeroCrossings(record.data(), nullptr, record.size(), 2, &a, &b), -1);
-
-    std::array<uint16_t, 3> high = {32001, 40000, 40002};
-    std::array<uint16_t, 3> full = {0, 65535, 7};
-    EXPECT_EQ(measure_peakpeak(high.data(), high.size()), 8002U); // from 32000
-    removeDC(high.data(), full.data(), high.size(), 2);
-    EXPECT_EQ(high, (std::array<uint16_t, 3>{28768, 36767, 36769})); // 3233.5 is cut
-    EXPECT_EQ(full, (std::array<uint16_t, 3>{0, 65535, 7}));
 }
 
 } // namespace

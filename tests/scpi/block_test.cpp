@@ -70,20 +70,6 @@ TEST_F(BlockTest, ASourceThatFailsOrRunsDryIsFilledWithZeros) {
     EXPECT_EQ(sent(size), word(0) + word(0));
 }
 
-TEST_F(BlockTest, ACancelledTransferReadsItsProducerToTheEnd) {
-    uint32_t highest = 0;
-    const auto producer = [](void* argument, int count, uint32_t offset, char*) {
-        *static_cast<uint32_t*>(argument) = offset + static_cast<uint32_t>(count);
-        return count;
-    };
-    scpi_exec_startBdSend_handler(&link_, 1000, producer, &highest, nullptr, nullptr);
-    char buffer[100];
-    scpi_exec_handleBlockDataSend(&link_, buffer, sizeof buffer);
-    scpi_exec_cancelBlockDataSend(&link_);
-    EXPECT_EQ(highest, 1000u);
-    EXPECT_FALSE(scpi_exec_sendingBlockData(&link_));
-}
-
 TEST_F(BlockTest, ABinaryReceptionTakesItsFramingFromAnyPieces) {
     const char* path = "/tmp/engine-test-binary";
     const std::string data = "0123456789";

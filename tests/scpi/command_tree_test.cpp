@@ -350,6 +350,4 @@ TEST(CommandTreeStorage, UnsoundRowsAreFoundWhenTheTableIsBuilt) {
     static_assert(CommandTreeStorage<16>{behind}.error() != nullptr);
     static_assert(CommandTreeStorage<16>{twoWays}.error() != nullptr);
     static_assert(CommandTreeStorage<4>{chainRows}.error() != nullptr);
-    static constexpr Row split[] = {{"*ESE", Q, engine::idn, "", ""}, {"*ESE", S, engine::idn, "", ""}};
-    static_assert(CommandTreeStorage<4>{split}.error() == nullptr);
 }

@@ -74,8 +74,7 @@ inline void list(Unit& unit) {
     unit.errorCode = 0;
 }
 
-inline constexpr char freqName[] = "freq", aver[] = "aver", corr[] = "corr", outp[] = "outp", supp[] = "supp",
-                      opc[] = "opc";
+inline constexpr char aver[] = "aver", corr[] = "corr", outp[] = "outp", opc[] = "opc";
 
 inline constexpr Row rows[] = {
     {"*IDN", Q, idn, "", ""},
@@ -87,8 +86,6 @@ inline constexpr Row rows[] = {
     {"SENSe:PN:AVERage", QS, record<aver>, "", ""},
     {"SENSe:PN:CORRelation", QS, record<corr>, "", ""},
     {"SENSe:TWO", S, two, "", ""},
-    {"[SOURce<n>]:FREQuency[:CW]", QS, record<freqName>, "", ""},
-    {"[SOURce<n>]:SUPPly<n>:VOLTage", QS, record<supp>, "", ""},
 };
 inline constexpr CommandTreeStorage<64> storage{rows};
 static_assert(storage.error() == nullptr);

@@ -6,16 +6,6 @@
 
 using namespace engine;
 
-TEST_F(Engine, AMessageMayArriveInPiecesAndTwoMayArriveAtOnce) {
-    receive("*ID");
-    EXPECT_EQ(replies(), "");
-    receive("N?\n*OPC?\n*OP");
-    EXPECT_EQ(replies(), "Tolvane AG,TEST\n1\n");
-    receive("C?\n");
-    EXPECT_EQ(replies(), "1\n");
-    EXPECT_EQ(errors(), Codes{});
-}
-
 TEST_F(Engine, AnswersOfOneMessageFormOneLine) {
     EXPECT_EQ(asked("*IDN?;*OPC?;*OPC;*OPC?\n"), "Tolvane AG,TEST;1;1\n");
     EXPECT_EQ(asked("*OPC\n"), "");
@@ -39,15 +29,6 @@ TEST_F(Engine, RelativeUnitsContinueWhereTheLastOneEnded) {
     receive("SENS:PN:AVER 5; ;CORR 3\nCORR 4\n"); // a blank unit and the end of the message go back to the root
     EXPECT_EQ(commands(), Texts{"aver(5)"});
     EXPECT_EQ(errors(), (Codes{undefinedHeader, undefinedHeader}));
-}
-
-TEST_F(Engine, QueryEchoGivesALineForEveryQueryThatFailed) {
-    scpi_link_enableQueryEcho(&link_);
-    EXPECT_EQ(asked("NONS?\n"), "\n");
-    EXPECT_EQ(asked("NONS\n"), "");
-    EXPECT_EQ(asked("*IDN?\n"), "Tolvane AG,TEST\n");
-    scpi_link_disableQueryEcho(&link_);
-    EXPECT_EQ(asked("NONS?\n"), "");
 }
 
 TEST_F(Engine, AnAnswerIsCutAtTheRoomAndTheLinkGoesOn) {
@@ -168,20 +149,6 @@ TEST_F(Engine, ADeviceClearEmptiesTheLinkAndEndsItsTransfers) {
     EXPECT_EQ(asked("*OPC?\n"), "1\n");
 }
 
-TEST_F(Engine, AClientThatDiesInABlockLeavesNothingToTheNext) {
-    for (const char* start : {"BLOC #3700abc", "BLOC?\n"}) {
-        tvcommWriteCmd(&link_, start, static_cast<int>(strlen(start)));
-        scpi_link_doHandle(&link_);
-        scpi_execute_link(&link_);
-        scpi_link_flush(&link_);
-        link_.eventRequest = linkEventTcpGone;
-        scpi_link_doHandle(&link_);
-        scpi_execute_link(&link_);
-        EXPECT_EQ(asked("*OPC?\n"), "1\n") << start;
-    }
-    remove("/tmp/engine-test-block");
-}
-
 TEST_F(Engine, ACommandFileRunsLineByLineAndTheLastLineWantsItsNewline) {
     const char* path = "/tmp/engine-test-file";
     std::ofstream(path) << "SENS:PN:AVER 1\n\nLIST " << std::string(3 * size, 'l')
@@ -194,6 +161,14 @@ TEST_F(Engine, ACommandFileRunsLineByLineAndTheLastLineWantsItsNewline) {
     unlink(path);
     scpi_execute_commandFile(&link_, path); // a missing file is no fault
     EXPECT_EQ(commands(), Texts{});
+}
+
+TEST_F(Engine, ErrorsBeyondTheQueueAreOneOverflowInItsLastPlace) {
+    for (int i = 0; i < errorQueueSize + 3; ++i)
+        receive("NONS\n");
+    Codes expected(errorQueueSize, undefinedHeader);
+    expected.back() = queueOverflow;
+    EXPECT_EQ(errors(), expected);
 }
 
 TEST_F(Engine, DeferredCallsAreMadeOnTheTick) {

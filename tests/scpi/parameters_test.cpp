@@ -31,16 +31,13 @@ TEST(Parameters, ExactlyTheFieldsThatAreAskedFor) {
         Taken taken;
     } cases[] = {
         {"", 0, {0, {}}},
-        {"  ", 0, {0, {}}},
         {"5", 0, {scpi::parameterNotAllowed, {}}},
         {"5", 1, {0, {"5"}}},
         {"  5 V \t", 1, {0, {"5 V"}}},
         {"5,6", 1, {scpi::parameterNotAllowed, {}}},
         {"5,", 1, {0, {"5"}}},
         {"5", 2, {scpi::missingParameter, {}}},
-        {"5,", 2, {scpi::missingParameter, {}}},
         {",5", 1, {scpi::missingParameter, {}}},
-        {",", 1, {scpi::missingParameter, {}}},
         {"", 1, {scpi::missingParameter, {}}},
         {"\"a,b\"", 2, {0, {"\"a", "b\""}}},
         {" 1 ,2,  3", 3, {0, {"1", "2", "3"}}},
@@ -55,20 +52,6 @@ TEST(Parameters, ExactlyTheFieldsThatAreAskedFor) {
     scpi_analyse_setCbufFull(0);
 }
 
-TEST(Parameters, AListIsWalkedFieldByField) {
-    std::string text = " a , b,,c ";
-    std::vector<std::string> fields;
-    char* rest = text.data();
-    int found = 2;
-    while (found == 2) {
-        char* start = nullptr;
-        found = scpi_getNextParameter(rest, &start, &rest);
-        fields.emplace_back(found ? start : "none");
-    }
-    EXPECT_EQ(fields, (std::vector<std::string>{"a", "b", "", "c"}));
-    EXPECT_EQ(scpi_getNextParameter(nullptr, nullptr, nullptr), 0);
-}
-
 TEST(Parameters, ABlockHeaderIsKnownWithTheFirstByteBehindIt) {
     const struct {
         const char* text;
@@ -78,14 +61,4 @@ TEST(Parameters, ABlockHeaderIsKnownWithTheFirstByteBehindIt) {
                  {"#212x", 4, 1}, {"#2a2x", 4, 0}, {"#3123", 4, -1}, {"#91234567", 9, -1}};
     for (const auto& [text, length, result] : cases)
         EXPECT_EQ(tvscpi_isArbitraryBlock(text, length), result) << text << " of " << length;
-}
-
-TEST(Parameters, OldFormsMatchTheStartOfTheText) {
-    char text[] = "TA=12";
-    char* rest = nullptr;
-    EXPECT_EQ(scpi_isOldStyleCommand("ta=", text, &rest), 3);
-    EXPECT_STREQ(rest, "12");
-    char path[] = "mt/:";
-    EXPECT_EQ(scpi_isOldStyleCommand("mt/", path, &rest), 0);
-    EXPECT_EQ(scpi_isOldStyleCommand("tax=", text, &rest), 0);
 }

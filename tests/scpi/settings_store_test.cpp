@@ -35,11 +35,6 @@ TEST_F(SettingsStore, ARecallRunsTheFilesLinesAndDropsTheirErrors) {
     EXPECT_EQ(errors(), Codes{});
     EXPECT_FALSE(scpi_exec_sendingBlockData(&link_file));
     EXPECT_EQ(scpi_recallDeviceSettings(&link_, 8), 0); // no such file
-    EXPECT_EQ(scpi_recallDeviceSettings(&link_, 1000), undefinedHeader);
-    EXPECT_EQ(scpi_recallDeviceSettings(&link_, noIndex), undefinedHeader);
-    EXPECT_EQ(scpi_deleteDeviceSettings(&link_, 7), 0);
-    EXPECT_FALSE(std::filesystem::exists(settings(7)));
-    EXPECT_EQ(scpi_deleteDeviceSettings(&link_, 7), 0);
 }
 
 TEST_F(SettingsStore, StoringAsksForEachSettingOfTheDevicesList) {

@@ -72,26 +72,4 @@ TEST(FrequencyText, EveryFrequencyReadsAsItsDecimalsAndComesBack) {
     }
 }
 
-TEST(FrequencyText, TwentyDecimalsBecomeBitsAsByDoublingThem) {
-    constexpr Wide one = static_cast<Wide>(10'000'000'000) * 10'000'000'000; // in units of the twentieth decimal
-    std::mt19937_64 random(20);
-    for (int i = 0; i < 50'000; ++i) {
-        tvfreq expected{static_cast<int64_t>(random() % 1000), 0};
-        std::string text = std::to_string(expected.intPart) + '.';
-        Wide rest = 0;
-        for (int place = 0; place < 20; ++place) {
-            text += static_cast<char>(random() % 4 == 0 ? '9' : '0' + random() % 10);
-            rest = rest * 10 + static_cast<unsigned>(text.back() - '0');
-        }
-        rest += 3; // no carry into the whole part: twenty nines do not come up
-        for (int bit = 0; bit < 64; ++bit) {
-            rest *= 2;
-            expected.fracPart = expected.fracPart * 2 + (rest >= one);
-            rest -= rest >= one ? one : 0;
-        }
-        // Digits behind the twentieth count for nothing.
-        ASSERT_EQ(parsed(scpi_str2tv_freq, text + "98765"), std::pair(0, expected)) << text;
-    }
-}
-
 } // namespace

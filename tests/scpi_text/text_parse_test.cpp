@@ -81,10 +81,8 @@ TEST(TextParse, SuffixesMoveThePointOfTheirQuantity) {
         int error;
         double value;
     } cases[] = {
-        {scpi_str2tv_time, "5", 0, 5},
         {scpi_str2tv_time, "5MS", 0, 5e-3},
         {scpi_str2tv_time, "2.5E3us", 0, 2.5e-3},
-        {scpi_str2tv_time, "7ns", 0, 7e-9},
         {scpi_str2tv_time, "7 ps ", 0, 7e-12},
         {scpi_str2tv_time, "1E40ms", 0, 1e37},
         {scpi_str2tv_time, "1E41ms", -222, 7},
@@ -125,8 +123,6 @@ TEST(TextParse, SwitchesTakeWordsAndNumbers) {
     for (const char* text : {"YES", "", "ON1"})
         for (const bool before : {false, true})
             EXPECT_EQ(parsed(scpi_str2bool, text, before), std::pair(-224, before)) << text;
-    bool value = true;
-    EXPECT_EQ(scpi_str2bool(nullptr, &value), -224);
 }
 
 TEST(TextParse, QuotedTextEndsAtTheLastQuote) {

@@ -17,11 +17,6 @@ TEST_F(Common, IdentityIsMakerModelNumberAndVersion) {
     device_config_fwStatus = 0;
     device_config_modelNameExt[0] = 0;
     converse({{"*IDN?;*OPT?", "Tolvane AG,TVPNX,523-456789012-0007,0.4.92;\"0\"\n"}, {"*IDN? 5", "", {-108}}});
-    snprintf(device_config_modelNameExt, sizeof device_config_modelNameExt, "[HF]");
-    device_config_fwStatus = 1;
-    Device_getName.unregister();
-    EXPECT_EQ(tell("*idn?"), "Tolvane AG,undefined[HF],523-456789012-0007,0.0.1\n");
-    device_config_modelNameExt[0] = 0;
 }
 
 TEST_F(Common, CommandsOfTheStandardKeepTheirRegisters) {
@@ -72,13 +67,6 @@ TEST_F(Common, StatusRegistersAreStoredAndEventsReadOnce) {
         converse({{header + ":COND?;EVEN?;:" + header + "?;:" + header + ":COND?", "5;7;0;5\n"}}); // read once
         refuses({{"? 1", -108}, {" 1", -113}, {":COND 1", -113}, {":NOSUCH?", -113}}, header);
     }
-}
-
-TEST_F(Common, TheUnitOfPowersIsTheUsers) {
-    results["Device_getPowerFixed"] = 30;
-    converse({{"UNIT:POW?;:POW?", "dBmW;30.000000\n"},
-              {"UNIT:POW W;POW mW;POW?;:POW?", "W;1.000000\n", {-131}},
-              {"UNIT:POW DBM;POW?", "dBmW\n"}});
 }
 
 TEST_F(Common, OldFormsAnswerAsTheyDid) {

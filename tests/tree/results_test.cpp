@@ -120,6 +120,7 @@ TEST_F(Results, ARunIsStartedAndStopped) {
     EXPECT_EQ(notes, (Notes{"Device_initImmediate()", "Automeasure_configPN_setFrequency(1e+09)",
                             "Automeasure_configPN_enableFreqInit()", "Device_initImmediate()", "Device_abort()",
                             "Device_abort_local()"}));
+    refuses({{"CALC:BB:TRAC:FREQ", -190}, {"CALC:BB:TRAC:NOIS?", -190}});
     refuses({{"INIT 1", -108}, {"INIT?", -113}, {"INIT:FREQ", -109}, {"INIT:FREQ x", -224}, {"ABOR NOW", -108}});
     results["Device_abort"] = -200;
     results["Automeasure_configPN_setFrequency"] = -224;
@@ -153,26 +154,6 @@ TEST_F(Results, ATestSetIsDefinedAndRead) {
     converse({{"CALC:PN:TEST?", "\n"}});
     Automeasure_setTestSetDefinition.unregister();
     refuses({{"SENS:PN:TEST F", -113}});
-}
-
-TEST_F(Results, ReportsOfARunAreTextsAsTheDeviceWritesThem) {
-    text = " fC:100000000\n l:0/1\n"; // lines of their own
-    converse({{"DIAG:PN:MEAS:INFO?", " fC:100000000\n l:0/1\n\n"}});
-    text = "1.5,2.0,30.1,4.0,5000.0";
-    results["Automeasure_getLockTimeMs"] = 30;
-    converse({{"DIAGnostic:PN:MEAS:FTIM?;LTIM?", "1.5,2.0,30.1,4.0,5000.0;30\n"}});
-    EXPECT_EQ(reads, Notes{"Automeasure_getLockTimeMs()"});
-    refuses({{"DIAG:PN:MEAS:INFO? 1", -108}, {"DIAG:PN:MEAS:INFO", -113}, {"DIAG:PN:MEAS:TIME", -113}});
-    Automeasure_printTimes.unregister();
-    refuses({{"DIAG:PN:MEAS:FTIM?", -113}});
-}
-
-TEST_F(Results, NothingIsFoundBesideTheTree) {
-    for (const char* line : {"SENS:PN:TRAC?", "SENS:TRAN", "SENS:PN:POW:AUTO ON", "TRIG:MODE?", "CONF:NOIS:CLOC?",
-                             "MEAS:FREQ?", "INIT:CONT ON", "SYST:PRES", "*TRG", "AM:STAT ON", "SOUR:LIST:POW 1",
-                             "SENS:PN:AVER:COUN?", "TRIG:IMM", "alcadc/", "flutrd/", "MEM:FILE:LIST?"})
-        refuses({{line, -113}});
-    refuses({{"CALC:BB:TRAC:FREQ", -190}, {"CALC:BB:TRAC:NOIS?", -190}, {"CALC:BB:PREL:AVER?", -190}});
 }
 
 } // namespace

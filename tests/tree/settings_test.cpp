@@ -192,6 +192,9 @@ TEST_F(Settings, SeveralNumbersAreTakenAtOnce) {
     EXPECT_EQ(reads, Notes{"Automeasure_configVCO_getPnOffset(3)"});
     refuses({{" 100", -109}, {" 1,2,3", -108}, {" 1,inf", -224}, {" 1,2Hz", -224}}, "SENS:PN:FUNC:RANG");
     refuses({{" 1,2,3", -109}, {" 1,2,3,x", -224}}, "SENS:VCO:TEST:PN:OFFS2");
+    refuses({{"? 5", -113}, {"? MIN,MAX", -108}}, "SENS:PN:FREQ");
+    Device_disableRf.unregister();
+    refuses({{"FREQ 1 V", -131}, {"OUTP ON", -113}});
 }
 
 } // namespace
