@@ -135,3 +135,11 @@ TEST_F(RunTest, ARunKeepsItsSettingsAndTheNextOneTakesTheNew) {
     EXPECT_EQ(trace().size(), 993U);
     EXPECT_FLOAT_EQ(grid().back(), 1e6F);
 }
+
+TEST_F(RunTest, OtherModesRunNothing) {
+    for (const int mode : {1, 2, 5, 6}) {
+        config_setMeasurementMode(device, mode);
+        EXPECT_EQ(runOnce(), 0);
+    }
+    EXPECT_EQ(fake->capturesBegun(), 0);
+}

@@ -295,3 +295,11 @@ TEST_F(SpurTest, ASeedGivesTheSameTraceWhoeverAsksInBetween) {
     };
     EXPECT_EQ(traceOf(true), traceOf(false)) << "a preliminary result";
 }
+
+TEST_F(SpurTest, WithoutOmissionTheTraceKeepsItsLinesAndThereIsNoList) {
+    attach({{110e3, -60}});
+    EXPECT_EQ(run(10).size(), 1U);
+    configPN.spurOmission = 0;
+    EXPECT_TRUE(run(10).empty());
+    EXPECT_EQ(read(pn_measure_getSpectrumData), read(pn_measure_getSpectrumPowerData));
+}
