@@ -50,6 +50,9 @@ protected:
             ASSERT_EQ(Device_setInternalReferenceSelection(device, reference), 0);
         }
     }
+    [[nodiscard]] bool held() const {
+        return bench_truth(bench_, channelA).locked && bench_truth(bench_, channelB).locked;
+    }
     static int run(uint32_t correlations = 100) {
         configPN_setCorrelations(device, correlations);
         staging_handOver(device);
@@ -66,18 +69,28 @@ protected:
         const double counts = channel == channelA ? configPN.kphiA : configPN.kphiB;
         return counts * adcVoltsPerCount / bench_truth(bench_, channel).detectorSlope_V;
     }
+    struct TraceError {
+        double offset_Hz, error_dB;
+    };
+    /// The trace less the DUT's table.
+    [[nodiscard]] std::vector<TraceError> traceErrors() const {
+        const float *levels = nullptr, *offsets = nullptr;
+        std::vector<TraceError> errors(size_t(pn_measure_getSpectrumData(device, &levels)) / sizeof(float));
+        pn_measure_getSpectrumFreq(device, &offsets);
+        for (TraceError& error : errors) {
+            error.offset_Hz = double(*offsets++);
+            error.error_dB = double(*levels++) - noiseCurve_level_dBcHz(dut_.noise, error.offset_Hz);
+        }
+        return errors;
+    }
     /// The trace against the DUT's table between two offsets: its mean, and the worst point.
     void expectTrace(double from_Hz, double to_Hz, double mean_dB, double each_dB) const {
-        const float *levels = nullptr, *offsets = nullptr;
-        const int count = pn_measure_getSpectrumData(device, &levels) / int(sizeof(float));
-        pn_measure_getSpectrumFreq(device, &offsets);
         double sum = 0, worst = 0;
         int points = 0;
-        for (int i = 0; i < count; ++i)
-            if (double(offsets[i]) >= from_Hz && double(offsets[i]) <= to_Hz) {
-                const double error = double(levels[i]) - noiseCurve_level_dBcHz(dut_.noise, double(offsets[i]));
-                worst = std::max(worst, std::abs(error));
-                sum += error;
+        for (const auto& [offset_Hz, error_dB] : traceErrors())
+            if (offset_Hz >= from_Hz && offset_Hz <= to_Hz) {
+                worst = std::max(worst, std::abs(error_dB));
+                sum += error_dB;
                 ++points;
             }
         EXPECT_GT(points, 20);

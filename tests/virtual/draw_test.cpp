@@ -135,25 +135,23 @@ TEST(Draw, ASeedGivesTheSameNumbersEverywhere) {
         EXPECT_EQ(random_bits(counted), bits);
 
     RandomStream stream = random_stream(1, 1, 0);
-    double normals = 0, gammas = 0;
+    std::array<float, 1001> values; // an odd number, and not of any vector's
+    double normals = 0, gammas = 0, sum = 0;
     for (int i = 0; i < 100000; ++i) {
         normals += random_normal(stream);
         gammas += random_gamma(stream, uint32_t(i % 5));
     }
-    EXPECT_EQ(normals, -0x1.506e0b6c9d1c7p+6);
-    EXPECT_EQ(gammas, 0x1.86f16fc77fecap+17);
-
-    std::array<float, 1001> values; // an odd number, and not of any vector's
-    double sum = 0;
     for (int i = 0; i < 100; ++i) {
         random_normals(stream, values);
         for (size_t k = 0; k < values.size(); ++k)
             sum += double(values[k]) * double(k + 1);
     }
+    EXPECT_EQ(normals, -0x1.506e0b6c9d1c7p+6);
+    EXPECT_EQ(gammas, 0x1.86f16fc77fecap+17);
     EXPECT_EQ(sum, 0x1.8df67002fc274p+16);
 }
 
-TEST(Draw, NormalsAndGammasHaveTheirDistribution) {
+TEST(Draw, NormalsHaveTheirDistribution) {
     RandomStream stream = random_stream(7, 1, 0);
     constexpr int count = 2'000'000;
     std::vector<double> values(count);
@@ -177,22 +175,6 @@ TEST(Draw, NormalsAndGammasHaveTheirDistribution) {
         }
         EXPECT_NEAR(product.value(), 0, 4.5 * product.error()) << apart;
         EXPECT_NEAR(powers.value(), 0, 4.5 * powers.error()) << apart;
-    }
-    // Gamma of a whole shape: P(g > t) is the chance of fewer than `shape` events of a Poisson process until t.
-    for (const uint32_t shape : {1u, 2u, 9u, 60u}) {
-        const double at = shape + 1.5 * std::sqrt(double(shape));
-        double p = 0, term = std::exp(-at);
-        for (uint32_t k = 0; k < shape; term *= at / ++k)
-            p += term;
-        random_gammas(stream, shape, values);
-        Mean mean, over;
-        for (const double value : values) {
-            over.add(value > at);
-            mean.add(value);
-        }
-        EXPECT_NEAR(over.value(), p, 4.5 * over.error()) << shape;
-        EXPECT_NEAR(mean.value(), shape, 4.5 * mean.error()) << shape;
-        EXPECT_NEAR(mean.variance() / shape, 1.0, 0.01) << shape;
     }
 }
 

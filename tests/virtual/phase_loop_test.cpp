@@ -106,15 +106,6 @@ TEST(PhaseLoop, ItPullsInFromBothSidesWithTheAid) {
             EXPECT_TRUE(loop.settled) << "and holds when the aid goes";
             EXPECT_EQ(loop_mixer_V(loop), 0);
         }
-    LoopCircuit weak = usual();
-    weak.r1_ohm *= 0.3;
-    weak.slope_V = 0.25; // 0.3 V would be needed
-    weak.aidOn = true;
-    weak.aid_V = 2.0;
-    PhaseLoop loop = started(weak, 0, 6);
-    loop_advance(&loop, 0.1);
-    EXPECT_FALSE(loop_locked(loop));
-    EXPECT_EQ(loop.integrator_V, 15) << "the aid has pushed it through to the rail";
 }
 
 TEST(PhaseLoop, AnAveragedPullInGoesAsFastAsTheTrueOne) {
@@ -131,9 +122,10 @@ TEST(PhaseLoop, AnAveragedPullInGoesAsFastAsTheTrueOne) {
         EXPECT_NEAR(loop.integrator_V, truth.integrator_V, ripple_V + 0.01 * (truth.integrator_V - 7.2));
         EXPECT_GT(loop.integrator_V, 7.45);
     }
-    // Nearer, every turn is followed.
     LoopCircuit circuit = usual();
-    circuit.offset_Hz = 700;
+    circuit.offset_Hz = 700; // nearer, every turn is followed
+    circuit.aidOn = true;
+    circuit.aid_V = 2.45;
     PhaseLoop loop = started(circuit, 0.3, 7.2), truth = loop;
     loop_advance(&loop, 0.02);
     plainly(&truth, 0.02);
@@ -159,14 +151,13 @@ TEST(PhaseLoop, ItHoldsADriftUpToTheRail) {
 }
 
 TEST(PhaseLoop, WhatCannotLockDoesNot) {
-    LoopCircuit open = usual(), slipping = usual(), deaf = usual(), dead = usual();
+    LoopCircuit open = usual(), slipping = usual(), deaf = usual();
     open.closed = false;
     open.offset_Hz = 1234;
     slipping.slipping = true;
     deaf.sensitivity_HzPerV = 0;
     deaf.offset_Hz = 10;
-    dead.slope_V = 0;
-    for (const LoopCircuit& circuit : {open, slipping, deaf, dead}) {
+    for (const LoopCircuit& circuit : {open, slipping, deaf}) {
         PhaseLoop loop = started(circuit, 0.1, 7.2);
         loop_advance(&loop, 1);
         EXPECT_FALSE(loop_locked(loop));
