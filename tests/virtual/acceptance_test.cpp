@@ -116,7 +116,7 @@ TEST_F(AcceptanceTest, TheTraceIsTheDutsDownInTheLoop) {
             configPN_setOffsetMin(device, 1);
             ASSERT_EQ(searchAndRun(bandwidth_Hz, 500), 0);
             EXPECT_EQ(Device_getPrescaler(device), prescaler);
-            EXPECT_LT(worstConstant(), 0.025);
+            EXPECT_LT(worstConstant(), 0.02);
             expectEachPoint();
         }
 }

@@ -40,9 +40,17 @@ protected:
         ASSERT_EQ(initMeasurementConfiguration(device), 0);
     }
 
+    void TearDown() override {
+        if (unit_ != nullptr) {
+            EXPECT_EQ(unit_->bus.faults() + unit_->acquisition.refusals(), 0U)
+                << unit_->bus.faultTexts() << unit_->acquisition.refusalTexts();
+        }
+    }
+
     void attach(const Dut& dut, const char* serial = board2D, int reference = 1, uint64_t seed = 1) {
         dut_ = dut;
-        bench_ = &attachUnit(device, serial, dut, seed).bench;
+        unit_ = &attachUnit(device, serial, dut, seed);
+        bench_ = &unit_->bench;
         config_reset(device);
         configPN.smoothing = 0;
         configPN.spurOmission = 0;
@@ -99,7 +107,8 @@ protected:
     }
 
     static inline Device* device;
-    Bench* bench_ = nullptr;
+    Unit* unit_ = nullptr;
+    Bench* bench_ = nullptr; // the unit's
     Dut dut_;
 };
 
