@@ -53,7 +53,7 @@ TEST_F(GainTest, TakesTheHighestIfGainThatLeavesRoom) {
     for (const auto& c : cases)
         for (const int loud : {0, 1}) { // either channel
             useBoard(c.board);
-            hardware.sample = [&](int channel, uint32_t i) {
+            hardware.sample = [&, loud](int channel, uint32_t i) { // still in use behind the loops
                 const double gain = std::pow(10, fake->gain / 20.0);
                 return channel != loud ? 0 : c.offset + c.amplitude * gain * (i % 2 == 0 ? 1 : -1);
             };
