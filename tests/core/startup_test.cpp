@@ -2,6 +2,7 @@
 #include "child.h"
 #include "core/shell.h"
 #include "core/startup.h"
+#include "platform/tvko.h"
 #include "virtual/unit.h"
 
 #include <filesystem>
@@ -18,13 +19,34 @@ namespace {
 constexpr int port = 18;
 constexpr std::string_view idn = "*IDN?\n";
 
+/// The SPI bus of a unit; says which bit rate it is given, and that it is closed.
+struct TalkingBus final : vi::RtDevice {
+    explicit TalkingBus(vi::SpiBus& ofUnit) : bus(ofUnit) {}
+    int open(int flags) override { return bus.open(flags); }
+    int ioctl(uint32_t request, uintptr_t argument) override {
+        constexpr uint32_t setBitRateDivider = 57384;
+        if (request == setBitRateDivider)
+            printf("bit rate divider %u\n", unsigned(argument));
+        return bus.ioctl(request, argument);
+    }
+    void close() override {
+        bus.close();
+        printf("bus closed\n"), fflush(stdout);
+    }
+    vi::SpiBus& bus;
+};
+
+enum class Bus { silent, talking };
+
 /// The firmware on a fresh unit, of whose boards only that of the acquisition is there.
 class Instrument : public Child {
 public:
-    explicit Instrument(std::vector<const char*> options = {})
+    explicit Instrument(std::vector<const char*> options = {}, Bus bus = Bus::silent)
         : Child([&] {
-              // It stays until the process is gone, as the firmware's threads do.
-              new vi::Unit(vi::unitBoards_of(vi::defaultSerialNumber), {}, 1);
+              // Both stay until the process is gone, as the firmware's threads do.
+              auto* unit = new vi::Unit(vi::unitBoards_of(vi::defaultSerialNumber), {}, 1);
+              if (bus == Bus::talking)
+                  vi::rtdm_register(tvko_deviceName, new TalkingBus(unit->bus));
               options.insert(options.begin(), "firmware");
               options.push_back(nullptr);
               return firmware_start(static_cast<int>(options.size()) - 1, const_cast<char**>(options.data()));
@@ -55,10 +77,31 @@ TEST(Startup, MakesItsFoldersAndRunsThePowerOnSettingsBeforeAnybodyIsServed) {
     Instrument withSettings;
     const std::string printed = withSettings.printed(running);
     EXPECT_EQ(printed, identity() + "1\n" + std::string(running)) << "the line without an end is not run";
-    kill(withSettings.process, SIGTERM);
-    EXPECT_EQ(withSettings.printed(), printed + "Got signal 15\nexit_TV()\n");
-    EXPECT_EQ(withSettings.wait(), 0);
+    EXPECT_EQ(withSettings.stop(), 0);
     fs::remove("/tolvane/cust/sav0");
+}
+
+TEST(Startup, OpensTheBusAndLetsGoOfItOnTheWayOut) {
+    Instrument withBus({}, Bus::talking);
+    const std::string started = "bit rate divider 40\n" + std::string(running);
+    EXPECT_EQ(withBus.printed(running), started);
+    kill(withBus.process, SIGTERM);
+    EXPECT_EQ(withBus.printed("bus closed\n"), started + "Got signal 15\nexit_TV()\nbus closed\n");
+    EXPECT_EQ(withBus.wait(), 0);
+}
+
+TEST(Startup, TakesOneOptionAtMost) {
+    const struct {
+        std::vector<const char*> options;
+        bool verbose;
+    } cases[] = {{{"-v"}, true}, {{"-d", "-v"}, false}, {{"-vv"}, false}};
+    for (const auto& [options, verbose] : cases) {
+        Instrument instrument(options);
+        const std::string printed = instrument.printed(running);
+        EXPECT_EQ(printed.starts_with("verbose mode\n"), verbose) << printed;
+        EXPECT_TRUE(printed.ends_with(running)) << printed;
+        EXPECT_EQ(waitpid(instrument.process, nullptr, WNOHANG), 0) << "in the foreground";
+    }
 }
 
 TEST(Startup, DetachesIntoASessionOfItsOwn) {
@@ -77,8 +120,8 @@ TEST(Startup, DetachesIntoASessionOfItsOwn) {
 }
 
 TEST(AddressWatch, DropsTheClientWhenTheAddressChangesAndNotBefore) {
-    Instrument instrument({"-v"});
-    EXPECT_TRUE(instrument.printed(running).starts_with("verbose mode\n"));
+    Instrument instrument;
+    instrument.printed(running);
     Client client(port);
     EXPECT_TRUE(client.send(idn));
     EXPECT_EQ(client.read(10).size(), 10u);
