@@ -5,14 +5,8 @@
 namespace vi {
 
 bool OutputRegister::take(uint64_t word, size_t /*bytes*/) {
-    shifted_ = word;
-    if (takes_ == Takes::atFrameEnd)
-        lines_ = shifted_;
+    lines_ = word;
     return true;
-}
-
-void OutputRegister::ioUpdate(uint32_t /*trigger*/) {
-    lines_ = shifted_;
 }
 
 InputRegister::InputRegister(size_t bytes, std::function<uint64_t()> lines) : bytes_(bytes), lines_(std::move(lines)) {}

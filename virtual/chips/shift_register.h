@@ -7,15 +7,10 @@
 
 namespace vi {
 
-/// Lines that the firmware sets, up to 64. They change together at the end of a frame, or, on boards that are wired so,
-/// with the I/O update.
+/// Lines that the firmware sets, up to 64. They change together at the end of a frame.
 class OutputRegister final : public WordChip {
 public:
-    enum class Takes { atFrameEnd, atIoUpdate };
-
-    explicit OutputRegister(size_t bytes, Takes takes = Takes::atFrameEnd)
-        : WordChip(spiPlain, {bytes}), takes_(takes) {}
-    void ioUpdate(uint32_t trigger) override;
+    explicit OutputRegister(size_t bytes) : WordChip(spiPlain, {bytes}) {}
 
     [[nodiscard]] uint64_t lines() const { return lines_; }
     [[nodiscard]] bool line(unsigned n) const { return (lines_ >> n & 1) != 0; }
@@ -23,8 +18,6 @@ public:
 private:
     bool take(uint64_t word, size_t bytes) override;
 
-    Takes takes_;
-    uint64_t shifted_ = 0;
     uint64_t lines_ = 0;
 };
 
