@@ -16,13 +16,54 @@ if(TOLVANE_SANITIZE)
   endif()
 endif()
 
-# firmware_library(NAME SOURCES ... USES ...): one folder of src/ as a static library. USES names the libraries that it
-# may lean on; a library that is not named does not link.
+# declare_room(NAME): the folder of the calling CMakeLists.txt and below is the library NAME, which sees what ARG_USES
+# (in its headers) and ARG_PRIVATE (in its sources alone) name. close_rooms() makes the build hold every include against it.
+macro(declare_room name)
+  file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+  list(JOIN ARG_USES "," shown)
+  list(JOIN ARG_PRIVATE "," hidden)
+  set_property(GLOBAL APPEND_STRING PROPERTY rooms "${folder}|${name}|${shown}|${hidden}\n")
+  set_property(GLOBAL APPEND PROPERTY room_targets ${name})
+endmacro()
+
+function(close_rooms)
+  get_property(rooms GLOBAL PROPERTY rooms)
+  get_property(targets GLOBAL PROPERTY room_targets)
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/rooms.txt CONTENT "${rooms}" @ONLY)
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.h ${PROJECT_SOURCE_DIR}/src/*.cpp
+       ${PROJECT_SOURCE_DIR}/virtual/*.h ${PROJECT_SOURCE_DIR}/virtual/*.cpp)
+  add_custom_command(OUTPUT ${PROJECT_BINARY_DIR}/rooms.stamp
+    COMMAND python3 ${PROJECT_SOURCE_DIR}/tools/check_rooms.py ${PROJECT_BINARY_DIR}/rooms.txt
+    COMMAND ${CMAKE_COMMAND} -E touch ${PROJECT_BINARY_DIR}/rooms.stamp
+    DEPENDS ${sources} ${PROJECT_BINARY_DIR}/rooms.txt ${PROJECT_SOURCE_DIR}/tools/check_rooms.py
+    COMMENT "Checking which room sees which" VERBATIM)
+  add_custom_target(rooms DEPENDS ${PROJECT_BINARY_DIR}/rooms.stamp)
+  foreach(target ${targets})
+    get_target_property(kind ${target} TYPE)
+    if(NOT kind STREQUAL "INTERFACE_LIBRARY")
+      add_dependencies(${target} rooms)
+    endif()
+  endforeach()
+endfunction()
+
+# firmware_library(NAME SOURCES ... USES ... PRIVATE ...): one folder of src/ as a static library. USES names the
+# libraries whose headers its own headers include, PRIVATE those that its sources alone see.
 function(firmware_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES;PRIVATE" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
-  target_link_libraries(${name} PUBLIC project_options ${ARG_USES})
+  declare_room(${name})
+  target_link_libraries(${name} PUBLIC project_options ${ARG_USES} PRIVATE ${ARG_PRIVATE})
   target_compile_options(${name} PRIVATE -fno-exceptions -fno-rtti)
+endfunction()
+
+# virtual_library(NAME SOURCES ... USES ... PRIVATE ... LIBRARIES ...): the same for one folder of virtual/. LIBRARIES are
+# other projects'.
+function(virtual_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES;PRIVATE;LIBRARIES" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  declare_room(${name})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PUBLIC project_options ${ARG_USES} PRIVATE ${ARG_PRIVATE} ${ARG_LIBRARIES})
 endfunction()
 
 # instrument_test(NAME SOURCES ... USES ... [SANDBOX] [TIMEOUT s] [LABELS ...]): a GoogleTest program as one CTest test.

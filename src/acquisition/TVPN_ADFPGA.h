@@ -11,8 +11,8 @@
 /// A stage is one decimation step of the FPGA's pipeline. A correlation is one spectrum of a stage that the FPGA folds
 /// into its running average. FD is the frequency domain, TD the time domain.
 
-#include "core/shared.h"
-#include "core/sync.h"
+#include "base/shared.h"
+#include "base/sync.h"
 #include "drivers/AD9268.h"
 #include "drivers/AD9467.h"
 #include "drivers/AD9512.h"

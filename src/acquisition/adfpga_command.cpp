@@ -1,10 +1,10 @@
 // The command link: ASCII texts over the SPI bus.
 
 #include "acquisition/adfpga_link.h"
+#include "base/error_codes.h"
+#include "base/tvdebug.h"
 #include "core/abstime.h"
-#include "core/tvdebug.h"
 #include "drivers/tvspi.h"
-#include "scpi/error_codes.h"
 
 #include <algorithm>
 #include <array>

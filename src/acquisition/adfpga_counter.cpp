@@ -2,8 +2,8 @@
 
 #include "acquisition/adfpga_capture.h"
 #include "acquisition/adfpga_link.h"
+#include "base/error_codes.h"
 #include "core/abstime.h"
-#include "scpi/error_codes.h"
 
 #include <algorithm>
 #include <array>

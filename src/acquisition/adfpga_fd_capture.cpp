@@ -3,8 +3,8 @@
 #include "acquisition/adfpga_capture.h"
 #include "acquisition/adfpga_link.h"
 #include "acquisition/adfpga_start.h"
+#include "base/tvdebug.h"
 #include "core/abstime.h"
-#include "core/tvdebug.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 // The task that moves frequency-versus-time words from the stream into a ring.
 
 #include "acquisition/adfpga_link.h"
-#include "core/tvdebug.h"
+#include "base/tvdebug.h"
 
 std::atomic<void (*)(void*)> rt_thread_exit{nullptr};
 std::atomic<void*> rt_thread_exit_cookie{nullptr};

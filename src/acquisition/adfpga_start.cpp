@@ -4,9 +4,9 @@
 
 #include "acquisition/adfpga_capture.h"
 #include "acquisition/adfpga_link.h"
+#include "base/error_codes.h"
 #include "core/abstime.h"
 #include "core/tvmem.h"
-#include "scpi/error_codes.h"
 
 #include <algorithm>
 #include <cstdio>

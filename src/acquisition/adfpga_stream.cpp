@@ -1,8 +1,8 @@
 // The sample stream: blocks that the FPGA sends, through a real-time device.
 
 #include "acquisition/adfpga_link.h"
-#include "core/tvdebug.h"
-#include "scpi/error_codes.h"
+#include "base/error_codes.h"
+#include "base/tvdebug.h"
 
 #include <algorithm>
 #include <array>

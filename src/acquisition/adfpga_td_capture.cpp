@@ -3,9 +3,9 @@
 #include "acquisition/adfpga_capture.h"
 #include "acquisition/adfpga_link.h"
 #include "acquisition/adfpga_start.h"
+#include "base/error_codes.h"
+#include "base/tvdebug.h"
 #include "core/abstime.h"
-#include "core/tvdebug.h"
-#include "scpi/error_codes.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 // The transfer task: one background thread at a time that owns the sample stream.
 
 #include "acquisition/adfpga_link.h"
+#include "base/error_codes.h"
 #include "core/thread.h"
-#include "scpi/error_codes.h"
 
 #include <ctime>
 

@@ -1,6 +1,6 @@
 #include "acquisition/double_buffer.h"
 
-#include "core/tvdebug.h"
+#include "base/tvdebug.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "core/abstime.h"
 
-#include "core/tvdebug.h"
+#include "base/tvdebug.h"
 #include "platform/rt.h"
 
 #include <cerrno>

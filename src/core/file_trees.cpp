@@ -1,7 +1,7 @@
 #include "core/file_trees.h"
 
+#include "base/tvdebug.h"
 #include "core/shell.h"
-#include "core/tvdebug.h"
 
 #include <string_view>
 #include <unistd.h>

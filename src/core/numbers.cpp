@@ -1,6 +1,6 @@
 #include "core/numbers.h"
 
-#include "core/sync.h"
+#include "base/sync.h"
 
 #include <cmath>
 #include <cstdlib>

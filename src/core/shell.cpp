@@ -1,8 +1,8 @@
 #include "core/shell.h"
 
-#include "core/sync.h"
-#include "core/tvdebug.h"
-#include "scpi/error_codes.h"
+#include "base/error_codes.h"
+#include "base/sync.h"
+#include "base/tvdebug.h"
 
 #include <algorithm>
 #include <array>

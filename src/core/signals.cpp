@@ -1,9 +1,9 @@
 #include "core/signals.h"
 
+#include "base/tvdebug.h"
 #include "core/process.h"
 #include "core/thread.h"
-#include "core/tvdebug.h"
-#include "device/device_fptrs.h"
+#include "device_table/device_fptrs.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 #include "core/terminal_plot.h"
 
-#include "core/tvdebug.h"
+#include "base/tvdebug.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #include "core/thread.h"
 
-#include "core/tvdebug.h"
-#include "scpi/error_codes.h"
+#include "base/error_codes.h"
+#include "base/tvdebug.h"
 
 #include <algorithm>
 

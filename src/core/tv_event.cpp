@@ -1,7 +1,7 @@
 #include "core/tv_event.h"
 
 #include "core/process.h"
-#include "device/fptrs_system.h"
+#include "device_table/fptrs_system.h"
 
 #include <array>
 

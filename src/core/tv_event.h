@@ -3,7 +3,7 @@
 ///
 /// The accounting of links is called with deviceAccessMutex held: the lamps are device operations.
 
-#include "core/sync.h"
+#include "base/sync.h"
 
 #include <cstdint>
 

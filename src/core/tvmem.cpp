@@ -1,6 +1,6 @@
 #include "core/tvmem.h"
 
-#include "core/tvdebug.h"
+#include "base/tvdebug.h"
 
 namespace {
 

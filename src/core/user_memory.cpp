@@ -1,9 +1,9 @@
 #include "core/user_memory.h"
 
+#include "base/error_codes.h"
+#include "base/tvdebug.h"
 #include "core/file_trees.h"
 #include "core/shell.h"
-#include "core/tvdebug.h"
-#include "scpi/error_codes.h"
 
 #include <algorithm>
 #include <array>

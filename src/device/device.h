@@ -1,7 +1,7 @@
 #pragma once
 /// The instrument as one record, and its start.
 
-#include "device/status_registers.h"
+#include "device_table/status_registers.h"
 #include "numeric/tvtypes.h"
 
 #include <cstdint>

@@ -3,7 +3,7 @@
 #include "acquisition/adfpga_capture.h"
 #include "acquisition/adfpga_link.h"
 #include "device/device.h"
-#include "device/device_fptrs.h"
+#include "device_table/device_fptrs.h"
 
 #include <cmath>
 

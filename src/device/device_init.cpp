@@ -1,8 +1,8 @@
 #include "acquisition/TVPN_ADFPGA.h"
 #include "device/device.h"
 #include "device/device_acquisition.h"
-#include "device/device_fptrs.h"
-#include "device/device_variants.h"
+#include "device_table/device_fptrs.h"
+#include "identity/device_variants.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "drivers/AD5760.h"
 
+#include "base/error_codes.h"
 #include "drivers/register_fields.h"
-#include "scpi/error_codes.h"
 
 #include <cstdio>
 

@@ -1,8 +1,8 @@
 #include "drivers/AD9914.h"
 
+#include "base/error_codes.h"
 #include "drivers/register_fields.h"
 #include "drivers/tvspi.h"
-#include "scpi/error_codes.h"
 
 #include <algorithm>
 #include <cstdio>

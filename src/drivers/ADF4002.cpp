@@ -1,6 +1,6 @@
 #include "drivers/ADF4002.h"
 
-#include "scpi/error_codes.h"
+#include "base/error_codes.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "drivers/ADF5355.h"
 
+#include "base/error_codes.h"
 #include "drivers/register_fields.h"
 #include "drivers/tvspi.h"
-#include "scpi/error_codes.h"
 
 #include <bit>
 #include <cstdio>

@@ -1,7 +1,7 @@
 #include "drivers/MCP4131.h"
 
+#include "base/error_codes.h"
 #include "drivers/register_fields.h"
-#include "scpi/error_codes.h"
 
 #include <cstdio>
 

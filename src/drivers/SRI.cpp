@@ -1,7 +1,7 @@
 #include "drivers/SRI.h"
 
+#include "base/error_codes.h"
 #include "drivers/tvspi.h"
-#include "scpi/error_codes.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 #include "drivers/pll_latches.h"
 
-#include "scpi/error_codes.h"
+#include "base/error_codes.h"
 
 #include <cstdio>
 

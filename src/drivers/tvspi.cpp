@@ -1,10 +1,10 @@
 #include "drivers/tvspi.h"
 
-#include "core/tvdebug.h"
+#include "base/error_codes.h"
+#include "base/tvdebug.h"
 #include "drivers/tvspi_lock.h"
 #include "platform/rt.h"
 #include "platform/tvko.h"
-#include "scpi/error_codes.h"
 
 #include <algorithm>
 #include <cstdio>

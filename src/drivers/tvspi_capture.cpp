@@ -1,10 +1,10 @@
+#include "base/error_codes.h"
+#include "base/sync.h"
+#include "base/tvdebug.h"
 #include "core/abstime.h"
-#include "core/sync.h"
-#include "core/tvdebug.h"
 #include "drivers/tvspi.h"
 #include "drivers/tvspi_lock.h"
 #include "platform/tvko.h"
-#include "scpi/error_codes.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,6 +1,6 @@
 #include "drivers/tvspi_lock.h"
 
-#include "core/tvdebug.h"
+#include "base/tvdebug.h"
 #include "drivers/tvspi.h"
 #include "platform/rt.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 /// Who may use the SPI bus: the state behind the lock operations of tvspi.h, and the way of one request through it.
 
-#include "core/sync.h"
+#include "base/sync.h"
 
 #include <atomic>
 #include <cstdint>

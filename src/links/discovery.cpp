@@ -1,8 +1,8 @@
 #include "links/discovery.h"
 
-#include "core/tvdebug.h"
-#include "device/device_config.h"
-#include "device/device_fptrs.h"
+#include "base/tvdebug.h"
+#include "device_table/device_fptrs.h"
+#include "identity/device_config.h"
 #include "scpi/link.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "links/own_address.h"
 
-#include "core/tvdebug.h"
+#include "base/tvdebug.h"
 
 #include <arpa/inet.h>
 #include <array>

@@ -1,8 +1,8 @@
 #include "links/rmt.h"
 
+#include "base/error_codes.h"
 #include "core/file_trees.h"
 #include "links/tvsocket.h"
-#include "scpi/error_codes.h"
 
 #include <array>
 #include <cstdio>

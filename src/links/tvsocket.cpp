@@ -1,7 +1,7 @@
 #include "links/tvsocket.h"
 
+#include "base/tvdebug.h"
 #include "core/shell.h"
-#include "core/tvdebug.h"
 #include "scpi/link.h"
 
 #include <array>

@@ -1,7 +1,7 @@
 #pragma once
 /// The raw socket link: one TCP client at a time with SCPI text. While a client is connected the port is closed.
 
-#include "core/sync.h"
+#include "base/sync.h"
 
 #include <atomic>
 #include <cstddef>

@@ -1,8 +1,8 @@
 #include "scpi/block.h"
 
+#include "base/error_codes.h"
+#include "base/tvdebug.h"
 #include "core/file_trees.h"
-#include "core/tvdebug.h"
-#include "scpi/error_codes.h"
 #include "scpi/link.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "scpi/command_tree.h"
 
-#include "core/tvdebug.h"
+#include "base/tvdebug.h"
 #include "scpi/link.h"
 #include "scpi/parameters.h"
 #include "scpi/text/ascii.h"

@@ -1,6 +1,6 @@
 #include "scpi/error_queue.h"
 
-#include "scpi/error_codes.h"
+#include "base/error_codes.h"
 
 #include <cstdio>
 #include <span>

@@ -1,8 +1,8 @@
 #include "scpi/execution_cycle.h"
 
+#include "base/tvdebug.h"
 #include "core/tv_event.h"
-#include "core/tvdebug.h"
-#include "device/device_fptrs.h"
+#include "device_table/device_fptrs.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/program_message.h"

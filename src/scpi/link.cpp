@@ -1,7 +1,7 @@
 #include "scpi/link.h"
 
+#include "base/tvdebug.h"
 #include "core/tv_event.h"
-#include "core/tvdebug.h"
 #include "scpi/execution_cycle.h"
 
 #include <algorithm>

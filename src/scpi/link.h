@@ -12,7 +12,7 @@
 ///
 /// Locks: a transport takes bufMutex alone. The main thread takes deviceAccessMutex, then each link's bufMutex.
 
-#include "core/sync.h"
+#include "base/sync.h"
 #include "scpi/block.h"
 
 #include <array>

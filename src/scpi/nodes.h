@@ -7,7 +7,7 @@
 /// silently (time and angle are not); an absent setter leaves -113. What is wrong with a parameter comes back as its
 /// code, and nothing is set.
 
-#include "device/slot.h"
+#include "device_table/slot.h"
 #include "numeric/tvtypes.h"
 #include "scpi/text/power_unit.h"
 #include "scpi/text/text_format.h"

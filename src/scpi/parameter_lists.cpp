@@ -1,7 +1,7 @@
 #include "scpi/parameter_lists.h"
 
-#include "device/device_fptrs.h"
-#include "scpi/error_codes.h"
+#include "base/error_codes.h"
+#include "device_table/device_fptrs.h"
 #include "scpi/link.h"
 #include "scpi/parameters.h"
 #include "scpi/parser.h"

@@ -1,9 +1,9 @@
 #include "scpi/settings_store.h"
 
+#include "base/error_codes.h"
+#include "base/tvdebug.h"
 #include "core/file_trees.h"
-#include "core/tvdebug.h"
-#include "device/device_fptrs.h"
-#include "scpi/error_codes.h"
+#include "device_table/device_fptrs.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
 

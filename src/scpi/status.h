@@ -1,7 +1,7 @@
 #pragma once
 /// Operations of the common commands and of STATus on the status registers.
 
-#include "device/status_registers.h"
+#include "device_table/status_registers.h"
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 #pragma once
 /// One message unit on its way through the command tree, and the row of the tree that it ends in.
 
-#include "scpi/error_codes.h"
+#include "base/error_codes.h"
 
 #include <cstdint>
 

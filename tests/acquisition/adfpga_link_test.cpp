@@ -3,7 +3,7 @@
 #include "acquisition/adfpga_capture.h"
 #include "acquisition/adfpga_link.h"
 #include "drivers/tvspi.h"
-#include "virtual/rtdm.h"
+#include "virtual/platform/rtdm.h"
 
 #include <algorithm>
 #include <atomic>

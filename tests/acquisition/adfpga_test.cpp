@@ -4,8 +4,8 @@
 #include "acquisition/adfpga_link.h"
 #include "drivers/tvspi.h"
 #include "tests/virtual/known_source.h"
-#include "virtual/acquisition_board.h"
-#include "virtual/clock.h"
+#include "virtual/acquisition/acquisition_board.h"
+#include "virtual/platform/clock.h"
 
 #include <chrono>
 #include <functional>

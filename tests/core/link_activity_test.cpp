@@ -1,5 +1,5 @@
 #include "core/tv_event.h"
-#include "device/fptrs_system.h"
+#include "device_table/fptrs_system.h"
 #include "scpi/link.h"
 
 #include <gtest/gtest.h>

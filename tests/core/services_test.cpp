@@ -1,9 +1,9 @@
+#include "base/tvdebug.h"
 #include "core/abstime.h"
 #include "core/numbers.h"
 #include "core/terminal_plot.h"
 #include "core/thread.h"
 #include "core/tv_event.h"
-#include "core/tvdebug.h"
 #include "core/tvmem.h"
 #include "platform/rt.h"
 

@@ -1,6 +1,6 @@
+#include "base/error_codes.h"
 #include "core/file_trees.h"
 #include "core/shell.h"
-#include "scpi/error_codes.h"
 
 #include <csignal>
 #include <future>

@@ -1,10 +1,10 @@
+#include "base/sync.h"
+#include "base/tvdebug.h"
 #include "child.h"
 #include "contents.h"
 #include "core/process.h"
 #include "core/signals.h"
-#include "core/sync.h"
-#include "core/tvdebug.h"
-#include "device/device_fptrs.h"
+#include "device_table/device_fptrs.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
+#include "base/error_codes.h"
 #include "contents.h"
 #include "core/file_trees.h"
 #include "core/user_memory.h"
-#include "scpi/error_codes.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>

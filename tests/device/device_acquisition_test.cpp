@@ -2,7 +2,7 @@
 #include "acquisition/adfpga_link.h"
 #include "device/device.h"
 #include "device/device_acquisition.h"
-#include "device/device_fptrs.h"
+#include "device_table/device_fptrs.h"
 #include "drivers/tvspi.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
 #include "tests/drivers/chip_rig.h"
-#include "virtual/clock.h"
+#include "virtual/platform/clock.h"
 
 #include <cmath>
 

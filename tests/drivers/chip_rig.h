@@ -26,12 +26,12 @@
 #include "drivers/TC77.h"
 #include "drivers/tvspi.h"
 #include "platform/rt.h"
+#include "virtual/bus/spi_bus.h"
 #include "virtual/chips/analog.h"
 #include "virtual/chips/clocks.h"
 #include "virtual/chips/sensors.h"
 #include "virtual/chips/shift_register.h"
 #include "virtual/chips/synthesizers.h"
-#include "virtual/spi_bus.h"
 
 #include <cstring>
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 /// The kernel module as the bus driver's tests need it: writes down what it is asked, and fails or waits on demand.
 
 #include "platform/rt.h"
-#include "virtual/rtdm.h"
+#include "virtual/platform/rtdm.h"
 
 #include <atomic>
 #include <cstring>

@@ -2,7 +2,7 @@
 /// The device slots that a run needs: spectra of constant points, a DUT at 100 MHz, a beat while the sources stand
 /// beside it, and quiet mixers with the tune voltage in the middle once they are back.
 
-#include "device/device_fptrs.h"
+#include "device_table/device_fptrs.h"
 
 #include <array>
 #include <cmath>

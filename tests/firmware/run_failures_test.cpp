@@ -1,7 +1,7 @@
 /// What goes wrong in a run says so once, and does not outlast its cause; what interrupts a run harms neither it nor
 /// the next one.
 
-#include "measure/meas_data.h"
+#include "measure/run/meas_data.h"
 #include "tests/firmware/unit_in_process.h"
 
 #include <algorithm>

@@ -4,15 +4,15 @@
 
 #include "core/process.h"
 #include "device/device.h"
-#include "device/device_config.h"
 #include "drivers/tvspi.h"
-#include "measure/measure.h"
+#include "identity/device_config.h"
+#include "measure/run/measure.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/tree/command_tree.h"
-#include "virtual/slot_adapter.h"
-#include "virtual/unit.h"
+#include "virtual/stand_in/slot_adapter.h"
+#include "virtual/unit/unit.h"
 
 #include <algorithm>
 #include <cmath>

@@ -5,8 +5,8 @@
 
 #include "core/process.h"
 #include "device/device.h"
-#include "device/device_config.h"
-#include "measure/measure.h"
+#include "identity/device_config.h"
+#include "measure/run/measure.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"

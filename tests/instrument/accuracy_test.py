@@ -11,7 +11,7 @@ from clients.dut_table import DutTable
 from clients.instrument import Instrument
 from tests.instrument import expected_trace
 from tests.instrument.process import HOST, PORT, ProcessTest
-from virtual.rig import PROJECT
+from virtual.app.rig import PROJECT
 
 DUTS = PROJECT / "virtual/duts"
 # What the simulated references add in channel A, dBc/Hz at 100 MHz; channel B stands 0.8 dB above.

@@ -20,7 +20,7 @@ from clients.run_info import Channel, RunInfo
 from clients.setup import Setup
 from clients.text import engineering
 from tests.instrument.process import HOST, PORT, ProcessTest, connect, receive_line
-from virtual.rig import DISCOVERY_PORT, discover
+from virtual.app.rig import DISCOVERY_PORT, discover
 
 IDENTITY = r"^Tolvane AG,[^,]+,220-336306910-0001,0\.4\.92$"
 

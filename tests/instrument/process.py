@@ -10,9 +10,9 @@ import time
 import unittest
 from pathlib import Path
 
-from virtual.rig import HOST, PROJECT, Rig
+from virtual.app.rig import HOST, PROJECT, Rig
 
-RUN = [sys.executable, "-B", str(PROJECT / "virtual/run.py")]
+RUN = [sys.executable, "-B", str(PROJECT / "virtual/app/run.py")]
 PORT = 18  # ours in the private network
 QUICK_DUT = PROJECT / "virtual/duts/vcxo-100mhz.toml"
 

@@ -10,7 +10,7 @@ from clients import measurement
 from clients.dut_table import DutTable
 from clients.instrument import Instrument, InstrumentError
 from tests.instrument.process import HOST, PORT, ProcessTest, connect, receive_line
-from virtual.rig import PROJECT
+from virtual.app.rig import PROJECT
 
 COUNTER_HZ = 50  # what a gate of 10 ms resolves
 DUT = """[signal]

@@ -3,7 +3,7 @@
 /// instrument; the remote lamp tells when a link event has been handled.
 
 #include "core/tv_event.h"
-#include "device/device_fptrs.h"
+#include "device_table/device_fptrs.h"
 #include "scpi/command_tree.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"

@@ -1,7 +1,7 @@
 #include "../core/contents.h"
+#include "base/error_codes.h"
 #include "links/rmt.h"
 #include "links/tvsocket.h"
-#include "scpi/error_codes.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

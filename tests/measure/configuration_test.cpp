@@ -1,6 +1,6 @@
-#include "device/device_config_sn.h"
+#include "base/error_codes.h"
 #include "fake_instrument.h"
-#include "scpi/error_codes.h"
+#include "identity/device_config_sn.h"
 
 #include <cmath>
 #include <cstring>

@@ -1,6 +1,6 @@
 #include "fake_instrument.h"
 
-#include "device/device_config_sn.h"
+#include "identity/device_config_sn.h"
 
 #include <algorithm>
 #include <cmath>

@@ -3,12 +3,12 @@
 /// and a log of what the measurement asks of the boards. As it comes, a run finds the carrier, measures the constants
 /// and locks at once.
 
-#include "device/device_variants.h"
-#include "measure/config_accessors.h"
-#include "measure/measure.h"
-#include "measure/pn_measure.h"
-#include "measure/pn_output.h"
-#include "measure/test_set.h"
+#include "identity/device_variants.h"
+#include "measure/results/pn_output.h"
+#include "measure/results/test_set.h"
+#include "measure/run/measure.h"
+#include "measure/run/pn_measure.h"
+#include "measure/settings/config_accessors.h"
 
 #include <complex>
 #include <condition_variable>

@@ -1,6 +1,6 @@
 // Input level, IF gain, and how a beat is sampled.
 
-#include "measure/gain.h"
+#include "measure/preparation/gain.h"
 #include "tests/measure/steps_fixture.h"
 
 #include <cmath>

@@ -1,6 +1,6 @@
 // Phase detector constants: what a beat's slope gives, and the order of the step.
 
-#include "measure/kphi.h"
+#include "measure/preparation/kphi.h"
 #include "tests/measure/steps_fixture.h"
 
 #include <cmath>

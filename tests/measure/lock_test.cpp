@@ -1,8 +1,8 @@
 // Locking, against loops whose tune voltage follows mode and helper of each board from one reading to the next.
 #include "core/abstime.h"
 #include "fake_instrument.h"
-#include "measure/frequency_search.h"
-#include "measure/lock.h"
+#include "measure/preparation/frequency_search.h"
+#include "measure/preparation/lock.h"
 
 #include <cmath>
 

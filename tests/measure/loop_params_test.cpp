@@ -1,8 +1,8 @@
 // Each design is checked against the loop equations, worked out from the parts that it picked, and against the filter
 // that a calculation by hand gives.
 #include "fake_instrument.h"
-#include "measure/adc_scale.h"
-#include "measure/loop_params.h"
+#include "measure/preparation/adc_scale.h"
+#include "measure/preparation/loop_params.h"
 
 #include <cmath>
 #include <numbers>

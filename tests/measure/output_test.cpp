@@ -1,5 +1,5 @@
 #include "fake_instrument.h"
-#include "measure/adc_scale.h"
+#include "measure/preparation/adc_scale.h"
 
 #include <cmath>
 

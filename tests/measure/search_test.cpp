@@ -1,8 +1,8 @@
 // Finding the device under test, the beat, and the frequency of the sources.
 
-#include "measure/beat.h"
-#include "measure/frequency_search.h"
-#include "scpi/error_codes.h"
+#include "base/error_codes.h"
+#include "measure/preparation/beat.h"
+#include "measure/preparation/frequency_search.h"
 #include "tests/measure/steps_fixture.h"
 
 #include <cmath>

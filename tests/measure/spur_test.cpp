@@ -1,11 +1,11 @@
 // Traces with known lines, constructed ones and those of whole runs on the bench.
 #include "core/numbers.h"
 #include "device/device.h"
-#include "measure/config_accessors.h"
-#include "measure/frequency_search.h"
-#include "measure/measurement_configuration.h"
-#include "measure/pn_measure.h"
-#include "measure/spur_detector.h"
+#include "measure/preparation/frequency_search.h"
+#include "measure/results/spur_detector.h"
+#include "measure/run/pn_measure.h"
+#include "measure/settings/config_accessors.h"
+#include "measure/settings/measurement_configuration.h"
 #include "tests/virtual/attached_unit.h"
 
 #include <algorithm>

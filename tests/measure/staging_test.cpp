@@ -1,6 +1,6 @@
-#include "measure/meas_data.h"
-#include "measure/measurement_configuration.h"
-#include "measure/staging.h"
+#include "measure/run/meas_data.h"
+#include "measure/settings/measurement_configuration.h"
+#include "measure/settings/staging.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
+#include "base/error_codes.h"
 #include "fake_instrument.h"
-#include "measure/allan_variance.h"
-#include "measure/statistics.h"
-#include "scpi/error_codes.h"
+#include "measure/results/allan_variance.h"
+#include "measure/results/statistics.h"
 
 #include <cmath>
 

@@ -1,5 +1,5 @@
+#include "base/error_codes.h"
 #include "fake_instrument.h"
-#include "scpi/error_codes.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "scpi/error_codes.h"
+#include "base/error_codes.h"
 #include "scpi/parameters.h"
 
 #include <gtest/gtest.h>

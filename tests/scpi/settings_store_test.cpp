@@ -1,4 +1,4 @@
-#include "device/device_fptrs.h"
+#include "device_table/device_fptrs.h"
 #include "engine_fixture.h"
 #include "scpi/settings_store.h"
 

@@ -1,7 +1,7 @@
 /// Common commands, STATus, UNIT and the older forms.
 
-#include "device/device_config.h"
 #include "fake_instrument.h"
+#include "identity/device_config.h"
 #include "scpi/tree/old_forms.h"
 
 #include <cstdio>

@@ -2,8 +2,8 @@
 /// The whole command tree over device slots that only take notes. A slot that reads answers a number of its own; a slot
 /// that acts is noted with its arguments. Verbs: tell the instrument a line, look at its answer, its errors, its notes.
 
-#include "device/device_fptrs.h"
-#include "device/status_registers.h"
+#include "device_table/device_fptrs.h"
+#include "device_table/status_registers.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/tree/command_tree.h"

@@ -1,7 +1,7 @@
 /// SYSTem and MEMory:FILE, on the file tree of a unit.
 
-#include "device/device_config.h"
 #include "fake_instrument.h"
+#include "identity/device_config.h"
 
 #include <cstdio>
 #include <filesystem>

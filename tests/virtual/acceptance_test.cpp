@@ -1,6 +1,6 @@
 // What must come out of a run, whatever the device under test, and where the limits of docs/limits.md lie.
 #include "adapter_fixture.h"
-#include "virtual/random.h"
+#include "virtual/draw/random.h"
 
 #include <chrono>
 #include <numbers>

@@ -1,14 +1,14 @@
 #pragma once
 /// The firmware's own run on a bench, without links.
 
+#include "base/error_codes.h"
 #include "device/device.h"
-#include "device/device_fptrs.h"
-#include "measure/adc_scale.h"
-#include "measure/config_accessors.h"
-#include "measure/frequency_search.h"
-#include "measure/measurement_configuration.h"
-#include "measure/pn_measure.h"
-#include "scpi/error_codes.h"
+#include "device_table/device_fptrs.h"
+#include "measure/preparation/adc_scale.h"
+#include "measure/preparation/frequency_search.h"
+#include "measure/run/pn_measure.h"
+#include "measure/settings/config_accessors.h"
+#include "measure/settings/measurement_configuration.h"
 #include "tests/virtual/attached_unit.h"
 
 #include <cmath>

@@ -4,10 +4,10 @@
 #include "acquisition/TVPN_ADFPGA.h"
 #include "device/device.h"
 #include "device/device_acquisition.h"
-#include "device/device_config_sn.h"
 #include "drivers/tvspi.h"
-#include "virtual/slot_adapter.h"
-#include "virtual/unit.h"
+#include "identity/device_config_sn.h"
+#include "virtual/stand_in/slot_adapter.h"
+#include "virtual/unit/unit.h"
 
 #include <array>
 #include <cstring>

@@ -1,8 +1,8 @@
 #pragma once
 /// A bench with the sources on a carrier, and what the tests do with it.
 
-#include "virtual/bench_source.h"
-#include "virtual/clock.h"
+#include "virtual/physics/bench_source.h"
+#include "virtual/platform/clock.h"
 
 #include <cmath>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // Records of samples and the counters.
 #include "bench_fixture.h"
-#include "virtual/noise_record.h"
+#include "virtual/physics/noise_record.h"
 
 using namespace vi;
 

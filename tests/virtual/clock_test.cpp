@@ -1,5 +1,5 @@
 #include "platform/rt.h"
-#include "virtual/clock.h"
+#include "virtual/platform/clock.h"
 
 #include <gtest/gtest.h>
 #include <thread>

@@ -1,5 +1,5 @@
 // Against brute force: averages of many records that another generator drew one by one.
-#include "virtual/spectrum_draw.h"
+#include "virtual/draw/spectrum_draw.h"
 
 #include <algorithm>
 #include <array>

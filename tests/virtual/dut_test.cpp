@@ -1,4 +1,4 @@
-#include "virtual/dut.h"
+#include "virtual/dut/dut.h"
 
 #include <filesystem>
 #include <fstream>

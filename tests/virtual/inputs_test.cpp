@@ -1,7 +1,7 @@
 // Runs with external references and of pulsed devices.
 #include "adapter_fixture.h"
-#include "measure/sensitivity.h"
-#include "virtual/clock.h"
+#include "measure/preparation/sensitivity.h"
+#include "virtual/platform/clock.h"
 
 using namespace vi;
 

@@ -1,7 +1,7 @@
 #pragma once
 /// An analog side whose every value a test can compute.
 
-#include "virtual/sample_source.h"
+#include "virtual/physics/sample_source.h"
 
 #include <atomic>
 #include <cmath>

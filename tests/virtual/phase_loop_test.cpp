@@ -1,5 +1,5 @@
 // The loop against the linear theory of the second order and against plain integration in fine steps.
-#include "virtual/phase_loop.h"
+#include "virtual/physics/phase_loop.h"
 
 #include <cmath>
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
 #include "platform/rt.h"
 #include "platform/tvko.h"
-#include "virtual/clock.h"
-#include "virtual/rt_tasks.h"
-#include "virtual/rtdm.h"
-#include "virtual/spi_bus.h"
+#include "virtual/bus/spi_bus.h"
+#include "virtual/platform/clock.h"
+#include "virtual/platform/rt_tasks.h"
+#include "virtual/platform/rtdm.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

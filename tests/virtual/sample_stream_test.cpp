@@ -1,6 +1,6 @@
 #include "platform/rt.h"
-#include "virtual/clock.h"
-#include "virtual/sample_stream.h"
+#include "virtual/acquisition/sample_stream.h"
+#include "virtual/platform/clock.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

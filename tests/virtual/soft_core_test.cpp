@@ -1,8 +1,8 @@
 #include "known_source.h"
 #include "platform/rt.h"
 #include "platform/tvko.h"
-#include "virtual/acquisition_board.h"
-#include "virtual/clock.h"
+#include "virtual/acquisition/acquisition_board.h"
+#include "virtual/platform/clock.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -4,7 +4,7 @@
 /// are not thread-safe: the bus calls them under its lock, and who else asks must see to it that no transfer is on its
 /// way.
 
-#include "virtual/spi_chip.h"
+#include "virtual/bus/spi_chip.h"
 
 #include <cstddef>
 #include <initializer_list>

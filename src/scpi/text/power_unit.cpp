@@ -1,6 +1,6 @@
 #include "scpi/text/power_unit.h"
 
-#include "scpi/error_codes.h"
+#include "base/error_codes.h"
 #include "scpi/text/suffix.h"
 
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "scpi/text/suffix.h"
 
-#include "scpi/error_codes.h"
+#include "base/error_codes.h"
 #include "scpi/text/ascii.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "scpi/text/text_format.h"
 
-#include "core/tvdebug.h"
+#include "base/error_codes.h"
+#include "base/tvdebug.h"
 #include "numeric/tvmath.h"
-#include "scpi/error_codes.h"
 #include "scpi/text/ascii.h"
 #include "scpi/text/power_unit.h"
 

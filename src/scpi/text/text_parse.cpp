@@ -1,6 +1,6 @@
 #include "scpi/text/text_parse.h"
 
-#include "scpi/error_codes.h"
+#include "base/error_codes.h"
 #include "scpi/text/decimal.h"
 #include "scpi/text/keyword.h"
 #include "scpi/text/power_unit.h"

@@ -1,6 +1,6 @@
 #include "scpi/tree/common.h"
 
-#include "device/device_config.h"
+#include "identity/device_config.h"
 #include "scpi/parser.h"
 #include "scpi/settings_store.h"
 #include "scpi/status.h"

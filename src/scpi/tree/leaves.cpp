@@ -1,6 +1,6 @@
 #include "scpi/tree/leaves.h"
 
-#include "core/tvdebug.h"
+#include "base/tvdebug.h"
 #include "scpi/block.h"
 #include "scpi/parameters.h"
 #include "scpi/text/keyword.h"

@@ -6,7 +6,7 @@
 /// command answers as absent. Slots are tested first, then parameters are taken, then the device is asked: what is
 /// wrong with a parameter changes nothing.
 
-#include "device/device_fptrs.h"
+#include "device_table/device_fptrs.h"
 #include "scpi/nodes.h"
 #include "scpi/unit.h"
 

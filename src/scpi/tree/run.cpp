@@ -1,6 +1,6 @@
 #include "scpi/tree/run.h"
 
-#include "core/tvdebug.h"
+#include "base/tvdebug.h"
 
 namespace scpi {
 

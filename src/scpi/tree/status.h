@@ -1,7 +1,7 @@
 #pragma once
 /// STATus, OUTPut and UNIT: the status registers and settings of a line or two.
 
-#include "device/status_registers.h"
+#include "device_table/status_registers.h"
 #include "scpi/tree/leaves.h"
 
 namespace scpi {

@@ -1,7 +1,7 @@
 #include "scpi/tree/system.h"
 
 #include "core/shell.h"
-#include "device/device_config.h"
+#include "identity/device_config.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/text/text_format.h"

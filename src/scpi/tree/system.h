@@ -1,7 +1,7 @@
 #pragma once
 /// SYSTem: the error queue, identity, network and link settings.
 
-#include "device/device_config_lan.h"
+#include "identity/device_config_lan.h"
 #include "scpi/tree/leaves.h"
 
 namespace scpi {

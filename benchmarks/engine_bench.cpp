@@ -1,0 +1,68 @@
+/// The command path without a network: one link in memory, served on the calling thread.
+
+#include "device_table/device_fptrs.h"
+#include "scpi/execution_cycle.h"
+#include "scpi/link.h"
+#include "scpi/parser.h"
+#include "scpi/tree/command_tree.h"
+
+#include <benchmark/benchmark.h>
+#include <string>
+
+namespace {
+
+constexpr int bufferSize = 1024;
+
+scpi_link link;
+scpi_parser_context context;
+
+void setUp() {
+    static const bool done = [] {
+        Device_getName = [](Device*) { return "TVPNX"; };
+        Automeasure_configPN_setIterations = [](Device*, int32_t) { return 0; };
+        Automeasure_config_getMinIterations = [](Device*) { return 1; };
+        Automeasure_config_getMaxIterations = [](Device*) { return 10000; };
+        context.tree = scpi::commandTree();
+        scpi_parser_init(&context);
+        scpi_link_initAll(&link_list);
+        scpi_link_init(&link_list, &link, bufferSize, bufferSize, "bench");
+        return true;
+    }();
+    benchmark::DoNotOptimize(done);
+}
+
+std::string joined(const char* unit, int count) {
+    std::string line;
+    for (int i = 0; i < count; ++i)
+        line += std::string(i != 0 ? ";" : "") + unit;
+    return line + "\n";
+}
+
+/// One line through the link, its answer thrown away.
+void serve(const std::string& line) {
+    tvcommWriteCmd(&link, line.data(), static_cast<int>(line.size()));
+    scpi_link_doHandle(&link);
+    scpi_execute_link(&link);
+    char* where = nullptr;
+    const int count = tvcommPeekAns(&link, &where, nullptr);
+    benchmark::DoNotOptimize(where);
+    tvcommClearAns(&link, count, nullptr);
+}
+
+void lineOf(benchmark::State& state, const char* unit, int count) {
+    setUp();
+    const std::string line = joined(unit, count);
+    for (auto _ : state)
+        serve(line);
+    state.SetItemsProcessed(state.iterations() * count);
+}
+
+} // namespace
+
+BENCHMARK_CAPTURE(lineOf, idn, "*IDN?", 20);
+BENCHMARK_CAPTURE(lineOf, opc, "*OPC?", 20);
+BENCHMARK_CAPTURE(lineOf, deepSet, ":SENS:PN:AVER 5", 20);
+BENCHMARK_CAPTURE(lineOf, undefined, ":CALC:PN:TRAC:NONSense", 20);
+BENCHMARK_CAPTURE(lineOf, carrier, "FREQ 1.5GHZ", 20);
+
+BENCHMARK_MAIN();

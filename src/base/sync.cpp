@@ -1,0 +1,55 @@
+#include "base/sync.h"
+
+#include <cerrno>
+#include <linux/futex.h>
+#include <sched.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+long futex(std::atomic<uint32_t>* word, int operation, uint32_t value, const timespec* deadline) {
+    static_assert(sizeof(*word) == sizeof(uint32_t));
+    return syscall(SYS_futex, reinterpret_cast<uint32_t*>(word), operation, value, deadline, nullptr,
+                   FUTEX_BITSET_MATCH_ANY);
+}
+
+constexpr int lingerLooks = 100; // some 30 us
+
+} // namespace
+
+void WakeWord::setAndWake(uint32_t value) {
+    value_.store(value, std::memory_order_seq_cst);
+    if (sleepers_.load(std::memory_order_seq_cst) != 0)
+        futex(&value_, FUTEX_WAKE_PRIVATE, INT32_MAX, nullptr);
+}
+
+void WakeWord::linger(uint32_t value) const {
+    static const bool otherRuns = sysconf(_SC_NPROCESSORS_ONLN) > 1; // else it runs only once this one sleeps
+    for (int looks = otherRuns ? lingerLooks : 0; looks > 0 && get() == value; --looks)
+        sched_yield();
+}
+
+void WakeWord::waitWhile(uint32_t value) {
+    if (get() != value)
+        return;
+    sleepers_.fetch_add(1, std::memory_order_seq_cst);
+    while (value_.load(std::memory_order_seq_cst) == value)
+        futex(&value_, FUTEX_WAIT_PRIVATE, value, nullptr);
+    sleepers_.fetch_sub(1, std::memory_order_seq_cst);
+}
+
+bool WakeWord::waitWhileUntil(uint32_t value, const timespec& deadline) {
+    if (get() != value)
+        return true;
+    sleepers_.fetch_add(1, std::memory_order_seq_cst);
+    bool changed;
+    while (!(changed = value_.load(std::memory_order_seq_cst) != value)) {
+        // WAIT_BITSET is the form with an absolute time; the clock bit makes it CLOCK_REALTIME.
+        if (futex(&value_, FUTEX_WAIT_BITSET_PRIVATE | FUTEX_CLOCK_REALTIME, value, &deadline) != 0 &&
+            errno == ETIMEDOUT)
+            break;
+    }
+    sleepers_.fetch_sub(1, std::memory_order_seq_cst);
+    return changed;
+}

@@ -1,0 +1,209 @@
+#include "firmware/startup.h"
+
+#include "base/tvdebug.h"
+#include "core/abstime.h"
+#include "core/process.h"
+#include "core/signals.h"
+#include "core/thread.h"
+#include "core/tv_event.h"
+#include "core/user_memory.h"
+#include "device/device.h"
+#include "device_table/device_fptrs.h"
+#include "drivers/tvspi.h"
+#include "identity/device_config.h"
+#include "links/console.h"
+#include "links/discovery.h"
+#include "links/own_address.h"
+#include "links/rmt.h"
+#include "links/tvsocket.h"
+#include "measure/run/measure.h"
+#include "scpi/execution_cycle.h"
+#include "scpi/link.h"
+#include "scpi/parser.h"
+#include "scpi/tree/command_tree.h"
+#include "scpi/tree/old_forms.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int tickMs = 250;
+constexpr int socketPort = 18;
+constexpr int fileLinkSize = 128;         // bytes of each buffer
+constexpr int textLinkSize = 1024;        // the same for a link that people and programs use
+constexpr size_t linkThreadStack = 16384; // bytes
+constexpr unsigned addressWatchSeconds = 2;
+constexpr pid_t initProcess = 1;
+constexpr mode_t everybody = 0777;
+constexpr double microsecondsPerSecond = 1e6;
+
+pthread_t consoleLinkThread, socketLinkThread, ipAddressChangeThread, rmtdevFinderThread;
+
+void startThread(pthread_t* thread, void* (*body)(void*), void* argument = nullptr) {
+    tvstuffPthreadCreate(thread, body, argument, linkThreadStack);
+}
+
+void* consoleLinkHandler(void*) {
+    while (Tvconsole_handle(&link_console) == 0) {
+    }
+    printd("consoleLinkHandler(): end of input\n");
+    pthread_detach(pthread_self()); // nobody waits for it
+    return nullptr;
+}
+
+void* socketLinkHandler(void*) {
+    for (;;)
+        Tvsocket_handle(&tvsocket, &link_socket);
+}
+
+void* rmtdevFinderHandler(void*) {
+    while (tvsocketBcastHandle(&rmtdevFinderSocket) == 0) {
+    }
+    pthread_detach(pthread_self()); // there is no socket to answer on
+    return nullptr;
+}
+
+/// Ages the link activity, unless the main thread is at work: the lamps are its own, and who works is not idle.
+void ageLinkActivity() {
+    if (!deviceAccessMutex.try_lock())
+        return;
+    tv_event_indicateLinkActivity(nullptr);
+    deviceAccessMutex.unlock();
+}
+
+void* ipAddressChangeHandler(void*) {
+    for (;;) {
+        char address[addressTextSize];
+        if (Tvsocket_hasAddressChanged(address)) {
+            printd("ipAddressChangeHandler(): own address is now %s\n", address);
+            device_config_getLanConfig();
+            Tvsocket_reset(&tvsocket);
+        }
+        ageLinkActivity();
+        sleep(addressWatchSeconds);
+    }
+}
+
+/// The sources are good only when their oven is warm.
+void waitForBootDelay() {
+    double seconds = 0;
+    printd("Boot delay (OCXO startup time)... \n");
+    device_config_loadBootDelay(&seconds);
+    tvstuff_delay_us(static_cast<uint64_t>(seconds * microsecondsPerSecond));
+    printd("Done. (Boot delay)\n");
+}
+
+void serveOldForms() {
+    scpi::oldFormServices = {
+        .exitProcess = exit_TV,
+        .sendFile = [](const char* path) { return Tvsocket_rmtSendFile(&tvsocket, path); },
+        .receiveFile = [](const char* path) { return Tvsocket_rmtReceiveFile(&tvsocket, path); },
+    };
+}
+
+void startSocketLink() {
+    scpi_link_init(&link_list, &link_socket, textLinkSize, textLinkSize, "Socket Port 18");
+    startThread(&socketLinkThread, socketLinkHandler);
+}
+
+/// An init script may start the process with closed descriptors. The next file or socket would take their numbers, and
+/// the console would read from a client's connection.
+void fillStandardDescriptors() {
+    int fd;
+    do {
+        fd = open("/dev/null", O_RDWR);
+    } while (fd >= 0 && fd <= STDERR_FILENO);
+    if (fd > STDERR_FILENO)
+        close(fd);
+}
+
+/// Returns the exit status of this process, or -1 in the one that goes on.
+int detach() {
+    const pid_t child = fork();
+    if (child != 0)
+        return child < 0 ? EXIT_FAILURE : EXIT_SUCCESS;
+    return setsid() < 0 || chdir("/") != 0 ? EXIT_FAILURE : -1;
+}
+
+} // namespace
+
+int firmware_start(int argc, char** argv) {
+    fillStandardDescriptors();
+    const char* option = argc == 2 ? argv[1] : "";
+    if (strcmp(option, "-d") == 0 && getppid() != initProcess)
+        if (const int status = detach(); status >= 0)
+            return status;
+    if (strcmp(option, "-v") == 0) {
+        tvdebug_enable();
+        printd("verbose mode\n");
+    }
+    if (mlockall(MCL_CURRENT | MCL_FUTURE) != 0)
+        printd("mlockall failed (%d)\n", errno);
+    initialize();
+}
+
+void initialize() {
+    waitForBootDelay(); // before any hardware is touched
+    pid = getpid();
+    preparePaths();
+    Device* const device = Device_create();
+    debug_device = device;
+    device_config_init();
+    mkdir("/tolvane/cust/list", everybody);
+    mkdir("/tolvane/cust/flatness", everybody);
+    installSignalHandlers();
+    exit_closeHardware = tvspiClose;
+    tvspiOpen();
+    scpi_link_initAll(&link_list);
+
+    device_config_getLanConfig();
+    char address[addressTextSize];
+    (void)Tvsocket_hasAddressChanged(address); // the address at start is no change, which would cost the first client
+    device_config_reset_cause = 0;
+    Device_init(device);
+    if (const int error = measure_init(device); error != 0)
+        printd("initialize(): measure_init failed (%d)\n", error);
+    scpi_parser_context parserContext{};
+    parserContext.device = device;
+    parserContext.tree = scpi::commandTree();
+    scpi_parser_init(&parserContext);
+    serveOldForms();
+    Device_registerMandatoryFunctions();
+
+    Tvsocket_open(&tvsocket, socketPort);
+    scpi_link_init(&link_list, &link_file, fileLinkSize, fileLinkSize, "File");
+    scpi_link_init(&link_list, &link_console, textLinkSize, textLinkSize, "Console");
+    loadDefaultSettings(); // before anybody outside can reach the instrument
+    startThread(&consoleLinkThread, consoleLinkHandler);
+    startSocketLink();
+    startThread(&ipAddressChangeThread, ipAddressChangeHandler, device);
+    tvsocketBcastOpen(&rmtdevFinderSocket, discoveryPort, device);
+    startThread(&rmtdevFinderThread, rmtdevFinderHandler);
+
+    scpi_link_checkLinkList(&link_list);
+    tvstuff_printMemoryUsage();
+    device_config_reset_cause = 1;
+    printf("\nDevice is running!\n");
+    fflush(stdout);
+    for (;;)
+        scpi_execute(link_list, device, tickMs);
+}
+
+void preparePaths() {
+    for (const char* folder : {"/tolvane", "/tolvane/cust", "/tolvane/cust/list"}) {
+        struct stat status;
+        if (stat(folder, &status) != 0 && mkdir(folder, everybody) != 0)
+            printd("preparePaths(): no folder %s (%d)\n", folder, errno);
+    }
+}
+
+void loadDefaultSettings() {
+    scpi_execute_commandFile(&link_file, "/tolvane/cust/sav0");
+}

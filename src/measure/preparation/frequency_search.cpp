@@ -1,0 +1,238 @@
+#include "measure/preparation/frequency_search.h"
+
+#include "base/error_codes.h"
+#include "base/tvdebug.h"
+#include "core/abstime.h"
+#include "identity/device_variants.h"
+#include "measure/preparation/beat.h"
+#include "measure/preparation/gain.h"
+#include "measure/preparation/loop_modes.h"
+#include "measure/preparation/whole_hertz.h"
+#include "measure/run/measure.h"
+#include "measure/settings/measurement_configuration.h"
+
+#include <bit>
+#include <cmath>
+#include <span>
+
+namespace {
+
+// Hints for the counters, Hz, in the order of the attempts.
+constexpr double lastFrequency = -1;                                               // the one in force
+constexpr double withoutHint = 1;                                                  // read the input undivided
+constexpr double hints2A[] = {lastFrequency, 40e6, 100e6, 2.5e9, 5e9, 10e9, 10e6}; // and 1B
+constexpr double hints1C[] = {lastFrequency, 40e6, 1.5e9, 3e9, withoutHint};
+constexpr double hints2B[] = {lastFrequency, 10e6, 4e9, 10e9, 20e9};
+constexpr double hints2CD[] = {lastFrequency, 10e6, 4e9, 8e9, 16e9, 26e9};
+
+constexpr double countedMin_Hz = 500e3;
+constexpr double countedMax_Hz = 32e9;
+constexpr double notFound = -1;
+
+constexpr int counterGain_dB = 46;            // IF gain
+constexpr uint32_t counterAttenuation1C = 64; // half-dB steps
+constexpr double counterTune1C_V = 6.5;
+constexpr uint64_t settle_us = 20000;
+constexpr tv_time commandedGateMax_s = 0.02;
+constexpr double unreadableLevel = -100.0; // dBm
+
+/// How the beat of a counted frequency above `above` Hz is captured: offset of the sources in Hz, decimation, and the
+/// samples that hold 50 periods of the offset at 125 MHz.
+struct BeatRow {
+    double above;
+    double offset;
+    uint32_t divider;
+    uint32_t samples;
+};
+constexpr BeatRow beatRows[] = {{200e6, 10000, 32, 19531}, {60e6, 5000, 128, 9765}, {0, 3000, 256, 8138}};
+constexpr int32_t beatPeriods = 100;
+constexpr uint32_t beatChannels = 2;
+constexpr double offsetsMax = 3; // a beat counts up to that many offsets
+
+constexpr double roundingStep_Hz = 1e6;
+constexpr int selection1GHz = 2; // Device_getInternalReferenceSelection
+constexpr double reach1GHz_V = 1;
+constexpr double reach_V = 5;
+
+std::span<const double> searchHints() {
+    if (device_config_usesTVPNX_ALG_1C())
+        return hints1C;
+    if (device_config_usesTVPNX_ALG_2B())
+        return hints2B;
+    if (device_config_usesTVPNX_ALG_2C() || device_config_usesTVPNX_ALG_2D())
+        return hints2CD;
+    return hints2A;
+}
+
+template <class Operation> void onBothBoards(Device* device, Operation operation) {
+    Device_selectPhaseNoiseAlgBoardB(device);
+    operation();
+    Device_selectPhaseNoiseAlgBoardA(device);
+    operation();
+}
+
+void prepareBoards(Device* device) {
+    if (device_config_usesTVPNX_ALG_2A() || device_config_usesTVPNX_ALG_1C())
+        Device_setLnaGain(device, counterGain_dB);
+    if (device_config_usesTVPNX_ALG_1C())
+        onBothBoards(device, [&] {
+            Device_setTotalStepAttenuation(device, counterAttenuation1C);
+            Device_setTuneOutputVoltage(device, counterTune1C_V);
+            Device_selectPnLoopMode(device, loopOpen);
+        });
+}
+
+const BeatRow& beatRowFor(double frequency) {
+    const BeatRow* row = beatRows;
+    while (row != std::end(beatRows) - 1 && !(frequency > row->above))
+        ++row;
+    return *row;
+}
+
+/// Counters of these boards are coarse: puts the sources `offset` above the counted frequency and reads the DUT off the
+/// beat. Returns the corrected frequency, or the counted one if there is no plausible beat.
+double correctByBeat(Device* device, double counted) {
+    const BeatRow& row = beatRowFor(counted);
+    Device_setLnaGain(device, counterGain_dB);
+    meas_data.beatSamples = std::bit_ceil(row.samples);
+    meas_data.beatDivider = row.divider;
+    meas_data.beatChannels = beatChannels;
+    Device_enableRf(device);
+    const tvfreq source = wholeHertz(std::trunc(counted) + row.offset);
+    Device_setFrequencyFixed(device, &source);
+    configPNPtr->frequencyRounded = static_cast<double>(source.intPart); // so that rounding takes them back
+    tvstuff_delay_us(settle_us);
+    const double prescaler = Device_getPrescaler(device);
+
+    double frequency = counted;
+    double beatA = beatUnknown;
+    double beatB = beatUnknown;
+    checkBeat(device, &beatA, &beatB, beatPeriods, 1);
+    const double beat = beatA > 0 && beatB > 0 ? (beatA + beatB) / 2 : beatUnknown;
+    if (beat > 0 && beat < offsetsMax * row.offset)
+        frequency = counted + row.offset - beat * prescaler;
+    else
+        printd("   3. > NO VALID BEAT  ==>  ERROR NOT HANDLED \n");
+
+    Device_disableRf(device);
+    Device_setLnaGain(device, 0);
+    if (device_config_usesTVPNX_ALG_1C())
+        onBothBoards(device, [&] { Device_setTotalStepAttenuation(device, 0); });
+    return frequency;
+}
+
+/// One attempt of the counters; notFound outside their range.
+double attempt(Device* device, double hint) {
+    const double counted = Device_getPhaseNoiseDUTFrequency(device, hint);
+    if (!(counted >= countedMin_Hz && counted <= countedMax_Hz))
+        return notFound;
+    const bool is2A = device_config_usesTVPNX_ALG_2A();
+    if (device_config_usesTVPNX_ALG_1C() || (is2A && !device_config_usesTVPN_ADFPGA_1E()))
+        return correctByBeat(device, counted);
+    if (is2A)
+        Device_setLnaGain(device, 0);
+    return counted;
+}
+
+bool findCarrier(Device* device) {
+    MeasConfig& config = *configPNPtr;
+    const std::span<const double> hints = searchHints();
+    for (size_t i = config.frequency < 0 ? 1 : 0; i < hints.size(); ++i) {
+        const double found = attempt(device, hints[i]);
+        const bool once = config.ateMode != 0;
+        if (found > 0 || !once)
+            config.frequency = found;
+        const tvfreq carrier = wholeHertz(found);
+        Device_setFreqVariable(device, &carrier);
+        if (found > 0)
+            return true;
+        if (once)
+            return false;
+    }
+    return false;
+}
+
+void readLevel(Device* device) {
+    MeasConfig& config = *configPNPtr;
+    const bool quick = config.firstSearch.exchange(0) != 0;
+    const tvpow* level = quick ? Device_quicklyGetPower(device) : Device_getPowerFixed(device);
+    config.power = level != nullptr ? static_cast<double>(*level) : unreadableLevel;
+    if (!quick)
+        adjustInputAttenuation(device);
+}
+
+void enableInternalSources(Device* device) {
+    if (Device_isReferenceSourceInternal(device) != 0)
+        Device_enableRf(device);
+}
+
+/// The neighbour of `frequency` on the grid that lies within `reach` Hz, the lower one first; else `frequency`.
+double roundedWithin(double reach, double frequency) {
+    const double down = std::floor(frequency / roundingStep_Hz) * roundingStep_Hz;
+    const double up = down + roundingStep_Hz;
+    if (std::trunc(std::fabs(frequency - down)) < reach)
+        return down;
+    if (reach > std::trunc(std::fabs(up - frequency)))
+        return up;
+    return frequency;
+}
+
+} // namespace
+
+double pn_measure_roundFrequency(Device* device) {
+    MeasConfig& config = *configPNPtr;
+    const double before = config.frequencyRounded;
+    double rounded = before;
+    if (Device_isRfEnabled(device) != 0) {
+        const double deltaMax = Device_getInternalReferenceSelection(device) == selection1GHz ? reach1GHz_V : reach_V;
+        const double prescaler = Device_getPrescaler(device);
+        const double frequency = config.frequency;
+        double sensitivity = Device_getFmSensitivity(device);
+        if (before > 0)
+            sensitivity *= frequency / before;
+        rounded = roundedWithin(prescaler * deltaMax * sensitivity, frequency);
+        config.frequencyRounded = rounded;
+        // A source without sensitivity is never rounded: it has nothing to pull.
+        DELTAV = rounded != frequency ? (frequency - rounded) / sensitivity : 0;
+        if (sensitivity > std::fabs(before - rounded))
+            return rounded;
+    }
+    const tvfreq source = wholeHertz(rounded);
+    Device_setFrequencyFixed(device, &source);
+    return rounded;
+}
+
+int pn_measure_frequencySearch(Device* device) {
+    MeasConfig& config = *configPNPtr;
+    const bool search = config.autoFrequency != 0 && config_doFrequency(device);
+    if (!search && config.frequency > 0) {
+        config.frequencyRounded = pn_measure_roundFrequency(device);
+        detectMinimalBeatMeasurementSettings(device);
+        return 0;
+    }
+    Device_disableRf(device);
+    prepareBoards(device);
+    if (!findCarrier(device)) {
+        enableInternalSources(device);
+        printd("WARNING: No Frequency found: using old frequency = %.6f [MHz] \n", config.frequency * 1e-6);
+        return scpi::executionError;
+    }
+    readLevel(device);
+    enableInternalSources(device);
+    config.frequencyRounded = pn_measure_roundFrequency(device);
+    detectMinimalBeatMeasurementSettings(device);
+    if (device_config_usesTVPNX_ALG_2A())
+        tvstuff_delay_us(settle_us);
+    return 0;
+}
+
+int pn_measure_execfrequencySearch(Device* device) {
+    measure_waitForEnd();
+    MeasConfig& config = *configPNPtr;
+    config.ateMode = 0;
+    config.autoFrequency = 1;
+    config.doFrequency = 1;
+    if (Device_getCounterTimeout(device) > commandedGateMax_s)
+        Device_setCounterTimeout(device, commandedGateMax_s);
+    return pn_measure_frequencySearch(device);
+}

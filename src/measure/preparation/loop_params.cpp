@@ -1,0 +1,224 @@
+#include "measure/preparation/loop_params.h"
+
+#include "base/tvdebug.h"
+#include "identity/device_config.h"
+#include "measure/preparation/adc_scale.h"
+#include "measure/settings/measurement_configuration.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace {
+
+constexpr double circle = 6.283185308;
+constexpr double shortCircle = 6.28; // of the pulsed start bandwidth and of what is shown
+
+constexpr double resistanceMin = 800;   // ohm, usable
+constexpr double resistanceMax = 50000; // ohm, just not usable
+/// Raising the bandwidth puts a resistance at the end of the window exactly, where rounding alone would decide.
+constexpr double resistanceReach = resistanceMax * (1 + 1e-9);
+
+constexpr uint32_t capacitorCount = 4;
+using Capacitors = std::array<double, capacitorCount>; // farad, number 1 first
+constexpr Capacitors capacitors = {1e-08, 2e-07, 9.4e-07, 3.76e-06};
+constexpr Capacitors capacitors1Cf = {2e-07, 9.4e-07, 1.88e-06, 3.76e-06};
+
+constexpr uint32_t fixedCapacitor = 4; // of board 2A
+constexpr double fixedHighBand = 3.2e9, fixedLowBand = 30e6;
+constexpr double fixedLow = 10000, fixedHigh = 30000; // ohm
+
+constexpr double pulsedDivider = 10;
+
+/// What a filter is designed for.
+struct Target {
+    double bandwidth; // Hz
+    double zeta;
+    const char* name;
+};
+constexpr double pulsedZeta = 2, usualZeta = 1.2, lowNoiseZeta = 0.7;
+constexpr double lowNoiseBandwidth = 10; // Hz
+constexpr double highSensitivityFactor = 4;
+
+struct BandwidthStep {
+    double above;     // DUT frequency, Hz
+    double bandwidth; // Hz
+};
+constexpr BandwidthStep bandwidthSteps[] = {{7e9, 400}, {4e9, 300}, {99e6, 200}};
+constexpr double bandwidthBelow = 100; // Hz
+
+struct BothChannels {
+    double a, b;
+};
+
+/// The filter of one channel in meas_data.
+struct FilterFields {
+    char name;
+    Shared<double>*r1, *r2, *wn, *zeta;
+    Shared<uint32_t>* capacitor;
+};
+constexpr FilterFields filterA = {
+    'A', &meas_data.loopR1A, &meas_data.loopR2A, &meas_data.loopWnA, &meas_data.loopZetaA, &meas_data.loopCapA};
+constexpr FilterFields filterB = {
+    'B', &meas_data.loopR1B, &meas_data.loopR2B, &meas_data.loopWnB, &meas_data.loopZetaB, &meas_data.loopCapB};
+
+/// A detector constant that a pulsed design took as volts, and the counts that it left for them.
+struct GivenVolts {
+    double volts;
+    double counts;
+};
+GivenVolts givenA{}, givenB{}; // of the thread that designs
+
+const Capacitors& capacitorsOfBoard() {
+    return device_config_usesTVPNX_ALG_1C() && device_config_isAnalog2BCDModified() ? capacitors1Cf : capacitors;
+}
+
+BothChannels tuningSensitivities(Device* device) {
+    if (configPNPtr->reference == referenceExternal)
+        return {configPNPtr->refSensA, configPNPtr->refSensB};
+    BothChannels sensitivity{};
+    Device_selectPhaseNoiseAlgBoardA(device);
+    sensitivity.a = Device_getFmSensitivity(device);
+    Device_selectPhaseNoiseAlgBoardB(device);
+    sensitivity.b = Device_getFmSensitivity(device);
+    Device_selectPhaseNoiseAlgBoardA(device);
+    return sensitivity;
+}
+
+/// The volts of a constant that a user gave, who can give kphiLimits.max at most; the counts of any voltage that he can
+/// give lie above that. Leaves the constant as counts.
+double takeVolts(Shared<double>* kphi, GivenVolts* given) {
+    const double stored = *kphi;
+    if (!(stored > 0))
+        return 0;
+    if (stored > kphiLimits.max)
+        return stored == given->counts ? given->volts : kphiVolts(stored);
+    *given = {stored, static_cast<double>(absvolt2adc(stored))};
+    *kphi = given->counts;
+    return stored;
+}
+
+BothChannels detectorVolts(MeasConfig* config) {
+    BothChannels volts{};
+    if (configPN.pulseEnabled != 0)
+        volts = {takeVolts(&config->kphiA, &givenA), takeVolts(&config->kphiB, &givenB)};
+    else
+        volts = {kphiVolts(config->kphiA), kphiVolts(config->kphiB)};
+    if (volts.b <= 0 && config->measurementMethod != methodCrossCorrelation)
+        volts.b = volts.a;
+    return volts;
+}
+
+double bandwidthByFrequency(double frequency) {
+    for (const BandwidthStep& step : bandwidthSteps)
+        if (frequency > step.above)
+            return step.bandwidth;
+    return bandwidthBelow;
+}
+
+Target chooseTarget(Device* device, double wantedBandwidth, double sensitivityA) {
+    const bool wanted = wantedBandwidth > 0;
+    if (configPN.pulseEnabled != 0)
+        return {wanted ? wantedBandwidth : std::sqrt(std::max(sensitivityA, 0.0) * shortCircle / pulsedDivider),
+                pulsedZeta, "PULSED"};
+    if (wanted)
+        return {wantedBandwidth, usualZeta, "USER SET"};
+    const double byFrequency = bandwidthByFrequency(configPNPtr->frequency);
+    switch (Device_getInternalReferenceSelection(device)) {
+    case internalReference10MHz: return {lowNoiseBandwidth, lowNoiseZeta, "LN MODE"};
+    case internalReference1GHz: return {highSensitivityFactor * byFrequency, usualZeta, "HIGH SENS"};
+    default: return {byFrequency, usualZeta, "AUTO"};
+    }
+}
+
+void storeFilter(const FilterFields& fields, uint32_t capacitor, double r1, double r2, double gain) {
+    const double farad = capacitorsOfBoard()[capacitor - 1];
+    const double wn = gain > 0 ? std::sqrt(gain / r1 / farad) : 0;
+    *fields.r1 = r1;
+    *fields.r2 = r2;
+    *fields.capacitor = capacitor;
+    *fields.wn = wn;
+    *fields.zeta = 0.5 * farad * r2 * wn;
+}
+
+/// Board 2A with the normal reference: the filter follows the frequency alone.
+void useFixedFilter(MeasConfig* config, const BothChannels& gain) {
+    const double r1 = config->frequency < fixedHighBand ? fixedLow : fixedHigh;
+    const double r2 = config->frequency < fixedLowBand ? fixedHigh : fixedLow;
+    storeFilter(filterA, fixedCapacitor, r1, r2, gain.a);
+    storeFilter(filterB, fixedCapacitor, r1, r2, gain.b);
+    if (meas_data.loopWnA > 0)
+        config->loopBandwidth = meas_data.loopWnA / circle;
+}
+
+/// One capacitor's answer to a wanted natural frequency.
+struct Trial {
+    double wn; // rad/s; above the wanted one if R1 or R2 would have been too large
+    double r1, r2;
+
+    [[nodiscard]] bool usable() const {
+        return r1 >= resistanceMin && r1 < resistanceReach && r2 >= resistanceMin && r2 < resistanceReach;
+    }
+};
+
+Trial tryCapacitor(double farad, double gain, double zeta, double wn) {
+    const auto r1For = [&](double w) { return gain / w / w / farad; };
+    const auto r2For = [&](double w) { return 2 * zeta / w / farad; };
+    const double r1 = r1For(wn);
+    if (r1 <= resistanceMax)
+        return {wn, r1, r2For(wn)};
+    wn *= std::sqrt(r1 / resistanceMax);
+    const double r2 = r2For(wn);
+    if (r2 > resistanceMax)
+        wn *= r2 / resistanceMax;
+    return {wn, r1For(wn), r2For(wn)};
+}
+
+constexpr double unknownGain = -1;
+
+/// Gives a channel its filter. Returns the bandwidth that it has, Hz; 0 if there is none, unknownGain if there is
+/// nothing to design for.
+double designChannel(const FilterFields& fields, const Target& target, double bandwidth, double sensitivity,
+                     double volts) {
+    const double gain = volts * sensitivity * circle;
+    Trial trial{};
+    for (uint32_t number = capacitorCount; number > 0; --number) {
+        trial = tryCapacitor(capacitorsOfBoard()[number - 1], gain, target.zeta, circle * bandwidth);
+        if (!trial.usable())
+            continue;
+        storeFilter(fields, number, trial.r1, trial.r2, gain);
+        printd("   > calcLoopParams: %s %c: C%u  R1=%.1f R2=%.1f   BW=%.1f Hz\n", target.name, fields.name, number,
+               trial.r1, trial.r2, trial.wn / shortCircle);
+        return trial.wn / circle;
+    }
+    printd(
+        "   > calcLoopParams: ERROR: NOT VALID Parameters: Boards (1C,2B,2C,2D): sens=%.1f Hz/V, Kphi=%.3f C=%.1f nF  "
+        "R1=%.1f R2=%.1f   BW=%.1f Hz  Zeta==%.1f\n",
+        sensitivity, volts, capacitorsOfBoard()[0] * 1e9, trial.r1, trial.r2, trial.wn / shortCircle, target.zeta);
+    return gain > 0 ? 0 : unknownGain;
+}
+
+} // namespace
+
+bool calcLoopParams(Device* device, double wantedBandwidth) {
+    MeasConfig* config = configPNPtr;
+    const BothChannels sensitivity = tuningSensitivities(device);
+    const BothChannels volts = detectorVolts(config);
+
+    if (device_config_usesTVPNX_ALG_2A() && config->autoLoopBW != 0 && config->reference == referenceNormal &&
+        !(wantedBandwidth > 0)) {
+        useFixedFilter(config, {volts.a * sensitivity.a * circle, volts.b * sensitivity.b * circle});
+        return true;
+    }
+
+    const Target target = chooseTarget(device, wantedBandwidth, sensitivity.a);
+    double bandwidth = target.bandwidth;
+    const double reachedA = designChannel(filterA, target, bandwidth, sensitivity.a, volts.a);
+    if (reachedA > 0) {
+        meas_data.loopCapB = meas_data.loopCapA.get(); // until B has its own
+        bandwidth = reachedA;
+    }
+    if (bandwidth > 0)
+        config->loopBandwidth = bandwidth;
+    return designChannel(filterB, target, bandwidth, sensitivity.b, volts.b) != 0 && reachedA != 0;
+}

@@ -1,0 +1,31 @@
+#pragma once
+/// Design of the measurement's phase-locked loops: mixer, active loop filter, tuning input of the source.
+///
+/// Second order. With K = 2 pi x sensitivity (Hz/V) x Kphi (V/rad), filter capacitor C, input resistance R1 and
+/// feedback resistance R2: natural frequency wn = sqrt(K / (R1 C)) rad/s, damping zeta = C R2 wn / 2. The bandwidth
+/// that a user sees is wn / 2 pi.
+
+#include "device_table/device_fptrs.h"
+
+/// What Device_getInternalReferenceSelection answers.
+enum InternalReference : int {
+    internalReference10MHz = 0,
+    internalReference100MHz = 1,
+    internalReference1GHz = 2,
+    internalReferencePll = 3,
+};
+
+/// Picks capacitor and resistances of both channels for a bandwidth of `wantedBandwidth` Hz; 0 or below: the instrument
+/// chooses. The largest capacitor that fits is taken. A bandwidth that no filter gives is raised, never lowered.
+///
+/// The filters, and what they give, stand in loopR1A to loopZetaB of meas_data; the bandwidth of channel A in
+/// loopBandwidth of the record in force. A channel for which nothing fits keeps its filter, and what that gave when it
+/// was designed.
+///
+/// Returns false if nothing fits a channel whose gain is known: with the filter that it keeps its loop would not be the
+/// one that the trace is corrected for.
+///
+/// A measurement with one channel has no detector constant of B: B gets its filter by the constant of A. With a pulsed
+/// DUT kphiA and kphiB are the user's volts; the design leaves them as counts, and finds the volts again in them when
+/// it is repeated.
+bool calcLoopParams(Device* device, double wantedBandwidth);

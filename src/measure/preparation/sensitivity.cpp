@@ -1,0 +1,68 @@
+#include "measure/preparation/sensitivity.h"
+
+#include "base/error_codes.h"
+#include "measure/preparation/beat.h"
+#include "measure/preparation/gain.h"
+#include "measure/preparation/loop_modes.h"
+#include "measure/run/measure.h"
+#include "measure/settings/measurement_configuration.h"
+
+#include <cmath>
+
+namespace {
+
+constexpr double settleStep = 0.5; // V beside each end, before its reading counts
+
+struct Beats {
+    double a, b; // Hz
+};
+
+Beats measureBeats(Device* device) {
+    Beats beats{};
+    checkBeat(device, &beats.a, &beats.b, 1, 1);
+    return beats;
+}
+
+Beats tuneAndMeasure(Device* device, double voltsA, double voltsB) {
+    Device_selectPhaseNoiseAlgBoardB(device);
+    Device_setTuneOutputVoltage(device, voltsB);
+    Device_selectPhaseNoiseAlgBoardA(device);
+    Device_setTuneOutputVoltage(device, voltsA);
+    return measureBeats(device);
+}
+
+Beats openAndMeasure(Device* device) {
+    Device_selectPhaseNoiseAlgBoardB(device);
+    Device_selectPnLoopMode(device, loopOpen);
+    Device_setTuneOutputVoltage(device, 0);
+    Device_selectPhaseNoiseAlgBoardA(device);
+    Device_selectPnLoopMode(device, loopOpen);
+    Device_setTuneOutputVoltage(device, 0);
+    return measureBeats(device);
+}
+
+double slope(double top, double bottom, double volts) {
+    return volts > 0 ? std::abs(std::trunc(top - bottom)) / volts : 0;
+}
+
+} // namespace
+
+int pn_measure_measureSensitivity(Device* device) {
+    if (measurement_mode != measurementModePN)
+        return scpi::notInThisMode;
+    MeasConfig* config = configPNPtr;
+    if (config->reference == referenceNormal)
+        return scpi::illegalParameterValue;
+    measure_waitForEnd();
+
+    const double topA = config->referenceVoltage1, topB = config->referenceVoltage2;
+    detectMinimalBeatMeasurementSettings(device);
+    const Beats bottom = openAndMeasure(device);
+    tuneAndMeasure(device, settleStep, settleStep);
+    tuneAndMeasure(device, topA - settleStep, topB - settleStep);
+    const Beats top = tuneAndMeasure(device, topA, topB);
+    config->refSensA = slope(top.a, bottom.a, topA);
+    if (config->measurementMethod == methodCrossCorrelation)
+        config->refSensB = slope(top.b, bottom.b, topB);
+    return 0;
+}

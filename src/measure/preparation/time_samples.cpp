@@ -1,0 +1,45 @@
+#include "measure/preparation/time_samples.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr uint32_t channelA = 0;
+constexpr uint32_t channelB = 1;
+constexpr uint32_t onlySegment = 0;
+constexpr uint32_t channelAOnly = 1; // a number of channels
+constexpr uint32_t noStages = 0;     // the capture of this board has none
+
+/// Fetches the record of a channel. Returns its samples; 0 and null if there is none.
+uint32_t fetch(Device* device, uint32_t channel, uint16_t** buffer) {
+    const int bytes = Device_getPhaseNoiseFbuffer(device, channel, onlySegment, buffer);
+    if (*buffer == nullptr || bytes < static_cast<int>(sizeof(uint16_t))) {
+        *buffer = nullptr;
+        return 0;
+    }
+    return static_cast<uint32_t>(bytes) / sizeof(uint16_t);
+}
+
+} // namespace
+
+uint32_t getTimeSamples(Device* device, uint16_t** bufferA, uint16_t** bufferB, uint32_t samples, uint32_t divider,
+                        uint32_t channels) {
+    Device_setPhaseNoiseSamples(device, samples);
+    Device_setPhaseNoiseChannels(device, channels);
+    Device_setPhaseNoiseDivider(device, divider);
+    return getTimeSamplesPREC(device, bufferA, bufferB, samples, divider, channels);
+}
+
+uint32_t getTimeSamplesPREC(Device* device, uint16_t** bufferA, uint16_t** bufferB, uint32_t, uint32_t,
+                            uint32_t channels) {
+    *bufferA = nullptr;
+    *bufferB = nullptr;
+    // What a failed capture leaves in the buffers is an older one's.
+    if (Device_getFilteredSamples(device, noStages) < 0)
+        return 0;
+    const uint32_t samplesA = fetch(device, channelA, bufferA);
+    if (channels == channelAOnly)
+        return samplesA;
+    const uint32_t samplesB = fetch(device, channelB, bufferB);
+    return samplesA == samplesB ? samplesA : 0;
+}

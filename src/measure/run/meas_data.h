@@ -1,0 +1,76 @@
+#pragma once
+/// The one record in which a run keeps its state and its results.
+///
+/// Two threads meet here: the measurement thread, which writes, and the main thread, which starts, stops, waits and
+/// reads. Lock order: stateMutex, resultMutex, testSetMutex. A wait holds the first two one after the other, never
+/// both; a save takes stateMutex only after it has released resultMutex.
+
+#include "base/shared.h"
+#include "base/sync.h"
+#include "measure/settings/staging.h"
+
+#include <cstdint>
+
+inline constexpr int32_t tracePointsSize = 2048; // entries of each array over the trace
+inline constexpr int32_t tracePointsMax = 1000;  // points that a run uses at most: the smallest array over the trace
+inline constexpr int32_t spursMax = 1000;
+inline constexpr int32_t aVariancePointsMax = 300;
+
+struct MeasData {
+    double* accumRe; // sum over the captures of an iteration, per point; the measurement thread's own
+    double* accumIm;
+
+    // Loop filter of each channel and what it gives; -1 before a design.
+    Shared<double> loopR1A, loopR1B;     // ohm
+    Shared<double> loopR2A, loopR2B;     // ohm
+    Shared<uint32_t> loopCapA, loopCapB; // number of the capacitor, 1 to 4
+    Shared<double> loopWnA, loopWnB;     // natural frequency, rad/s
+    Shared<double> loopZetaA, loopZetaB; // damping
+    Shared<uint32_t> locked;             // 1: the last lock attempt ended locked
+
+    Shared<int32_t> lastCounterRatio = 16;                   // of the last counter reading that succeeded
+    Shared<uint32_t> beatSamples, beatDivider, beatChannels; // capture of the beat: pairs, decimation, 1 or 2
+    Shared<uint32_t> peakA, peakB;                           // peak to peak of the beat, ADC counts
+    Shared<double> inputAttenuation = -1;                    // dB; 2A to 2D: 32 preamplifier on, 0 off; -1 unknown
+
+    Mutex stateMutex;
+    Mutex resultMutex;
+    Mutex testSetMutex;        // guards the test set of configPN
+    Condition startCond;       // a run was requested
+    Condition finishedCond;    // a run ended
+    Condition pnFinishedCond;  // a run ended, or a save stands
+    Condition vcoFinishedCond; // a run ended
+
+    uint32_t idle GUARDED_BY(stateMutex) = 1; // 0 while a run is on
+    uint64_t runsStarted GUARDED_BY(stateMutex) = 0;
+    uint64_t runsFinished GUARDED_BY(stateMutex) = 0;
+    uint64_t savesAnnounced GUARDED_BY(stateMutex) = 0;    // saves since the start of the process
+    int32_t iterationAnnounced GUARDED_BY(stateMutex) = 0; // iteration of the last of them, from 1
+
+    int32_t pointCount GUARDED_BY(resultMutex) = 0;   // points of the trace; 0 until the run has its grid
+    float* pnAverage GUARDED_BY(resultMutex);         // running average of the raw level, dB
+    float* spectrumData GUARDED_BY(resultMutex);      // published trace, dBc/Hz
+    float* spectrumPowerData GUARDED_BY(resultMutex); // the same before spur removal and smoothing
+    float* spectrumFreq GUARDED_BY(resultMutex);      // offset of each point, Hz, ascending
+    int32_t spurCount GUARDED_BY(resultMutex) = 0;
+    float* spurData GUARDED_BY(resultMutex); // dBc
+    float* spurFreq GUARDED_BY(resultMutex); // Hz
+    int32_t aVarianceCount GUARDED_BY(resultMutex) = 0;
+    float* aVarianceSigma GUARDED_BY(resultMutex);                   // Allan deviation
+    float* aVarianceTau GUARDED_BY(resultMutex);                     // averaging time, s
+    uint64_t saves GUARDED_BY(resultMutex) = 0;                      // saves since the start of the process
+    uint32_t previewTrigger GUARDED_BY(resultMutex) = 0;             // 1: a client asked for a preliminary result
+    int32_t previewTarget GUARDED_BY(resultMutex) = 0;               // iteration, from 1, that it waits for
+    int32_t preliminaryAverageCount GUARDED_BY(resultMutex) = 0;     // iterations finished and published
+    int32_t preliminaryCorrelationCount GUARDED_BY(resultMutex) = 0; // correlations of the iteration so far
+    int32_t lastError GUARDED_BY(resultMutex) = 0;                   // result of the last run, taken by the next wait
+
+    Shared<uint32_t> stopRequested;                      // set under resultMutex; cleared at the end of every run
+    Shared<double> lastTimeSec;                          // whole run, s
+    Shared<double> lockTimeSec;                          // its lock step, s
+    Shared<double> tFsearch, tKphi, tLock, tGain, tMeas; // phases of the last run, s
+
+    StagingPlan plan; // written only while no run is on, or by the run itself
+};
+
+inline constinit MeasData meas_data{};

@@ -1,0 +1,185 @@
+#include "measure/run/measure.h"
+
+#include "base/tvdebug.h"
+#include "core/thread.h"
+#include "measure/run/meas_data.h"
+#include "measure/run/pn_measure.h"
+#include "measure/settings/measurement_configuration.h"
+
+#include <cstring>
+
+timeval start_time;
+
+namespace {
+
+constexpr size_t measurementStackBytes = 32768;
+constexpr long cutRepeat_ns = 100'000'000; // between two attempts to cut a capture
+
+thread_local bool onMeasurementThread = false;
+
+int32_t runMode(Device* device, uint32_t mode) {
+    if (mode == measurementModePN)
+        return pnMeasureFull(device);
+    MutexLock lock(meas_data.resultMutex);
+    meas_data.lastError = 0;
+    return 0;
+}
+
+uint32_t waitForStart() {
+    MutexLock lock(meas_data.stateMutex);
+    while (meas_data.idle != 0)
+        meas_data.startCond.wait(meas_data.stateMutex);
+    return measurement_mode;
+}
+
+void announceEnd() {
+    MutexLock state(meas_data.stateMutex);
+    {
+        MutexLock result(meas_data.resultMutex);
+        meas_data.stopRequested = 0;
+        // A request that the run left unserved must not make the next run save for nobody.
+        meas_data.previewTrigger = 0;
+        meas_data.previewTarget = 0;
+    }
+    ++meas_data.runsFinished;
+    meas_data.idle = 1;
+    // Everybody: a client may wait for a save in a mode that has none.
+    meas_data.finishedCond.broadcast();
+    meas_data.pnFinishedCond.broadcast();
+    meas_data.vcoFinishedCond.broadcast();
+}
+
+void* measure_handler(void* argument) {
+    auto* device = static_cast<Device*>(argument);
+    onMeasurementThread = true;
+    for (;;) {
+        [[maybe_unused]] const int32_t result = runMode(device, waitForStart());
+        printd("---> measureFull has finished with error code (%d).\n", result);
+        announceEnd();
+    }
+    return nullptr;
+}
+
+void requestStop() REQUIRES(meas_data.stateMutex) {
+    MutexLock lock(meas_data.resultMutex);
+    meas_data.stopRequested = 1;
+}
+
+void requestStopOf(uint64_t run) {
+    MutexLock lock(meas_data.stateMutex);
+    if (meas_data.runsFinished < run)
+        requestStop();
+}
+
+timespec soon() {
+    timespec time;
+    clock_gettime(CLOCK_REALTIME, &time);
+    time.tv_nsec += cutRepeat_ns;
+    if (time.tv_nsec >= 1'000'000'000) {
+        time.tv_nsec -= 1'000'000'000;
+        ++time.tv_sec;
+    }
+    return time;
+}
+
+bool waitBrieflyForEnd(uint64_t run) {
+    MutexLock lock(meas_data.stateMutex);
+    const timespec deadline = soon();
+    while (meas_data.runsFinished < run)
+        if (!meas_data.finishedCond.waitUntil(meas_data.stateMutex, deadline))
+            break;
+    return meas_data.runsFinished >= run;
+}
+
+} // namespace
+
+int measure_init(Device* device) {
+    if (const int error = initMeasurementConfiguration(device); error != 0)
+        return error;
+    return startMeasurementThread(device);
+}
+
+int startMeasurementThread(Device* device) {
+    pthread_t thread;
+    return tvstuffPthreadCreate(&thread, measure_handler, device, measurementStackBytes);
+}
+
+int measure_startMeasurement(Device* device) {
+    MutexLock lock(meas_data.stateMutex);
+    while (meas_data.idle == 0)
+        meas_data.finishedCond.wait(meas_data.stateMutex);
+    // Settings of another mode, or made while a run was on, have not reached the FPGA driver yet.
+    if (measurement_mode == measurementModePN || measurement_mode == measurementModeVCO)
+        staging_handOver(device);
+    meas_data.idle = 0;
+    ++meas_data.runsStarted;
+    meas_data.startCond.signal();
+    return 0;
+}
+
+int measure_stopMeasurement(Device*) {
+    MutexLock lock(meas_data.stateMutex);
+    if (meas_data.idle == 0)
+        requestStop();
+    return 0;
+}
+
+void measure_endRun(Device* device) {
+    if (onMeasurementThread)
+        return;
+    const uint64_t run = measure_runInProgress();
+    if (run == 0)
+        return;
+    do {
+        requestStopOf(run);
+        // Again and again: the run may have begun one more capture just before it saw the request.
+        if (Device_abort_local)
+            Device_abort_local(device);
+    } while (!waitBrieflyForEnd(run));
+}
+
+void measure_waitForEnd() {
+    if (onMeasurementThread)
+        return;
+    MutexLock lock(meas_data.stateMutex);
+    while (meas_data.idle == 0)
+        meas_data.finishedCond.wait(meas_data.stateMutex);
+}
+
+bool measure_isMeasurementThread() {
+    return onMeasurementThread;
+}
+
+uint64_t measure_runInProgress() {
+    MutexLock lock(meas_data.stateMutex);
+    return meas_data.idle != 0 ? 0 : meas_data.runsStarted;
+}
+
+timeval measure_now() {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return {.tv_sec = now.tv_sec, .tv_usec = now.tv_nsec / 1000};
+}
+
+double measure_secondsSince(const timeval& moment) {
+    const timeval now = measure_now();
+    return static_cast<double>(now.tv_sec - moment.tv_sec) + static_cast<double>(now.tv_usec - moment.tv_usec) * 1e-6;
+}
+
+void resetTime() {
+    start_time = measure_now();
+}
+
+void printTime(const char* label, int restart) {
+    const double seconds = measure_secondsSince(start_time);
+    if (strcmp(label, "locking") == 0)
+        meas_data.lockTimeSec = seconds;
+    printd("   > time: %.3fs (%s)\n", seconds, label);
+    if (restart != 0)
+        resetTime();
+}
+
+void printTimeSince(const char* label, int64_t seconds, int64_t microseconds) {
+    const timeval moment = {.tv_sec = seconds, .tv_usec = microseconds};
+    printd("  >> time: %.3fs (%s)\n", measure_secondsSince(moment), label);
+}

@@ -1,0 +1,39 @@
+#pragma once
+/// The one thread that performs measurements, so that the links stay free during a run that may last for hours.
+
+#include "device_table/device_fptrs.h"
+
+#include <cstdint>
+#include <sys/time.h>
+
+/// Sets the configuration to its start values and starts the measurement thread. Once, on the main thread, when the
+/// boards stand. Returns 0; -321 if the memory pool could not give the result arrays (nothing may be measured then).
+[[nodiscard]] int measure_init(Device* device);
+int startMeasurementThread(Device* device);
+
+/// INIT. Starts a run of the mode in force; while a run is on it first waits for the end of that one. Returns 0.
+int measure_startMeasurement(Device* device);
+/// ABORt. The run in progress stops before its next capture; its result code stays 0. Without a run nothing happens.
+/// Does not wait. Returns 0.
+int measure_stopMeasurement(Device* device);
+/// Stops the run in progress, cuts the capture that it waits for, and waits for its end. For changes that a run cannot
+/// live through: another mode, a reset. Returns at once without a run, and on the measurement thread itself.
+void measure_endRun(Device* device);
+/// Waits for the end of the run in progress without touching it: for commands that drive the hardware themselves, as
+/// INIT does. Returns at once without a run, and on the measurement thread itself.
+void measure_waitForEnd();
+
+[[nodiscard]] bool measure_isMeasurementThread();
+/// The number of the run in progress, counted from 1; 0 without one.
+[[nodiscard]] uint64_t measure_runInProgress();
+
+/// Time from which printTime measures; CLOCK_MONOTONIC.
+extern timeval start_time;
+void resetTime();
+/// Prints the seconds since start_time on the debug channel. The label "locking" also stores them in lockTimeSec; a
+/// `restart` other than 0 sets start_time to now.
+void printTime(const char* label, int restart);
+/// Prints the seconds since the given moment of CLOCK_MONOTONIC.
+void printTimeSince(const char* label, int64_t seconds, int64_t microseconds);
+[[nodiscard]] timeval measure_now();
+[[nodiscard]] double measure_secondsSince(const timeval& moment);

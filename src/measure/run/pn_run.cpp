@@ -1,0 +1,187 @@
+// A phase noise run from INIT to the last result: what is done in which order, and what each failure means for the
+// user.
+#include "base/error_codes.h"
+#include "base/tvdebug.h"
+#include "core/abstime.h"
+#include "identity/device_variants.h"
+#include "measure/preparation/frequency_search.h"
+#include "measure/preparation/gain.h"
+#include "measure/preparation/kphi.h"
+#include "measure/preparation/lock.h"
+#include "measure/preparation/whole_hertz.h"
+#include "measure/results/test_set.h"
+#include "measure/run/measure.h"
+#include "measure/run/pn_measure.h"
+#include "measure/settings/measurement_configuration.h"
+
+namespace {
+
+constexpr uint64_t sourceCommand_us = 5000; // a frequency command needs that long to the sources
+constexpr tv_time searchGate_s = 0.01;      // of the counters, at most
+constexpr int searchAttempts = 3;
+constexpr int lockAttempts = 2;
+constexpr double frequencyJump_Hz = 10e6;
+constexpr double unreadableLevel = -100.0; // dBm
+
+/// Stores what each phase took.
+class PhaseClock {
+public:
+    PhaseClock() { resetTime(); }
+    void stop(const char* label, Shared<double>* seconds) {
+        *seconds = measure_secondsSince(begin_);
+        begin_ = measure_now();
+        printTime(label, 1);
+    }
+
+private:
+    timeval begin_ = measure_now(); // its own: the captures restart start_time
+};
+
+int32_t endWith(int32_t code) {
+    MutexLock lock(meas_data.resultMutex);
+    meas_data.lastError = code;
+    return code;
+}
+
+void clearResults(Device* device) {
+    {
+        MutexLock lock(meas_data.resultMutex);
+        meas_data.pointCount = 0; // so that no stale trace can be read
+        meas_data.spurCount = 0;
+        meas_data.preliminaryAverageCount = 0;
+        meas_data.preliminaryCorrelationCount = 0;
+    }
+    meas_data.lockTimeSec = 0;
+    for (Shared<double>* phase :
+         {&meas_data.tFsearch, &meas_data.tKphi, &meas_data.tLock, &meas_data.tGain, &meas_data.tMeas})
+        *phase = 0;
+    clearTestSet(device);
+}
+
+void reportSettings() {
+    const MeasConfig* config = configPNPtr;
+    printd("---> pnMeasureFull: fO=%.2f-%.0f Hz  iterations=%d  correlations=%d  ppd=%d  method=%u  reference=%u\n",
+           config->offsetMin.get(), config->offsetMax.get(), config->iterations.get(), config->correlations.get(),
+           config->pointsPerDecade.get(), config->measurementMethod.get(), config->reference.get());
+}
+
+void waitForSources() {
+    printd("Wait for SENS:PN:FREQ to be processed (IS board frequency set) -> 5  ms\n");
+    tvstuff_delay_us(sourceCommand_us);
+}
+
+/// A search needs no better resolution than that of a short gate. The search itself uses up its detect flag.
+void shortenCounterGate(Device* device, const MeasConfig& config) {
+    if (Device_getCounterTimeout(device) > searchGate_s && config.autoFrequency != 0 && config.doFrequency != 0)
+        Device_setCounterTimeout(device, searchGate_s);
+}
+
+// The steps. Each returns 0 or the code of the run. A step that failed for want of a signal is repeated in the next run
+// whatever its redo code.
+
+int32_t findFrequency(Device* device, MeasConfig* config) {
+    config->firstSearch = 1;
+    shortenCounterGate(device, *config);
+    for (int attempt = 0; pn_measure_frequencySearch(device) == scpi::executionError;) {
+        config->doFrequency = 1;
+        if (++attempt == searchAttempts)
+            return scpi::noSignalDetected;
+    }
+    if (!(config->frequency > 0)) {
+        printd("ERROR detecting DUT frequency\n");
+        config->doFrequency = 1;
+        return scpi::noSignalDetected;
+    }
+    const tvpow* power = Device_quicklyGetPower(device);
+    config->power = power != nullptr ? static_cast<double>(*power) : unreadableLevel;
+    return 0;
+}
+
+bool constantsGood(const MeasConfig& config) {
+    return kphi_isGood(config.kphiA, config.kphiB, config.measurementMethod);
+}
+
+void setSources(Device* device, double frequency) {
+    const tvfreq target = wholeHertz(frequency);
+    Device_setFrequencyFixed(device, &target);
+}
+
+int32_t findConstants(Device* device, MeasConfig* config) {
+    measureKphi(device);
+    if (constantsGood(*config))
+        return 0;
+    config->doKphi = 1;
+    setSources(device, config->frequencyRounded + frequencyJump_Hz);
+    setSources(device, config->frequencyRounded);
+    measureKphi(device);
+    if (constantsGood(*config))
+        return 0;
+    config->doKphi = 1;
+    return scpi::noValidBeatDetected;
+}
+
+int32_t closeLoops(Device* device, int attempts, PhaseClock* clock) {
+    meas_data.locked = 0;
+    for (int attempt = 0; attempt < attempts && meas_data.locked == 0; ++attempt) {
+        lock(device);
+        if (meas_data.locked != 0 && configPNPtr->pulseEnabled == 0 && !lock_holds(device))
+            meas_data.locked = 0;
+    }
+    if (meas_data.locked == 0)
+        return scpi::lockFailed;
+    clock->stop("locking", &meas_data.tLock);
+    return 0;
+}
+
+bool needsSteadiness() {
+    return !device_config_usesTVPNX_ALG_2B() && !device_config_usesTVPNX_ALG_2C() && !device_config_usesTVPNX_ALG_2D();
+}
+
+int32_t fitGain(Device* device, MeasConfig* config) {
+    adjustGain(device);
+    if (needsSteadiness() && waitUntilSteady(device) == 0)
+        return scpi::lockFailed;
+    if (config->ifGain < 0) {
+        config->doIFgain = 1;
+        return scpi::measurementFailed;
+    }
+    return 0;
+}
+
+/// Everything before the captures, for a continuous DUT.
+int32_t prepare(Device* device, PhaseClock* clock) {
+    MeasConfig* config = configPNPtr;
+    if (const int32_t failure = findFrequency(device, config); failure != 0)
+        return failure;
+    clock->stop("frequency search", &meas_data.tFsearch);
+    if (const int32_t failure = findConstants(device, config); failure != 0)
+        return failure;
+    clock->stop("kphi", &meas_data.tKphi);
+    if (const int32_t failure = closeLoops(device, lockAttempts, clock); failure != 0)
+        return failure;
+    if (const int32_t failure = fitGain(device, config); failure != 0)
+        return failure;
+    clock->stop("gain", &meas_data.tGain);
+    return 0;
+}
+
+} // namespace
+
+int32_t pnMeasureFull(Device* device) {
+    const timeval begin = measure_now();
+    PhaseClock clock;
+    clearResults(device);
+    // A lock is all that a pulsed DUT gets: there is no beat to search or measure, and nothing to correlate.
+    if (configPN.pulseEnabled != 0)
+        return endWith(closeLoops(device, 1, &clock));
+    reportSettings();
+    if (configPNPtr->freqInit != 0)
+        waitForSources();
+    if (const int32_t failure = prepare(device, &clock); failure != 0)
+        return endWith(failure);
+    measurePhaseNoise(device);
+    clock.stop("measurement", &meas_data.tMeas);
+    Device_setLnaGain(device, 0);
+    meas_data.lastTimeSec = measure_secondsSince(begin);
+    return endWith(0);
+}

@@ -1,0 +1,116 @@
+// The hardware side of the settings.
+
+#include "base/error_codes.h"
+#include "identity/device_variants.h"
+#include "measure/settings/measurement_configuration.h"
+
+#include <cmath>
+#include <span>
+
+namespace {
+
+/// Internal reference selection for each reference code: 100 MHz x 10, 100 MHz through a PLL x 10, 1 GHz.
+constexpr int internalSelection[] = {1, 3, 2};
+
+/// IF gains of the boards: requests below `below` give `gain`.
+struct GainStep {
+    double below;
+    double gain;
+};
+constexpr double gainRequestMax1C = 50;
+constexpr double gainRequestMax = 60;
+constexpr GainStep gainSteps1C[] = {{10, 0}, {35, 26}, {INFINITY, 46}};
+constexpr GainStep gainSteps[] = {{10, 0}, {15, 12}, {22, 20}, {30, 26}, {35, 32}, {50, 44}, {INFINITY, 56}};
+
+constexpr double attenuatorStepsMax = 2 * attenuationLimits.max;
+
+/// Runs `operation` with board B selected, then with board A, and leaves A selected. Gives the first failure.
+template <class Operation> int onBothBoards(Device* device, Operation operation) {
+    Device_selectPhaseNoiseAlgBoardB(device);
+    const int errorB = operation(1);
+    Device_selectPhaseNoiseAlgBoardA(device);
+    const int errorA = operation(0);
+    return errorB != 0 ? errorB : errorA;
+}
+
+/// The additive mode has no reference voltages of its own.
+const MeasConfig& voltageRecord() {
+    return measurement_mode == measurementModeAPN ? configPN : *configPNPtr;
+}
+
+int setInternalReference(Device* device, uint32_t reference) {
+    const int enabled = Device_enableRf(device);
+    const int sourced = onBothBoards(device, [&](int) { return Device_setReferenceSourceInternal(device); });
+    const int selected = Device_setInternalReferenceSelection(device, internalSelection[reference]);
+    return enabled != 0 ? enabled : sourced != 0 ? sourced : selected;
+}
+
+int setExternalReference(Device* device) {
+    const MeasConfig& config = voltageRecord();
+    const double voltages[] = {config.referenceVoltage2, config.referenceVoltage1}; // of board A, of board B
+    const int disabled = Device_disableRf(device);
+    const int sourced = onBothBoards(device, [&](int board) {
+        const int supplied = Device_setVoutPosVoltage(device, static_cast<float>(voltages[board]));
+        const int external = Device_setReferenceSourceExternal(device);
+        return supplied != 0 ? supplied : external;
+    });
+    return disabled != 0 ? disabled : sourced;
+}
+
+} // namespace
+
+int configHW_setReference(Device* device, uint32_t reference) {
+    if (reference <= referenceHighSensitivity)
+        return setInternalReference(device, reference);
+    if (reference == referenceExternal)
+        return setExternalReference(device);
+    return scpi::illegalParameterValue;
+}
+
+int configHW_setAttenuation(Device* device, double attenuation) {
+    const double halfDecibels = std::trunc(2 * attenuation);
+    const double steps = halfDecibels > 0 ? std::fmin(halfDecibels, attenuatorStepsMax) : 0;
+    return onBothBoards(device,
+                        [&](int) { return Device_setTotalStepAttenuation(device, static_cast<uint32_t>(steps)); });
+}
+
+int configHW_setSpotFrequency(Device* device, double spotFrequency) {
+    if (!Device_setSpotFreq)
+        return 0;
+    tvfreq exact;
+    double2tvfreq(&spotFrequency, &exact);
+    return Device_setSpotFreq(device, &exact);
+}
+
+int configHW_setFrequency(Device* device) {
+    if (Device_isRfEnabled(device) != 0)
+        return 0;
+    return Device_enableRf(device);
+}
+
+int configHW_setReferenceVoltage(Device* device, double voltage1, double voltage2) {
+    const double voltages[] = {voltage2, voltage1}; // of board A, of board B
+    return onBothBoards(
+        device, [&](int board) { return Device_setVoutPosVoltage(device, static_cast<float>(voltages[board])); });
+}
+
+int configHW_setReferenceSens(Device*, int32_t channel, double sensitivity) {
+    MeasConfig* config = configPNPtr;
+    switch (channel) {
+    case 1: config->refSensA = sensitivity; return 0;
+    case 2: config->refSensB = sensitivity; return 0;
+    default: return scpi::illegalParameterValue;
+    }
+}
+
+int configHW_setIFgain(Device* device, double gain) {
+    const bool is1C = device_config_usesTVPNX_ALG_1C();
+    if (!(gain >= 0 && gain <= (is1C ? gainRequestMax1C : gainRequestMax)))
+        return scpi::illegalParameterValue;
+    const auto steps = is1C ? std::span<const GainStep>(gainSteps1C) : std::span<const GainStep>(gainSteps);
+    const GainStep* step = steps.data();
+    while (gain >= step->below)
+        ++step;
+    configPNPtr->ifGain = step->gain;
+    return Device_setLnaGain(device, static_cast<int>(step->gain));
+}

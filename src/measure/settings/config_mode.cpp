@@ -1,0 +1,235 @@
+// Measurement mode, reset, detect flags, and the start-up of this layer.
+
+#include "base/error_codes.h"
+#include "core/tvmem.h"
+#include "measure/preparation/loop_modes.h"
+#include "measure/results/spur_detector.h"
+#include "measure/run/measure.h"
+#include "measure/settings/config_accessors.h"
+#include "measure/settings/staging.h"
+
+namespace {
+
+// Device_setPath
+constexpr int pathPhaseNoise = 3;
+constexpr int pathTransient = 5;
+// Device_selectPnLoopMode
+// Channel numbers of the operations on one channel
+constexpr int channelA = 1;
+constexpr int channelB = 2;
+
+constexpr double restingTune_V = 7.0; // middle of the sources' tuning range
+constexpr tv_time resetCounterGate_s = 0.1;
+constexpr tv_time vcoCounterGate_s = 0.05;
+
+void openLoop(Device* device) {
+    Device_selectPnLoopMode(device, loopOpen);
+    Device_setTuneOutputVoltage(device, restingTune_V);
+}
+
+void enterPN(Device* device) {
+    Device_setPath(device, pathPhaseNoise);
+    Device_setLnaGain(device, 0);
+    measureFullPnWithEverything = 1;
+    configPNPtr = &configPN;
+    configHW_setReference(device, configPN.reference);
+    configHW_setAttenuation(device, configPN.attenuation);
+    configHW_setSpotFrequency(device, configPN.spotFrequency);
+    if (configPN.autoFrequency == 0)
+        configHW_setFrequency(device);
+    if (configPN.reference == referenceExternal)
+        configHW_setReferenceVoltage(device, configPN.referenceVoltage1, configPN.referenceVoltage2);
+    configPN.gridChanged = 1;
+}
+
+void enterAPN(Device* device) {
+    Device_setPath(device, pathPhaseNoise);
+    Device_setLnaGain(device, 0);
+    configPNPtr = &configAPN;
+    measureFullPnWithEverything = 0;
+    configHW_setReference(device, referenceExternal);
+    configHW_setAttenuation(device, 0);
+    configHW_setReferenceVoltage(device, configPN.referenceVoltage1, configPN.referenceVoltage2);
+}
+
+void enterBB(Device* device) {
+    measureFullPnWithEverything = 0;
+    Device_disableRf(device);
+}
+
+void enterTransient(Device* device) {
+    Device_setPath(device, pathTransient);
+    configHW_setReference(device, referenceNormal);
+    Device_disableRfOneChannel(device, channelA);
+    Device_enableRfOneChannel(device, channelB);
+    measureFullPnWithEverything = 0;
+    Device_selectPhaseNoiseAlgBoardB(device);
+    Device_setTuneOutputVoltage(device, restingTune_V);
+    Device_selectPnLoopMode(device, loopOpen);
+    Device_selectPhaseNoiseAlgBoardA(device);
+}
+
+void enterVCO(Device* device) {
+    Device_setPath(device, pathPhaseNoise);
+    measureFullPnWithEverything = 0;
+    configPNPtr = &configVCO.config;
+    configHW_setReference(device, configVCO.config.reference);
+    configHW_setAttenuation(device, configVCO.config.attenuation);
+    Device_setCounterTimeout(device, vcoCounterGate_s);
+}
+
+void arm(MeasConfig* config) {
+    config->doFrequency = config->redoFrequency != redoNever;
+    config->doAttenuation = config->redoAttenuation != redoNever;
+    config->doKphi = config->redoKphi != redoNever;
+    config->doIFgain = config->redoIFgain != redoNever;
+    config->firstSearch = 0;
+    configPNPtr->freqInit = 0;
+}
+
+bool useUp(Shared<uint32_t>* flag, uint32_t redo) {
+    return flag->exchange(redo == redoAlways) != 0;
+}
+
+/// Settings of `config` as they are in a new record; what was measured stays.
+void restoreSettings(MeasConfig* config) {
+    MeasConfig fresh;
+    fresh.frequencyRounded = config->frequencyRounded;
+    fresh.power = config->power;
+    fresh.powerRaw = config->powerRaw;
+    fresh.ifGain = config->ifGain;
+    MutexLock lock(meas_data.testSetMutex);
+    fresh.testSetDefinition = config->testSetDefinition;
+    fresh.testSetResults = config->testSetResults;
+    if (fresh.testSetDefinition != nullptr)
+        fresh.testSetDefinition[0] = {testSetEnd, -1};
+    *config = fresh;
+}
+
+void resetVco() {
+    VcoConfig fresh;
+    fresh.config = configVCO.config;
+    configVCO = fresh;
+    restoreSettings(&configVCO.config);
+}
+
+void forgetRun() {
+    constexpr double unknown = -1;
+    for (Shared<double>* value : {&meas_data.loopR1A, &meas_data.loopR1B, &meas_data.loopR2A, &meas_data.loopR2B,
+                                  &meas_data.loopWnA, &meas_data.loopWnB, &meas_data.loopZetaA, &meas_data.loopZetaB})
+        *value = unknown;
+    meas_data.inputAttenuation = unknown;
+    MutexLock lock(meas_data.resultMutex);
+    meas_data.stopRequested = 0;
+    meas_data.previewTrigger = 0;
+    meas_data.previewTarget = 0;
+}
+
+template <class T> bool take(T** array, int32_t entries) {
+    *array = static_cast<T*>(tvmemAlloc(entries * static_cast<int32_t>(sizeof(T))));
+    return *array != nullptr;
+}
+
+bool takeResultArrays() {
+    MutexLock result(meas_data.resultMutex);
+    MutexLock testSet(meas_data.testSetMutex);
+    return take(&meas_data.accumRe, tracePointsSize) && take(&meas_data.accumIm, tracePointsSize) &&
+           take(&configPN.testSetDefinition, testSetSize) && take(&configPN.testSetResults, testSetSize) &&
+           take(&meas_data.pnAverage, tracePointsSize) && take(&meas_data.spectrumData, tracePointsSize) &&
+           take(&meas_data.spectrumPowerData, tracePointsSize) && take(&meas_data.spectrumFreq, tracePointsSize) &&
+           take(&meas_data.spurData, spursMax) && take(&meas_data.spurFreq, spursMax) && take(&SPURS, spursMax) &&
+           take(&ORIGINAL, tracePointsSize) && take(&SMOOTHED, tracePointsSize) && take(&__std, tracePointsMax) &&
+           take(&meas_data.aVarianceSigma, aVariancePointsMax) && take(&meas_data.aVarianceTau, aVariancePointsMax);
+}
+
+} // namespace
+
+int initMeasurementConfiguration(Device* device) {
+    registerAutomeasureFunctions();
+    measureFullPnWithEverything = 1;
+    if (!takeResultArrays())
+        return scpi::outOfMemory;
+    configPN_setIFgain(device, 0);
+    return config_reset(device);
+}
+
+int config_reset(Device* device) {
+    measure_endRun(device);
+    configPNPtr = &configPN;
+    config_setMeasurementMode(device, measurementModePN);
+    selected_config = measurementModePN;
+    configPN.measurementMethod = methodCrossCorrelation;
+    configPN_setReference(device, referenceNormal);
+
+    Device_selectPhaseNoiseAlgBoardB(device);
+    openLoop(device);
+    Device_selectPhaseNoiseAlgBoardA(device);
+    openLoop(device);
+    Device_setCounterTimeout(device, resetCounterGate_s);
+    configPN_setIFgain(device, 0);
+    configPN_setAttenuation(device, 0);
+
+    restoreSettings(&configPN);
+    config_staging(device);
+    resetVco();
+    forgetRun();
+    return 0;
+}
+
+int config_setMeasurementMode(Device* device, int mode) {
+    measure_endRun(device);
+    measurement_mode = static_cast<uint32_t>(mode);
+    switch (mode) {
+    case measurementModePN: enterPN(device); break;
+    case measurementModeAPN: enterAPN(device); break;
+    case measurementModeBB: enterBB(device); break;
+    case measurementModeTransient: enterTransient(device); break;
+    case measurementModeVCO: enterVCO(device); break;
+    default: break;
+    }
+    return 0;
+}
+
+int config_getMeasurementMode(Device*) {
+    return static_cast<int>(measurement_mode.get());
+}
+
+int config_selectConfiguration(Device*, int mode) {
+    selected_config = static_cast<uint32_t>(mode);
+    return 0;
+}
+
+int config_resetDetectFlags(Device*) {
+    arm(configPNPtr);
+    return 0;
+}
+
+int configPN_resetDetectFlags(Device*) {
+    arm(&configPN);
+    return 0;
+}
+
+int configVCO_resetDetectFlags(Device*) {
+    arm(&configVCO.config);
+    return 0;
+}
+
+bool config_doFrequency(Device*) {
+    MeasConfig* config = configPNPtr;
+    return useUp(&config->doFrequency, config->redoFrequency);
+}
+
+bool config_doAttenuation(Device*) {
+    MeasConfig* config = configPNPtr;
+    return useUp(&config->doAttenuation, config->redoAttenuation);
+}
+
+bool config_doKphi(Device*) {
+    MeasConfig* config = configPNPtr;
+    return useUp(&config->doKphi, config->redoKphi);
+}
+
+bool config_doIFgain(Device*) {
+    MeasConfig* config = configPNPtr;
+    return useUp(&config->doIFgain, config->redoIFgain);
+}

@@ -1,0 +1,188 @@
+#pragma once
+/// What the user asks of a measurement: the records, the limits of their parameters, the mode in force, reset, and the
+/// detect flags that tell which automatic steps a run repeats. config_accessors.h has the operations on single
+/// parameters.
+///
+/// The main thread writes the settings; a run reads them, and writes what it finds (frequency, power, gain, detector
+/// constants, flags). A run takes once at its start what must not change under it: iterations, grid and stage plan.
+
+#include "base/shared.h"
+#include "device_table/device_fptrs.h"
+#include "measure/run/meas_data.h"
+
+#include <array>
+#include <cstdint>
+
+enum MeasurementMode : uint32_t {
+    measurementModePN = 0,  // phase noise
+    measurementModeAPN = 1, // additive phase noise
+    measurementModeBB = 2,  // baseband
+    measurementModeTransient = 5,
+    measurementModeVCO = 6,
+};
+enum MeasurementMethod : uint32_t { methodSingle = 0, methodDut = 1, methodCrossCorrelation = 2 };
+enum ReferenceCode : uint32_t {
+    referenceNormal = 0,
+    referenceLowNoise = 1,
+    referenceHighSensitivity = 2,
+    referenceExternal = 3,
+};
+enum RedoCode : uint32_t { redoAlways = 0, redoOnce = 1, redoNever = 2 };
+
+/// One measurement set-up. The initial values are those of a reset. Flags are 0 or 1.
+struct MeasConfig {
+    Shared<uint32_t> doFrequency = 1; // the next run searches the DUT frequency
+    Shared<uint32_t> doAttenuation = 1;
+    Shared<uint32_t> doKphi = 1;         // the next run measures the detector constants
+    Shared<uint32_t> doIFgain = 1;       // the next run adjusts the IF gain
+    Shared<uint32_t> freqInit = 0;       // a run first waits for a frequency command that is on its way to the sources
+    Shared<double> frequency = 100e6;    // of the DUT, as set or found, Hz; negative: unknown
+    Shared<double> frequencyRounded = 0; // of the internal sources, Hz; 0 before the first rounding
+    Shared<uint32_t> autoFrequency = 1;
+    Shared<uint32_t> redoFrequency = redoAlways;
+    Shared<double> attenuation = 0; // dB
+    Shared<uint32_t> autoAttenuation = 1;
+    Shared<uint32_t> redoAttenuation = redoAlways;
+    Shared<uint32_t> autoKphi = 1;
+    Shared<uint32_t> redoKphi = redoAlways;
+    Shared<uint32_t> autoIFgain = 1;
+    Shared<uint32_t> redoIFgain = redoAlways;
+    Shared<uint32_t> measurementMethod = methodCrossCorrelation;
+    Shared<uint32_t> reference = referenceNormal;
+    Shared<double> referenceSens = 1;     // of the external reference last written, Hz/V
+    Shared<double> referenceVoltage1 = 5; // supply and top tune voltage of the first external reference, V
+    Shared<double> referenceVoltage2 = 5; // of the second, V
+    Shared<int32_t> iterations = 1;       // averages: full passes through all stages
+    Shared<int32_t> correlations = 1;     // of the lowest stage, before staging
+    Shared<int32_t> pointsPerDecade = 120;
+    Shared<int32_t> points = 0;
+    Shared<double> offsetMin = 1e3;   // Hz
+    Shared<double> offsetMax = 50e6;  // Hz
+    Shared<double> spotFrequency = 0; // Hz
+    Shared<double> loopBandwidth = 1; // Hz
+    Shared<uint32_t> autoLoopBW = 1;
+    Shared<uint32_t> firstSearch = 0; // this run has not read the DUT power yet
+    Shared<uint32_t> ateMode = 1;     // one counter attempt in a search
+    Shared<uint32_t> spurOmission = 1;
+    Shared<double> spurThreshold = 1; // dB
+    Shared<uint32_t> smoothing = 1;
+    Shared<double> smoothingAperture = 0.1; // percent of the trace
+    Shared<uint32_t> pulseEnabled = 0;
+    Shared<double> functionRangeStart = 10;  // Hz
+    Shared<double> functionRangeStop = 50e6; // Hz
+    Shared<double> power = 0;                // of the DUT, dBm
+    Shared<double> powerRaw = 0;             // before calibration
+    Shared<double> ifGain = 0;               // in force, dB; negative: a failed adjustment
+    Shared<double> kphiA = -1;               // detector constants, ADC counts/rad; 0 and below: not measured
+    Shared<double> kphiB = -1;
+    Shared<double> refSensA = 1; // of the external reference at each channel, Hz/V
+    Shared<double> refSensB = 1;
+    Shared<uint32_t> gridChanged = 1; // the output grid must be made anew
+    int32_t testSetCount GUARDED_BY(meas_data.testSetMutex) = 0;
+    TestSetDefinition* testSetDefinition GUARDED_BY(meas_data.testSetMutex) = nullptr; // testSetSize entries
+    double* testSetResults GUARDED_BY(meas_data.testSetMutex) = nullptr;               // testSetSize
+};
+
+inline constexpr int vcoPnOffsets = 4;
+
+/// The sweep of an oscillator, and the set-up of the phase noise runs in it.
+struct VcoConfig {
+    Shared<double> voltageStart = 0;                                          // V
+    Shared<double> voltageStop = 5;                                           // V
+    std::array<Shared<double>, vcoPnOffsets> pnOffset = {1e4, 1e5, 1e6, 1e7}; // Hz; 0: not used
+    Shared<uint32_t> phaseNoiseEnabled = 1;
+    Shared<uint32_t> frequencyEnabled = 1;
+    Shared<uint32_t> iSupplyEnabled = 1;
+    Shared<uint32_t> kPushEnabled = 0;
+    Shared<uint32_t> powerEnabled = 1;
+    Shared<uint32_t> kvcoEnabled = 1;
+    Shared<int32_t> voltagePoints = 10;
+    Shared<int32_t> dutType = 0;  // 0 VCO, 1 VCXO
+    Shared<double> tuneDelay = 0; // after a tune step, microseconds
+    MeasConfig config;
+};
+
+struct BasebandConfig {
+    Shared<uint32_t> measurementMethod = methodCrossCorrelation;
+};
+
+inline constinit MeasConfig configPN{};
+inline constinit MeasConfig configAPN{};
+inline constinit VcoConfig configVCO{};
+inline constinit BasebandConfig configBB{};
+
+/// The record in force. It changes only with the mode, and never while a run is on.
+inline constinit Shared<MeasConfig*> configPNPtr{&configPN};
+inline constinit Shared<uint32_t> measurement_mode{measurementModePN};
+/// The mode whose parameters the configuration commands address; those of the sweep work only with mode 6.
+inline constinit Shared<uint32_t> selected_config{measurementModePN};
+inline constinit Shared<uint32_t> measureFullPnWithEverything{1};
+
+/// Range of a parameter, both ends allowed.
+struct Limits {
+    double min;
+    double max;
+};
+inline constexpr Limits offsetMinLimits{0.01, 50e6};   // Hz
+inline constexpr Limits offsetMaxLimits{0.1, 50e6};    // Hz
+inline constexpr Limits spotFrequencyLimits{10, 50e6}; // Hz
+inline constexpr Limits iterationsLimits{1, 10000};
+inline constexpr Limits correlationsLimits{1, 10000};
+inline constexpr Limits pointsPerDecadeLimits{2, 500};
+inline constexpr Limits spurThresholdLimits{1, 70};        // dB
+inline constexpr Limits smoothingApertureLimits{0.05, 20}; // percent
+inline constexpr Limits loopBandwidthLimits{1, 1000};      // Hz
+inline constexpr Limits kphiLimits{0.01, 50};
+inline constexpr Limits attenuationLimits{0, 32};       // dB
+inline constexpr Limits ifGainLimits1C{0, 46};          // dB, analog board 1C
+inline constexpr Limits ifGainLimits{0, 56};            // dB, all others
+inline constexpr Limits frequencyLimits{1e6, 29.5e9};   // Hz
+inline constexpr Limits powerLimits{-20, 20};           // dBm
+inline constexpr Limits referenceSensLimits{0, 100000}; // Hz/V
+inline constexpr Limits referenceVoltageLimits{3, 20};  // V
+inline constexpr Limits voltagePointsLimits{1, 1000};
+inline constexpr Limits voltageLimits{-5, 21};    // V
+inline constexpr Limits pnOffsetLimits{10, 50e6}; // Hz
+inline constexpr Limits tuneDelayLimits{0, 10e6}; // microseconds
+
+/// Once at the start: fills the slots of this layer, takes the arrays of meas_data from the pool and resets. Returns 0,
+/// or -321 if the pool could not give them.
+[[nodiscard]] int initMeasurementConfiguration(Device* device);
+
+/// One assignment a slot. What other layers fill stays as it is.
+void registerAutomeasureFunctions();
+
+/// *RST: every setting to its default and the hardware with it. A run in progress is stopped first. Results of the last
+/// run stay readable. Returns 0.
+int config_reset(Device* device);
+
+/// Stores the mode and moves the hardware to it. A run in progress is stopped first, as by ABORt. An unknown number is
+/// stored and changes nothing else. Returns 0, also when a step failed.
+int config_setMeasurementMode(Device* device, int mode);
+int config_getMeasurementMode(Device* device);
+int config_selectConfiguration(Device* device, int mode);
+
+/// Arms the automatic steps: each runs in the next run unless its redo code is "never". Returns 0.
+int config_resetDetectFlags(Device* device); // of the record in force
+int configPN_resetDetectFlags(Device* device);
+int configVCO_resetDetectFlags(Device* device);
+
+/// Tells whether the run shall do the step, and uses up the flag: "always" keeps it, anything else clears it.
+[[nodiscard]] bool config_doFrequency(Device* device);
+[[nodiscard]] bool config_doAttenuation(Device* device);
+[[nodiscard]] bool config_doKphi(Device* device);
+[[nodiscard]] bool config_doIFgain(Device* device);
+
+// Hardware side of the settings, on both boards and for the record in force. Each returns 0 or the first failure.
+
+int configHW_setReference(Device* device, uint32_t reference);
+/// `attenuation` in dB, cut to half-dB steps.
+int configHW_setAttenuation(Device* device, double attenuation);
+int configHW_setSpotFrequency(Device* device, double spotFrequency);
+int configHW_setFrequency(Device* device);
+/// Supply and top tune voltage of the two external references, V.
+int configHW_setReferenceVoltage(Device* device, double voltage1, double voltage2);
+/// Stores the sensitivity (Hz/V) of channel 1 or 2; -224 for another channel.
+int configHW_setReferenceSens(Device* device, int32_t channel, double sensitivity);
+/// Rounds `gain` (dB) to a gain that the boards have, stores and sets it; -224 outside 0 to 50 (1C) or 60.
+int configHW_setIFgain(Device* device, double gain);

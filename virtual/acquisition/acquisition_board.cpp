@@ -1,0 +1,123 @@
+#include "virtual/acquisition/acquisition_board.h"
+
+#include "virtual/platform/clock.h"
+
+#include <cmath>
+
+namespace vi {
+namespace {
+
+enum Address : uint32_t {
+    controlAddress = 248,
+    clockAddress = 249,
+    adcAddress = 250,
+    commandAddress = 251,
+    answerAddress = 254
+};
+
+enum Line : unsigned {
+    linePll = 0,  // first generation
+    lineAdcA = 0, // second generation
+    lineReset = 4,
+    lineSelectA = 13,
+    lineSelectB = 14,
+    lineExternalReference = 16,
+};
+constexpr uint64_t statusReferenceMissing = 1 << 2, statusLocked = 1 << 3;
+
+constexpr size_t controlBytes = 3, statusBytes = 1;
+
+constexpr double reference_10MHz = 10e6;
+constexpr double oscillatorFirst_Hz = 125e6, oscillatorSecond_Hz = 1000e6; // that the PLLs pull
+constexpr double oscillatorReach = 100e-6;                                 // of the crystal
+constexpr uint64_t lockTime_ns = 5'000'000;
+constexpr unsigned adcClockOutput = 1, fpgaClockOutput = 2; // of the AD9512
+constexpr unsigned adcClockOutputA = 0;                     // of the LTC6950
+
+} // namespace
+
+AcquisitionBoard::AcquisitionBoard(SpiBus& bus, AcquisitionBoardKind kind, SampleSource& source, uint64_t seed)
+    : kind_(kind), lines_(controlBytes), statusLines_(statusBytes, [this] { return status(); }),
+      referencePll_(Adf4xxxModel::Kind::adf4002, spiPlain), adcs_{FastAdcModel(second() ? FastAdcModel::Kind::ad9467
+                                                                                        : FastAdcModel::Kind::ad9268),
+                                                                  FastAdcModel(second() ? FastAdcModel::Kind::ad9467
+                                                                                        : FastAdcModel::Kind::ad9268)},
+      core_(kind.generation, {stream_, source, [this] { return converters(); }}, seed),
+      controlPlace_([this](auto frame, uint32_t mode) { return setLines(frame, mode); }, &statusLines_),
+      clockPlace_([this](auto frame, uint32_t mode) { return sendClock(frame, mode); }),
+      adcPlace_([this](auto frame, uint32_t mode) { return sendAdc(frame, mode); }) {
+    rtdm_register(sampleStream_deviceName, &stream_);
+    bus.attach(controlAddress, &controlPlace_);
+    bus.attach(clockAddress, &clockPlace_);
+    bus.attach(adcAddress, &adcPlace_);
+    bus.attach(commandAddress, &core_.commandSlave());
+    bus.attach(answerAddress, &core_.answerSlave());
+}
+
+AcquisitionBoard::~AcquisitionBoard() {
+    rtdm_unregister(&stream_);
+}
+
+bool AcquisitionBoard::setLines(std::span<const uint8_t> frame, uint32_t mode) {
+    const bool external = lines_.line(lineExternalReference), reset = lines_.line(lineReset);
+    if (!lines_.send(frame, mode))
+        return false;
+    if (lines_.line(lineExternalReference) != external)
+        clockSince_ns_ = clock_now();
+    if (lines_.line(lineReset) != reset)
+        core_.setReset(!reset);
+    return true;
+}
+
+bool AcquisitionBoard::sendClock(std::span<const uint8_t> frame, uint32_t mode) {
+    if (!second() && !lines_.line(linePll))
+        return distribution_.send(frame, mode);
+    clockSince_ns_ = clock_now();
+    return second() ? clock_.send(frame, mode) : kind_.referencePll && referencePll_.send(frame, mode);
+}
+
+bool AcquisitionBoard::sendAdc(std::span<const uint8_t> frame, uint32_t mode) {
+    if (!second())
+        return adcs_[channelA].send(frame, mode);
+    const bool a = !lines_.line(lineSelectA), b = !lines_.line(lineSelectB);
+    return a != b && a == lines_.line(lineAdcA) && adcs_[a ? channelA : channelB].send(frame, mode);
+}
+
+double AcquisitionBoard::reference_Hz() const {
+    return lines_.line(lineExternalReference) && !externalReference_ ? 0 : reference_10MHz;
+}
+
+bool AcquisitionBoard::clockLocked() const {
+    const double wanted = second() ? oscillatorSecond_Hz : oscillatorFirst_Hz;
+    const double pulled = second() ? clock_.vco_Hz(reference_Hz()) : referencePll_.lockedAt_Hz(reference_Hz());
+    const bool pulls = second() ? clock_.pump() == Ltc6950Model::Pump::regulating : kind_.referencePll;
+    return pulls && std::abs(pulled - wanted) <= oscillatorReach * wanted &&
+           clock_now() >= clockSince_ns_ + lockTime_ns;
+}
+
+/// Unlocked oscillators stand near their frequency.
+double AcquisitionBoard::sampleClock_Hz() const {
+    if (second())
+        return clock_.output_Hz(adcClockOutputA, reference_10MHz);
+    const bool runs = distribution_.clockInput() == 1 && distribution_.powered(adcClockOutput) &&
+                      distribution_.powered(fpgaClockOutput) &&
+                      distribution_.ratio(adcClockOutput) == distribution_.ratio(fpgaClockOutput);
+    return runs ? oscillatorFirst_Hz / distribution_.ratio(adcClockOutput) : 0;
+}
+
+ConverterState AcquisitionBoard::converters() const {
+    const FastAdcModel& a = adcs_[channelA];
+    const FastAdcModel& b = second() ? adcs_[channelB] : a;
+    return {sampleClock_Hz(), {AdcWords(a, a.differentialOutputs()), AdcWords(b, b.differentialOutputs())}};
+}
+
+/// The register takes the lines at the end of a read, for the next one.
+uint64_t AcquisitionBoard::status() {
+    const uint64_t found = status_;
+    status_ = clockLocked() ? statusLocked : 0;
+    if (second() && reference_Hz() == 0)
+        status_ |= statusReferenceMissing;
+    return found;
+}
+
+} // namespace vi

@@ -1,0 +1,182 @@
+// The firmware on virtual hardware, inside a unit's file tree.
+
+#include "core/numbers.h"
+#include "firmware/startup.h"
+#include "virtual/platform/clock.h"
+#include "virtual/stand_in/slot_adapter.h"
+#include "virtual/unit/unit.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cctype>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <getopt.h>
+#include <netinet/in.h>
+#include <string>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int exitPortTaken = 1, exitUsage = 2;
+
+constexpr const char* serialNumberFile = "/tolvane/dev/sn";
+constexpr size_t serialNumberMax = 32;           // characters
+constexpr const char* unitRecords = "/run/unit"; // there only inside a unit's file tree
+
+constexpr uint16_t commandPort = 18, commandPortUnprivileged = 2018, discoveryPort = 9998;
+
+constexpr const char* usage =
+    "usage: virtual-instrument [options], inside a unit's file tree (virtual/sandbox/sandbox, or simply ./run)\n"
+    "  --dut FILE    the device under test; re-read when the file changes\n"
+    "  --serial SN   gives the unit this serial number first; it decides the boards\n"
+    "  --seed N      seed of all noise; default 1: the same run gives the same trace\n"
+    "  --realtime    captures and waits take the time that the hardware takes; default: waits cost nothing\n"
+    "  --verbose     the firmware's own debug channel\n"
+    "  --help        this text\n";
+
+struct Options {
+    std::string dut = DEFAULT_DUT;
+    std::string serialNumber; // empty: the unit's own
+    uint64_t seed = 1;
+    bool realTime = false;
+    bool verbose = false;
+};
+
+[[noreturn]] void fail(int status, const std::string& reason) {
+    fprintf(stderr, "virtual-instrument: %s\n", reason.c_str());
+    exit(status);
+}
+
+uint64_t seedOf(const char* text) {
+    uint64_t seed = 0;
+    const char* end = text + strlen(text);
+    if (const auto [stop, error] = std::from_chars(text, end, seed);
+        error != std::errc() || stop != end || stop == text)
+        fail(exitUsage, "a seed is a number from 0 to 18446744073709551615, not \"" + std::string(text) + "\"");
+    return seed;
+}
+
+std::string serialNumberOf(std::string text) {
+    const bool printable = std::all_of(text.begin(), text.end(), [](unsigned char c) { return isgraph(c); });
+    if (text.empty() || text.size() > serialNumberMax || !printable)
+        fail(exitUsage,
+             "a serial number has 1 to 32 characters without blanks, such as " + std::string(vi::defaultSerialNumber));
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return char(toupper(c)); });
+    return text;
+}
+
+Options parse(int argc, char** argv) {
+    const option known[] = {
+        {"dut", required_argument, nullptr, 'd'},
+        {"serial", required_argument, nullptr, 's'},
+        {"seed", required_argument, nullptr, 'n'},
+        {"realtime", no_argument, nullptr, 'r'},
+        {"verbose", no_argument, nullptr, 'v'},
+        {"help", no_argument, nullptr, 'h'},
+        {nullptr, 0, nullptr, 0},
+    };
+    Options options;
+    for (int letter; (letter = getopt_long(argc, argv, "", known, nullptr)) != -1;)
+        switch (letter) {
+        case 'd': options.dut = optarg; break;
+        case 's': options.serialNumber = serialNumberOf(optarg); break;
+        case 'n': options.seed = seedOf(optarg); break;
+        case 'r': options.realTime = true; break;
+        case 'v': options.verbose = true; break;
+        case 'h': fputs(usage, stdout); exit(0);
+        default: fputs(usage, stderr); exit(exitUsage);
+        }
+    if (optind != argc)
+        fail(exitUsage, "unexpected argument \"" + std::string(argv[optind]) + "\"\n" + usage);
+    return options;
+}
+
+/// 0, or the errno with which the port could not be bound.
+int tryPort(int type, uint16_t port) {
+    const int number = socket(AF_INET, type | SOCK_CLOEXEC, 0);
+    if (number < 0)
+        return errno;
+    const int reuse = type == SOCK_STREAM; // connections of an instrument that has just ended may linger
+    setsockopt(number, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_ANY);
+    const int error = bind(number, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 ? 0 : errno;
+    close(number);
+    return error;
+}
+
+void requirePort(const char* kind, uint16_t port, int error) {
+    if (error == EADDRINUSE)
+        fail(exitPortTaken, std::string(kind) + " port " + std::to_string(port) +
+                                " is taken: another instrument is running on this machine");
+    if (error != 0)
+        fail(exitPortTaken, std::string(kind) + " port " + std::to_string(port) + ": " + strerror(error));
+}
+
+void requireFreePorts() {
+    requirePort("UDP", discoveryPort, tryPort(SOCK_DGRAM, discoveryPort));
+    const int error = tryPort(SOCK_STREAM, commandPort);
+    if (error == EACCES)
+        requirePort("TCP", commandPortUnprivileged, tryPort(SOCK_STREAM, commandPortUnprivileged));
+    else
+        requirePort("TCP", commandPort, error);
+}
+
+/// The unit's serial number, after it got `wanted` if there is one. The firmware reads the same file.
+std::string settleSerialNumber(std::string wanted) {
+    std::string present;
+    std::getline(std::ifstream(serialNumberFile), present);
+    if (wanted.empty() && !present.empty())
+        return present;
+    if (wanted.empty())
+        wanted = vi::defaultSerialNumber;
+    std::error_code ignored; // what matters is whether the file can be written
+    std::filesystem::create_directories(std::filesystem::path(serialNumberFile).parent_path(), ignored);
+    if (!(std::ofstream(serialNumberFile) << wanted << std::flush))
+        fail(exitPortTaken, std::string("cannot write ") + serialNumberFile + ": " + strerror(errno));
+    return wanted;
+}
+
+vi::Unit* unit;
+
+/// What the firmware did that real hardware would not know is a fault of one of the two.
+void tellRefusals() {
+    if (const uint64_t count = unit->bus.faults() + unit->acquisition.refusals(); count != 0)
+        printf("The hardware refused %llu times:\n%s%s", static_cast<unsigned long long>(count),
+               unit->bus.faultTexts().c_str(), unit->acquisition.refusalTexts().c_str());
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const Options options = parse(argc, argv);
+    vi::DutFile dut;
+    std::string reason;
+    if (!vi::dutFile_open(&dut, std::filesystem::absolute(options.dut), &reason))
+        fail(exitUsage, reason);
+    if (!std::filesystem::exists(unitRecords))
+        fail(exitUsage, "not inside a unit's file tree; start it with ./run or virtual/sandbox/sandbox");
+    requireFreePorts();
+
+    const std::string serialNumber = settleSerialNumber(options.serialNumber);
+    if (options.realTime)
+        vi::clock_setMode(vi::TimeMode::realTime);
+    // Never freed: threads of the firmware use it until the process is gone.
+    unit = new vi::Unit(vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
+    std::atexit(tellRefusals);
+    virtual_adapter_install(unit->bench);
+    tvstuff_seedRandom(static_cast<uint32_t>(options.seed ^ options.seed >> 32));
+
+    char name[] = "virtual-instrument", verbose[] = "-v";
+    char* arguments[] = {name, verbose, nullptr};
+    return firmware_start(options.verbose ? 2 : 1, arguments);
+}

@@ -1,0 +1,311 @@
+#include "virtual/dut/dut.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <initializer_list>
+#include <string_view>
+#include <sys/stat.h>
+#include <toml++/toml.h>
+#include <unistd.h>
+#include <utility>
+
+namespace vi {
+namespace {
+
+constexpr size_t fileSizeMax = 1 << 20; // bytes
+constexpr size_t rowsMax = 1000;        // of a list
+
+struct Range {
+    double min, max;
+};
+constexpr Range carrierRange_Hz{1e-3, 1e12}, powerRange_dBm{-200, 40};
+constexpr Range offsetRange_Hz{1e-6, 1e12}, noiseRange_dBcHz{-300, 100}, spurRange_dBc{-300, 0};
+constexpr Range driftRange_HzPerS{-1e9, 1e9}, pulseRange_s{1e-9, 1e3};
+constexpr Range stageRange{0, 7};
+constexpr Range sensitivityRange_HzPerV{1e-3, 1e9}, tuneRange_V{0, 20};
+constexpr double tuneMiddle_V = 7.2;
+
+struct Refusal {
+    uint32_t line; // 0: none in particular
+    std::string reason;
+};
+
+[[noreturn]] void refuse(const toml::source_region& where, const std::string& reason) {
+    throw Refusal{where.begin.line, reason};
+}
+
+const char* kindOf(const toml::node& node) {
+    switch (node.type()) {
+    case toml::node_type::table: return "a table";
+    case toml::node_type::array: return "a list";
+    case toml::node_type::string: return "a text";
+    case toml::node_type::boolean: return "true or false";
+    case toml::node_type::integer:
+    case toml::node_type::floating_point: return "a number";
+    default: return "a date or time";
+    }
+}
+
+[[noreturn]] void refuseKind(const toml::node& node, const std::string& name, const char* wanted) {
+    refuse(node.source(), name + " must be " + wanted + ", not " + kindOf(node));
+}
+
+std::string shortNumber(double value) {
+    char text[32];
+    snprintf(text, sizeof text, "%g", value);
+    return text;
+}
+
+double readNumber(const toml::node& node, const std::string& name, const Range& range) {
+    if (!node.is_number())
+        refuseKind(node, name, "a number");
+    const double value = node.value<double>().value_or(NAN);
+    if (!(value >= range.min && value <= range.max)) // also not-a-number
+        refuse(node.source(), name + " is " + shortNumber(value) + ", outside " + shortNumber(range.min) + " to " +
+                                  shortNumber(range.max));
+    return value;
+}
+
+/// A list of [offset, level] with ascending offsets.
+std::vector<NoisePoint> readCurve(const toml::node& node, const std::string& name, const Range& levels) {
+    const toml::array* rows = node.as_array();
+    if (rows == nullptr)
+        refuseKind(node, name, "a list of [offset, level]");
+    if (rows->size() > rowsMax)
+        refuse(node.source(), name + " has more than " + std::to_string(rowsMax) + " rows");
+    std::vector<NoisePoint> points;
+    for (const toml::node& entry : *rows) {
+        const toml::array* row = entry.as_array();
+        if (row == nullptr)
+            refuseKind(entry, "a point of " + name, "[offset, level]");
+        if (row->size() != 2)
+            refuse(entry.source(),
+                   "a point of " + name + " must be [offset, level], not a list of " + std::to_string(row->size()));
+        const NoisePoint point{readNumber((*row)[0], "an offset of " + name, offsetRange_Hz),
+                               readNumber((*row)[1], "a level of " + name, levels)};
+        if (!points.empty() && point.offset_Hz <= points.back().offset_Hz)
+            refuse(entry.source(), "the offsets of " + name + " must ascend: " + shortNumber(point.offset_Hz) +
+                                       " follows " + shortNumber(points.back().offset_Hz));
+        points.push_back(point);
+    }
+    return points;
+}
+
+void refuseUnknownKeys(const toml::table& table, const std::string& prefix,
+                       std::initializer_list<std::string_view> known) {
+    for (const auto& [key, value] : table)
+        if (std::find(known.begin(), known.end(), key.str()) == known.end())
+            refuse(key.source(), "unknown key " + prefix + std::string(key.str()));
+}
+
+const toml::node& wanted(const toml::table& table, const std::string& prefix, std::string_view key) {
+    const toml::node* node = table.get(key);
+    if (node == nullptr)
+        refuse(table.source(), prefix + std::string(key) + " is missing");
+    return *node;
+}
+
+const toml::table& tableOf(const toml::node& node, const std::string& name) {
+    const toml::table* table = node.as_table();
+    if (table == nullptr)
+        refuseKind(node, name, "a table");
+    return *table;
+}
+
+/// Bit n for each stage n of a list.
+uint32_t readStages(const toml::node& node, const std::string& name) {
+    const toml::array* list = node.as_array();
+    if (list == nullptr)
+        refuseKind(node, name, "a list of stages");
+    uint32_t bits = 0;
+    for (const toml::node& entry : *list) {
+        if (!entry.is_integer())
+            refuseKind(entry, "a stage of " + name, "a whole number");
+        bits |= 1U << static_cast<uint32_t>(readNumber(entry, "a stage of " + name, stageRange));
+    }
+    return bits;
+}
+
+Faults readFaults(const toml::table& table) {
+    Faults faults;
+    const std::pair<std::string_view, bool*> flags[] = {
+        {"no_signal", &faults.noSignal},
+        {"unlockable", &faults.unlockable},
+        {"tune_rail", &faults.tuneRail},
+        {"clip", &faults.clip},
+        {"channel_b_dead", &faults.channelBDead},
+        {"unlike_detectors", &faults.unlikeDetectors},
+        {"counter_disagrees", &faults.counterDisagrees},
+        {"samples_missing", &faults.samplesMissing},
+        {"fpga_silent", &faults.fpgaSilent},
+    };
+    constexpr std::string_view drift = "drift_hz_per_s", stages = "stage_timeout";
+    for (const auto& [key, value] : table) {
+        const std::string_view given = key.str();
+        const std::string name = "faults." + std::string(given);
+        const auto* flag = std::find_if(std::begin(flags), std::end(flags),
+                                        [given](const auto& known) { return known.first == given; });
+        if (given == drift)
+            faults.drift_HzPerS = readNumber(value, name, driftRange_HzPerS);
+        else if (given == stages)
+            faults.stageTimeout = readStages(value, name);
+        else if (flag == std::end(flags))
+            refuse(key.source(), "unknown key " + name);
+        else if (!value.is_boolean())
+            refuseKind(value, name, "true or false");
+        else
+            *flag->second = value.value<bool>().value_or(false);
+    }
+    return faults;
+}
+
+NoiseCurve readNoise(const toml::table& table, const std::string& prefix) {
+    const toml::node& node = wanted(table, prefix, "noise");
+    NoiseCurve noise{readCurve(node, prefix + "noise", noiseRange_dBcHz)};
+    if (noise.points.empty())
+        refuse(node.source(), prefix + "noise has no points");
+    return noise;
+}
+
+Pulses readPulses(const toml::table& signal) {
+    const toml::node* given = signal.get("pulse_width_s");
+    if (given == nullptr && signal.get("pulse_period_s") == nullptr)
+        return {};
+    const toml::node& width = wanted(signal, "signal.", "pulse_width_s");
+    const toml::node& period = wanted(signal, "signal.", "pulse_period_s");
+    const Pulses pulses{readNumber(width, "signal.pulse_width_s", pulseRange_s),
+                        readNumber(period, "signal.pulse_period_s", pulseRange_s)};
+    if (pulses.width_s >= pulses.period_s)
+        refuse(width.source(), "signal.pulse_width_s must be below signal.pulse_period_s");
+    return pulses;
+}
+
+ExternalReference readReference(const toml::table& table, const std::string& prefix) {
+    refuseUnknownKeys(table, prefix, {"frequency_hz", "sensitivity_hz_per_v", "tune_v", "power_dbm", "noise"});
+    const auto number = [&](const char* key, const Range& range) {
+        return readNumber(wanted(table, prefix, key), prefix + key, range);
+    };
+    return {number("frequency_hz", carrierRange_Hz), number("sensitivity_hz_per_v", sensitivityRange_HzPerV),
+            table.contains("tune_v") ? number("tune_v", tuneRange_V) : tuneMiddle_V,
+            number("power_dbm", powerRange_dBm), readNoise(table, prefix)};
+}
+
+Dut readDut(const toml::table& root) {
+    refuseUnknownKeys(root, "", {"signal", "reference_a", "reference_b", "faults"});
+
+    const toml::table& signal = tableOf(wanted(root, "", "signal"), "signal");
+    refuseUnknownKeys(signal, "signal.",
+                      {"frequency_hz", "power_dbm", "noise", "spurs", "pulse_width_s", "pulse_period_s"});
+    Dut dut{};
+    dut.frequency_Hz = readNumber(wanted(signal, "signal.", "frequency_hz"), "signal.frequency_hz", carrierRange_Hz);
+    dut.power_dBm = readNumber(wanted(signal, "signal.", "power_dbm"), "signal.power_dbm", powerRange_dBm);
+    dut.noise = readNoise(signal, "signal.");
+    if (const toml::node* spurs = signal.get("spurs"))
+        for (const NoisePoint& line : readCurve(*spurs, "signal.spurs", spurRange_dBc))
+            dut.spurs.push_back({line.offset_Hz, line.level_dBcHz});
+    dut.pulses = readPulses(signal);
+
+    const std::string references[] = {"reference_a", "reference_b"};
+    for (size_t i = 0; i < dut.references.size(); ++i)
+        if (const toml::node* reference = root.get(references[i]))
+            dut.references[i] = readReference(tableOf(*reference, references[i]), references[i] + ".");
+    if (const toml::node* faults = root.get("faults"))
+        dut.faults = readFaults(tableOf(*faults, "faults"));
+    return dut;
+}
+
+struct Descriptor {
+    int number;
+    ~Descriptor() {
+        if (number >= 0)
+            close(number);
+    }
+};
+
+std::array<int64_t, 5> stampOf(const struct stat& status) {
+    return {int64_t(status.st_ino), int64_t(status.st_size), int64_t(status.st_mtim.tv_sec), status.st_mtim.tv_nsec,
+            int64_t(status.st_mode)};
+}
+
+std::string readText(const std::string& path) {
+    // Non-blocking, so that a pipe without a writer is refused and not waited for.
+    const Descriptor descriptor{open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
+    struct stat status {};
+    if (descriptor.number < 0 || fstat(descriptor.number, &status) != 0)
+        throw Refusal{0, strerror(errno)};
+    if (!S_ISREG(status.st_mode))
+        throw Refusal{0, "not a plain file"};
+    std::string text(fileSizeMax + 1, '\0');
+    size_t length = 0;
+    while (length < text.size()) {
+        const ssize_t count = read(descriptor.number, text.data() + length, text.size() - length);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            throw Refusal{0, strerror(errno)};
+        if (count == 0)
+            break;
+        length += size_t(count);
+    }
+    if (length > fileSizeMax)
+        throw Refusal{0, "larger than 1 MiB"};
+    text.resize(length);
+    return text;
+}
+
+std::string firstLine(std::string_view text) {
+    return std::string(text.substr(0, text.find('\n')));
+}
+
+bool load(const std::string& path, Dut* dut, std::string* reason) {
+    try {
+        try {
+            *dut = readDut(toml::parse(readText(path), path));
+            return true;
+        } catch (const toml::parse_error& error) {
+            throw Refusal{error.source().begin.line, firstLine(error.description())};
+        }
+    } catch (const Refusal& refusal) {
+        *reason = path + (refusal.line != 0 ? ":" + std::to_string(refusal.line) : "") + ": " + refusal.reason;
+        return false;
+    }
+}
+
+/// All 0 for a file that is not there.
+std::array<int64_t, 5> presentStamp(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? stampOf(status) : std::array<int64_t, 5>{};
+}
+
+} // namespace
+
+bool dutFile_open(DutFile* file, const std::string& path, std::string* reason) {
+    // The stamp is older than the text: a change in between is seen at the next refresh.
+    const std::array<int64_t, 5> stamp = presentStamp(path);
+    Dut dut;
+    if (!load(path, &dut, reason))
+        return false;
+    *file = {path, std::move(dut), stamp};
+    return true;
+}
+
+bool dutFile_refresh(DutFile* file) {
+    const std::array<int64_t, 5> stamp = presentStamp(file->path);
+    if (stamp == file->stamp)
+        return false;
+    file->stamp = stamp;
+    Dut dut;
+    std::string reason;
+    if (!load(file->path, &dut, &reason)) {
+        fprintf(stderr, "%s; the device under test stays as it was\n", reason.c_str());
+        return false;
+    }
+    file->dut = std::move(dut);
+    return true;
+}
+
+} // namespace vi

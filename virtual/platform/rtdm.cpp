@@ -1,0 +1,122 @@
+#include "virtual/platform/rtdm.h"
+
+#include "platform/rt.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <fcntl.h>
+#include <mutex>
+#include <string>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <vector>
+
+namespace vi {
+namespace {
+
+/// A device's own node: an unnamed file. A descriptor is an opening of it, so that the host gives each its number, and
+/// a lock on one keeps the others of the same device out.
+struct Registration {
+    std::string name;
+    RtDevice* device;
+    int node;
+};
+
+constexpr int descriptorsMax = 1024;
+
+std::mutex mutex;
+auto& registrations = *new std::vector<Registration>;             // guarded by mutex; in use until the process is gone
+std::array<std::atomic<RtDevice*>, descriptorsMax> openDevices{}; // by descriptor
+
+RtDevice* deviceOf(int descriptor) {
+    if (descriptor < 0 || descriptor >= descriptorsMax)
+        return nullptr;
+    return openDevices[static_cast<size_t>(descriptor)].load(std::memory_order_acquire);
+}
+
+int openNode(int node) {
+    char path[32];
+    snprintf(path, sizeof path, "/proc/self/fd/%d", node);
+    const int descriptor = ::open(path, O_RDWR | O_CLOEXEC);
+    return descriptor < 0 ? -errno : descriptor;
+}
+
+void closeDescriptorsOf(const RtDevice* device) {
+    for (int descriptor = 0; descriptor < descriptorsMax; ++descriptor)
+        if (deviceOf(descriptor) == device) {
+            openDevices[static_cast<size_t>(descriptor)] = nullptr;
+            ::close(descriptor);
+        }
+}
+
+template <class Match> void forget(Match match) {
+    std::erase_if(registrations, [&](const Registration& registration) {
+        if (!match(registration))
+            return false;
+        ::close(registration.node);
+        return true;
+    });
+}
+
+} // namespace
+
+void rtdm_register(const char* name, RtDevice* device) {
+    const std::lock_guard lock(mutex);
+    forget([&](const Registration& registration) { return registration.name == name; });
+    registrations.push_back({name, device, memfd_create(name, MFD_CLOEXEC)});
+}
+
+void rtdm_unregister(const RtDevice* device) {
+    const std::lock_guard lock(mutex);
+    forget([&](const Registration& registration) { return registration.device == device; });
+    closeDescriptorsOf(device);
+}
+
+} // namespace vi
+
+int rt_dev_open(const char* name, int flags) {
+    using namespace vi;
+    const std::lock_guard lock(mutex);
+    const auto found = std::find_if(registrations.begin(), registrations.end(),
+                                    [&](const Registration& registration) { return registration.name == name; });
+    if (found == registrations.end())
+        return -ENODEV;
+    const int descriptor = openNode(found->node);
+    if (descriptor < 0)
+        return descriptor;
+    const int result = descriptor < descriptorsMax ? found->device->open(flags) : -EMFILE;
+    if (result < 0) {
+        ::close(descriptor);
+        return result;
+    }
+    openDevices[static_cast<size_t>(descriptor)].store(found->device, std::memory_order_release);
+    return descriptor;
+}
+
+int rt_dev_close(int descriptor) {
+    using namespace vi;
+    const std::lock_guard lock(mutex);
+    RtDevice* const device = deviceOf(descriptor);
+    if (device == nullptr)
+        return -EBADF;
+    openDevices[static_cast<size_t>(descriptor)] = nullptr;
+    device->close();
+    ::close(descriptor);
+    return 0;
+}
+
+long rt_dev_read(int descriptor, void* data, size_t bytes) {
+    vi::RtDevice* const device = vi::deviceOf(descriptor);
+    return device != nullptr ? device->read({static_cast<uint8_t*>(data), bytes}) : -EBADF;
+}
+
+long rt_dev_write(int descriptor, const void* data, size_t bytes) {
+    vi::RtDevice* const device = vi::deviceOf(descriptor);
+    return device != nullptr ? device->write({static_cast<const uint8_t*>(data), bytes}) : -EBADF;
+}
+
+int rt_dev_ioctl(int descriptor, uint32_t request, uintptr_t argument) {
+    vi::RtDevice* const device = vi::deviceOf(descriptor);
+    return device != nullptr ? device->ioctl(request, argument) : -EBADF;
+}

@@ -1,0 +1,27 @@
+#pragma once
+/// One unit: its boards as the SPI bus and the real-time devices show them, in front of the bench.
+
+#include "virtual/acquisition/acquisition_board.h"
+#include "virtual/bus/spi_bus.h"
+#include "virtual/physics/bench.h"
+#include "virtual/physics/bench_source.h"
+
+namespace vi {
+
+/// To be built before the firmware starts and to outlive it.
+struct Unit {
+    Unit(const UnitBoards& boards, DutFile dut, uint64_t seed);
+    ~Unit();
+    Unit(const Unit&) = delete;
+    Unit& operator=(const Unit&) = delete;
+
+    /// Makes the unit the one that the firmware finds when it opens its devices, as a new unit is.
+    void connect();
+
+    Bench bench;
+    BenchSource source{bench};
+    SpiBus bus;
+    AcquisitionBoard acquisition;
+};
+
+} // namespace vi
