@@ -230,6 +230,14 @@ void scpi_exec_startBdReceive_file(scpi_link* link, const char* path, BdEndFunct
     }
 }
 
+void scpi_exec_startBdReceive_nowhere(scpi_link* link, int32_t dataSize) {
+    scpi_block& block = restart(link->bdReceive);
+    block.bdAsciiHeader[0] = '#';
+    block.bdDataSize = dataSize;
+    if (dataSize == 0)
+        stop(block);
+}
+
 int scpi_exec_handleBlockDataSend(scpi_link* link, char* buffer, int room) {
     scpi_block& block = link->bdSend;
     int done = sendFraming(link, buffer, room);

@@ -66,6 +66,8 @@ int scpi_exec_bdSend_asciiHeader(scpi_link* link);
 /// binary framing. Data for a file that cannot be opened is consumed and dropped.
 void scpi_exec_startBdReceive_file(scpi_link* link, const char* path, BdEndFunction endFunction, void* endArgument,
                                    const char* headerText);
+/// Receives the `dataSize` bytes of a block that nobody wants and drops them.
+void scpi_exec_startBdReceive_nowhere(scpi_link* link, int32_t dataSize);
 
 /// One piece. Both return the number of bytes handled.
 int scpi_exec_handleBlockDataSend(scpi_link* link, char* buffer, int room);

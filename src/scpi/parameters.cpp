@@ -3,6 +3,7 @@
 #include "base/error_codes.h"
 #include "scpi/text/ascii.h"
 
+#include <algorithm>
 #include <cstring>
 #include <strings.h>
 
@@ -93,13 +94,32 @@ int tvscpi_isArbitraryBlock(const char* text, int length) {
         return -1;
     if (text[1] < '1' || text[1] > '9')
         return 0;
-    const int digits = text[1] - '0';
-    if (length <= digits + 1)
-        return -1;
-    for (int i = 0; i < digits; ++i)
-        if (!scpi::isDigit(text[2 + i]))
+    const int headerLength = text[1] - '0' + 2;
+    for (int i = 2; i < headerLength && i < length; ++i)
+        if (!scpi::isDigit(text[i]))
             return 0;
-    return 1;
+    return length < headerLength ? -1 : 1;
+}
+
+int32_t scpi_blockSize(const char* header) {
+    int32_t size = 0; // nine digits at most
+    for (int digit = 0; digit < header[1] - '0'; ++digit)
+        size = size * 10 + (header[2 + digit] - '0');
+    return size;
+}
+
+bool scpi_mayOpenBlock(const char* message, const char* hash) {
+    if (std::count(message, hash, '"') % 2 != 0)
+        return false;
+    const char* const before = scpi::trimEnd(message, hash);
+    if (before == message || before[-1] == ',' || before[-1] == ';')
+        return true;
+    // Else it is the first parameter: a blank before it, and nothing but the header before that.
+    const char* word = before;
+    while (word != message && !scpi::isBlank(word[-1]) && word[-1] != ';')
+        --word;
+    const char* const unit = scpi::trimEnd(message, word);
+    return before != hash && (unit == message || unit[-1] == ';');
 }
 
 int scpi_isOldStyleCommand(const char* prefix, char* text, char** rest) {

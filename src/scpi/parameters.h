@@ -32,8 +32,15 @@ template <class... Field> [[nodiscard]] int32_t _scpi_getParameters(char* text, 
 [[nodiscard]] int scpi_getNextParameter(char* text, char** start, char** next);
 
 /// Does a definite-length block header ("#15", "#3100") begin at `text`, of which `length` bytes are known?
-/// 1 yes; 0 no; -1 more bytes are needed. The answer comes with the first byte behind the header.
+/// 1 yes; 0 no, which is said with the first byte that fits none; -1 more bytes are needed.
 [[nodiscard]] int tvscpi_isArbitraryBlock(const char* text, int length);
+
+/// Bytes of data that a complete header announces.
+[[nodiscard]] int32_t scpi_blockSize(const char* header);
+
+/// Can the '#' at `hash` open a block? A block is a parameter of its own or, with its header forgotten, a whole unit:
+/// "5#12", "a #12" within double quotes and "NAME#12" are text. `message` is the start of the program message.
+[[nodiscard]] bool scpi_mayOpenBlock(const char* message, const char* hash);
 
 /// Compares `prefix` with the start of the text, ignoring case. Returns the prefix's length and the text behind it, or
 /// 0 if it differs or a ':' follows.

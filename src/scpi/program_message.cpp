@@ -123,29 +123,24 @@ private:
         char* const text = link_.cmdBuf;
         for (; scan_ < len_; ++scan_) {
             char& c = text[scan_];
-            int header = 0;
             if (hash_ >= 0) {
-                header = tvscpi_isArbitraryBlock(text + hash_, scan_ - hash_);
-                if (header == 1 && scan_ != link_.endMark) {
+                const int length = scan_ - hash_;
+                if (tvscpi_isArbitraryBlock(text + hash_, length) == 1 && scan_ != link_.endMark) {
+                    blockSize_ = scpi_blockSize(text + hash_);
                     hash_ = -1;
                     return true; // the byte here is data and stays as it is
                 }
+                if (tvscpi_isArbitraryBlock(text + hash_, length + 1) == 0)
+                    hash_ = -1;
             }
             if (c == 0 || scpi::isBlank(c))
                 c = ' ';
-            if (scan_ == link_.endMark)
+            if (scan_ == link_.endMark || c == '\n')
                 return false;
-            if (c == ',') {
+            if (c == ',')
                 comma_ = scan_;
-            } else if (c == '#') {
+            else if (c == '#' && scpi_mayOpenBlock(text + exec_, text + scan_))
                 hash_ = scan_;
-                continue;
-            }
-            if (header < 0)
-                continue;
-            hash_ = -1;
-            if (c == '\n')
-                return false;
         }
         return false;
     }
@@ -170,6 +165,8 @@ private:
             firstData = 0;
             added_ = scpi_execute_linkProgramMessage(&link_, 0, &overflow);
             firstData = saved;
+            if (!scpi_exec_receivingBlockData(&link_)) // a block that no command takes is data all the same
+                scpi_exec_startBdReceive_nowhere(&link_, blockSize_);
         } else {
             added_ = scpi_execute_linkProgramMessage(&link_, cbufFull ? 1 : 0, &overflow);
             if (!continuation)
@@ -226,7 +223,8 @@ private:
     int scan_ = 0;
     int hash_ = -1;
     int comma_ = -1;
-    int added_ = 0; // answer bytes of the last iteration
+    int32_t blockSize_ = 0; // of the block whose header ended the scan
+    int added_ = 0;         // answer bytes of the last iteration
     int more_ = 0;
 };
 

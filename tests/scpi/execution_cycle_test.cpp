@@ -129,9 +129,37 @@ TEST_F(Engine, ABlockIsReceivedWhateverItsBytesAndPieces) {
     remove("/tmp/engine-test-block");
 }
 
-TEST_F(Engine, AHashThatOpensNoBlockIsText) {
-    receive("SENS:PN:AVER #x1\nSENS:PN:AVER #0\nSENS:PN:AVER a#\n\n*OPC?\n");
-    EXPECT_EQ(commands(), (Texts{"aver(#x1)", "aver(#0)", "aver(a#)", "opc?()"}));
+/// The message whole, then in two pieces that meet at each of its bytes.
+TEST_F(Engine, AHashThatOpensNoBlockIsTextAndSwallowsNothing) {
+    for (const char* text :
+         {"#x1", "#0", "a#", "5#", "5#12", "#1", "#3", "#31", "#1x", "\"U #2\"", "\"U #12\"", "7 #13"}) {
+        const std::string message = std::string("SENS:PN:AVER ") + text + "\n*OPC?\n";
+        for (size_t at = 0; at < message.size(); ++at) {
+            receive(message.substr(0, at));
+            receive(message.substr(at));
+            EXPECT_EQ(commands(), (Texts{std::string("aver(") + text + ")", "opc?()"})) << text << " cut at " << at;
+            EXPECT_EQ(replies(), "1\n");
+        }
+    }
+}
+
+TEST_F(Engine, ABlockThatNoCommandTakesIsSkippedAndNeverRun) {
+    const std::string data = "\n*OPC?\n*OPC;*OPC\n";
+    const std::string block = "#2" + std::to_string(data.size()) + data;
+    for (const char* start : {"", "NOSUCH ", "*IDN? ", "SENS:TWO 1,", "SENS:PN:AVER 1;:NOSUCH? "}) {
+        const std::string message = start + block + "\nSENS:PN:CORR 2;CORR?\n";
+        for (size_t at = 0; at < message.size(); ++at) {
+            receive(message.substr(0, at));
+            receive(message.substr(at));
+            const Texts ends = commands();
+            EXPECT_EQ(Texts(ends.end() - 2, ends.end()), (Texts{"corr(2)", "corr?()"})) << message << at;
+            EXPECT_EQ(replies(), "1\n");
+            EXPECT_EQ(errors().size(), *start == 'S' && start[5] == 'T' ? 0u : 1u) << start;
+            EXPECT_FALSE(scpi_exec_receivingBlockData(&link_));
+        }
+    }
+    receive("NOSUCH #10\n*OPC?\n");
+    EXPECT_EQ(replies(), "1\n");
 }
 
 TEST_F(Engine, ADeviceClearEmptiesTheLinkAndEndsItsTransfers) {

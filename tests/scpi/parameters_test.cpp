@@ -1,6 +1,7 @@
 #include "base/error_codes.h"
 #include "scpi/parameters.h"
 
+#include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -56,9 +57,16 @@ TEST(Parameters, ABlockHeaderIsKnownWithTheFirstByteBehindIt) {
     const struct {
         const char* text;
         int length, result;
-    } cases[] = {{"#", 0, -1},    {"x", 1, 0},     {"#", 1, -1},     {"#0", 2, 0},
-                 {"#a", 2, 0},    {"#15", 2, -1},  {"#15h", 3, 1},   {"#21", 3, -1},
-                 {"#212x", 4, 1}, {"#2a2x", 4, 0}, {"#3123", 4, -1}, {"#91234567", 9, -1}};
+    } cases[] = {{"#", 0, -1},     {"x", 1, 0},          {"#", 1, -1},   {"#0", 2, 0},    {"#a", 2, 0},
+                 {"#15", 2, -1},   {"#15h", 3, 1},       {"#21", 3, -1}, {"#212x", 4, 1}, {"#2a", 3, 0},
+                 {"#3123", 4, -1}, {"#91234567", 9, -1}, {"#31\n", 4, 0}};
     for (const auto& [text, length, result] : cases)
         EXPECT_EQ(tvscpi_isArbitraryBlock(text, length), result) << text << " of " << length;
+}
+
+TEST(Parameters, ABlockIsAParameterOfItsOwnOrAUnit) {
+    for (const char* text : {"#", "  #", "A #", "A:B? #", " A 1,#", "A 1 , #", "A;#", "A \"x\",#", "A 1;B #"})
+        EXPECT_TRUE(scpi_mayOpenBlock(text, strchr(text, '#'))) << text;
+    for (const char* text : {"5#", "A 5#", "A 5 #", "A 1, 2 #", "A \"U #", "A \"#", "A 1,\"U, #", "A \"U;#", "B;A#"})
+        EXPECT_FALSE(scpi_mayOpenBlock(text, strchr(text, '#'))) << text;
 }
