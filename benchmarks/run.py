@@ -20,7 +20,7 @@ from pathlib import Path
 
 PROJECT = Path(__file__).resolve().parent.parent
 BUILD = PROJECT / "build/release"
-sys.path.insert(0, str(PROJECT / "virtual"))
+sys.path.insert(0, str(PROJECT / "virtual/app"))
 import rig  # noqa: E402
 
 HOST = "127.0.0.1"
@@ -117,7 +117,7 @@ def tcp_figures(port):
 
 def rates_of(program):
     """What a benchmark program without a network does per second, items or bytes, by benchmark."""
-    output = subprocess.run([BUILD / "bench" / program, "--benchmark_format=json"], capture_output=True, check=True)
+    output = subprocess.run([BUILD / "benchmarks" / program, "--benchmark_format=json"], capture_output=True, check=True)
     return {
         row["name"]: row.get("items_per_second", row.get("bytes_per_second"))
         for row in json.loads(output.stdout)["benchmarks"]

@@ -25,7 +25,6 @@
 
 #include <array>
 #include <cstdint>
-#include <pthread.h>
 
 inline constexpr uint32_t adfpga_stagesMax = 8;
 inline constexpr uint32_t adfpga_channelA = 0, adfpga_channelB = 1;
@@ -106,9 +105,8 @@ struct TVPN_ADFPGA {
     RT_EVENT txEvent;                 // of both rings
 
     Mutex joinMutex;
-    uint32_t transferRunning GUARDED_BY(joinMutex); // 1 while a thread exists that nobody has joined
-    pthread_t transferThread GUARDED_BY(joinMutex);
-    Shared<uint32_t> transferCancel; // 1 while a cancel is in progress
+    uint32_t transferRunning GUARDED_BY(joinMutex); // 1 while a task exists that nobody has joined
+    Shared<uint32_t> transferCancel;                // 1 while a cancel is in progress
     Mutex completeMutex;
     Condition completeCond;
     uint32_t transferComplete GUARDED_BY(completeMutex); // 1: the body has ended

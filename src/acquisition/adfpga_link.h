@@ -58,7 +58,7 @@ public:
 
 using adfpga_transferBody = void* (*)(void* board);
 
-/// Starts `body(board)` as a thread, after the end of an earlier one.
+/// Starts `body(board)` on the thread of the transfer tasks, after the end of an earlier one.
 void TVPN_ADFPGA_startTransferTask(TVPN_ADFPGA* board, adfpga_transferBody body);
 /// The last act of a body.
 void TVPN_ADFPGA_exitTransferTask(TVPN_ADFPGA* board, int status);

@@ -2,7 +2,7 @@
 
 #include "acquisition/adfpga_link.h"
 #include "base/error_codes.h"
-#include "core/thread.h"
+#include "core/worker.h"
 
 #include <ctime>
 
@@ -11,6 +11,9 @@ namespace {
 constexpr size_t taskStack = 16384; // bytes
 constexpr uint64_t cancelRetry_us = 10000;
 constexpr int64_t nsPerUs = 1000, nsPerSec = 1'000'000'000;
+
+// A run makes thousands of captures. There is one board, and one task at a time.
+Worker transferWorker;
 
 timespec deadlineAfter(uint64_t us) {
     timespec deadline;
@@ -34,7 +37,7 @@ bool awaitCompletion(TVPN_ADFPGA* board, uint64_t us) {
 void join(TVPN_ADFPGA* board) REQUIRES(board->joinMutex) {
     if (board->transferRunning == 0)
         return;
-    pthread_join(board->transferThread, nullptr);
+    transferWorker.join();
     board->transferRunning = 0;
 }
 
@@ -48,9 +51,7 @@ void TVPN_ADFPGA_startTransferTask(TVPN_ADFPGA* board, adfpga_transferBody body)
         board->transferStatus = 0;
         board->transferComplete = 0;
     }
-    board->transferThread = {};
-    tvstuffPthreadCreate(&board->transferThread, body, board, taskStack); // its result does not tell of the thread
-    board->transferRunning = board->transferThread != pthread_t{} ? 1 : 0;
+    board->transferRunning = transferWorker.start(body, board, taskStack) ? 1 : 0;
     if (board->transferRunning == 0)
         TVPN_ADFPGA_exitTransferTask(board, scpi::executionError);
 }
