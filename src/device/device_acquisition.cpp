@@ -72,6 +72,10 @@ void registerSamples() {
     forward<TVPN_ADFPGA_getHBytes>(Device_phaseNoiseSampling_getHBytes);
     forward<TVPN_ADFPGA_handler>(Device_phaseNoiseSampling_handler);
     forward<TVPN_ADFPGA_endHMode>(Device_phaseNoiseSampling_endHMode);
+    Device_phaseNoiseSampling_cancel = [](Device* device) {
+        TVPN_ADFPGA_cancelSsc(device->adfpga);
+        return 0;
+    };
     forward<TVPN_ADFPGA_setFpgaBytes>(Device_setFpgaBytes);
     forward<TVPN_ADFPGA_fpgaCommandsImmediate>(Device_fpgaCommandsImmediate);
 }

@@ -39,6 +39,7 @@ inline Slot<int(Device*)> Device_phaseNoiseSampling_startHMode;                /
 inline Slot<int(Device*)> Device_phaseNoiseSampling_getHBytes;                 // bytes of the whole stream
 inline Slot<int(Device*, int, uint32_t, char*)> Device_phaseNoiseSampling_handler; // as BdDataFunction
 inline Slot<int(Device*)> Device_phaseNoiseSampling_endHMode;
+inline Slot<int(Device*)> Device_phaseNoiseSampling_cancel;                    // from any thread: the handler fails at once
 inline Slot<int(Device*, uint32_t)> Device_setFpgaBytes{nullptr};              // bytes of the next stream
 inline Slot<int(Device*, const char*)> Device_fpgaCommandsImmediate{nullptr};  // commands, separated by commas
 

@@ -57,6 +57,16 @@ void stop(scpi_block& block) {
         block.bdEndFunction(block.bdEndArgument, block.bdFileName.data());
 }
 
+void setInterrupt(scpi_link* link, BdInterruptFunction interrupt) {
+    MutexLock lock(link->bdInterruptMutex);
+    link->bdInterrupt = interrupt;
+}
+
+void stopSend(scpi_link* link) {
+    setInterrupt(link, nullptr); // first: it must not meet the next user of the source
+    stop(link->bdSend);
+}
+
 /// A fresh, active record; a transfer that was still under way ends first.
 scpi_block& restart(scpi_block& block) {
     if (block.bdFlags & bdActive)
@@ -64,6 +74,11 @@ scpi_block& restart(scpi_block& block) {
     scpi_exec_initBlockDataConfig(&block);
     block.bdFlags = bdActive;
     return block;
+}
+
+scpi_block& restartSend(scpi_link* link) {
+    setInterrupt(link, nullptr);
+    return restart(link->bdSend);
 }
 
 /// Copies what falls into [position, position + room) of `size` framing bytes at `bytes` that start at `start`.
@@ -144,7 +159,7 @@ bool scpi_exec_sendingBlockData(const scpi_link* link) {
 
 void scpi_exec_startBdSend_handler(scpi_link* link, int32_t dataSize, BdDataFunction dataFunction, void* dataArgument,
                                    BdEndFunction endFunction, void* endArgument) {
-    scpi_block& block = restart(link->bdSend);
+    scpi_block& block = restartSend(link);
     block.bdDataSize = std::max(dataSize, 0);
     block.bdDataFunction = dataFunction;
     block.bdDataArgument = dataArgument;
@@ -182,7 +197,7 @@ void scpi_exec_startBdSend_fragmentedMemory(scpi_link* link, BdEndFunction endFu
 }
 
 void scpi_exec_startBdSend_file(scpi_link* link, const char* path, BdEndFunction endFunction, void* endArgument) {
-    scpi_block& block = restart(link->bdSend);
+    scpi_block& block = restartSend(link);
     setName(block, path);
     setEnd(block, endFunction, endArgument);
     block.bdFile = fopen(path, "rb");
@@ -206,6 +221,10 @@ int scpi_exec_bdSend_asciiHeader(scpi_link* link) {
     // A block of 10^9 bytes or more has no ASCII header of one length digit; none of ours comes near.
     memcpy(block.bdAsciiHeader.data() + 2, digits.data(), static_cast<size_t>(std::min(count, 9)));
     return 0;
+}
+
+void scpi_exec_bdSend_interruptWith(scpi_link* link, BdInterruptFunction interrupt) {
+    setInterrupt(link, interrupt);
 }
 
 void scpi_exec_startBdReceive_file(scpi_link* link, const char* path, BdEndFunction endFunction, void* endArgument,
@@ -266,7 +285,7 @@ int scpi_exec_handleBlockDataSend(scpi_link* link, char* buffer, int room) {
         block.bdPosition += static_cast<uint32_t>(got);
     }
     if (block.bdPosition - framing >= static_cast<uint64_t>(block.bdDataSize))
-        stop(block);
+        stopSend(link);
     return done;
 }
 
@@ -321,13 +340,19 @@ int scpi_exec_handleBlockDataReceive(scpi_link* link, const char* data, int coun
 }
 
 void scpi_exec_stopBlockDataSend(scpi_link* link) {
-    stop(link->bdSend);
+    stopSend(link);
 }
 void scpi_exec_stopBlockDataReceive(scpi_link* link) {
     stop(link->bdReceive);
 }
 void scpi_exec_cancelBlockDataReceive(scpi_link* link) {
     stop(link->bdReceive);
+}
+
+void scpi_exec_interruptBlockDataSend(scpi_link* link) {
+    MutexLock lock(link->bdInterruptMutex);
+    if (link->bdInterrupt != nullptr)
+        link->bdInterrupt(link->bdSend.bdDataArgument);
 }
 
 void scpi_exec_cancelBlockDataSend(scpi_link* link) {
@@ -342,5 +367,5 @@ void scpi_exec_cancelBlockDataSend(scpi_link* link) {
             break;
         offset += static_cast<uint64_t>(got);
     }
-    stop(block);
+    stopSend(link);
 }

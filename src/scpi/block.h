@@ -17,6 +17,8 @@ struct scpi_link;
 /// a failure, after which the rest of a block on its way out is zeros.
 using BdDataFunction = int (*)(void* argument, int count, uint32_t offset, char* buffer);
 using BdEndFunction = void (*)(void* argument, const char* fileName);
+/// Makes a data function that waits for its source come back at once and fail from then on. Called from any thread.
+using BdInterruptFunction = void (*)(void* argument);
 
 enum BdFlags : uint32_t { bdActive = 1u, bdRootFile = 2u, bdTvFile = 4u, bdSourceFailed = 8u };
 
@@ -62,6 +64,9 @@ void scpi_exec_startBdSend_fragmentedMemory(scpi_link* link, BdEndFunction endFu
 void scpi_exec_startBdSend_file(scpi_link* link, const char* path, BdEndFunction endFunction, void* endArgument);
 /// Returns 0, or -200 if a binary header is in use (fragmented transfer).
 int scpi_exec_bdSend_asciiHeader(scpi_link* link);
+/// Right after a start, for a source that may let its reader wait: what ends that when nobody wants the block any more.
+/// It is given the data function's argument.
+void scpi_exec_bdSend_interruptWith(scpi_link* link, BdInterruptFunction interrupt);
 /// Receives a block into a file. `headerText` is the "#<n><digits>" that the execution cycle found, or empty for the
 /// binary framing. Data for a file that cannot be opened is consumed and dropped.
 void scpi_exec_startBdReceive_file(scpi_link* link, const char* path, BdEndFunction endFunction, void* endArgument,
@@ -75,6 +80,9 @@ int scpi_exec_handleBlockDataReceive(scpi_link* link, const char* data, int coun
 
 void scpi_exec_stopBlockDataSend(scpi_link* link);
 void scpi_exec_stopBlockDataReceive(scpi_link* link);
-/// Reads off the rest of the source, so that a streaming producer finishes, then stops.
+/// Interrupts the source of a block on its way out. Callable from any thread; ends nothing by itself.
+void scpi_exec_interruptBlockDataSend(scpi_link* link);
+/// Reads off the rest of the source, so that a streaming producer finishes, then stops. Of a source that was
+/// interrupted nothing more is awaited.
 void scpi_exec_cancelBlockDataSend(scpi_link* link);
 void scpi_exec_cancelBlockDataReceive(scpi_link* link);

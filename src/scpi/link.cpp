@@ -35,11 +35,16 @@ void scpi_link_init(scpi_link** head, scpi_link* link, int cmdSize, int ansSize,
     link->handleRequest.set(0);
     link->clearRequest = 0;
     link->eventRequest = 0;
+    link->clientGone = 0;
     link->listParser = nullptr;
     link->listError = 0;
     link->listIndex = 0;
     scpi_exec_initBlockDataConfig(&link->bdReceive);
     scpi_exec_initBlockDataConfig(&link->bdSend);
+    {
+        MutexLock lock(link->bdInterruptMutex);
+        link->bdInterrupt = nullptr;
+    }
     scpi_exec_bd_clearFragments(link);
     link->linkFlags = 0;
     link->next = nullptr;
@@ -135,6 +140,12 @@ void tvcommClear(scpi_link* link) {
     scpi_link_doHandle(link);
     scpi_link_waitHandled(link);
     printd("tvcommClear(): done\n");
+}
+
+void scpi_link_clientGone(scpi_link* link) {
+    link->clientGone = 1;
+    scpi_exec_interruptBlockDataSend(link);
+    tvcommDo.setAndWake(1);
 }
 
 int scpi_link_flush(scpi_link* link) {

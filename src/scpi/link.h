@@ -10,8 +10,12 @@
 ///        count = tvcommPeekAns(link, &where, nullptr); write(medium, where, count);
 ///        tvcommClearAns(link, count, &more); } while (more);
 ///
+/// A client that leaves while its transport is blocked in scpi_link_waitHandled: whoever notices calls
+/// scpi_link_clientGone, on any thread. The transport comes back soon, and then raises its event as always.
+///
 /// Locks: a transport takes bufMutex alone. The main thread takes deviceAccessMutex, then each link's bufMutex.
 
+#include "base/shared.h"
 #include "base/sync.h"
 #include "scpi/block.h"
 
@@ -59,10 +63,13 @@ struct scpi_link {
     Mutex bufMutex;         // guards all above, eventRequest and clearRequest
     WakeWord handleRequest; // 1: the transport waits for a service pass; its own lock and condition in one word
     int32_t clearRequest;
-    int32_t eventRequest; // LinkEvent, 0 for none; a second event overwrites the first
+    Shared<uint32_t> clientGone; // 1: nobody reads any more; until the event of a client that has gone or has come
+    int32_t eventRequest;        // LinkEvent, 0 for none; a second event overwrites the first
     std::array<char, 33> name;
     scpi_block bdReceive;
     scpi_block bdSend;
+    Mutex bdInterruptMutex;
+    BdInterruptFunction bdInterrupt GUARDED_BY(bdInterruptMutex); // of bdSend; null when it has none or is idle
     std::array<bd_fragment, bdFragmentMax> bdFragments;
     int32_t bdFragmentCount;
     std::array<uint32_t, 1 + bdFragmentMax> bdSendHeader; // 1, then the length of each fragment in use
@@ -113,6 +120,11 @@ void scpi_link_waitHandled(scpi_link* link);
 void tvcommEvent(scpi_link* link, int code);
 /// Device clear: empties the link and cancels its transfers. Waits until that is done.
 void tvcommClear(scpi_link* link);
+/// The client has gone, or has to make room for the next one: what it waits for and blocks that it reads end at once,
+/// now and for as long as no event tells of a client that has gone or has come. What else it has sent still runs.
+/// Callable from any thread; returns at once and waits for nothing. Called twice, or with nothing under way, it does no
+/// harm; it must not come later than the event that tells that this client has gone.
+void scpi_link_clientGone(scpi_link* link);
 /// Empties both buffers; takes no lock. Returns 1.
 int scpi_link_flush(scpi_link* link);
 

@@ -25,6 +25,9 @@ void endProgramMessage(scpi_link* link) {
 bool isGone(int event) {
     return event == linkEventTcpGone || event == linkEventUsbGone || event == linkEventGpibGone;
 }
+bool isArrival(int event) {
+    return event == linkEventTcpConnected || event == linkEventUsbConnected || event == linkEventGpibInUse;
+}
 
 void cancelTransfers(scpi_link* link) {
     if (scpi_exec_receivingBlockData(link))
@@ -45,8 +48,12 @@ public:
             deviceClear();
             return;
         }
-        if (isGone(link_.eventRequest))
-            cancelTransfers(&link_); // a block of a client that died is nobody else's
+        if (isGone(link_.eventRequest)) { // a block of a client that died is nobody else's
+            scpi_exec_interruptBlockDataSend(&link_);
+            cancelTransfers(&link_);
+        }
+        if (isGone(link_.eventRequest) || isArrival(link_.eventRequest))
+            link_.clientGone = 0;
         moveUnreadAnswersDown();
         len_ = link_.cmdLen;
         exec_ = link_.cmdExec;
@@ -71,6 +78,10 @@ private:
         added_ = 0;
         if (scpi_exec_receivingBlockData(&link_))
             return receiveBlock();
+        if (scpi_exec_sendingBlockData(&link_) && link_.clientGone != 0) {
+            scpi_exec_interruptBlockDataSend(&link_);
+            scpi_exec_cancelBlockDataSend(&link_);
+        }
         if (scpi_exec_sendingBlockData(&link_)) {
             link_.bufMutex.unlock();
             return sendBlock();

@@ -30,6 +30,43 @@ std::string exchange(scpi_link* link, std::string_view message) {
 
 } // namespace
 
+namespace {
+
+/// A source whose samples never come.
+WakeWord capturing{0};
+
+void startEndlessCapture(Unit& unit) {
+    const auto wait = [](void*, int, uint32_t, char*) {
+        capturing.setAndWake(1);
+        capturing.waitWhile(1);
+        return -1;
+    };
+    scpi_exec_startBdSend_handler(unit.link, 1'000'000, wait, nullptr, nullptr, nullptr);
+    scpi_exec_bdSend_interruptWith(unit.link, [](void*) { capturing.setAndWake(2); });
+    unit.errorCode = 0;
+}
+
+} // namespace
+
+TEST_F(Engine, ABlockThatNobodyReadsEndsAtOnceAndWhatTheClientHadSentBehindItRuns) {
+    static constexpr Row endless[] = {{"CAPTure", Q, startEndlessCapture, "", ""}, rows[1]};
+    static constexpr CommandTreeStorage<8> tree{endless};
+    context_.tree = tree.view({});
+    std::atomic<bool> stop{false};
+    std::thread mainThread([&] {
+        while (!stop)
+            scpi_execute(link_list, nullptr, 60000);
+    });
+    std::thread transport([&] { exchange(&link_, "CAPT?\n*OPC 1\n"); });
+    capturing.waitWhile(0);
+    scpi_link_clientGone(&link_);
+    transport.join();
+    EXPECT_EQ(commands(), Texts{"opc(1)"});
+    stop = true;
+    scpi_link_doHandle(nullptr);
+    mainThread.join();
+}
+
 TEST_F(Engine, LinksOnTheirOwnThreadsAreAllServedInOrder) {
     constexpr int links = 3, rounds = 3000;
     blockSource.assign(500, 'b');

@@ -19,6 +19,10 @@ void measure_noise(Unit& unit) {
         unit.device,
         [](void* device, const char*) { Device_phaseNoiseSampling_endHMode(static_cast<Device*>(device)); },
         unit.device);
+    scpi_exec_bdSend_interruptWith(unit.link, [](void* device) {
+        if (Device_phaseNoiseSampling_cancel)
+            Device_phaseNoiseSampling_cancel(static_cast<Device*>(device));
+    });
 }
 
 void measure_captureSpectra(Unit& unit) {
