@@ -94,10 +94,6 @@ void adfpga_startRingTransfer(TVPN_ADFPGA* board, FvstRing* ring);
 /// Body of that task.
 void* TVPN_ADFPGA_transferTask(void* board);
 
-/// What the end of the process calls while such a task runs, with its argument; null otherwise.
-extern std::atomic<void (*)(void*)> rt_thread_exit;
-extern std::atomic<void*> rt_thread_exit_cookie;
-
 // ---- field diagnostics ----------------------------------------------------------------------------------------------
 
 /// Appends to /tolvane/temp/fpgalog.

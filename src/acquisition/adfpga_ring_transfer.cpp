@@ -2,9 +2,7 @@
 
 #include "acquisition/adfpga_link.h"
 #include "base/tvdebug.h"
-
-std::atomic<void (*)(void*)> rt_thread_exit{nullptr};
-std::atomic<void*> rt_thread_exit_cookie{nullptr};
+#include "core/signals.h"
 
 namespace {
 

@@ -36,4 +36,21 @@ inline constexpr int32_t lockFailed = runFailure(4);
 inline constexpr int32_t measurementFailed = runFailure(5);
 inline constexpr int32_t waitTimedOut = runFailure(6);
 
+struct CodeText {
+    int32_t code;
+    const char* text;
+};
+inline constexpr CodeText ateerr_strings[] = {
+    {noMeasurementRunning, "No measurement running"}, {noSignalDetected, "No signal detected"},
+    {noValidBeatDetected, "No valid beat detected"},  {lockFailed, "Lock failed"},
+    {measurementFailed, "Measurement failed"},        {waitTimedOut, "Timeout"},
+};
+/// What a run has failed in; null for a code without such a detail.
+constexpr const char* runFailureText(int32_t code) {
+    for (const CodeText& row : ateerr_strings)
+        if (row.code == code)
+            return row.text;
+    return nullptr;
+}
+
 } // namespace scpi

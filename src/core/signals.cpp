@@ -160,6 +160,8 @@ void signal_handler(int signal) {
 }
 
 std::atomic<void (*)()> exit_closeHardware{nullptr};
+std::atomic<void (*)(void*)> rt_thread_exit{nullptr};
+std::atomic<void*> rt_thread_exit_cookie{nullptr};
 
 void exit_TV() {
     if (exitStage.exchange(ExitStage::leaving) >= ExitStage::leaving)
@@ -175,5 +177,10 @@ void exit_TV() {
         closeHardware();
     exitStage = ExitStage::gone;
     kill(pid, SIGTERM);
+    // The task may end meanwhile: it takes both back, the function first.
+    void (*const endTask)(void*) = rt_thread_exit;
+    void* const cookie = rt_thread_exit_cookie;
+    if (endTask != nullptr && cookie != nullptr)
+        endTask(cookie);
     exit(0);
 }

@@ -16,6 +16,10 @@ void signal_handler(int signal);
 
 /// What exit_TV calls to let go of the hardware, if set: start-up knows it, the services do not.
 extern std::atomic<void (*)()> exit_closeHardware;
+/// What it calls last, with the cookie, while a task that a cancelled transfer does not end has the sample stream; both
+/// null otherwise.
+extern std::atomic<void (*)(void*)> rt_thread_exit;
+extern std::atomic<void*> rt_thread_exit_cookie;
 
 /// Aborts what the device is doing, lets go of the hardware and ends the process with status 0. Does not return; a
 /// second call, while the first is at work, ends the process at once.

@@ -7,10 +7,7 @@
 
 namespace {
 
-struct CodeText {
-    int32_t code;
-    const char* text;
-};
+using scpi::CodeText;
 
 constexpr CodeText scpierr_strings[] = {
     {0, "No error"},
@@ -33,12 +30,6 @@ constexpr CodeText scpierr_strings[] = {
     {scpi::queueOverflow, "Queue overflow"},
     {scpi::timeOutError, "Time out error"},
     {scpi::queryError, "Query error"},
-};
-
-constexpr CodeText ateerr_strings[] = {
-    {scpi::noMeasurementRunning, "No measurement running"}, {scpi::noSignalDetected, "No signal detected"},
-    {scpi::noValidBeatDetected, "No valid beat detected"},  {scpi::lockFailed, "Lock failed"},
-    {scpi::measurementFailed, "Measurement failed"},        {scpi::waitTimedOut, "Timeout"},
 };
 
 constexpr uint32_t extensionMask = 0x0FFF0000; // of the magnitude of a code
@@ -71,7 +62,7 @@ int format(char* answer, int room, int32_t code) {
     const char* text = textOf(scpierr_strings, base);
     if ((magnitude & extensionMask) == 0)
         return snprintf(answer, static_cast<size_t>(room), "%d,\"%s\"", base, text ? text : "");
-    const char* detail = textOf(ateerr_strings, code);
+    const char* detail = scpi::runFailureText(code);
     if (text && detail)
         return snprintf(answer, static_cast<size_t>(room), "%d,\"%s;%s\"", code, text, detail);
     return snprintf(answer, static_cast<size_t>(room), "%d,\"\"", code);

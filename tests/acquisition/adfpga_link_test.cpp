@@ -2,6 +2,7 @@
 
 #include "acquisition/adfpga_capture.h"
 #include "acquisition/adfpga_link.h"
+#include "core/signals.h"
 #include "drivers/tvspi.h"
 #include "virtual/platform/rtdm.h"
 

@@ -62,6 +62,10 @@ TEST_F(FatalSignal, AbortsTheDeviceAndEndsInOrder) {
             return printf("abort\n");
         };
         Device_abort_local = [](Device*) { return printf("abort_local\n"); };
+        exit_closeHardware = [] { printf("bus closed\n"); };
+        static char task[] = "task ended\n";
+        rt_thread_exit_cookie = task;
+        rt_thread_exit = [](void* cookie) { printf("%s", static_cast<char*>(cookie)); };
         {
             MutexLock lock(mutex); // the interrupted thread goes on and lets go of it
             kill(getpid(), SIGTERM);
@@ -70,7 +74,7 @@ TEST_F(FatalSignal, AbortsTheDeviceAndEndsInOrder) {
             pause();
     });
     EXPECT_EQ(outcome.exitStatus, 0);
-    EXPECT_EQ(outcome.output, "Got signal 15\nexit_TV()\nabort\nabort_local\n");
+    EXPECT_EQ(outcome.output, "Got signal 15\nexit_TV()\nabort\nabort_local\nbus closed\ntask ended\n");
 }
 
 /// A thread hangs in a print that nobody reads.

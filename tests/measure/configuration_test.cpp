@@ -82,7 +82,8 @@ TEST_F(ConfigurationTest, ModesMoveTheHardwareInOrder) {
         {measurementModeBB, &configAPN, "rf off"},
         {measurementModeVCO, &configVCO.config, "path 3; " + internal + straight + "gate 0.05"},
         {measurementModePN, &configPN,
-         "path 3; gain 0; " + external + "B; attenuation 7; A; attenuation 7; spot 12345; rf on; " + voltages},
+         "path 3; gain 0; " + external + "B; attenuation 7; A; attenuation 7; spot 12345; rf on; sources 1e+08; " +
+             voltages},
         {3, &configPN, ""},
         {measurementModeTransient, &configPN, "path 5; " + internal + "rf off 1; rf on 2; B; tune 7; loop 1; A"},
     };
@@ -105,6 +106,7 @@ TEST_F(ConfigurationTest, ResetRestoresEverySettingAndParksTheLoops) {
     configVCO_setVoltagePoints(device, 77);
     config_setMeasurementMode(device, measurementModeVCO);
     configVCO_setOffsetMin(device, 10);
+    meas_data.beatSamples = meas_data.beatDivider = meas_data.beatChannels = 2;
     EXPECT_EQ(meas_data.plan.stageCount, 6);
 
     EXPECT_EQ(Automeasure_config_reset(device), 0);
@@ -120,6 +122,7 @@ TEST_F(ConfigurationTest, ResetRestoresEverySettingAndParksTheLoops) {
     EXPECT_EQ(configVCO.voltagePoints, 10);
     EXPECT_EQ(meas_data.plan.stageCount, 4);
     EXPECT_EQ(meas_data.loopWnA, -1);
+    EXPECT_EQ(meas_data.beatSamples + meas_data.beatDivider + meas_data.beatChannels, 0U);
 }
 
 TEST_F(ConfigurationTest, OneChannelNeedsABetterReference) {

@@ -113,6 +113,11 @@ TEST_F(LoopParamsTest, TheChannelsHaveFiltersOfTheirOwn) {
     calcLoopParams(device, 200);
     EXPECT_EQ(meas_data.loopR1B, before.r1); // nothing fits: it keeps its filter, but for the capacitor of A
     EXPECT_EQ(meas_data.loopCapB, 2U);
+
+    fake->sensitivity[0] = 0.3; // with a gain, and far from any filter: the loop is what the old one makes of it
+    calcLoopParams(device, 200);
+    EXPECT_GT(filterA().r1, 800);
+    expectLoop(filterA(), 0.3, 0.4);
 }
 
 TEST_F(LoopParamsTest, APulsedDesignTakesVoltsAndFindsThemAgain) {

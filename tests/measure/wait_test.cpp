@@ -144,8 +144,8 @@ TEST_F(WaitTest, SeveralWaitersAreAllServed) {
 TEST_F(WaitTest, ATimeOutIsToldOnceAndTheRunGoesOn) {
     startHeld(0);
     EXPECT_EQ(pn_measure_timedWaitForMeasurement(device, 1, 0, 5), scpi::waitTimedOut);
-    EXPECT_EQ(pn_measure_timedWaitForMeasurement(device, 0, 1, 5), scpi::waitTimedOut);
-    EXPECT_EQ(pn_measure_getPreliminaryCorrelationCount(device), -1);
+    EXPECT_EQ(pn_measure_timedWaitForMeasurement(device, 0, 2, 5), scpi::waitTimedOut);
+    EXPECT_EQ(pn_measure_getPreliminaryCorrelationCount(device), -1); // since the wait began
     EXPECT_EQ(pn_measure_timedWaitForMeasurement(device, 1, 0, -1), scpi::waitTimedOut);
     fake->open();
     EXPECT_EQ(pn_measure_timedWaitForMeasurement(device, 1, 0, 60000), 0);

@@ -155,8 +155,7 @@ bool findCarrier(Device* device) {
 void readLevel(Device* device) {
     MeasConfig& config = *configPNPtr;
     const bool quick = config.firstSearch.exchange(0) != 0;
-    const tvpow* level = quick ? Device_quicklyGetPower(device) : Device_getPowerFixed(device);
-    config.power = level != nullptr ? static_cast<double>(*level) : unreadableLevel;
+    pn_measure_readPower(device, quick ? Device_quicklyGetPower : Device_getPowerFixed);
     if (!quick)
         adjustInputAttenuation(device);
 }
@@ -178,6 +177,14 @@ double roundedWithin(double reach, double frequency) {
 }
 
 } // namespace
+
+void pn_measure_readPower(Device* device, const Slot<const tvpow*(Device*)>& reading) {
+    MeasConfig& config = *configPNPtr;
+    const tvpow* const level = reading(device);
+    config.power = level != nullptr ? static_cast<double>(*level) : unreadableLevel;
+    const tvpow* const raw = Device_getPowerRaw(device);
+    config.powerRaw = raw != nullptr ? static_cast<double>(*raw) : 0;
+}
 
 double pn_measure_roundFrequency(Device* device) {
     MeasConfig& config = *configPNPtr;

@@ -21,6 +21,10 @@ inline constinit Shared<double> DELTAV = 0;
 /// Result as above.
 int pn_measure_execfrequencySearch(Device* device);
 
+/// Leaves what a reading of the DUT's level gives in `power` (dBm; -100 without one), and the detector's own in
+/// `powerRaw` (ADC counts; 0 without one).
+void pn_measure_readPower(Device* device, const Slot<const tvpow*(Device*)>& reading);
+
 /// Puts the sources on the whole MHz beside `frequency` if the loop can pull the rest, else on `frequency`. Sets
 /// `frequencyRounded` and DELTAV; with RF off both stay. The sources are left alone if they are as near as one volt
 /// pulls. Returns `frequencyRounded`, Hz.

@@ -80,7 +80,7 @@ void setR1(const FastLock& run, const LockChannel& channel, bool locked) {
 
 /// Filters, helper voltages and helper resistances of an attempt. False without filters.
 bool designAttempt(FastLock* run, double wanted) {
-    const bool fits = calcLoopParams(run->device, wanted);
+    const bool usable = calcLoopParams(run->device, wanted);
     run->channels = lockChannels_ofDesign();
     run->wasLockedB = false;
     const double reach = kphiVolts(configPNPtr->kphiA) * (run->reference1GHz ? helperReach1GHz : helperReach);
@@ -88,7 +88,7 @@ bool designAttempt(FastLock* run, double wanted) {
     run->helperHigh = std::max(helperRest + reach, helperHighLeast);
     for (LockChannel* channel : {&run->channels.a, &run->channels.b})
         channel->r3 = run->reference1GHz ? 2 * channel->r1 : std::min(channel->r1 / 2, r3Max);
-    return fits && run->channels.haveFilters();
+    return usable && run->channels.haveFilters();
 }
 
 /// Closes both loops with the filters of the attempt and chooses which way the helpers push.

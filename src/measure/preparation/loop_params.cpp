@@ -174,10 +174,12 @@ Trial tryCapacitor(double farad, double gain, double zeta, double wn) {
     return {wn, r1For(wn), r2For(wn)};
 }
 
-constexpr double unknownGain = -1;
+constexpr double keptFilter = 0;
+constexpr double unusable = -1;
+constexpr double keptZetaMin = 0.5; // below, the trace is off by decibels around the natural frequency
 
-/// Gives a channel its filter. Returns the bandwidth that it has, Hz; 0 if there is none, unknownGain if there is
-/// nothing to design for.
+/// Gives a channel its filter. Returns the bandwidth that it has, Hz. If nothing fits, the channel keeps the filter
+/// that it had, if any, which makes another loop of the gain of now: keptFilter, or unusable if that is hardly damped.
 double designChannel(const FilterFields& fields, const Target& target, double bandwidth, double sensitivity,
                      double volts) {
     const double gain = volts * sensitivity * circle;
@@ -195,7 +197,11 @@ double designChannel(const FilterFields& fields, const Target& target, double ba
         "   > calcLoopParams: ERROR: NOT VALID Parameters: Boards (1C,2B,2C,2D): sens=%.1f Hz/V, Kphi=%.3f C=%.1f nF  "
         "R1=%.1f R2=%.1f   BW=%.1f Hz  Zeta==%.1f\n",
         sensitivity, volts, capacitorsOfBoard()[0] * 1e9, trial.r1, trial.r2, trial.wn / shortCircle, target.zeta);
-    return gain > 0 ? 0 : unknownGain;
+    if (!(gain > 0) || !std::isfinite(gain))
+        return keptFilter;
+    if (*fields.r1 > 0)
+        storeFilter(fields, *fields.capacitor, *fields.r1, *fields.r2, gain);
+    return *fields.zeta < keptZetaMin ? unusable : keptFilter;
 }
 
 } // namespace
@@ -220,5 +226,5 @@ bool calcLoopParams(Device* device, double wantedBandwidth) {
     }
     if (bandwidth > 0)
         config->loopBandwidth = bandwidth;
-    return designChannel(filterB, target, bandwidth, sensitivity.b, volts.b) != 0 && reachedA != 0;
+    return designChannel(filterB, target, bandwidth, sensitivity.b, volts.b) != unusable && reachedA != unusable;
 }

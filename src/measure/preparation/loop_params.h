@@ -19,11 +19,10 @@ enum InternalReference : int {
 /// chooses. The largest capacitor that fits is taken. A bandwidth that no filter gives is raised, never lowered.
 ///
 /// The filters, and what they give, stand in loopR1A to loopZetaB of meas_data; the bandwidth of channel A in
-/// loopBandwidth of the record in force. A channel for which nothing fits keeps its filter, and what that gave when it
-/// was designed.
+/// loopBandwidth of the record in force. A channel for which nothing fits keeps its filter; loopWnA to loopZetaB then
+/// tell what that gives now, as far as the gain is known, so that the trace is corrected for the loop that there is.
 ///
-/// Returns false if nothing fits a channel whose gain is known: with the filter that it keeps its loop would not be the
-/// one that the trace is corrected for.
+/// Returns false if a loop with the filter that its channel keeps would be damped too little to correct the trace for.
 ///
 /// A measurement with one channel has no detector constant of B: B gets its filter by the constant of A. With a pulsed
 /// DUT kphiA and kphiB are the user's volts; the design leaves them as counts, and finds the volts again in them when

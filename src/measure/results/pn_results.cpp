@@ -47,8 +47,10 @@ int32_t takeLastError() {
 
 /// Asks for a save at iteration `average` and tells how many saves stood before. The nearest of several requests
 /// counts: the others are served by the ends of their iterations.
-uint64_t requestPreview(int32_t average) {
+uint64_t requestPreview(int32_t average, bool timed) {
     MutexLock lock(meas_data.resultMutex);
+    if (timed)
+        meas_data.preliminaryCorrelationCount = -1; // until the save that is waited for
     meas_data.previewTarget = meas_data.previewTrigger != 0 ? std::min(meas_data.previewTarget, average) : average;
     meas_data.previewTrigger = 1;
     printd("---> TRIGGER SET\n");
@@ -87,14 +89,8 @@ int waitForResult(int whole, int average, const timespec* deadline) {
     if (goal.run == 0)
         return takeLastError();
     if (!goal.whole)
-        goal.savesBefore = requestPreview(average);
-    if (waitFor(goal, deadline))
-        return takeLastError();
-    if (!goal.whole) {
-        MutexLock lock(meas_data.resultMutex);
-        meas_data.preliminaryCorrelationCount = -1;
-    }
-    return scpi::waitTimedOut;
+        goal.savesBefore = requestPreview(average, deadline != nullptr);
+    return waitFor(goal, deadline) ? takeLastError() : scpi::waitTimedOut;
 }
 
 /// Tuning sensitivities of both channels, Hz/V, as read last while no run was on.

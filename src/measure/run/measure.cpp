@@ -1,5 +1,6 @@
 #include "measure/run/measure.h"
 
+#include "base/error_codes.h"
 #include "base/tvdebug.h"
 #include "core/thread.h"
 #include "measure/run/meas_data.h"
@@ -53,8 +54,8 @@ void* measure_handler(void* argument) {
     auto* device = static_cast<Device*>(argument);
     onMeasurementThread = true;
     for (;;) {
-        [[maybe_unused]] const int32_t result = runMode(device, waitForStart());
-        printd("---> measureFull has finished with error code (%d).\n", result);
+        const char* const failure = scpi::runFailureText(runMode(device, waitForStart()));
+        printd("---> measureFull has finished with error code (%s).\n", failure != nullptr ? failure : "No error");
         announceEnd();
     }
     return nullptr;

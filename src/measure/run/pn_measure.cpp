@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <span>
 
 namespace {
 
@@ -43,9 +44,8 @@ CorrelationRun run; // the measurement thread's own; static because of the threa
 double levelScale(Device* device) {
     const MeasConfig* config = configPNPtr;
     const double kA = kphiVolts(config->kphiA);
-    double kB = kphiVolts(config->kphiB);
-    if (kB <= 0 && config->measurementMethod != methodCrossCorrelation)
-        kB = kA; // a measurement with channel A alone has no constant of B
+    // With channel A alone both factors of a product are A's; a constant of B may be there from an earlier run.
+    const double kB = config->measurementMethod == methodCrossCorrelation ? kphiVolts(config->kphiB) : kA;
     return 10 * std::log10(kA) + 10 * std::log10(kB) + config->ifGain -
            20 * std::log10(static_cast<double>(Device_getPrescaler(device)));
 }
@@ -90,18 +90,46 @@ void clearSums() {
     std::fill_n(meas_data.accumIm, run.pointCount, 0.0);
 }
 
-void accumulateStage(Device* device, int32_t stage) {
+using Spectrum = std::span<const FdPoint>;
+
+/// The spectrum of a stage; empty if there is none. Waits for the end of the capture.
+Spectrum fetchStage(Device* device, int32_t stage) {
     const void* data = nullptr;
     const int bytes = Device_getPhaseNoiseFdBuffer(device, static_cast<uint32_t>(stage), &data);
-    const int32_t last = bytes / static_cast<int32_t>(sizeof(FdPoint)) - 1;
-    if (data == nullptr || last < 0)
+    if (data == nullptr || bytes < static_cast<int>(sizeof(FdPoint)))
+        return {};
+    return {static_cast<const FdPoint*>(data), static_cast<size_t>(bytes) / sizeof(FdPoint)};
+}
+
+void accumulateStage(Spectrum spectrum, int32_t stage) {
+    const auto last = static_cast<int32_t>(spectrum.size()) - 1;
+    if (last < 0)
         return;
-    const auto* spectrum = static_cast<const FdPoint*>(data);
     for (int32_t k = run.bound[stage + 1]; k < run.bound[stage]; ++k) {
         const FdPoint& point = spectrum[std::min(run.bin[k], last)];
         meas_data.accumRe[k] += static_cast<double>(point.re);
         meas_data.accumIm[k] += static_cast<double>(point.im);
     }
+}
+
+bool stopRequested() {
+    return meas_data.stopRequested != 0;
+}
+
+/// One capture into the sums. False, and nothing is added, if it was to stop meanwhile: of a capture that was cut short
+/// the buffers hold what an earlier one has left there.
+bool addCapture(Device* device) {
+    Device_capturePhaseNoiseFdSamples(device);
+    if (stopRequested()) // perhaps after the last look, but before there was a capture to cut
+        Device_abort_local(device);
+    for (int32_t stage = 0; stage < run.stageCount; ++stage) {
+        const Spectrum spectrum = fetchStage(device, stage);
+        if (stage == 0 && stopRequested())
+            return false;
+        accumulateStage(spectrum, stage);
+    }
+    printTime("completed data acquisition", 1);
+    return true;
 }
 
 /// Averages the level of `passes` captures into the running average of `done` finished iterations.
@@ -192,31 +220,42 @@ void announceSave(uint64_t number, int32_t iteration) {
     meas_data.pnFinishedCond.broadcast();
 }
 
-/// One iteration after `done` finished ones. False if a stop request ended it.
-bool runIteration(Device* device, int32_t done) {
-    for (int32_t passes = 0; passes < run.capturePasses;) {
-        if (meas_data.stopRequested != 0) {
+/// One iteration after `done` finished ones. Returns the captures that it has added: fewer than capturePasses if it was
+/// stopped.
+int32_t runIteration(Device* device, int32_t done) {
+    int32_t passes = 0;
+    while (passes < run.capturePasses) {
+        if (stopRequested() || !addCapture(device)) {
             printd("   > Measurement stopped\n");
-            return false;
+            break;
         }
-        Device_capturePhaseNoiseFdSamples(device);
-        for (int32_t stage = 0; stage < run.stageCount; ++stage)
-            accumulateStage(device, stage);
-        printTime("completed data acquisition", 1);
         ++passes;
         if (const uint64_t number = saveIfDue(device, done, passes); number != 0)
             announceSave(number, done + 1);
     }
-    clearSums();
-    return true;
+    return passes;
+}
+
+/// What a run that was stopped in its first iteration leaves: what its captures gave, or no trace.
+void settleFirstIteration(Device* device, int32_t passes) {
+    MutexLock lock(meas_data.resultMutex);
+    if (passes > 0)
+        save(device, 0, passes);
+    else
+        meas_data.pointCount = 0;
 }
 
 } // namespace
 
 void measurePhaseNoise(Device* device) {
     prepareRun(device);
-    for (int32_t done = 0; done < run.iterations; ++done)
-        if (!runIteration(device, done))
+    for (int32_t done = 0; done < run.iterations; ++done) {
+        const int32_t passes = runIteration(device, done);
+        const bool stopped = passes < run.capturePasses;
+        if (stopped && done == 0)
+            settleFirstIteration(device, passes);
+        clearSums();
+        if (stopped)
             break;
-    clearSums();
+    }
 }

@@ -13,7 +13,8 @@
 int32_t pnMeasureFull(Device* device);
 
 /// The loop over iterations, captures and stages. Takes its settings once at the start: what a client changes meanwhile
-/// counts for the next run. A stop request ends it before the next capture; nothing more is published then.
+/// counts for the next run. A stop request ends it; a capture that it cuts short counts for nothing. The trace is then
+/// the last that an iteration ended with; in the first iteration what its captures gave, or none.
 void measurePhaseNoise(Device* device);
 
 // Waits. Both return the code of the last run and clear it; at once when no run is on. With `whole` not 0 they wait for

@@ -21,7 +21,6 @@ constexpr tv_time searchGate_s = 0.01;      // of the counters, at most
 constexpr int searchAttempts = 3;
 constexpr int lockAttempts = 2;
 constexpr double frequencyJump_Hz = 10e6;
-constexpr double unreadableLevel = -100.0; // dBm
 
 /// Stores what each phase took.
 class PhaseClock {
@@ -37,8 +36,11 @@ private:
     timeval begin_ = measure_now(); // its own: the captures restart start_time
 };
 
+/// A run that was to stop ends well, whatever the step failed in that was cut short.
 int32_t endWith(int32_t code) {
     MutexLock lock(meas_data.resultMutex);
+    if (meas_data.stopRequested != 0)
+        code = 0;
     meas_data.lastError = code;
     return code;
 }
@@ -92,8 +94,7 @@ int32_t findFrequency(Device* device, MeasConfig* config) {
         config->doFrequency = 1;
         return scpi::noSignalDetected;
     }
-    const tvpow* power = Device_quicklyGetPower(device);
-    config->power = power != nullptr ? static_cast<double>(*power) : unreadableLevel;
+    pn_measure_readPower(device, Device_quicklyGetPower);
     return 0;
 }
 

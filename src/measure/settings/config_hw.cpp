@@ -2,6 +2,7 @@
 
 #include "base/error_codes.h"
 #include "identity/device_variants.h"
+#include "measure/preparation/frequency_search.h"
 #include "measure/settings/measurement_configuration.h"
 
 #include <cmath>
@@ -83,9 +84,10 @@ int configHW_setSpotFrequency(Device* device, double spotFrequency) {
 }
 
 int configHW_setFrequency(Device* device) {
-    if (Device_isRfEnabled(device) != 0)
-        return 0;
-    return Device_enableRf(device);
+    const int enabled = Device_isRfEnabled(device) != 0 ? 0 : Device_enableRf(device);
+    if (configPNPtr->frequency > 0)
+        pn_measure_roundFrequency(device);
+    return enabled;
 }
 
 int configHW_setReferenceVoltage(Device* device, double voltage1, double voltage2) {

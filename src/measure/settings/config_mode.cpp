@@ -119,6 +119,8 @@ void forgetRun() {
                                   &meas_data.loopWnA, &meas_data.loopWnB, &meas_data.loopZetaA, &meas_data.loopZetaB})
         *value = unknown;
     meas_data.inputAttenuation = unknown;
+    for (Shared<uint32_t>* setting : {&meas_data.beatSamples, &meas_data.beatDivider, &meas_data.beatChannels})
+        *setting = 0;
     MutexLock lock(meas_data.resultMutex);
     meas_data.stopRequested = 0;
     meas_data.previewTrigger = 0;

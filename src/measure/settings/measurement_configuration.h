@@ -71,7 +71,7 @@ struct MeasConfig {
     Shared<double> functionRangeStart = 10;  // Hz
     Shared<double> functionRangeStop = 50e6; // Hz
     Shared<double> power = 0;                // of the DUT, dBm
-    Shared<double> powerRaw = 0;             // before calibration
+    Shared<double> powerRaw = 0;             // the detector's reading of it, ADC counts
     Shared<double> ifGain = 0;               // in force, dB; negative: a failed adjustment
     Shared<double> kphiA = -1;               // detector constants, ADC counts/rad; 0 and below: not measured
     Shared<double> kphiB = -1;

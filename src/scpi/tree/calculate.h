@@ -18,7 +18,7 @@ inline constexpr Row calculateRows[] = {
      "Carrier frequency as counted, Hz"},
     {"CALCulate:POWer", Q, inPn<node_double<Automeasure_config_getPower>>, "", "Carrier power, dBm"},
     {"CALCulate:POWer:RAW", Q, inPn<node_double<Automeasure_config_getPowerRaw>>, "",
-     "Carrier power before calibration"},
+     "Carrier power before calibration: reading of the detector, ADC counts"},
     {"CALCulate:WAIT:AVERage", QS, calculate_waitForAverage, "[ALL|NEXT|<count>[,<ms>]]",
      "Wait for the end of the measurement (ALL), the next result or that of an average; no answer, but an error if the "
      "run failed. No link is served meanwhile"},
