@@ -37,6 +37,29 @@ class Sandbox(unittest.TestCase):
             self.assertFalse((Path(directory) / "sandbox-probe").exists(), f"{directory} of the host was written")
         self.assertTrue((self.state / "tolvane/cust/list/sandbox-probe").exists())
 
+    def test_nothing_of_the_host_can_be_changed_from_inside_whoever_starts_it(self):
+        host_name = os.uname().nodename
+        starters = [[]]
+        if os.getuid() == 0:  # an ordinary user as well
+            os.chmod(self.directory.name, 0o777)
+            user = ["setpriv", "--reuid=1000", "--regid=1000", "--clear-groups"]
+            if subprocess.run([*user, "test", "-x", SANDBOX]).returncode == 0:  # not in a project below /root
+                starters.append(user)
+        for starter in starters:
+            for words in ([], ["--private-network"]):
+                done = subprocess.run(
+                    [*starter, SANDBOX, "--state", f"{self.state}{len(starter)}", *words, "--", "sh", "-c"]
+                    + [f"echo changed > /proc/sys/kernel/hostname; python3 -B {PROJECT}/tests/instrument/host_writes.py"],
+                    stdin=subprocess.DEVNULL,
+                    capture_output=True,
+                    text=True,
+                    timeout=60,
+                )
+                self.assertEqual(os.uname().nodename, host_name, (starter, words))
+                *changed, last = done.stdout.splitlines() or [done.stderr]
+                self.assertEqual(changed, [], (starter, words))
+                self.assertGreater(int(last.removeprefix("tried ")), 2000)
+
     def test_root_inside_cannot_make_the_host_writable(self):
         for words in ((), ("--private-network",)):
             done = self.inside(
@@ -52,6 +75,21 @@ class Sandbox(unittest.TestCase):
             "cat /tolvane/dev/sn /tolvane/cust/sav0 /tolvane/dev/vcosensa", "--serial", "220-336306910-0077"
         )
         self.assertEqual(again.stdout, "220-336306910-0077\nkept\n300.0\n")
+
+    def test_a_fresh_unit_is_whole_or_absent_wherever_its_making_was_cut_off(self):
+        factory = SANDBOX.with_name("factory")
+        lines = factory.read_text().splitlines(keepends=True)
+
+        def files(state):
+            return {str(path.relative_to(state)): path.read_bytes() for path in state.rglob("*") if path.is_file()}
+
+        subprocess.run([factory, self.state], check=True)
+        whole = files(self.state)
+        for count in range(len(lines)):
+            state = Path(self.directory.name) / f"unit{count}"
+            subprocess.run(["sh", "-c", "".join(lines[:count]), factory, state], stderr=subprocess.DEVNULL)
+            subprocess.run([factory, state], check=True)
+            self.assertEqual(files(state), whole, f"after the first {count} lines")
 
     def test_protection_scripts_and_stand_ins_leave_their_marks(self):
         self.inside("/bin/write_tv; /bin/write_root; /bin/protect_root; shutdown -h now; su -c 'iptables -t nat'")
