@@ -156,6 +156,7 @@ void initialize() {
     Device* const device = Device_create();
     debug_device = device;
     device_config_init();
+    device_config_finishInterruptedWrites();
     mkdir("/tolvane/cust/list", everybody);
     mkdir("/tolvane/cust/flatness", everybody);
     installSignalHandlers();

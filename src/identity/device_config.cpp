@@ -1,5 +1,7 @@
 #include "identity/device_config.h"
 
+#include "core/file_trees.h"
+
 #include <cstring>
 #include <unistd.h>
 
@@ -14,6 +16,12 @@ void device_config_init() {
     device_config_readSN(device_config_sn);
     device_config_loadModelNameExt();
     device_config_fwStatus = access(updateMarker, F_OK) == 0 ? 1 : 0;
+}
+
+void device_config_finishInterruptedWrites() {
+    device_config_finishLanConfig();
+    tvstuffProtectRoot();
+    tvstuffProtectTv();
 }
 
 const char* device_config_getFWVersion() {

@@ -23,6 +23,10 @@ inline constexpr char device_config_fwversion[] = "0.4.92";
 /// before any predicate of device_variants.h is asked.
 void device_config_init();
 
+/// Finishes or undoes what a killed process has left half written, and closes the protection that it left open. Once,
+/// at start.
+void device_config_finishInterruptedWrites();
+
 /// Version text; "0.0.1" while device_config_fwStatus is non-zero.
 [[nodiscard]] const char* device_config_getFWVersion();
 

@@ -1,8 +1,8 @@
 #include "identity/device_config_files.h"
 
 #include "base/error_codes.h"
+#include "core/file_draft.h"
 #include "core/file_trees.h"
-#include "core/shell.h"
 #include "identity/device_variants.h"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ namespace {
 constexpr char bootDelayFile[] = "/tolvane/dev/bootdelay";
 constexpr char vcoTuningFile[] = "/tolvane/dev/vcotuning";
 constexpr char gpibFile[] = "/tolvane/dev/gpib";
-constexpr size_t pathMax = 256;
+constexpr size_t pathMax = 64;
 constexpr size_t gpibAddressMax = 15;  // characters
 constexpr size_t numberTextSize = 336; // any finite double as "%f"
 
@@ -50,18 +50,6 @@ public:
         return static_cast<ssize_t>(done);
     }
 
-    bool writeAll(std::string_view content) {
-        while (!content.empty()) {
-            const ssize_t count = write(number_, content.data(), content.size());
-            if (count < 0 && errno == EINTR)
-                continue;
-            if (count <= 0)
-                return false;
-            content.remove_prefix(static_cast<size_t>(count));
-        }
-        return fsync(number_) == 0;
-    }
-
 private:
     int number_;
 };
@@ -85,7 +73,7 @@ double withinBootDelayLimits(double seconds) {
     return seconds > BOOT_DELAY_MIN && seconds <= BOOT_DELAY_MAX ? seconds : BOOT_DELAY_MIN;
 }
 
-/// The text goes into a shell line: nothing that the shell could take for its own may be in it.
+/// The system's scripts read the file: nothing that a shell could take for its own may be in it.
 bool isGpibAddress(std::string_view text) {
     constexpr auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     constexpr std::string_view separators = ",. ";
@@ -116,27 +104,9 @@ int device_config_loadBinary(const char* path, void* buffer, size_t size) {
     return 0;
 }
 
-int device_config_replaceFile(const char* path, std::string_view content) {
-    char draft[pathMax];
-    const int length = snprintf(draft, sizeof draft, "%s.new", path);
-    if (length < 0 || static_cast<size_t>(length) >= sizeof draft)
-        return scpi::executionError;
-    bool written;
-    {
-        Descriptor file(open(draft, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-        if (!file)
-            return scpi::executionError;
-        written = file.writeAll(content);
-    }
-    if (written && rename(draft, path) == 0)
-        return 0;
-    unlink(draft);
-    return scpi::executionError;
-}
-
 int device_config_storeBinary(const char* path, const void* buffer, size_t size) {
     ProtectedWrite guard;
-    return device_config_replaceFile(path, {static_cast<const char*>(buffer), size});
+    return file_replace(path, {static_cast<const char*>(buffer), size});
 }
 
 int device_config_storeString(const char* path, const char* text) {
@@ -202,9 +172,7 @@ int device_config_getGPIBaddr(char* buffer, size_t size) {
 int device_config_setGPIBaddr(const char* text) {
     if (!isGpibAddress(text))
         return scpi::illegalParameterValue;
-    char command[64];
-    snprintf(command, sizeof command, "echo '%s' > %s", text, gpibFile);
-    ProtectedWrite guard;
-    tvstuffSystem(command);
-    return 0;
+    char line[gpibAddressMax + 2];
+    snprintf(line, sizeof line, "%s\n", text);
+    return device_config_storeString(gpibFile, line);
 }

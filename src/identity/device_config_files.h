@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
 
 /// Reads at most `size` - 1 bytes and ends the text. Returns 0, or -200 with an empty text if the file cannot be read.
 [[nodiscard]] int device_config_loadString(const char* path, char* buffer, size_t size);
@@ -16,9 +15,6 @@
 /// Writes inside a protected write. Return 0, or -200 with the old content kept.
 [[nodiscard]] int device_config_storeString(const char* path, const char* text);
 [[nodiscard]] int device_config_storeBinary(const char* path, const void* buffer, size_t size);
-
-/// The same without the protected write, for trees that are writable.
-[[nodiscard]] int device_config_replaceFile(const char* path, std::string_view content);
 
 inline constexpr double BOOT_DELAY_MIN = 0.0;  // s
 inline constexpr double BOOT_DELAY_MAX = 60.0; // s
@@ -41,5 +37,5 @@ int device_config_loadBootDelay(double* seconds);
 [[nodiscard]] int device_config_getGPIBaddr(char* buffer, size_t size);
 
 /// Stores the address: a number, or a primary and a secondary one with a comma, a point or a blank between. Returns 0,
-/// or -224 for any other text (nothing stored).
+/// -224 for any other text, or -200 if the file could not be written (the old address stays).
 [[nodiscard]] int device_config_setGPIBaddr(const char* text);

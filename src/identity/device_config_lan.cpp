@@ -2,22 +2,20 @@
 
 #include "base/error_codes.h"
 #include "base/sync.h"
-#include "core/file_trees.h"
 #include "core/shell.h"
 #include "identity/device_config_files.h"
+#include "identity/device_config_lan_files.h"
 
 #include <arpa/inet.h>
 #include <cstdio>
 #include <cstring>
 #include <net/if.h>
-#include <string_view>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr char modeFile[] = "/tolvane/dev/conf/syst_comm_lan_conf";
 constexpr char unknownAddress[] = "0.0.0.0";
 
 using AddressText = char[ipv4TextSize];
@@ -58,14 +56,6 @@ bool isSubnetMask(uint32_t mask) {
 void setMode(LanMode mode) {
     MutexLock lock(lanMutex);
     device_config.lanMode = mode;
-}
-
-LanMode storedMode() {
-    char line[16];
-    if (device_config_loadString(modeFile, line, sizeof line) != 0)
-        return lanModeAuto;
-    const std::string_view word(line, strcspn(line, "\r\n"));
-    return word == "MAN" ? lanModeMan : word == "DHCP" ? lanModeDhcp : lanModeAuto;
 }
 
 /// One address of an interface: SIOCGIFADDR or SIOCGIFNETMASK. False if there is no such interface or address.
@@ -114,31 +104,10 @@ void readInterface(LanConfig& config) {
     close(descriptor);
 }
 
-void useDynamicAddress(const char* word) {
-    for (const char* file : {modeFile, "/etc/network/configuration"}) {
-        char command[128];
-        snprintf(command, sizeof command, "echo %s > %s", word, file);
-        tvstuffSystem(command);
-    }
-    tvstuffSystem("cat /tolvane/dev/conf/lo_conf /tolvane/dev/conf/eth0_dhcp_conf > /etc/network/interfaces");
-}
-
-void useStaticAddress(const LanConfig& config) {
-    tvstuffSystem("echo MAN > /tolvane/dev/conf/syst_comm_lan_conf");
-    tvstuffSystem("echo MAN > /etc/network/configuration");
-    tvstuffSystem("echo 'auto eth0' > /tolvane/dev/conf/eth0_static_conf");
-    tvstuffSystem("echo 'iface eth0 inet static' >> /tolvane/dev/conf/eth0_static_conf");
-    const struct {
-        const char* word;
-        const char* value;
-    } lines[] = {{"address", config.lanIp}, {"netmask", config.lanSubnet}, {"gateway", config.lanGateway}};
-    for (const auto& line : lines) {
-        char command[128];
-        snprintf(command, sizeof command, "echo '   %s %s' >> /tolvane/dev/conf/eth0_static_conf", line.word,
-                 line.value);
-        tvstuffSystem(command);
-    }
-    tvstuffSystem("cat /tolvane/dev/conf/lo_conf /tolvane/dev/conf/eth0_static_conf > /etc/network/interfaces");
+void restartLinkWatcher() {
+    tvstuffSystem("/etc/init.d/ifplugd.init stop");
+    tvstuffSystem("sleep 1");
+    tvstuffSystem("/etc/init.d/ifplugd.init start");
 }
 
 } // namespace
@@ -201,31 +170,30 @@ void device_config_getLanConfig() {
     for (const auto field : {&LanConfig::lanIp, &LanConfig::lanSubnet, &LanConfig::lanGateway})
         memcpy(fresh.*field, unknownAddress, sizeof unknownAddress);
     readInterface(fresh);
-    fresh.lanMode = storedMode();
+    fresh.lanMode = lanFiles_mode();
     MutexLock lock(lanMutex);
     device_config = fresh;
 }
 
 int device_config_setLanConfig() {
-    const LanConfig config = snapshot();
-    {
-        ProtectedWrite tv(FileTree::tv);
-        ProtectedWrite root(FileTree::root);
-        switch (config.lanMode) {
-        case lanModeAuto: useDynamicAddress("AUTO"); break;
-        case lanModeDhcp: useDynamicAddress("DHCP"); break;
-        case lanModeMan: useStaticAddress(config); break;
-        }
-    }
-    tvstuffSystem("/etc/init.d/ifplugd.init stop");
-    tvstuffSystem("sleep 1");
-    tvstuffSystem("/etc/init.d/ifplugd.init start");
+    if (const int error = lanFiles_store(snapshot()); error != 0)
+        return error;
+    restartLinkWatcher();
     return 0;
 }
 
 int device_config_setDefaultLanConfig() {
+    const LanMode before = snapshot().lanMode;
     setMode(lanModeAuto);
-    return device_config_setLanConfig();
+    const int error = device_config_setLanConfig();
+    if (error != 0)
+        setMode(before);
+    return error;
+}
+
+void device_config_finishLanConfig() {
+    if (lanFiles_repair())
+        restartLinkWatcher();
 }
 
 int device_config_getMacAddr(char* buffer, size_t size) {

@@ -47,11 +47,15 @@ void device_config_setLanConfigMan();
 /// gateway, stored mode. What cannot be found out is "0.0.0.0", or AUTO for the mode.
 void device_config_getLanConfig();
 
-/// Brings mode and addresses to the system and restarts the link watcher, which takes more than a second. Returns 0.
-int device_config_setLanConfig();
+/// Brings mode and addresses to the system and restarts the link watcher, which takes more than a second. Returns 0, or
+/// -200 if the files could not be written: then they and the network are as they were.
+[[nodiscard]] int device_config_setLanConfig();
 
-/// device_config_setLanConfig with the mode AUTO.
-int device_config_setDefaultLanConfig();
+/// device_config_setLanConfig with the mode AUTO; after a failure the mode is the old one.
+[[nodiscard]] int device_config_setDefaultLanConfig();
+
+/// Finishes a change of the settings that a killed process has left half done. Once, at start.
+void device_config_finishLanConfig();
 
 /// Hardware address of eth0 as text, cut to `size`; empty if it cannot be found out. Returns 0.
 int device_config_getMacAddr(char* buffer, size_t size);

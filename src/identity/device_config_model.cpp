@@ -1,5 +1,6 @@
 #include "identity/device_config_model.h"
 
+#include "core/file_draft.h"
 #include "identity/device_config_files.h"
 
 #include <cstring>
@@ -28,8 +29,13 @@ void adopt(std::string_view text) {
 } // namespace
 
 int device_config_setModelNameExt(const char* text) {
+    char before[sizeof plainText];
+    memcpy(before, plainText, sizeof before);
     adopt(text);
-    return device_config_storeModelNameExt();
+    const int error = device_config_storeModelNameExt();
+    if (error != 0)
+        adopt(before);
+    return error;
 }
 
 const char* device_config_getModelNameExt_bracketed() {
@@ -54,5 +60,5 @@ void device_config_loadModelNameExt() {
 
 int device_config_storeModelNameExt() {
     const std::string_view stored(device_config_modelNameExt);
-    return device_config_replaceFile(extensionFile, stored.substr(0, storedMax));
+    return file_replace(extensionFile, stored.substr(0, storedMax));
 }

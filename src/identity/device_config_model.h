@@ -5,7 +5,7 @@
 inline char device_config_modelNameExt[17] = {};
 
 /// Takes the first 14 characters of `text` and stores them. Returns 0, or -200 if the file could not be written; the
-/// name is in force all the same.
+/// name is the old one then.
 int device_config_setModelNameExt(const char* text);
 
 /// The text with brackets around it; nothing, if there is no text.

@@ -1,6 +1,7 @@
 #include "links/rmt.h"
 
 #include "base/error_codes.h"
+#include "core/file_draft.h"
 #include "core/file_trees.h"
 #include "links/tvsocket.h"
 
@@ -73,8 +74,7 @@ int Tvsocket_rmtSendFile(Tvsocket* socket, const char* path) {
 int Tvsocket_rmtReceiveFile(Tvsocket* socket, const char* path) {
     const TimeLimit limit(socket->connFd);
     ProtectedWrite writable;
-    FILE* file = fopen(path, "w");
-    bool good = file != nullptr;
+    FileDraft file(path, everybody);
     bool ended = false;
     while (!ended) {
         std::array<char, pieceSize> buffer;
@@ -85,17 +85,12 @@ int Tvsocket_rmtReceiveFile(Tvsocket* socket, const char* path) {
         ended = slash != nullptr;
         const size_t text =
             ended ? static_cast<size_t>(static_cast<const char*>(slash) - buffer.data()) : static_cast<size_t>(count);
-        if (file != nullptr)
-            good = fwrite(buffer.data(), 1, text, file) == text && good;
+        file.write({buffer.data(), text});
         if (!sendText(socket, endOfFile))
             break;
     }
     if (!ended)
         (void)sendText(socket, endOfFile);
-    if (file != nullptr) {
-        good = fputc('\n', file) != EOF && good;
-        good = fclose(file) == 0 && good;
-        chmod(path, everybody);
-    }
-    return good ? 0 : scpi::executionError;
+    file.write("\n");
+    return file.commit();
 }

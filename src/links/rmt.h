@@ -11,5 +11,5 @@ struct Tvsocket;
 int Tvsocket_rmtSendFile(Tvsocket* socket, const char* path);
 
 /// Receives a file up to a '/' or the end of the connection, and adds a newline. Data for a file that cannot be written
-/// is acknowledged and dropped. Returns 0, or -200 if the file could not be written.
+/// is acknowledged and dropped. Returns 0, or -200 if the file could not be written: the old one stays.
 int Tvsocket_rmtReceiveFile(Tvsocket* socket, const char* path);

@@ -2,14 +2,17 @@
 
 #include "base/error_codes.h"
 #include "base/tvdebug.h"
+#include "core/file_draft.h"
 #include "core/file_trees.h"
 #include "device_table/device_fptrs.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <tuple>
 
 namespace {
 
@@ -48,12 +51,13 @@ private:
 };
 
 /// One line: the setting's path and the value that its query answers.
-void scpi_getAndStoreSetting(scpi_link* link, FILE* file, const char* path, int length) {
-    std::array<char, lineRoom * 2> text;
+void scpi_getAndStoreSetting(scpi_link* link, FileDraft& file, const char* path, int length) {
+    std::array<char, lineRoom * 2 + std::tuple_size_v<Answer>> text;
     snprintf(text.data(), text.size(), ":%.*s?", length, path);
     Answer answer{};
     scpi_parser(link, text.data(), answer.data(), answerRoom, 0, 1);
-    fprintf(file, ":%.*s %s\n", length, path, answer.data());
+    snprintf(text.data(), text.size(), ":%.*s %s\n", length, path, answer.data());
+    file.write(text.data());
 }
 
 bool recalling;
@@ -66,8 +70,8 @@ int32_t scpi_storeDeviceSettings(scpi_link* link, int32_t number) {
         return scpi::undefinedHeader;
     const Path path = settingsPath(number);
     ProtectedWrite guard;
-    FILE* const file = fopen(path.data(), "w");
-    if (file == nullptr) {
+    FileDraft file(path.data());
+    if (!file.isOpen()) {
         printd("scpi_storeDeviceSettings(): opening %s for writing failed\n", path.data());
         return scpi::executionError;
     }
@@ -78,9 +82,8 @@ int32_t scpi_storeDeviceSettings(scpi_link* link, int32_t number) {
             list = end + 1;
         }
     }
-    fputc('\n', file);
-    const bool failed = ferror(file) != 0;
-    return fclose(file) != 0 || failed ? scpi::executionError : 0;
+    file.write("\n");
+    return file.commit();
 }
 
 int32_t scpi_recallDeviceSettings(scpi_link*, int32_t number) {
@@ -117,6 +120,5 @@ int32_t scpi_deleteDeviceSettings(scpi_link*, int32_t number) {
     if (!isNumber(number))
         return scpi::undefinedHeader;
     ProtectedWrite guard;
-    remove(settingsPath(number).data());
-    return 0;
+    return remove(settingsPath(number).data()) == 0 || errno == ENOENT ? 0 : scpi::executionError;
 }

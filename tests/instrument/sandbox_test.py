@@ -85,7 +85,7 @@ class Sandbox(unittest.TestCase):
 
         subprocess.run([factory, self.state], check=True)
         whole = files(self.state)
-        for count in range(len(lines)):
+        for count in (i for i, line in enumerate(lines) if line[0] not in "#\n"):
             state = Path(self.directory.name) / f"unit{count}"
             subprocess.run(["sh", "-c", "".join(lines[:count]), factory, state], stderr=subprocess.DEVNULL)
             subprocess.run([factory, state], check=True)

@@ -1,5 +1,6 @@
 // The firmware on virtual hardware, inside a unit's file tree.
 
+#include "core/file_draft.h"
 #include "core/numbers.h"
 #include "firmware/startup.h"
 #include "virtual/platform/clock.h"
@@ -141,7 +142,7 @@ std::string settleSerialNumber(std::string wanted) {
         wanted = vi::defaultSerialNumber;
     std::error_code ignored; // what matters is whether the file can be written
     std::filesystem::create_directories(std::filesystem::path(serialNumberFile).parent_path(), ignored);
-    if (!(std::ofstream(serialNumberFile) << wanted << std::flush))
+    if (file_replace(serialNumberFile, wanted) != 0)
         fail(exitPortTaken, std::string("cannot write ") + serialNumberFile + ": " + strerror(errno));
     return wanted;
 }
