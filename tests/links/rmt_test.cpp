@@ -1,4 +1,5 @@
 #include "../core/contents.h"
+#include "../core/full_disk.h"
 #include "base/error_codes.h"
 #include "links/rmt.h"
 #include "links/tvsocket.h"
@@ -80,6 +81,13 @@ TEST_F(FileTransfer, EndsInOrderWhateverGoesWrong) {
     say("text/"); // to a file that cannot be written; it leaves the line all the same
     EXPECT_EQ(Tvsocket_rmtReceiveFile(&socket_, "/tolvane/no/such/folder"), scpi::executionError);
     EXPECT_EQ(heard(), "/\n/\n");
+    say("newer/");
+    {
+        const FullDisk full;
+        EXPECT_EQ(Tvsocket_rmtReceiveFile(&socket_, path), scpi::executionError);
+    }
+    EXPECT_EQ(heard(), "/\n");
+    EXPECT_EQ(contents(path), "a\n");
     say("half a li");
     shutdown(peer_, SHUT_WR);
     EXPECT_EQ(Tvsocket_rmtReceiveFile(&socket_, path), 0);

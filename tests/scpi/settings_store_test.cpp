@@ -1,3 +1,5 @@
+#include "../core/contents.h"
+#include "../core/full_disk.h"
 #include "device_table/device_fptrs.h"
 #include "engine_fixture.h"
 #include "scpi/settings_store.h"
@@ -41,7 +43,13 @@ TEST_F(SettingsStore, StoringAsksForEachSettingOfTheDevicesList) {
     EXPECT_EQ(scpi_storeDeviceSettings(&link_, 1), undefinedHeader); // a device without a list
     Device_getStoredScpiParameters = [](Device*) { return "SENS:PN:AVER\nNONSENSE\nOUTP2\n"; };
     EXPECT_EQ(scpi_storeDeviceSettings(&link_, 1), 0);
-    std::ifstream file(settings(1));
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), ":SENS:PN:AVER 1\n:NONSENSE \n:OUTP2 1\n\n");
+    constexpr char stored[] = ":SENS:PN:AVER 1\n:NONSENSE \n:OUTP2 1\n\n";
+    EXPECT_EQ(contents(settings(1).c_str()), stored);
+    Device_getStoredScpiParameters = [](Device*) { return "OUTP2\n"; };
+    {
+        const FullDisk full;
+        EXPECT_EQ(scpi_storeDeviceSettings(&link_, 1), executionError);
+    }
+    EXPECT_EQ(contents(settings(1).c_str()), stored);
     EXPECT_EQ(errors(), Codes{});
 }
