@@ -40,7 +40,9 @@ FileDraft::~FileDraft() {
     if (descriptor_ < 0)
         return;
     close(descriptor_);
-    if (state_ != State::committed)
+    if (state_ == State::committed)
+        syncFolderOf(path_);
+    else
         unlink(draft_);
 }
 
@@ -67,7 +69,6 @@ int FileDraft::commit() {
         if (rename(draft_, path_) != 0)
             return scpi::executionError;
         state_ = State::committed;
-        syncFolderOf(path_);
     }
     return 0;
 }

@@ -4,7 +4,7 @@
 /// left is overwritten by the next one for the same file.
 ///
 /// Files that belong together are all finished first, when they need no more room, and then committed one after
-/// another.
+/// another, with nothing slow in between.
 
 #include <string_view>
 #include <sys/types.h>
@@ -12,7 +12,7 @@
 class FileDraft {
 public:
     explicit FileDraft(const char* path, mode_t mode = 0644);
-    /// Removes a draft that has not been committed.
+    /// Removes a draft that has not been committed; a committed one has its name on the disk after this.
     ~FileDraft();
     FileDraft(const FileDraft&) = delete;
     FileDraft& operator=(const FileDraft&) = delete;
