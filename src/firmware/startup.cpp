@@ -44,7 +44,7 @@ constexpr pid_t initProcess = 1;
 constexpr mode_t everybody = 0777;
 constexpr double microsecondsPerSecond = 1e6;
 
-pthread_t consoleLinkThread, socketLinkThread, ipAddressChangeThread, rmtdevFinderThread;
+pthread_t consoleLinkThread, socketLinkThread, socketDoorThread, ipAddressChangeThread, rmtdevFinderThread;
 
 void startThread(pthread_t* thread, void* (*body)(void*), void* argument = nullptr) {
     tvstuffPthreadCreate(thread, body, argument, linkThreadStack);
@@ -61,6 +61,11 @@ void* consoleLinkHandler(void*) {
 void* socketLinkHandler(void*) {
     for (;;)
         Tvsocket_handle(&tvsocket, &link_socket);
+}
+
+void* socketDoorHandler(void*) {
+    for (;;)
+        Tvsocket_listen(&tvsocket, &link_socket);
 }
 
 void* rmtdevFinderHandler(void*) {
@@ -110,6 +115,7 @@ void serveOldForms() {
 
 void startSocketLink() {
     scpi_link_init(&link_list, &link_socket, textLinkSize, textLinkSize, "Socket Port 18");
+    startThread(&socketDoorThread, socketDoorHandler);
     startThread(&socketLinkThread, socketLinkHandler);
 }
 

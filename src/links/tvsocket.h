@@ -1,49 +1,75 @@
 #pragma once
-/// The raw socket link: one TCP client at a time with SCPI text. While a client is connected the port is closed.
+/// The raw socket link: SCPI text from one TCP client at a time.
+///
+/// The port is always open. Two threads share it: the door (Tvsocket_listen) accepts whoever comes, and the link's
+/// thread (Tvsocket_handle) serves one client after the other. Who comes while another client is there is turned away
+/// at once, with a reset. Who comes after the other has closed stands in line, however soon that is, and is served when
+/// all that the others had sent has been carried out. So of the clients in line only the last can still be there.
+///
+/// A client that has closed only its sending side gets its answers, and a wait that it has started goes on until
+/// somebody stands in line behind it. One that is dead (a reset, or no sign of life) takes its wait and its block with
+/// it.
 
 #include "base/sync.h"
 
+#include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 
 struct scpi_link;
 
-/// The link's thread alone opens, closes and uses the descriptors, with two exceptions: Tvsocket_reset, and the file
-/// protocol (links/rmt.h), which runs on the main thread while the link's thread waits for it.
+inline constexpr size_t socketLineRoom = 64; // clients; who comes beyond that waits in the kernel
+
 struct Tvsocket {
-    int listenFd = -1; // -1 when closed
-    int connFd = -1;   // -1 when no client is connected
-    int port = 0;      // in use; 2000 above the one asked for where that needs rights that the process does not have
+    int listenFd = -1;
+    int watchFd = -1;     // tells the door of listenFd, and of the death of connFd
+    int port = 0;         // in use; 2000 above the one asked for where that cannot be had
+    uint32_t address = 0; // IPv4, network byte order; 0: of all interfaces
+    int newcomerFd = -1;  // the door's: who has come and is neither in line nor turned away yet
+    int64_t newcomerSince_ns = 0, patienceFrom_ns = 0; // the door's, on the monotonic clock
+    Mutex connMutex; // guards the following; the link's thread alone changes connFd and reads it without
+    int connFd = -1; // the client who is served; -1 when none
+    std::array<int, socketLineRoom> line{};
+    size_t lineCount = 0;
+    Condition lineGrew;
     std::atomic<int> resetRequest{0}; // 1: the client is to be dropped
-    Mutex connMutex; // held by the link's thread while connFd changes, and by others while they touch the connection
 };
 
 extern Tvsocket tvsocket;
 
-/// Listens on `port` of all interfaces; clients wait from here on until the link's thread serves them. On failure there
-/// is no listening socket, and the link's thread tries again.
-void Tvsocket_open(Tvsocket* socket, int port);
+/// Listens on `port` of `address`; clients wait from here on until the threads serve them. On failure there is no
+/// listening socket, and the door tries again.
+void Tvsocket_open(Tvsocket* socket, int port, uint32_t address = 0);
 /// Closes whatever is open. No thread may be using the socket.
 void Tvsocket_close(Tvsocket* socket);
+
+/// One step of the door's thread: waits until somebody comes or the client of `link` dies, and sees to it.
+void Tvsocket_listen(Tvsocket* socket, scpi_link* link);
 
 /// One step of the link's thread: waits for a client, or takes one read of the client's text through the link and sends
 /// the answers, or notices that the client has gone.
 void Tvsocket_handle(Tvsocket* socket, scpi_link* link);
 
-/// Drops the client, whatever its connection is doing. Callable from any thread; returns at once.
+/// Drops the client and those in line, whatever the connection is doing. Callable from any thread; returns at once.
 void Tvsocket_reset(Tvsocket* socket);
 
-// The parts of Tvsocket_handle.
+// The parts of the above.
 
 /// (Re)opens listenFd unless it is open.
 void TvsocketOpenListenSocket(Tvsocket* socket);
 void TvsocketCloseListenSocket(Tvsocket* socket);
 void TvsocketCloseCommunicationSocket(Tvsocket* socket);
-/// Waits for a client if there is none, closes the port and raises the event of the connection.
-void Tvsocket_listen(Tvsocket* socket, scpi_link* link);
+/// Adds the port to what the door watches, or (EPOLL_CTL_MOD) asks to be told once more.
+void Tvsocket_watchPort(Tvsocket* socket, int operation);
+/// Ends a connection that was not served, with a reset.
+void Tvsocket_turnAway(int fd);
+/// Waits for the next client in line and raises the event of its connection.
+void Tvsocket_takeClient(Tvsocket* socket, scpi_link* link);
 /// One read and all its answers; or, if the client has gone or is to go, the end of the connection and its event.
 void Tvsocket_read(Tvsocket* socket, scpi_link* link);
-/// Sends what the link has to say and returns whether there is more. A failed write loses the rest of that answer.
+/// Sends what the link has to say and returns whether there is more. A failed write loses the rest of that answer and
+/// ends a block.
 [[nodiscard]] int Tvsocket_write(Tvsocket* socket, scpi_link* link);
 /// Sends all of `count` bytes. With `more` they may wait a moment for those of the next call, so that a long block goes
 /// in few segments. False if the connection failed.

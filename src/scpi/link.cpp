@@ -35,7 +35,7 @@ void scpi_link_init(scpi_link** head, scpi_link* link, int cmdSize, int ansSize,
     link->handleRequest.set(0);
     link->clearRequest = 0;
     link->eventRequest = 0;
-    link->clientGone = 0;
+    link->clientGone = linkClientStays;
     link->listParser = nullptr;
     link->listError = 0;
     link->listIndex = 0;
@@ -46,7 +46,7 @@ void scpi_link_init(scpi_link** head, scpi_link* link, int cmdSize, int ansSize,
         link->bdInterrupt = nullptr;
     }
     scpi_exec_bd_clearFragments(link);
-    link->linkFlags = 0;
+    scpi_link_resetSettings(link);
     link->next = nullptr;
 
     scpi_link** tail = head;
@@ -143,9 +143,20 @@ void tvcommClear(scpi_link* link) {
 }
 
 void scpi_link_clientGone(scpi_link* link) {
-    link->clientGone = 1;
+    link->clientGone = linkClientGone;
     scpi_exec_interruptBlockDataSend(link);
     tvcommDo.setAndWake(1);
+}
+
+void scpi_link_clientMakesRoom(scpi_link* link) {
+    if (link->clientGone != linkClientStays)
+        return;
+    link->clientGone = linkClientMakesRoom;
+    tvcommDo.setAndWake(1);
+}
+
+void scpi_link_resetSettings(scpi_link* link) {
+    link->linkFlags = 0;
 }
 
 int scpi_link_flush(scpi_link* link) {

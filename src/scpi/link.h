@@ -43,6 +43,13 @@ enum LinkEvent : int32_t {
     linkEventDeviceClear = 11,
 };
 
+/// How far the client of a link is on its way out.
+enum LinkClient : uint32_t {
+    linkClientStays = 0,
+    linkClientMakesRoom = 1, // it reads its answers and waits for nothing more
+    linkClientGone = 2,      // nobody reads any more
+};
+
 inline constexpr int storedPathSize = 32;
 inline constexpr int linkAnswerMargin = 64; // a formatter may write that far beyond ansSize; it is never delivered
 
@@ -63,7 +70,7 @@ struct scpi_link {
     Mutex bufMutex;         // guards all above, eventRequest and clearRequest
     WakeWord handleRequest; // 1: the transport waits for a service pass; its own lock and condition in one word
     int32_t clearRequest;
-    Shared<uint32_t> clientGone; // 1: nobody reads any more; until the event of a client that has gone or has come
+    Shared<uint32_t> clientGone; // LinkClient; until the event of a client that has gone or has come
     int32_t eventRequest;        // LinkEvent, 0 for none; a second event overwrites the first
     std::array<char, 33> name;
     scpi_block bdReceive;
@@ -120,11 +127,16 @@ void scpi_link_waitHandled(scpi_link* link);
 void tvcommEvent(scpi_link* link, int code);
 /// Device clear: empties the link and cancels its transfers. Waits until that is done.
 void tvcommClear(scpi_link* link);
-/// The client has gone, or has to make room for the next one: what it waits for and blocks that it reads end at once,
-/// now and for as long as no event tells of a client that has gone or has come. What else it has sent still runs.
-/// Callable from any thread; returns at once and waits for nothing. Called twice, or with nothing under way, it does no
-/// harm; it must not come later than the event that tells that this client has gone.
+/// The client has gone: what it waits for and blocks that it reads end at once, now and for as long as no event tells
+/// of a client that has gone or has come. What else it has sent still runs. Callable from any thread; returns at once
+/// and waits for nothing. Called twice, or with nothing under way, it does no harm; it must not come later than the
+/// event that tells that this client has gone.
 void scpi_link_clientGone(scpi_link* link);
+/// The client will send nothing more, and others stand in line behind it: what it waits for ends at once, as above, but
+/// its answers and blocks still go to it. Not to be called while another thread calls scpi_link_clientGone.
+void scpi_link_clientMakesRoom(scpi_link* link);
+/// Puts back what a client has set for its link: it does not outlive the client. Main thread.
+void scpi_link_resetSettings(scpi_link* link);
 /// Empties both buffers; takes no lock. Returns 1.
 int scpi_link_flush(scpi_link* link);
 

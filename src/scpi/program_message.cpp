@@ -51,9 +51,10 @@ public:
         if (isGone(link_.eventRequest)) { // a block of a client that died is nobody else's
             scpi_exec_interruptBlockDataSend(&link_);
             cancelTransfers(&link_);
+            scpi_link_resetSettings(&link_);
         }
         if (isGone(link_.eventRequest) || isArrival(link_.eventRequest))
-            link_.clientGone = 0;
+            link_.clientGone = linkClientStays;
         moveUnreadAnswersDown();
         len_ = link_.cmdLen;
         exec_ = link_.cmdExec;
@@ -78,7 +79,7 @@ private:
         added_ = 0;
         if (scpi_exec_receivingBlockData(&link_))
             return receiveBlock();
-        if (scpi_exec_sendingBlockData(&link_) && link_.clientGone != 0) {
+        if (scpi_exec_sendingBlockData(&link_) && link_.clientGone == linkClientGone) {
             scpi_exec_interruptBlockDataSend(&link_);
             scpi_exec_cancelBlockDataSend(&link_);
         }

@@ -194,7 +194,7 @@ class Run(ProcessTest):
             self.assertEqual(receive_line(client), b"1\n")
             client.sendall(b"SYST:REST\n")
             self.assertEqual(receive_line(client), b"")  # the connection ends with the unit
-        with connect() as client:
+        with connect(starting=True) as client:
             client.sendall(b"SYST:NAME?\n")
             self.assertEqual(receive_line(client), b'"bench 3"\n')
         self.assertEqual((self.state / "unit/calls.log").read_text().count("shutdown -r now"), 1)

@@ -45,15 +45,11 @@ public:
     std::string ask(std::string_view command, size_t answerSize) {
         return send(command) ? read(answerSize) : "not sent";
     }
-    /// True once the other side has ended the connection, in whatever way.
-    bool isDropped() {
-        char rest[4096];
-        ssize_t n;
-        do {
-            n = recv(fd_, rest, sizeof rest, 0);
-        } while (n > 0);
-        return n == 0 || errno == ECONNRESET;
-    }
+    /// True once the other side has ended the connection, in whatever way; after a reset; or after an orderly end.
+    bool isDropped() { return end() == 0 || errno == ECONNRESET; }
+    bool isReset() { return end() < 0 && errno == ECONNRESET; }
+    bool isClosedInOrder() { return end() == 0; }
+    void endSending() { shutdown(fd_, SHUT_WR); }
     void leave() {
         if (fd_ >= 0)
             close(fd_);
@@ -67,6 +63,15 @@ public:
     }
 
 private:
+    /// What the read behind the last byte gives.
+    ssize_t end() {
+        char rest[4096];
+        ssize_t n;
+        do {
+            n = recv(fd_, rest, sizeof rest, 0);
+        } while (n > 0);
+        return n;
+    }
     int fd_;
     int connectError_;
 };

@@ -45,9 +45,15 @@ inline void sendBlock(scpi::Unit& unit) {
     unit.errorCode = scpi_exec_bdSend_asciiHeader(unit.link);
 }
 
+inline void echo(scpi::Unit& unit) {
+    scpi_link_enableQueryEcho(unit.link);
+    unit.errorCode = 0;
+}
+
 inline constexpr scpi::Row rows[] = {
     {"*IDN", scpi::Q, idn, "", ""},
     {"BLOCk", scpi::Q, sendBlock, "", ""},
+    {"ECHO", scpi::S, echo, "", ""},
     {"TOUCh", scpi::S, touch, "", ""},
 };
 inline constexpr scpi::CommandTreeStorage<16> storage{rows};

@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <linux/tcp.h>
+#include <optional>
 
 using namespace rig;
 
@@ -16,6 +17,10 @@ class SocketLink : public Rig {
 protected:
     SocketLink() {
         Tvsocket_open(&socket_, port);
+        door_ = std::thread([this] {
+            while (!stop_)
+                Tvsocket_listen(&socket_, &link_);
+        });
         thread_ = std::thread([this] {
             while (!stop_)
                 Tvsocket_handle(&socket_, &link_);
@@ -26,25 +31,107 @@ protected:
     }
     ~SocketLink() override {
         stop_ = true;
-        { const Client last(port); } // gets the thread out of its wait
+        { const Client last(port); } // gets the threads out of their waits
+        door_.join();
         thread_.join();
         Tvsocket_close(&socket_);
     }
 
     Tvsocket socket_;
     std::atomic<bool> stop_{false};
-    std::thread thread_;
+    std::thread door_, thread_;
 };
 
-TEST_F(SocketLink, EventsFollowTheClientsAndThePortIsClosedMeanwhile) {
+TEST_F(SocketLink, EventsFollowTheClientsAndASecondIsTurnedAwayAtOnce) {
     for (int i = 1; i <= 20; ++i) {
         Client first(port);
         ASSERT_EQ(first.connectError(), 0) << "right after the last one";
         ASSERT_TRUE(reaches(lampOn, i));
-        EXPECT_EQ(Client(port).connectError(), ECONNREFUSED);
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_TRUE(Client(port).isReset());
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
         EXPECT_EQ(first.ask("*IDN?\n", identity.size()), identity);
         first.leave();
         ASSERT_TRUE(reaches(lampOff, i));
+    }
+}
+
+TEST_F(SocketLink, WhoReturnsAtOnceIsServedHoweverTheVisitBeforeEnded) {
+    const char* const wanted = getenv("VISITS");
+    const int visits = wanted != nullptr ? atoi(wanted) : 3000;
+    int answered = 0, sent = 0;
+    for (int i = 0; i < visits; ++i) {
+        Client client(port);
+        ASSERT_EQ(client.connectError(), 0) << i;
+        if (i % 3 == 0) { // says something and leaves
+            ASSERT_TRUE(client.send("TOUC\nTOUC\n")) << i;
+            sent += 2;
+            continue;
+        }
+        ASSERT_TRUE(client.send("*IDN?\n")) << i;
+        if (i % 3 == 1) // as a pipe does: no more to say, but all ears
+            client.endSending();
+        answered += client.read(identity.size()) == identity ? 1 : 0;
+        ASSERT_TRUE(i % 3 == 2 || client.isClosedInOrder()) << i;
+    }
+    EXPECT_EQ(answered, visits - (visits + 2) / 3);
+    EXPECT_TRUE(reaches(touched, sent));
+    EXPECT_TRUE(reaches(lampOff, visits)) << "each has come and gone";
+    EXPECT_EQ(touched, sent);
+}
+
+TEST_F(SocketLink, ManyWhoOnlySpeakStandInLineAndOneWhoStaysTurnsOthersAway) {
+    constexpr int visits = 300; // more than the line holds
+    deviceAccessMutex.lock();   // the main thread is at work elsewhere
+    for (int i = 0; i < visits; ++i)
+        ASSERT_TRUE(Client(port).send("TOUC\n")) << i;
+    Client there(port);
+    Client late(port);
+    deviceAccessMutex.unlock();
+    EXPECT_TRUE(late.isReset());
+    EXPECT_EQ(there.ask("*IDN?\n", identity.size()), identity);
+    EXPECT_EQ(touched, visits);
+}
+
+TEST_F(SocketLink, WhoClosedBehindMoreThanTheLinkHasReadKeepsNobodyOut) {
+    std::string much;
+    for (int i = 0; i < 100'000; ++i)
+        much += "TOUC\n";
+    ASSERT_TRUE(Client(port).send(much));
+    EXPECT_EQ(Client(port).ask("*IDN?\n", identity.size()), identity);
+    EXPECT_EQ(touched, 100'000);
+}
+
+TEST_F(SocketLink, TheLinkHearsOfAClientThatDiesOrHasToMakeRoomWhileItsThreadIsBlocked) {
+    for (const bool dies : {true, false}) {
+        lampOn = touched = 0;
+        Client first(port);
+        ASSERT_TRUE(reaches(lampOn, 1));
+        std::optional<Client> next;
+        {
+            MutexLock busy(deviceAccessMutex); // as in a long wait
+            EXPECT_TRUE(first.send("TOUC\n"));
+            while (link_.handleRequest.get() == 0)
+                std::this_thread::yield();
+            EXPECT_TRUE(first.send("TOUC\nTOUC\n"));
+            EXPECT_EQ(link_.clientGone, linkClientStays);
+            if (dies)
+                first.die();
+            else
+                first.endSending();
+            next.emplace(port);
+            const uint32_t expected = dies ? linkClientGone : linkClientMakesRoom;
+            const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+            while (link_.clientGone != expected && std::chrono::steady_clock::now() < end)
+                std::this_thread::yield();
+            EXPECT_EQ(link_.clientGone, expected);
+        }
+        EXPECT_EQ(next->ask("*IDN?\n", identity.size()), identity);
+        EXPECT_EQ(touched, 3) << "what it had sent is carried out";
+        EXPECT_EQ(link_.clientGone, linkClientStays);
+        next->leave();
+        ASSERT_TRUE(reaches(lampOff, 2));
+        lampOff = 0;
     }
 }
 
@@ -64,11 +151,12 @@ TEST_F(SocketLink, TheNextClientGetsNothingOfWhatADeadOneLeft) {
         lampOn = lampOff = 0;
         Client dying(port);
         ASSERT_TRUE(reaches(lampOn, 1));
-        EXPECT_EQ(dying.ask(halfCommand ? "*IDN?\nTOUC" : "BLOC?\n", 1).size(), 1u);
+        EXPECT_EQ(dying.ask(halfCommand ? "ECHO\n*IDN?\nTOUC" : "BLOC?\n", 1).size(), 1u);
         dying.die();
         ASSERT_TRUE(reaches(lampOff, 1));
         Client next(port);
-        EXPECT_EQ(next.ask("*IDN?\n", identity.size()), identity);
+        EXPECT_EQ(next.ask("NONE?\n*IDN?\n", identity.size()), identity)
+            << "no echo of a query without an answer either";
         next.leave();
         ASSERT_TRUE(reaches(lampOff, 2));
     }
