@@ -7,7 +7,10 @@
 #include "scpi/text/power_unit.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cmath>
+#include <cstddef>
 #include <cstring>
 
 namespace {
@@ -62,9 +65,28 @@ struct Answer {
     }
 };
 
-/// "%.*f"; to_chars gives printf's text, without its detours.
-int fixed(double value, int decimals, const Answer& answer) {
-    return answer.number(value, std::chars_format::fixed, decimals);
+/// "%.*f", but of the shortest decimal that reads back as `value` where the places hold it: a double near 100 MHz that
+/// was made of 100000000.3 reads 100000000.300000000, not ...299999997. to_chars gives printf's text, without its
+/// detours.
+template <class Value> int fixed(Value value, int decimals, const Answer& answer) {
+    constexpr size_t longest = 512; // of either type, denormals included
+    std::array<char, longest> text;
+    const std::to_chars_result shortest =
+        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
+    const char* const point = std::find(text.data(), shortest.ptr, '.');
+    const auto places = std::max<std::ptrdiff_t>(shortest.ptr - point - 1, 0);
+    if (!std::isfinite(value) || places > decimals)
+        return answer.number(value, std::chars_format::fixed, decimals);
+
+    const auto zeros = static_cast<size_t>(decimals - places);
+    const auto length = static_cast<size_t>(shortest.ptr - text.data());
+    const bool isWhole = point == shortest.ptr;
+    if (!answer.hasRoomFor(length + zeros + (isWhole ? 1 : 0)))
+        return answer.fail(scpi::queryError);
+    char* end = std::copy_n(text.data(), length, answer.dst);
+    if (isWhole)
+        *end++ = '.';
+    return answer.finish(std::fill_n(end, zeros, '0'));
 }
 
 /// "%E"

@@ -7,15 +7,18 @@
 
 #include <cstdint>
 
+/// Fixed forms show no digits that the value does not hold: they are those of the shortest decimal that reads back as
+/// the same double (or single, for powers), filled up with zeros, or rounded where that has more places.
+
 /// Flags of the formatters whose names end in "strf".
 enum TextFlags : int {
-    textFixed = 1,       // doubles and times: "%.9lf" instead of "%lE"
-    textTwoDecimals = 4, // powers: "%.2f" instead of "%f"
+    textFixed = 1,       // doubles and times: nine places instead of "%lE"
+    textTwoDecimals = 4, // powers: two places instead of six
     textDeviceUnit = 8,  // powers: in dBm whatever the user's unit
 };
 
 [[nodiscard]] int scpi_double2strf(double value, char* dst, int room, int32_t* length, int flags);
-/// "%.9lf", as the next two.
+/// Nine places, as the next two.
 [[nodiscard]] int scpi_double2str(double value, char* dst, int room, int32_t* length);
 [[nodiscard]] int scpi_float2str(float value, char* dst, int room, int32_t* length);
 /// In radians; null reads as 0.
@@ -32,7 +35,7 @@ enum TextFlags : int {
 /// In the user's power unit, or in dBm with textDeviceUnit; null gives "0". Returns -222 with length 0 for a power that
 /// is not finite in the user's unit.
 [[nodiscard]] int scpi_tv_pow2strf(const tvpow* value, char* dst, int room, int32_t* length, int flags);
-/// In the user's unit, "%f".
+/// In the user's unit, six places.
 [[nodiscard]] int scpi_tv_pow2str(const tvpow* value, char* dst, int room, int32_t* length);
 
 /// "0" or "1".
