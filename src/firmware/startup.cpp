@@ -21,6 +21,7 @@
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/tree/command_tree.h"
+#include "scpi/tree/common.h"
 #include "scpi/tree/old_forms.h"
 
 #include <cerrno>
@@ -167,6 +168,7 @@ void initialize() {
     mkdir("/tolvane/cust/flatness", everybody);
     installSignalHandlers();
     exit_closeHardware = tvspiClose;
+    scpi::recall_resetBus = tvspiReset;
     tvspiOpen();
     scpi_link_initAll(&link_list);
 

@@ -226,12 +226,13 @@ private:
 } // namespace
 
 bool commandTree_walk(const CommandTree& tree, Unit& unit) {
-    char* const start = unit.cursor;
-    if (Walk(tree, unit).children(0))
-        return true;
+    return Walk(tree, unit).children(0);
+}
+
+bool commandTree_runOldForm(const CommandTree& tree, Unit& unit, char* text) {
     for (const OldRow& row : tree.oldRows) {
         char* rest = nullptr;
-        if (scpi_isOldStyleCommand(row.prefix, start, &rest) != 0) {
+        if (scpi_isOldStyleCommand(row.prefix, text, &rest) != 0) {
             row.handler(unit, rest);
             return true;
         }

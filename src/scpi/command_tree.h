@@ -60,6 +60,8 @@ struct CommandTree {
 /// Walks the unit through the tree from its cursor and runs the handler that it ends in. Returns true if the walk ended
 /// in a command (whatever its result), false if nothing matched. `unit.link` holds the stored path.
 bool commandTree_walk(const CommandTree& tree, Unit& unit);
+/// Runs the older form that `text`, a whole unit, begins with. Returns false if there is none.
+bool commandTree_runOldForm(const CommandTree& tree, Unit& unit, char* text);
 
 namespace tree_detail {
 

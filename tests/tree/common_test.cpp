@@ -2,6 +2,7 @@
 
 #include "fake_instrument.h"
 #include "identity/device_config.h"
+#include "scpi/tree/common.h"
 #include "scpi/tree/old_forms.h"
 
 #include <cstdio>
@@ -35,10 +36,12 @@ TEST_F(Common, CommandsOfTheStandardKeepTheirRegisters) {
 
 TEST_F(Common, StoredSettingsHaveTheirNumberInTheHeader) {
     const std::string path = "/tolvane/cust/sav12";
-    std::ofstream(path) << ":OUTP ON\n:SENS:PN:AVER 400\n:NOSUCH\n\n";
+    std::ofstream(path) << ":OUTP ON\n:SENS:PN:TEST O1,Ox\n:SENS:PN:AVER 400\n:NOSUCH\n\n";
+    scpi::recall_resetBus = [] { return notes.emplace_back("bus reset"), 0; };
     converse({{"*RCL12;*RCL999", ""}});
-    EXPECT_EQ(notes, (Notes{"Device_reset()", "Device_enableRf()", "Automeasure_configPN_setIterations(400)",
-                            "Device_reset()"}));
+    scpi::recall_resetBus = nullptr;
+    EXPECT_EQ(notes, (Notes{"bus reset", "Device_reset()", "Device_enableRf()",
+                            "Automeasure_configPN_setIterations(400)", "bus reset", "Device_reset()"}));
     refuses({{"*RCL1000", -113}, {"*RCL", -113}, {"*RCL 12", -113}, {"*RCL12 1", -108}, {"*SDS1000", -113}});
     refuses({{"*SAV1000", -113}, {"*SAV 5", -113}, {"*SAV5", -113}}); // the device has no list of settings
     converse({{"*SDS12", ""}});
@@ -72,9 +75,18 @@ TEST_F(Common, StatusRegistersAreStoredAndEventsReadOnce) {
 TEST_F(Common, OldFormsAnswerAsTheyDid) {
     results["Device_isRfEnabled"] = 1;
     results["Device_getContTemperature"] = 41.25;
-    converse({{"mrf/", "rf on\n"}, {"mt/", "temp_celsius=41.2500/\n"}, {"alccorr=12;:ta=12;:tax=13?4?5", ""}});
-    EXPECT_EQ(notes, (Notes{"Device_setTotalStepAttenuation(12)", "Device_setTotalStepAttenuation(13)"}));
-    refuses({{"ta=", -224}, {"ta=-1", -224}, {"tax=x?1", -224}, {"ta=99999999999", -224}});
+    converse({{"mrf/", "rf on\n"}, {"mt/", "temp_celsius=41.2500/\n"}});
+    constexpr struct {
+        const char *line, *steps;
+    } attenuations[] = {
+        {"alccorr=12;ta=12", "12"}, {"tax=13?4?5", "13"}, {"SENS:PN:AVER 1,2;ta= +7x", "7"}, {"ta=foo", "0"},
+        {"ta=-1", "4294967295"},    {"ta=", "0"},         {"ta=99999999999", "2147483647"}};
+    for (const auto& [line, steps] : attenuations) {
+        tell(line);
+        EXPECT_EQ(notes, Notes{"Device_setTotalStepAttenuation(" + std::string(steps) + ')'}) << line;
+    }
+    errors();
+    refuses({{":ta=12", -113}, {" : tax=13", -113}, {":mt/", -113}, {":EXIT", -113}, {"ta=:12", -113}});
     results["Device_isRfEnabled"] = 0;
     converse({{"MRF/", "rf off\n"}, {"fmpmset/", "LFO DAC: 0, FM/PM DAC: 0\n"}});
 }

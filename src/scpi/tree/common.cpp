@@ -35,6 +35,8 @@ void onStoredSettings(Unit& unit, int32_t (*run)(scpi_link*, int32_t)) {
 }
 
 int32_t recallOverReset(scpi_link* link, int32_t number) {
+    if (recall_resetBus != nullptr)
+        recall_resetBus();
     if (Device_reset)
         Device_reset(parser->device);
     return scpi_recallDeviceSettings(link, number);

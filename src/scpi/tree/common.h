@@ -5,6 +5,9 @@
 
 namespace scpi {
 
+/// Called first by *RCL<n>. Start-up sets it before the first link is served; null where there is no bus.
+inline int (*recall_resetBus)() = nullptr;
+
 void common_clearStatus(Unit& unit);
 void common_eventEnable(Unit& unit);
 void common_eventStatus(Unit& unit);

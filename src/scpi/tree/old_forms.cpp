@@ -3,6 +3,7 @@
 #include "scpi/link.h"
 #include "scpi/tree/leaves.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
@@ -33,16 +34,13 @@ void old_temperature(Unit& unit, char*) {
     answerText(unit, {text.data()});
 }
 
-/// Takes the number that the rest begins with; what stands behind it does not count.
+/// A plain conversion of what the rest begins with: 0 where that is no number, the nearer end beyond 32 bits. What
+/// stands behind the number does not count.
 void old_attenuation(Unit& unit, char* rest) {
     if (!Device_setTotalStepAttenuation)
         return;
-    char* end = nullptr;
-    const long steps = strtol(rest, &end, 10);
-    if (end == rest || steps < 0 || steps > INT32_MAX)
-        unit.errorCode = illegalParameterValue;
-    else
-        unit.errorCode = Device_setTotalStepAttenuation(unit.device, static_cast<uint32_t>(steps));
+    const long steps = std::clamp<long>(strtol(rest, nullptr, 10), INT32_MIN, INT32_MAX);
+    unit.errorCode = Device_setTotalStepAttenuation(unit.device, static_cast<uint32_t>(steps));
 }
 
 void old_modulationDacs(Unit& unit, char*) {
