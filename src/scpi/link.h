@@ -17,6 +17,7 @@
 
 #include "base/shared.h"
 #include "base/sync.h"
+#include "device_table/test_set.h"
 #include "scpi/block.h"
 
 #include <array>
@@ -82,8 +83,9 @@ struct scpi_link {
     std::array<uint32_t, 1 + bdFragmentMax> bdSendHeader; // 1, then the length of each fragment in use
     ListParser listParser;
     int32_t listError;
-    int32_t listIndex;
-    std::array<char, storedPathSize> storedPath; // short node forms, each with ':' behind it
+    int32_t listIndex;                                      // elements of the list taken or answered so far
+    std::array<TestSetDefinition, testSetSize> listEntries; // those of a test set
+    std::array<char, storedPathSize> storedPath;            // short node forms, each with ':' behind it
     char* storedPathPos;
     int32_t queryInterruptOff; // 1 on every link
     uint32_t linkFlags;        // bit 0: query echo

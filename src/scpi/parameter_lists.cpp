@@ -5,9 +5,11 @@
 #include "scpi/link.h"
 #include "scpi/parameters.h"
 #include "scpi/parser.h"
+#include "scpi/text/ascii.h"
 #include "scpi/text/text_parse.h"
 
 #include <array>
+#include <cstring>
 
 namespace {
 
@@ -33,39 +35,53 @@ int32_t entryType(char letter) {
     }
 }
 
+/// Was the buffer, full of text without a comma, cut at its end and not between two items?
+bool endsInsideItem(const scpi_link* link, const char* text) {
+    const size_t length = strlen(text);
+    return link->cmdScan >= link->cmdLen && length > 0 && !scpi::isBlank(text[length - 1]);
+}
+
 } // namespace
 
 int paramListParser_AteTestSetCmd(scpi_link* link, char* text, char*, int, int cbufFull) {
+    std::array<TestSetDefinition, testSetSize>& entries = link->listEntries;
+    int32_t& count = link->listIndex;
     if (link->listParser == nullptr) {
         link->listError = Automeasure_setTestSetDefinition ? 0 : scpi::undefinedHeader;
         link->listParser = paramListParser_AteTestSetCmd;
+        count = 0;
     }
-    std::array<TestSetDefinition, testSetSize> entries{};
-    size_t count = 0;
+    const bool itemGoesOn = cbufFull != 0 && endsInsideItem(link, text);
     int found = 2;
     while (found == 2 && link->listError == 0) {
         char* item = nullptr;
         char* rest = nullptr;
         found = scpi_getNextParameter(text, &item, &rest);
         text = rest;
-        const int32_t type = found == 0 ? noEntry : entryType(*item);
+        if (found == 0)
+            break;
+        const int32_t type = entryType(*item);
+        if (*item == '#')
+            link->listError = scpi::illegalParameterValue; // a block is none of the items
         if (type == noEntry)
             continue;
-        if (count + 1 == entries.size()) {
+        if (count + 1 == testSetSize) {
             link->listError = scpi::illegalParameterValue;
             break;
         }
         double offset = -1.0; // Hz; entries other than a noise offset have none
         if (type == testSetOffsetNoise)
             link->listError = scpi_str2double(item + 1, &offset);
-        entries[count++] = {type, offset};
+        entries[static_cast<size_t>(count++)] = {type, offset};
     }
+    if (itemGoesOn && link->listError == 0)
+        link->listError = scpi::tooMuchData;
     if (cbufFull != 0)
         return 0;
-    entries[count] = {testSetEnd, -1.0};
+    entries[static_cast<size_t>(count)] = {testSetEnd, -1.0};
     if (link->listError == 0)
         link->listError = Automeasure_setTestSetDefinition(parser->device, entries.data());
-    scpi_pushErrorQueue(link->listError, &parser->errors);
+    scpi_parser_error(link->listError);
     link->listParser = nullptr;
     return 0;
 }

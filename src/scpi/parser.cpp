@@ -21,6 +21,18 @@ bool scpi_checkForAbsolutePath(char** cursor) {
     return true;
 }
 
+/// Sets for the time of a unit what happens to errors: ignored for one nested in a unit whose errors are.
+class ErrorScope {
+public:
+    explicit ErrorScope(bool ignore) : outer_(parser->ignoreErrors) { parser->ignoreErrors = outer_ || ignore; }
+    ~ErrorScope() { parser->ignoreErrors = outer_; }
+    ErrorScope(const ErrorScope&) = delete;
+    ErrorScope& operator=(const ErrorScope&) = delete;
+
+private:
+    bool outer_;
+};
+
 } // namespace
 
 void scpi_parser_init(scpi_parser_context* context) {
@@ -29,7 +41,10 @@ void scpi_parser_init(scpi_parser_context* context) {
 }
 
 void scpi_parser_error(int32_t code) {
-    scpi_pushErrorQueue(code, &parser->errors);
+    if (!parser->ignoreErrors)
+        scpi_pushErrorQueue(code, &parser->errors);
+    else if (code != 0)
+        printd("scpi_parser(): ignoring errors\n");
 }
 
 void scpi_parser_execute() {
@@ -38,6 +53,7 @@ void scpi_parser_execute() {
 }
 
 int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, int cbufFull, int ignoreErrors) {
+    const ErrorScope errors(ignoreErrors != 0);
     if (link->listParser != nullptr)
         return link->listParser(link, unitText, answer, answerRoom, cbufFull);
 
@@ -53,8 +69,10 @@ int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, i
         link->storedPath[0] = 0;
     link->storedPathPos = link->storedPath.data();
 
-    if (empty || (!scpi::commandTree_walk(parser->tree, unit) && scpi_isEmptyCommand(unitText)))
+    if (empty)
         unit.errorCode = 0;
+    else if (!scpi::commandTree_walk(parser->tree, unit))
+        scpi::commandTree_runOldForm(parser->tree, unit, unitText);
 
     if (unit.answerLength == 0 && scpi_link_isQueryEchoEnabled(link) && !scpi_exec_sendingBlockData(link) &&
         scpi_isQuery(unitText)) {
@@ -63,12 +81,7 @@ int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, i
     }
     if (unit.errorCode == 0 && Device_lastDeviceError)
         unit.errorCode = Device_lastDeviceError(parser->device);
-    if (unit.errorCode != 0) {
-        if (ignoreErrors == 0)
-            scpi_pushErrorQueue(unit.errorCode, &parser->errors);
-        else
-            printd("scpi_parser(): ignoring errors\n");
-    }
+    scpi_parser_error(unit.errorCode);
     if (Device_unregisteredFunctionCalls > 0) {
         printd("scpi_parser(): %d unregistered device function calls on command <%s>\n",
                Device_unregisteredFunctionCalls, unitText);

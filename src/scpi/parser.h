@@ -12,6 +12,7 @@ struct scpi_parser_context {
     Device* device;
     scpi_error_queue errors;
     scpi::CommandTree tree;
+    bool ignoreErrors = false; // errors of the unit at hand go to the debug channel
 };
 
 /// The context in force; null before scpi_parser_init.
@@ -25,7 +26,7 @@ void scpi_parser_init(scpi_parser_context* context);
 /// `ignoreErrors` to the debug channel.
 int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, int cbufFull, int ignoreErrors);
 
-/// Puts a code into the context's error queue.
+/// Puts a code into the context's error queue, or on the debug channel while errors are ignored.
 void scpi_parser_error(int32_t code);
 
 /// Called at the end of each program message: Device_execute, where a device has it.

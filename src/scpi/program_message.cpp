@@ -266,7 +266,8 @@ int scpi_execute_linkProgramMessage(scpi_link* link, int cbufFull, int* overflow
         *cut = 0;
         const int room = std::max(link->ansSize - answerReserve - pos, 0);
         char* const answer = link->ansBuf + pos;
-        const int result = scpi_parser(link, link->cmdBuf + start, answer, room, cbufFull, 0);
+        const int unitCut = last ? cbufFull : 0; // those before it are whole
+        const int result = scpi_parser(link, link->cmdBuf + start, answer, room, unitCut, 0);
         if (marked)
             *cut = saved;
 
@@ -287,7 +288,10 @@ int scpi_execute_linkProgramMessage(scpi_link* link, int cbufFull, int* overflow
         }
         start = i + 1;
     }
-    endProgramMessage(link);
+    if (cbufFull != 0)
+        scpi_parser_execute(); // what follows still belongs to the message, and starts from its path
+    else
+        endProgramMessage(link);
     return pos - link->ansLen;
 }
 

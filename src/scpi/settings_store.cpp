@@ -97,6 +97,7 @@ int32_t scpi_recallDeviceSettings(scpi_link*, int32_t number) {
     recalling = true;
     {
         StoredPathKeeper keeper(&link_file);
+        link_file.listParser = nullptr; // of a command file that ended in a list
         std::array<char, lineRoom> line;
         Answer answer;
         while (fgets(line.data(), line.size(), file) != nullptr) {

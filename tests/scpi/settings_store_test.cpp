@@ -39,6 +39,15 @@ TEST_F(SettingsStore, ARecallRunsTheFilesLinesAndDropsTheirErrors) {
     EXPECT_EQ(scpi_recallDeviceSettings(&link_, 8), 0); // no such file
 }
 
+TEST_F(SettingsStore, AListThatACommandFileCutsOffTakesNoLineOfARecall) {
+    std::ofstream(settings(0)) << "LIST 1,2," << std::string(300, '3');
+    scpi_execute_commandFile(&link_file, settings(0).c_str());
+    commands();
+    std::ofstream(settings(7)) << ":SENS:PN:AVER 4\n:SENS:PN:CORR 8\n";
+    EXPECT_EQ(scpi_recallDeviceSettings(&link_, 7), 0);
+    EXPECT_EQ(commands(), (Texts{"aver(4)", "corr(8)"}));
+}
+
 TEST_F(SettingsStore, StoringAsksForEachSettingOfTheDevicesList) {
     EXPECT_EQ(scpi_storeDeviceSettings(&link_, 1), undefinedHeader); // a device without a list
     Device_getStoredScpiParameters = [](Device*) { return "SENS:PN:AVER\nNONSENSE\nOUTP2\n"; };

@@ -51,8 +51,8 @@ protected:
     Tree();
     ~Tree() override;
 
-    /// Hands a line in on a link and collects the answer.
-    std::string tell(scpi_link* link, std::string_view line);
+    /// Hands a line in on a link, `piece` bytes at a time, and collects the answer.
+    std::string tell(scpi_link* link, std::string_view line, size_t piece = size);
     std::string tell(std::string_view line) { return tell(&link_, line); }
     /// The codes in the error queue, which is empty afterwards.
     Codes errors();

@@ -152,8 +152,39 @@ TEST_F(Results, ATestSetIsDefinedAndRead) {
     EXPECT_EQ(reads, (Notes{"Automeasure_getTestSetDefinition()", "Automeasure_getTestSet()"}));
     text = "";
     converse({{"CALC:PN:TEST?", "\n"}});
+    refuses({{"SENS:PN:TEST O1,#12ab", -224}});
     Automeasure_setTestSetDefinition.unregister();
     refuses({{"SENS:PN:TEST F", -113}});
+}
+
+/// More than one buffer of text, and more than two.
+TEST_F(Results, ATestSetIsTakenWholeHoweverItArrives) {
+    for (const size_t digits : {12u, 40u}) {
+        std::string list, expected;
+        for (int entry = 1; entry < testSetSize; ++entry) {
+            const std::string offset = std::to_string(entry * 1000);
+            list += (entry == 1       ? " O"
+                     : entry % 2 != 0 ? ",O"
+                                      : " , o") +
+                    std::string(digits - offset.size(), '0') + offset;
+            expected += "0:" + offset + ' ';
+        }
+        for (const size_t piece : {1u, 7u, 100u, 1000u, 1024u}) {
+            EXPECT_EQ(tell(&link_, "SENS:PN:AVER 500;TEST" + list + ";CORR 600;*OPC?;:*OPC?", piece), "1\n");
+            EXPECT_EQ(errors(), Codes{-113}) << "a common command behind a path";
+            EXPECT_EQ(notes, (Notes{"Automeasure_configPN_setIterations(500)",
+                                    "Automeasure_setTestSetDefinition(" + expected + ')',
+                                    "Automeasure_configPN_setCorrelations(600)"}))
+                << piece;
+        }
+        converse({{"SENS:PN:TEST" + list + ",F;:*OPC?", "1\n", {-224}}});
+        EXPECT_EQ(notes, Notes{});
+    }
+    const std::string blanks(2 * size, ' ');
+    converse({{"SENS:PN:TEST O5" + blanks + ",F" + blanks, ""}});
+    EXPECT_EQ(notes, Notes{"Automeasure_setTestSetDefinition(0:5 1:-1 )"});
+    converse({{"SENS:PN:TEST O" + std::string(2 * size, '0') + "5,F", "", {-223}}});
+    EXPECT_EQ(notes, Notes{});
 }
 
 } // namespace
