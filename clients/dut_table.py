@@ -12,8 +12,17 @@ class DutTable:
 
     @classmethod
     def read(cls, path):
+        """Raises OSError, and ValueError if the file holds no such table."""
         with open(path, "rb") as file:
-            return cls(tomllib.load(file)["signal"]["noise"])
+            content = tomllib.load(file)
+        try:
+            table = cls(content["signal"]["noise"])
+        except (KeyError, TypeError, ValueError):
+            raise ValueError("it has no table of offsets and levels, noise in [signal]") from None
+        offsets = [offset for offset, _ in table.points]
+        if not offsets or offsets[0] <= 0 or any(right <= left for left, right in zip(offsets, offsets[1:])):
+            raise ValueError("the offsets of its noise are not positive and ascending")
+        return table
 
     def level_dbc_hz(self, offset_hz):
         points = self.points

@@ -8,7 +8,8 @@ from array import array
 import pyvisa
 
 DEFAULT_PORT = 18
-REOPENING_S = 0.5  # the port stays closed until the instrument has noticed that the client before has gone
+RETRY_S = 0.5  # for one who comes while the client before is leaving, or the instrument starting
+PAUSE_S = 0.02
 NO_ERROR = 0
 
 
@@ -20,6 +21,17 @@ class InstrumentError(Exception):
         self.code = code  # SCPI error number, None for trouble on the line
 
 
+def _timed_out(error):
+    return getattr(error, "error_code", None) == pyvisa.constants.StatusCode.error_timeout
+
+
+def _explain(error):
+    """In words, without numbers that only the backend knows."""
+    if _timed_out(error):
+        return "nothing came in time"
+    return getattr(error, "strerror", None) or str(error).partition("] ")[2] or str(error)
+
+
 class Instrument:
     """One client connection. The instrument serves one at a time; close() makes room for the next.
 
@@ -29,31 +41,32 @@ class Instrument:
 
     def __init__(self, host, port=DEFAULT_PORT, timeout_s=5.0):
         self.address = f"{host}:{port}"
+        self._timeout_s = timeout_s
         with warnings.catch_warnings():
             warnings.simplefilter("ignore")  # optional backends that are not installed
             self._manager = pyvisa.ResourceManager("@py")
-        deadline = time.monotonic() + REOPENING_S
+        deadline = time.monotonic() + RETRY_S
         while True:
             try:
-                self._link = self._manager.open_resource(
-                    f"TCPIP::{host}::{port}::SOCKET",
-                    read_termination="\n",
-                    write_termination="\n",
-                    open_timeout=int(1000 * timeout_s),
-                    timeout=int(1000 * timeout_s),
-                )
-                self.identity = self._link.query("*IDN?")  # the backend connects late: a refusal shows here
+                self._open(f"TCPIP::{host}::{port}::SOCKET")
                 return
             except Exception as error:  # the backend lets socket and VISA errors through alike
                 for link in self._manager.list_opened_resources():
                     link.close()
-                if time.monotonic() < deadline:
-                    time.sleep(0.02)
+                turned_away = isinstance(error, ConnectionError)
+                if turned_away and time.monotonic() < deadline:
+                    time.sleep(PAUSE_S)
                     continue
                 self._manager.close()
-                raise InstrumentError(
-                    f"no connection to {self.address}: {error}; is it on, and is no other client connected?"
-                ) from error
+                hint = "; is it on, and is no other client connected?" if turned_away else ""
+                raise InstrumentError(f"no connection to {self.address}: {_explain(error)}{hint}") from error
+
+    def _open(self, resource):
+        timeout_ms = int(1000 * self._timeout_s)
+        self._link = self._manager.open_resource(
+            resource, read_termination="\n", write_termination="\n", open_timeout=timeout_ms, timeout=timeout_ms
+        )
+        self.identity = self._link.query("*IDN?")  # the backend connects late: a refusal shows here
 
     def __enter__(self):
         return self
@@ -70,7 +83,7 @@ class Instrument:
         try:
             self._link.write(command)
         except (pyvisa.VisaIOError, OSError) as error:
-            raise InstrumentError(f"{self.address} is gone: {error}") from error
+            raise InstrumentError(f"{self.address} is gone: {_explain(error)}") from error
 
     def query(self, command):
         """Sends a query and returns its answer without the newline."""
@@ -131,8 +144,7 @@ class Instrument:
         try:
             return read()
         except (pyvisa.VisaIOError, OSError) as error:
-            timed_out = getattr(error, "error_code", None) == pyvisa.constants.StatusCode.error_timeout
             # An unanswered query has left its reason in the queue, and asking for that one is always answered.
-            if timed_out and command != "SYST:ERR?":
+            if _timed_out(error) and command != "SYST:ERR?":
                 self.check()
-            raise InstrumentError(f"no answer to {command}: {error}") from error
+            raise InstrumentError(f"no answer to {command}: {_explain(error)}") from error

@@ -2,24 +2,28 @@
 
 import math
 import time
+from bisect import bisect_left
 from collections.abc import Callable
 from dataclasses import replace
 from datetime import datetime, timezone
 
 from clients.instrument import NO_ERROR, Instrument, InstrumentError
-from clients.results import AllanDeviation, Integrals, Spur, Trace
+from clients.results import AllanDeviation, Integrals, Spot, Spur, Trace
 from clients.run_info import RunInfo
-from clients.setup import Setup
+from clients.setup import Setting, Setup
+from clients.text import engineering_hz
 
 TIMEOUT = -393416  # what a wait leaves in the error queue when the run has not ended in time
 LOCK_FAILED = -262344
 SEARCH_FAILED = -200
 SEARCH = "SENS:FREQ:EXEC"
-WIDEST_LOOP_HZ = 1000.0  # that can be set
+WIDER_LOOPS_HZ = (1000.0,)  # the widest that can be set, for oscillators that slip the automatic one
+NARROWER_LOOPS_HZ = (50.0, 20.0, 10.0)  # where no filter gives the automatic one: low carriers, the low-noise reference
 LOUD_V = 0.005  # RMS at the detector; at the lowest gain there are tens of mV
 JUDGED_UP_TO = 10.0  # times the loop bandwidth; offsets from there on may hold little of what the detectors carry
 POLL_S = 0.05
 NO_LEVEL = -1000.0  # dBc/Hz, for an offset outside of the trace or without data
+POINTS_BESIDE_SPOT = 3  # on either side go into the instrument's mean; at the ends of the trace it takes one side's
 
 
 def _send(instrument: Instrument, command: str) -> None:
@@ -29,22 +33,30 @@ def _send(instrument: Instrument, command: str) -> None:
         raise InstrumentError(f"{command}: {error}", error.code) from error
 
 
-def configure(instrument: Instrument, setup: Setup) -> None:
+def _limits(instrument: Instrument, setting: Setting) -> tuple[float, float]:
+    return instrument.number(f"{setting.header}? MIN"), instrument.number(f"{setting.header}? MAX")
+
+
+def configure(instrument: Instrument, setup: Setup) -> Setup:
     """Resets the instrument, sends the set-up and, unless that names a carrier, lets the instrument look for one over
-    its whole range: after a reset a run alone looks near the last carrier only. Raises InstrumentError, naming the
-    command, at the first that the instrument refuses."""
+    its whole range: after a reset a run alone looks near the last carrier only. Returns the set-up that is in force.
+    Raises SettingError if the instrument does not take a number, and InstrumentError, naming the command, at the first
+    that it refuses."""
     instrument.write("*CLS")
     while instrument.next_error()[0] != NO_ERROR:
         pass  # what earlier clients left behind is not ours
+    setup.check(lambda setting: _limits(instrument, setting))
+    _send(instrument, "*RST")
     for command in setup.commands():
         _send(instrument, command)
-    if setup.frequency_hz is not None:
-        return
-    try:
-        _send(instrument, SEARCH)
-    except InstrumentError as error:
-        if error.code != SEARCH_FAILED:  # the run repeats the search, and says better what is amiss
-            raise
+    in_force = setup.in_force(instrument.query)
+    if setup.frequency_hz is None:
+        try:
+            _send(instrument, SEARCH)
+        except InstrumentError as error:
+            if error.code != SEARCH_FAILED:  # the run repeats the search, and says better what is amiss
+                raise
+    return in_force
 
 
 def _wait(instrument: Instrument, what: str) -> bool:
@@ -75,11 +87,6 @@ def run(instrument: Instrument, progress: Callable[[int, int], None] = lambda av
             _wait(instrument, "NEXT")
         progress(int(instrument.query("CALC:PN:PREL:AVER?")), correlations)
         time.sleep(POLL_S)
-
-
-def _spot(instrument: Instrument, offset_hz: float) -> float | None:
-    level = instrument.number(f"CALC:PN:TRAC:SPOT? {offset_hz!r}")
-    return level if level > NO_LEVEL else None
 
 
 def _levels(instrument: Instrument, query: str) -> list[float]:
@@ -114,8 +121,17 @@ def _residual_fm(instrument: Instrument, integrals: Integrals) -> float | None:
     return None if integrals.noise_dbc is None else float(instrument.query("CALC:PN:TEST?"))
 
 
+def _spot(instrument: Instrument, trace: Trace, offset_hz: float) -> Spot:
+    """The instrument's mean where it has points on both sides, at the ends of the trace the trace's own value: a mean
+    of one side's points is 3 dB off where the noise falls steeply."""
+    above = bisect_left(trace.offsets_hz, offset_hz, 1)
+    is_mean = POINTS_BESIDE_SPOT <= above < len(trace.offsets_hz) - POINTS_BESIDE_SPOT
+    value = instrument.number(f"CALC:PN:TRAC:SPOT? {offset_hz!r}") if is_mean else trace.level_at(offset_hz)
+    return Spot(offset_hz, value if value > NO_LEVEL else None, is_mean)
+
+
 def fetch(instrument: Instrument, setup: Setup, spot_offsets_hz: list[float]) -> Trace:
-    """Reads the finished run's trace, spurs and figures. Spot offsets outside of the trace are left out."""
+    """Reads the finished run's trace, spurs and figures. Spot offsets outside of the set-up are left out."""
     offsets = instrument.floats("CALC:PN:TRAC:FREQ?")
     noise = _levels(instrument, "CALC:PN:TRAC:NOIS?")
     with_spurs = _levels(instrument, "CALC:PN:TRAC:POW?")
@@ -124,7 +140,7 @@ def fetch(instrument: Instrument, setup: Setup, spot_offsets_hz: list[float]) ->
     spurs = _spurs(instrument) if setup.list_spurs else None
     start, stop = setup.integrated_hz
     integrals = _integrals(instrument)
-    return Trace(
+    trace = Trace(
         identity=instrument.identity,
         taken=datetime.now(timezone.utc).astimezone(),
         setup=setup,
@@ -135,12 +151,13 @@ def fetch(instrument: Instrument, setup: Setup, spot_offsets_hz: list[float]) ->
         noise_dbc_hz=noise,
         with_spurs_dbc_hz=with_spurs,
         spurs=spurs,
-        spots=[(f, _spot(instrument, f)) for f in spot_offsets_hz if offsets[0] <= f <= offsets[-1]],
         range_hz=(max(start, offsets[0]), min(stop, offsets[-1])),
         integrals=integrals,
         with_spurs=_integrals_with_spurs(instrument) if spurs else None,
         residual_fm_hz=_residual_fm(instrument, integrals),
     )
+    trace.spots = [_spot(instrument, trace, offset) for offset in spot_offsets_hz if setup.holds(offset)]
+    return trace
 
 
 def fetch_allan_deviation(instrument: Instrument, trace: Trace) -> AllanDeviation:
@@ -167,6 +184,12 @@ def _seems_to_slip(trace: Trace) -> bool:
     return phase_rad * channel.detector_v_rad < LOUD_V
 
 
+def _use_loop(instrument: Instrument, setup: Setup, loop_hz: float) -> Setup:
+    _send(instrument, f"SENS:PN:LOB {loop_hz!r}")
+    _send(instrument, "SENS:PN:LOB:AUTO OFF")
+    return replace(setup, loop_hz=instrument.number("SENS:PN:LOB?"))
+
+
 def measure(
     instrument: Instrument,
     setup: Setup,
@@ -174,23 +197,33 @@ def measure(
     progress: Callable[[int, int], None],
     tell: Callable[[str], None],
 ) -> Trace:
-    """A run and its results. If the automatic loops do not hold the carrier, once more with the widest ones, telling so;
-    the set-up of the trace says what was in force. Raises InstrumentError if the last run fails."""
-    try:
-        run(instrument, progress)
-        trace = fetch(instrument, setup, spot_offsets_hz)
-        if not _seems_to_slip(trace):
+    """A run and its results. If the automatic loops do not hold the carrier, further runs follow, with narrower ones
+    where no filter gives the automatic bandwidth and with the widest where the carrier slips, telling so; the set-up of
+    the trace says what was in force. Raises InstrumentError if the last run fails."""
+    others: list[float] | None = None if setup.loop_hz is None else []  # None: none failed yet
+    while True:
+        trace = failure = None
+        try:
+            run(instrument, progress)
+            trace = fetch(instrument, setup, spot_offsets_hz)
+        except InstrumentError as error:
+            if error.code != LOCK_FAILED:
+                raise
+            failure = error
+        if trace is not None and not _seems_to_slip(trace):
             return trace
-        trouble = "the loops slip"
-        if setup.loop_hz is not None:
-            tell(f"{trouble}: the detectors carry far more than the trace shows")
-            return trace
-    except InstrumentError as error:
-        if error.code != LOCK_FAILED or setup.loop_hz is not None:
-            raise
-        trouble = "lock failed"
-    tell(f"{trouble} with the automatic loop, trying {WIDEST_LOOP_HZ:g} Hz")
-    wide = replace(setup, loop_hz=WIDEST_LOOP_HZ)
-    for command in wide.loop_commands():
-        _send(instrument, command)
-    return measure(instrument, wide, spot_offsets_hz, progress, tell)
+        no_filter = failure is not None and RunInfo.read(instrument).has_no_filter
+        if others is None:
+            others = list(NARROWER_LOOPS_HZ if no_filter else WIDER_LOOPS_HZ)
+        if not others:
+            if failure is None:
+                tell("the loops slip: the detectors carry far more than the trace shows")
+                return trace
+            if no_filter:
+                raise InstrumentError(f"{failure}; no filter gives this loop, try a narrower one", failure.code)
+            raise failure
+        trouble = "the loops slip" if failure is None else "lock failed"
+        loop = "the automatic loop" if setup.loop_hz is None else f"a loop of {engineering_hz(setup.loop_hz)}"
+        way = "no filter gives it, trying a narrower one" if no_filter else "trying a wider one"
+        tell(f"{trouble} with {loop}, {way} of {engineering_hz(others[0])}")
+        setup = _use_loop(instrument, setup, others.pop(0))

@@ -1,6 +1,7 @@
 """Draws a trace the way phase noise is read, offset in decades and dBc/Hz, and the Allan deviation, log over log. The
 figures stand in a panel beside the axes, where they hide nothing."""
 
+import io
 import math
 
 import matplotlib
@@ -12,8 +13,8 @@ from matplotlib import pyplot, ticker
 
 from clients import labels, report
 from clients.dut_table import DutTable
-from clients.results import AllanDeviation, Trace
-from clients.text import DASH, engineering, engineering_hz, level
+from clients.results import SMALL_ANGLE_RAD2, AllanDeviation, Trace
+from clients.text import DASH, carrier, engineering, engineering_hz, level
 
 TRACE_COLOUR = "#0b5cad"
 RAW_COLOUR = "#a9c6e3"
@@ -35,6 +36,8 @@ MOST_SPOTS = 12  # in the panel
 MOST_LABELS = 12  # of the strongest spurs
 POINTS_OF_A_STEM = 100  # that labels keep clear of
 MINOR = range(2, 10)  # between decades
+ROOM_FOR_A_REMARK = 0.33  # of the axes' width
+SHADE = {"facecolor": "#f1ede6", "edgecolor": "none", "alpha": 0.8, "zorder": 1}
 
 
 def _level_range(trace: Trace) -> tuple[float, float]:
@@ -56,22 +59,25 @@ def _table_line(table: DutTable, start_hz: float, stop_hz: float) -> tuple[list[
 
 
 def _carrier_rows(trace: Trace) -> list[tuple[str, ...]]:
-    carrier = f"{trace.carrier_hz / 1e6:,.6f} MHz".replace(",", " ")
     loop = engineering(trace.run.channels[0].bandwidth_hz, "Hz")
-    return [("Carrier", carrier), ("Level", level(trace.power_dbm, "dBm")), ("Loop bandwidth", loop)]
+    return [("Carrier", carrier(trace.carrier_hz)), ("Level", level(trace.power_dbm, "dBm")), ("Loop bandwidth", loop)]
 
 
 def _trace_panel(trace: Trace) -> str:
     lines = report.columns_of(_carrier_rows(trace))
     if trace.spots:
-        spots = [(engineering_hz(offset), level(noise, "dBc/Hz", 1)) for offset, noise in trace.spots[:MOST_SPOTS]]
-        lines += ["", "Spot noise", *report.columns_of([("", ""), *spots])[1:]]
+        spots = trace.spots[:MOST_SPOTS]
+        lines += ["", "Spot noise", *report.columns_of(report.spot_rows(spots, 1))]
+        if not all(spot.is_mean for spot in spots):
+            lines += [report.NO_MEAN_NOTE]
     lines += ["", f"Integrated, {report.range_text(trace.range_hz)}"]
     heads = [("", "alone", "with spurs")] if trace.with_spurs is not None else []
     lines += report.columns_of(heads + report.integral_rows(trace))
     if trace.spurs is not None:
         more = len(trace.spurs) > MOST_LABELS
         lines += ["", f"Spurs found: {len(trace.spurs)}{', the strongest labelled' if more else ''}"]
+        if trace.spurs:
+            lines += [f"Their offsets: in steps of {trace.step_percent:.1f} %"]
     return "\n".join(lines)
 
 
@@ -141,10 +147,39 @@ def _draw_spurs(axes, trace: Trace) -> None:
     labels.place(axes, texts, curves, fontsize=8, color=SPUR_COLOUR, linespacing=1.1, zorder=7)
 
 
-def draw_trace(trace: Trace, path, table: DutTable | None = None) -> None:
-    """Writes a PNG. `table` is the DUT's true noise, drawn as a thin line, or None."""
+def _png(figure) -> bytes:
+    picture = io.BytesIO()
+    figure.savefig(picture, format="png")
+    pyplot.close(figure)
+    return picture.getvalue()
+
+
+def _mark_large_angles(axes, trace: Trace) -> None:
+    """Shades the offsets where the small-angle picture fails."""
+    limit_hz = trace.small_angle_from_hz
+    if limit_hz is None:
+        return
+    axes.axvspan(trace.offsets_hz[0], limit_hz, **SHADE)
+    axes.axvline(limit_hz, color=FRAME_COLOUR, linewidth=0.9, zorder=2)
+    share = math.log(limit_hz / trace.offsets_hz[0]) / math.log(trace.offsets_hz[-1] / trace.offsets_hz[0])
+    has_room = share > ROOM_FOR_A_REMARK
+    axes.annotate(
+        f"left of the line the phase exceeds {SMALL_ANGLE_RAD2:g} rad²:\nL(f) is half its density, no sideband power",
+        (limit_hz, 1.0),
+        (-6 if has_room else 6, -8),
+        xycoords=axes.get_xaxis_transform(),
+        textcoords="offset points",
+        ha="right" if has_room else "left",
+        va="top",
+        fontsize=8.5,
+        color=TEXT_COLOUR,
+    )
+
+
+def draw_trace(trace: Trace, table: DutTable | None = None) -> bytes:
+    """A PNG. `table` is the DUT's true noise, drawn as a thin line, or None."""
     start, stop = trace.offsets_hz[0], trace.offsets_hz[-1]
-    figure, axes = _picture(trace, f"Phase noise at {engineering_hz(trace.carrier_hz, 6)}", _trace_panel(trace))
+    figure, axes = _picture(trace, f"Phase noise at {carrier(trace.carrier_hz)}", _trace_panel(trace))
     axes.set_title(_settings(trace), loc="right", fontsize=9, color=TEXT_COLOUR)
     axes.set_xscale("log")
     axes.set_xlim(start, stop)
@@ -155,6 +190,7 @@ def draw_trace(trace: Trace, path, table: DutTable | None = None) -> None:
     axes.set_xlabel("Offset from the carrier")
     axes.set_ylabel("Phase noise L(f), dBc/Hz" + ("; spurs, dBc" if trace.spurs else ""))
 
+    _mark_large_angles(axes, trace)
     if trace.spurs:
         raw = {"color": RAW_COLOUR, "linewidth": 1.0, "label": "before spurs were taken out"}
         axes.plot(trace.offsets_hz, trace.with_spurs_dbc_hz, zorder=2.2, **raw)
@@ -162,14 +198,13 @@ def draw_trace(trace: Trace, path, table: DutTable | None = None) -> None:
     if table is not None:
         line = _table_line(table, start, stop)
         axes.plot(*line, color=TABLE_COLOUR, linewidth=1.0, dashes=(5, 3), label="DUT, true noise", zorder=4)
-    spots = [(offset, noise) for offset, noise in trace.spots if noise is not None]
+    spots = [(spot.offset_hz, spot.level_dbc_hz) for spot in trace.spots if spot.level_dbc_hz is not None]
     if spots:
         axes.plot(*zip(*spots), "o", color=TRACE_COLOUR, markersize=5, markeredgecolor="white", zorder=5)
     if trace.spurs:
         _draw_spurs(axes, trace)
     axes.legend(loc="lower left", **LEGEND).set_zorder(8)
-    figure.savefig(path)
-    pyplot.close(figure)
+    return _png(figure)
 
 
 def decade_times(allan: AllanDeviation) -> list[tuple[float, float]]:
@@ -193,7 +228,7 @@ def _shade(axes, shortest: float, longest: float) -> None:
     """Marks the averaging times that the trace does not support, and says why at the edges."""
     left, right = axes.get_xlim()
     for start, end in ((left, shortest), (longest, right)):
-        axes.axvspan(start, end, facecolor="#f1ede6", edgecolor="none", alpha=0.8, zorder=1)
+        axes.axvspan(start, end, **SHADE)
     edges = (
         (shortest, "right", f"1/f$_h$ = {engineering(shortest, 's', 3)}"),
         (longest, "left", f"0.1/f$_l$ = {engineering(longest, 's', 3)}"),
@@ -224,12 +259,10 @@ def _allan_panel(allan: AllanDeviation, trace: Trace) -> str:
     return "\n".join(lines)
 
 
-def draw_allan_deviation(allan: AllanDeviation, trace: Trace, path) -> None:
-    """Writes a PNG. Solid where the trace supports the averaging time, dashed and shaded beyond."""
+def draw_allan_deviation(allan: AllanDeviation, trace: Trace) -> bytes:
+    """A PNG. Solid where the trace supports the averaging time, dashed and shaded beyond."""
     shortest, longest = allan.valid_s
-    figure, axes = _picture(
-        trace, f"Allan deviation at {engineering_hz(trace.carrier_hz, 6)}", _allan_panel(allan, trace)
-    )
+    figure, axes = _picture(trace, f"Allan deviation at {carrier(trace.carrier_hz)}", _allan_panel(allan, trace))
     axes.set_title("spurs left out" if trace.spurs else "", loc="right", fontsize=9, color=TEXT_COLOUR)
     axes.set_xscale("log")
     axes.set_yscale("log")
@@ -256,5 +289,4 @@ def draw_allan_deviation(allan: AllanDeviation, trace: Trace, path) -> None:
         axes.plot(*zip(*times), "o", color=TRACE_COLOUR, markersize=5, markeredgecolor="white", zorder=5)
     _shade(axes, shortest, longest)
     axes.legend(loc="lower left", **LEGEND).set_zorder(8)
-    figure.savefig(path)
-    pyplot.close(figure)
+    return _png(figure)

@@ -1,11 +1,13 @@
 """The figures of a measurement as rows of text, for the terminal and for the pictures."""
 
-from clients.results import Integrals, Trace
+from clients.results import SMALL_ANGLE_RAD2, Integrals, Spot, Trace
 from clients.run_info import PHASES, RunInfo
-from clients.text import DASH, engineering, engineering_hz, level
+from clients.text import DASH, carrier, engineering, engineering_hz, level
 
 RESIDUAL_FM_STEP_HZ = 1e-4  # the instrument tells it no finer
 SPUR_OFFSET_DIGITS = 3  # the points of the trace stand a per cent or two apart
+NO_MEAN = "*"  # behind a spot value that is the trace's own
+NO_MEAN_NOTE = f"{NO_MEAN} the trace's own value"
 
 
 def range_text(range_hz: tuple[float, float]) -> str:
@@ -38,6 +40,23 @@ def run_lines(run: RunInfo):
     yield f"time     {', '.join(f'{name} {time:.1f}' for name, time in zip(PHASES, run.times_ms))} ms"
 
 
+def spot_rows(spots: list[Spot], decimals: int = 2) -> list[tuple[str, str]]:
+    levels = [level(spot.level_dbc_hz, "dBc/Hz", decimals) + (" " if spot.is_mean else NO_MEAN) for spot in spots]
+    return [(engineering_hz(spot.offset_hz), text) for spot, text in zip(spots, levels)]
+
+
+def small_angle_lines(trace: Trace) -> list[str]:
+    """What to know of levels that are no sideband's any more; nothing to know is the rule."""
+    limit_hz = trace.small_angle_from_hz
+    if limit_hz is None:
+        return []
+    return [
+        f"caution: the phase above {engineering(limit_hz, 'Hz', 3)} alone has {SMALL_ANGLE_RAD2:g} rad². Below, the",
+        "small-angle picture fails: L(f) is half the phase noise density, not the power",
+        "in a sideband, and an integral in dBc is half the phase variance, not a power.",
+    ]
+
+
 def integral_rows(trace: Trace) -> list[tuple[str, ...]]:
     """Name, figure of the noise alone and, if there are spurs, the figure with them."""
     names = ("integral", "RMS phase", "", "RMS jitter", "residual FM")
@@ -58,22 +77,26 @@ def columns_of(rows: list[tuple[str, ...]], gap: str = "  ") -> list[str]:
 def text_lines(trace: Trace, most_spurs: int):
     """All figures of a trace, line by line; of the spurs the strongest `most_spurs`, by offset."""
     yield trace.identity
-    yield f"carrier  {trace.carrier_hz / 1e6:.6f} MHz"
+    yield f"carrier  {carrier(trace.carrier_hz)}"
     yield f"level    {trace.power_dbm:.2f} dBm"
     yield from run_lines(trace.run)
-    for offset, noise in trace.spots:
-        yield f"{engineering_hz(offset):>8} {level(noise, 'dBc/Hz'):>15}"
+    for offset, noise in spot_rows(trace.spots):
+        yield f"{offset:>8} {noise:>16}".rstrip()
+    if not all(spot.is_mean for spot in trace.spots):
+        yield f"  {NO_MEAN_NOTE} at its end; the others are means of seven points"
     yield f"integrated from {range_text(trace.range_hz)}"
     heads = [("", "noise alone", "with spurs")] if trace.with_spurs is not None else []
     for line in columns_of(heads + integral_rows(trace)):
         yield f"  {line}"
+    yield from small_angle_lines(trace)
     if trace.spurs is None:
         yield "spurs    left in the noise"
     elif not trace.spurs:
         yield "spurs    none found"
     else:
         shown = sorted(trace.strongest_spurs(most_spurs), key=lambda spur: spur.offset_hz)
-        yield "spurs" if len(shown) == len(trace.spurs) else f"spurs, the strongest {len(shown)} of {len(trace.spurs)}"
+        count = "" if len(shown) == len(trace.spurs) else f", the strongest {len(shown)} of {len(trace.spurs)}"
+        yield f"spurs{count}, each at the nearest point of the trace ({trace.step_percent:.1f} % apart)"
         for spur in shown:
             offset = engineering(spur.offset_hz, "Hz", SPUR_OFFSET_DIGITS)
             yield f"{offset:>12} {level(spur.level_dbc, 'dBc'):>12}"

@@ -1,13 +1,18 @@
 """What a phase noise measurement yields, and the tables that it is kept in."""
 
 import csv
+import io
 import math
 from bisect import bisect_left
 from dataclasses import dataclass, field
 from datetime import datetime
+from typing import NamedTuple
 
 from clients.run_info import RunInfo
 from clients.setup import Setup
+from clients.text import carrier
+
+SMALL_ANGLE_RAD2 = 0.1  # of phase, up to which a sideband's share of the power is half the phase noise density
 
 
 @dataclass(frozen=True)
@@ -16,6 +21,12 @@ class Spur:
 
     offset_hz: float
     level_dbc: float
+
+
+class Spot(NamedTuple):
+    offset_hz: float
+    level_dbc_hz: float | None  # None: no data there
+    is_mean: bool = True  # over the points around it; else the trace's own value, where those stand on one side only
 
 
 @dataclass(frozen=True)
@@ -54,7 +65,7 @@ class Trace:
     noise_dbc_hz: list[float]  # smoothed and without the spurs, as the instrument shows it; nan: no data
     with_spurs_dbc_hz: list[float]  # before smoothing, the spurs still in it
     spurs: list[Spur] | None = None  # None: not looked for, and left in the noise
-    spots: list[tuple[float, float | None]] = field(default_factory=list)  # offset Hz, dBc/Hz
+    spots: list[Spot] = field(default_factory=list)
     range_hz: tuple[float, float] = (0.0, 0.0)  # what the figures below and the Allan deviation cover
     integrals: Integrals = Integrals()  # of noise_dbc_hz
     with_spurs: Integrals | None = None  # the same with the spurs; None if there are none
@@ -63,14 +74,46 @@ class Trace:
     def strongest_spurs(self, count: int) -> list[Spur]:
         return sorted(self.spurs or [], key=lambda spur: -spur.level_dbc)[:count]
 
-    def write_csv(self, path) -> None:
-        """Writes the figures as lines that start with "# " and the trace as columns. The last column holds the level
-        of each spur in the row of its offset and is empty elsewhere."""
+    @property
+    def step_percent(self) -> float:
+        """Between neighbouring points, by which the offsets of spurs are told."""
+        steps = (right / left for left, right in zip(self.offsets_hz, self.offsets_hz[1:]))
+        return 100 * (max(steps, default=1.0) - 1)
+
+    def level_at(self, offset_hz: float) -> float:
+        """Of the noise, on a straight line over log offset between the points beside it."""
+        right = min(max(bisect_left(self.offsets_hz, offset_hz), 1), len(self.offsets_hz) - 1)
+        f0, f1 = self.offsets_hz[right - 1], self.offsets_hz[right]
+        share = min(max(math.log(offset_hz / f0) / math.log(f1 / f0), 0.0), 1.0) if f0 < f1 else 0.0
+        low, high = self.noise_dbc_hz[right - 1], self.noise_dbc_hz[right]
+        return low if share == 0 else high if share == 1 else low + share * (high - low)
+
+    @property
+    def small_angle_from_hz(self) -> float | None:
+        """The phase from this offset to the trace's upper end has SMALL_ANGLE_RAD2, so that the trace below it is half
+        the phase noise density and no longer a sideband's share of the power. None: nowhere."""
+        phase_rad2 = 0.0
+        spurs = sorted(self.spurs or [], key=lambda spur: spur.offset_hz)
+        for i in range(len(self.offsets_hz) - 2, -1, -1):
+            left, right = self.offsets_hz[i : i + 2]
+            powers = [10 ** (noise / 10) for noise in self.noise_dbc_hz[i : i + 2] if not math.isnan(noise)]
+            while spurs and spurs[-1].offset_hz >= left:
+                phase_rad2 += 2 * 10 ** (spurs.pop().level_dbc / 10)
+            phase_rad2 += (right - left) * sum(powers)  # twice the mean of both
+            if phase_rad2 > SMALL_ANGLE_RAD2:
+                return left
+        return None
+
+    def csv_table(self) -> bytes:
+        """The figures as lines that start with "# " and the trace as columns. The last column holds the level of each
+        spur in the row of its offset and is empty elsewhere."""
+        limit_hz = self.small_angle_from_hz
         totals = self.with_spurs or self.integrals
         head = {
             "instrument": self.identity,
             "date": self.taken.isoformat(timespec="seconds"),
-            "carrier_hz": f"{self.carrier_hz:.6f}",
+            "carrier": carrier(self.carrier_hz),
+            "carrier_hz": f"{self.carrier_hz:.0f}",
             "power_dbm": f"{self.power_dbm:.2f}",
             **self.setup.description(),
             **{
@@ -79,8 +122,8 @@ class Trace:
                 for name, channel in zip("ab", self.run.channels)
             },
             "if_gain_db": f"{self.run.gain_db:g}",
-            "integrated_from_hz": f"{self.range_hz[0]:g}",
-            "integrated_to_hz": f"{self.range_hz[1]:g}",
+            "integrated_from_hz": f"{self.range_hz[0]:.9g}",
+            "integrated_to_hz": f"{self.range_hz[1]:.9g}",
             "integrated_noise_dbc": _cell(self.integrals.noise_dbc, ".3f"),
             "rms_phase_rad": _cell(self.integrals.phase_rad, ".6g"),
             "rms_jitter_s": _cell(self.integrals.jitter_s, ".6g"),
@@ -88,13 +131,14 @@ class Trace:
             "integrated_noise_with_spurs_dbc": _cell(totals.noise_dbc, ".3f"),
             "rms_phase_with_spurs_rad": _cell(totals.phase_rad, ".6g"),
             "rms_jitter_with_spurs_s": _cell(totals.jitter_s, ".6g"),
+            "small_angle_fails_below_hz": "nowhere" if limit_hz is None else f"{float(f'{limit_hz:.4g}'):.9g}",
+            "spur_offset_step_percent": f"{self.step_percent:.2f}",
             "spurs": "left in the noise" if self.spurs is None else str(len(self.spurs)),
         }
         spurs = {self.nearest_point(spur.offset_hz): f"{spur.level_dbc:.2f}" for spur in self.spurs or []}
         columns = ("offset_hz", "noise_dbc_hz", "with_spurs_dbc_hz", "spur_dbc")
         rows = enumerate(zip(self.offsets_hz, self.noise_dbc_hz, self.with_spurs_dbc_hz))
-        _write_table(
-            path,
+        return _table(
             head,
             columns,
             (
@@ -131,29 +175,31 @@ class AllanDeviation:
         shortest, longest = self.valid_s
         return shortest * (1 - 1e-6) <= tau_s <= longest  # the first is 1/highest, in single precision
 
-    def write_csv(self, path, trace: Trace) -> None:
-        """Writes tau, sigma and 1 where the trace supports them, 0 elsewhere."""
+    def csv_table(self, trace: Trace) -> bytes:
+        """Averaging time tau, sigma and 1 where the trace supports them, 0 elsewhere."""
         shortest, longest = self.valid_s
         head = {
             "instrument": trace.identity,
             "date": trace.taken.isoformat(timespec="seconds"),
-            "carrier_hz": f"{trace.carrier_hz:.6f}",
-            "from_hz": f"{self.range_hz[0]:g}",
-            "to_hz": f"{self.range_hz[1]:g}",
+            "carrier": carrier(trace.carrier_hz),
+            "carrier_hz": f"{trace.carrier_hz:.0f}",
+            "from_hz": f"{self.range_hz[0]:.9g}",
+            "to_hz": f"{self.range_hz[1]:.9g}",
             "valid_from_s": f"{shortest:g}",
             "valid_to_s": f"{longest:g}",
         }
         rows = ((f"{tau:.6g}", f"{sigma:.6g}", int(self.is_valid(tau))) for tau, sigma in zip(self.taus_s, self.sigmas))
-        _write_table(path, head, ("tau_s", "sigma_y", "valid"), rows)
+        return _table(head, ("tau_s", "sigma_y", "valid"), rows)
 
 
 def _cell(value: float | None, form: str) -> str:
     return "" if value is None or math.isnan(value) else format(value, form)
 
 
-def _write_table(path, head: dict[str, str], columns, rows) -> None:
-    with open(path, "w", newline="", encoding="utf-8") as file:
-        file.writelines(f"# {name}: {value}".rstrip() + "\n" for name, value in head.items())
-        table = csv.writer(file, lineterminator="\n")
-        table.writerow(columns)
-        table.writerows(rows)
+def _table(head: dict[str, str], columns, rows) -> bytes:
+    text = io.StringIO(newline="")
+    text.writelines(f"# {name}: {value}".rstrip() + "\n" for name, value in head.items())
+    table = csv.writer(text, lineterminator="\n")
+    table.writerow(columns)
+    table.writerows(rows)
+    return text.getvalue().encode()

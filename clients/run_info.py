@@ -30,6 +30,11 @@ class RunInfo:
     channels: tuple[Channel, Channel]
     times_ms: tuple[float, ...]  # of PHASES; 0 for one that was not reached
 
+    @property
+    def has_no_filter(self) -> bool:
+        """The detectors were measured, but no values of a loop's filter give its bandwidth."""
+        return any(channel.detector_v_rad > 0 > channel.bandwidth_hz for channel in self.channels)
+
     @classmethod
     def of_answers(cls, info: str, times: str) -> "RunInfo":
         found = REPORT.search(info)

@@ -1,14 +1,50 @@
 """The settings of a phase noise measurement."""
 
-from collections.abc import Iterator
-from dataclasses import dataclass
+import math
+from collections.abc import Callable, Iterator
+from dataclasses import dataclass, replace
+
+from clients.text import engineering_hz
 
 RESIDUAL_FM = "M"  # its letter in the test set, the one way to it
 
 
+class SettingError(ValueError):
+    """A setting that cannot be measured with, found before a run. `setting` is its field of Setup."""
+
+    def __init__(self, setting: str, reason: str):
+        super().__init__(f"{setting}: {reason}")
+        self.setting = setting
+        self.reason = reason
+
+
+@dataclass(frozen=True)
+class Setting:
+    """A number among the settings."""
+
+    name: str  # its field of Setup
+    header: str  # its command; "?" behind it asks for the value in force, "? MIN" and "? MAX" for the limits
+    text: Callable[[float], str] = "{:.12g}".format
+    read: Callable[[str], float] = float
+    off: float | None = None  # a value that switches it off and is within no limits
+
+
+SETTINGS = (
+    Setting("frequency_hz", "SENS:FREQ", engineering_hz),
+    Setting("points_per_decade", "SENS:PN:PPD", read=int),
+    Setting("start_hz", "SENS:PN:FREQ:STAR", engineering_hz),
+    Setting("stop_hz", "SENS:PN:FREQ:STOP", engineering_hz),
+    Setting("correlations", "SENS:PN:CORR", read=int),
+    Setting("averages", "SENS:PN:AVER", read=int),
+    Setting("smoothing_percent", "SENS:PN:SMO:APER", "{:g} %".format, off=0),
+    Setting("loop_hz", "SENS:PN:LOB", engineering_hz),
+)
+INTERNAL_REFERENCES = {1: "NORM", 2: "HIGH", 3: "LN"}  # by the answer to SENS:ROSC:INT?
+
+
 @dataclass
 class Setup:
-    """What to measure. None leaves the instrument's default; it clamps what lies outside its limits."""
+    """What to measure. None leaves the instrument's default."""
 
     frequency_hz: float | None = None  # of the carrier; None: search for it
     start_hz: float = 10.0
@@ -26,44 +62,67 @@ class Setup:
     def integrated_hz(self) -> tuple[float, float]:
         return self.function_range_hz or (self.start_hz, self.stop_hz)
 
+    def holds(self, offset_hz: float) -> bool:
+        """Whether the trace will hold the offset."""
+        return self.start_hz <= offset_hz <= self.stop_hz
+
     def commands(self) -> Iterator[str]:
-        yield "*RST"
+        """To an instrument that has just been reset."""
         yield "SENS:MODE PN"
         if self.reference is not None:
             yield f"SENS:PN:REF {self.reference}"
-        if self.points_per_decade is not None:
-            yield f"SENS:PN:PPD {self.points_per_decade}"
-        yield f"SENS:PN:FREQ:STAR {self.start_hz!r}"
-        yield f"SENS:PN:FREQ:STOP {self.stop_hz!r}"
-        yield f"SENS:PN:CORR {self.correlations}"
-        yield f"SENS:PN:AVER {self.averages}"
+        for setting in SETTINGS:
+            value = getattr(self, setting.name)
+            if value is not None and value != setting.off:
+                yield f"{setting.header} {value!r}"
         if self.smoothing_percent is not None:
             yield f"SENS:PN:SMO:STAT {'ON' if self.smoothing_percent > 0 else 'OFF'}"
-            if self.smoothing_percent > 0:
-                yield f"SENS:PN:SMO:APER {self.smoothing_percent!r}"
         yield f"SENS:PN:SPUR:OMIS {'ON' if self.list_spurs else 'OFF'}"
         start, stop = self.integrated_hz
         yield f"SENS:PN:FUNC:RANG {start!r},{stop!r}"
         yield f"SENS:PN:TEST {RESIDUAL_FM}"
-        yield from self.loop_commands()
+        yield f"SENS:PN:LOB:AUTO {'ON' if self.loop_hz is None else 'OFF'}"
         if self.frequency_hz is not None:
-            yield f"SENS:FREQ {self.frequency_hz!r}"
             yield "SENS:FREQ:AUTO OFF"
 
-    def loop_commands(self) -> Iterator[str]:
-        yield f"SENS:PN:LOB:AUTO {'ON' if self.loop_hz is None else 'OFF'}"
-        if self.loop_hz is not None:
-            yield f"SENS:PN:LOB {self.loop_hz!r}"
+    def check(self, limits: Callable[[Setting], tuple[float, float]]) -> None:
+        """Raises SettingError for the first setting outside of its limits, and for offsets that hold nothing."""
+        for setting in SETTINGS:
+            value = getattr(self, setting.name)
+            if value is None or value == setting.off:
+                continue
+            low, high = limits(setting)
+            if not low <= value <= high:
+                span = f"{setting.text(low)} to {setting.text(high)}"
+                raise SettingError(setting.name, f"{setting.text(value)} is outside of {span}")
+        trace = f"{engineering_hz(self.start_hz)} to {engineering_hz(self.stop_hz)}"
+        if not self.start_hz < self.stop_hz:
+            raise SettingError("stop_hz", f"the trace would go from {trace}")
+        start, stop = self.integrated_hz
+        if not (start < stop and start < self.stop_hz and stop > self.start_hz):
+            raise SettingError(
+                "function_range_hz",
+                f"{engineering_hz(start)} to {engineering_hz(stop)} holds nothing of the trace, {trace}",
+            )
+
+    def in_force(self, query: Callable[[str], str]) -> "Setup":
+        """This set-up with what the instrument answers to have understood."""
+        values = {setting.name: setting.read(query(f"{setting.header}?")) for setting in SETTINGS}
+        if self.frequency_hz is None:
+            values["frequency_hz"] = None
+        if int(query("SENS:PN:LOB:AUTO?")):
+            values["loop_hz"] = None
+        if not int(query("SENS:PN:SMO:STAT?")):
+            values["smoothing_percent"] = 0.0
+        external = query("SOUR:ROSC:SOUR?").startswith("EXT")
+        values["reference"] = "EXT" if external else INTERNAL_REFERENCES.get(int(query("SENS:ROSC:INT?")))
+        return replace(self, **values, list_spurs=bool(int(query("SENS:PN:SPUR:OMIS?"))))
 
     def description(self) -> dict[str, str]:
         """Names and values for the head of a table."""
-        smoothing = self.smoothing_percent
-        return {
-            "start_hz": f"{self.start_hz:g}",
-            "stop_hz": f"{self.stop_hz:g}",
-            "correlations": str(self.correlations),
-            "averages": str(self.averages),
-            "reference": self.reference or "instrument's default",
-            "loop_hz": "automatic" if self.loop_hz is None else f"{self.loop_hz:g}",
-            "smoothing_percent": "instrument's default" if smoothing is None else f"{smoothing:g}",
-        }
+        default = "instrument's default"
+        numbers = {setting.name: getattr(self, setting.name) for setting in SETTINGS if setting.name != "frequency_hz"}
+        words = {name: default if value is None else f"{value:.9g}" for name, value in numbers.items()}
+        if self.loop_hz is None:
+            words["loop_hz"] = "automatic"
+        return {**words, "reference": self.reference or default}

@@ -1,6 +1,7 @@
 """Numbers as people write them."""
 
 import math
+import re
 
 DASH = "-"  # in the place of a figure that there is none of
 PREFIXES = (
@@ -15,12 +16,30 @@ PREFIXES = (
     (1e-15, "f"),
 )
 UNITY = PREFIXES.index((1.0, ""))
+TYPED = re.compile(r"(?P<number>[-+]?(?:\d+\.?\d*|\.\d+)(?:e[-+]?\d+)?)\s*(?P<prefix>[kmg]?)(?:hz)?", re.IGNORECASE)
+
+
+def typed_number(text: str) -> float:
+    """A number as somebody types it: 1000, 1e3, 1k, 2.4 GHz. Prefixes are kilo, mega and giga in either case, as no
+    offset is given in millihertz. Raises ValueError for anything else."""
+    found = TYPED.fullmatch(text.strip())
+    if found is None:
+        raise ValueError(f"{text!r} is no number; 1000, 1e3 and 1k are")
+    scale = next(scale for scale, prefix in PREFIXES if prefix.lower() == found["prefix"].lower())
+    return float(found["number"]) * scale
 
 
 def engineering_hz(hz: float, decimals: int | None = None) -> str:
     """A frequency with the prefix that fits: 1e4 is "10 kHz". `decimals` behind the point; None: as few as it takes."""
     scale, prefix = next(((s, p) for s, p in PREFIXES[:UNITY] if abs(hz) >= s), PREFIXES[UNITY])
-    return f"{hz / scale:g} {prefix}Hz" if decimals is None else f"{hz / scale:.{decimals}f} {prefix}Hz"
+    return f"{hz / scale:.9g} {prefix}Hz" if decimals is None else f"{hz / scale:.{decimals}f} {prefix}Hz"
+
+
+def carrier(hz: float) -> str:
+    """A carrier's frequency to the hertz, everywhere in the same form: "11.797999762 GHz"."""
+    whole = round(hz)
+    decimals = next((d for d, (scale, _) in zip((9, 6, 3), PREFIXES) if abs(whole) >= scale), 0)
+    return engineering_hz(whole, decimals)
 
 
 def engineering(value: float | None, unit: str, digits: int = 4) -> str:

@@ -11,19 +11,19 @@ from clients.instrument import Instrument, InstrumentError
 
 host = sys.argv[1] if len(sys.argv) > 1 else "127.0.0.1"
 port = int(sys.argv[2]) if len(sys.argv) > 2 else 18
-setup = measurement.Setup(start_hz=1.0, stop_hz=10e6, averages=4, correlations=20)
+wanted = measurement.Setup(start_hz=1.0, stop_hz=10e6, averages=4, correlations=20)
 
 
 def show(averages, correlations):
-    print(f"average {averages} of {setup.averages}, correlation {correlations} of {setup.correlations}")
+    print(f"average {averages} of {wanted.averages}, correlation {correlations} of {wanted.correlations}")
 
 
 try:
     with Instrument(host, port) as analyzer:
-        measurement.configure(analyzer, setup)
+        setup = measurement.configure(analyzer, wanted)  # what is in force
         measurement.run(analyzer, progress=show)
         trace = measurement.fetch(analyzer, setup, spot_offsets_hz=[1e3, 1e4, 1e5])
 except InstrumentError as error:
     sys.exit(f"the run failed: {error}")
-for offset, level in trace.spots:
-    print(f"{offset:10.0f} Hz {level:8.2f} dBc/Hz")
+for spot in trace.spots:
+    print(f"{spot.offset_hz:10.0f} Hz {spot.level_dbc_hz:8.2f} dBc/Hz")

@@ -8,14 +8,12 @@ import struct
 import subprocess
 import unittest
 from datetime import datetime
-from pathlib import Path
-from tempfile import TemporaryDirectory
 
 import numpy
 
 from clients import labels, measurement, plot, report
 from clients.instrument import Instrument, InstrumentError
-from clients.results import AllanDeviation, Integrals, Spur, Trace
+from clients.results import AllanDeviation, Integrals, Spot, Spur, Trace
 from clients.run_info import Channel, RunInfo
 from clients.setup import Setup
 from clients.text import engineering
@@ -60,7 +58,7 @@ class Results(unittest.TestCase):
         self.assertAlmostEqual(flat.phase_rad, 44.7191e-3, delta=1e-6)
         self.assertAlmostEqual(flat.phase_deg, 2.56222, delta=1e-4)
         for integral, jitter in ((-1.0, -1.0), (-math.inf, 0.0)):  # no trace; an empty range
-            nothing = trace_of(integrals=Integrals.of_answers(integral, jitter), spots=[(1e3, None)], spurs=[])
+            nothing = trace_of(integrals=Integrals.of_answers(integral, jitter), spots=[Spot(1e3, None)], spurs=[])
             cells = [row[1:] for row in report.integral_rows(nothing)]
             self.assertEqual(cells, [("-",)] * 5)
             text = "\n".join(report.text_lines(nothing, 20))
@@ -82,18 +80,16 @@ class Results(unittest.TestCase):
         spurs = [Spur(1e3, -80.0), Spur(1.007e5, -70.25), Spur(2e7, -60.0)]
         trace = trace_of(spurs=spurs, range_hz=(1e3, 1e7), integrals=Integrals(-30.0, 7.1e-12))
         trace.noise_dbc_hz = [math.nan, *trace.noise_dbc_hz[1:]]
-        with TemporaryDirectory() as directory:
-            path = Path(directory) / "trace.csv"
-            trace.write_csv(path)
-            lines = path.read_text().splitlines()
+        lines = trace.csv_table().decode().splitlines()
         head = dict(line[2:].split(": ") for line in lines if line.startswith("# ") and ": " in line)
-        self.assertEqual((head["spurs"], head["integrated_to_hz"]), ("3", "1e+07"))
+        self.assertEqual((head["spurs"], head["integrated_to_hz"]), ("3", "10000000"))
         rows = list(csv.DictReader(line for line in lines if not line.startswith("#")))
         self.assertEqual([row["noise_dbc_hz"] for row in rows], ["", *["-100.000"] * 400])
         listed = [(float(row["offset_hz"]), row["spur_dbc"]) for row in rows if row["spur_dbc"]]
         self.assertEqual(listed, [(1e3, "-80.00"), (1e5, "-70.25"), (1e7, "-60.00")])
         shown = "\n".join(report.text_lines(trace, 2))
-        self.assertRegex(shown, r"strongest 2 of 3\n +101 kHz +-70.25 dBc\n +20.0 MHz +-60.00 dBc$")
+        self.assertRegex(shown, r"strongest 2 of 3, each at the nearest point of the trace \(2.3 % apart\)\n")
+        self.assertRegex(shown, r"\n +101 kHz +-70.25 dBc\n +20.0 MHz +-60.00 dBc$")
 
     def test_averaging_times_are_supported_up_to_a_tenth_of_the_longest_period(self):
         taus = [1e-6 * 1.1**i for i in range(121)]
@@ -127,9 +123,9 @@ class Clients(ProcessTest):
         setup = measurement.Setup(start_hz=1e3, stop_hz=1e6, correlations=10, averages=2, points_per_decade=100)
         with Instrument(HOST, PORT) as instrument:
             self.assertRegex(instrument.identity, IDENTITY)
-            measurement.configure(instrument, setup)
+            setup = measurement.configure(instrument, setup)
             measurement.run(instrument)
-            trace = measurement.fetch(instrument, setup, [1e4, 1e5])
+            trace = measurement.fetch(instrument, setup, [1e3, 1e4, 1e5])
             raw = instrument.block("CALC:PN:TRAC:FREQ?")
             self.assertEqual(instrument.query("SYST:ERR?"), '0,"No error"')
         self.assertTrue(trace.run.locked)
@@ -138,8 +134,10 @@ class Clients(ProcessTest):
         self.assertEqual(struct.unpack(f"<{len(trace.offsets_hz)}f", raw), tuple(trace.offsets_hz))
         self.assertAlmostEqual(trace.carrier_hz, 100e6, delta=50.0)
         self.assertAlmostEqual(trace.power_dbm, 8.0, delta=1.0)
-        for (offset, level), truth in zip(trace.spots, (-145.0, -155.0)):
+        self.assertEqual(trace.spots[0], Spot(1e3, trace.noise_dbc_hz[0], is_mean=False))  # no points before it
+        for (offset, level, is_mean), truth in zip(trace.spots[1:], (-145.0, -155.0)):
             self.assertAlmostEqual(level, truth, delta=2.0, msg=f"at {offset} Hz")
+            self.assertTrue(is_mean)
 
     def test_lxi_and_netcat_get_their_answers(self):
         self.rig()

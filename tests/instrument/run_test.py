@@ -3,6 +3,8 @@
 import csv
 import math
 import signal
+import subprocess
+import sys
 import time
 import unittest
 
@@ -26,6 +28,7 @@ power_dbm = 8.0
 noise = [[10, -95], [100, -112], [1e3, -122], [1e4, -128], [1e5, -133], [1e6, -148], [1e7, -156]]
 spurs = {[list(line) for line in LINES]}
 """
+WIDER = " with the automatic loop, trying a wider one of 1 kHz\n"
 SHORT = ["--", "--start", "1000", "--correlations", "2"]
 
 
@@ -63,9 +66,37 @@ class Run(ProcessTest):
         path = PROJECT / "virtual/duts/vco-2g4.toml"
         done = self.run_to_end("--dut", str(path), *SHORT)
         self.assertEqual(done.returncode, 0, done.stderr)
-        self.assertRegex(done.stderr, r"^(lock failed|the loops slip) with the automatic loop, trying 1000 Hz\n$")
+        self.assertRegex(done.stderr, rf"^(lock failed|the loops slip){WIDER}$")
         self.assertRegex(done.stdout, r"loops    locked, 1000\.\d and 1000\.\d Hz")
         self.assertEqual(self.table("trace.csv")[0]["loop_hz"], "1000")
+
+    def test_a_device_whose_automatic_loop_has_no_filter_is_measured_with_a_narrower_one(self):
+        words = ["--dut", str(PROJECT / "virtual/duts/ocxo-10mhz.toml"), "--", "--reference", "ln"]
+        done = self.run_to_end(*words)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        way = "lock failed with the automatic loop, no filter gives it, trying a narrower one of 50 Hz\n"
+        self.assertEqual(done.stderr, way)
+        self.assertRegex(done.stdout, r"\n +1 Hz +-12[23]\.\d\d dBc/Hz\*\n")
+        head, _ = self.table("trace.csv")
+        self.assertEqual((head["loop_hz"], head["reference"], head["smoothing_percent"]), ("50", "LN", "0.1"))
+        done = self.run_to_end(*words, "--loop", "300")
+        self.assertRegex(done.stderr, r"^measure: -262344,.*; no filter gives this loop, try a narrower one\n$")
+
+    def test_what_the_instrument_or_the_disk_does_not_take_is_said_in_one_line(self):
+        rig = self.rig()
+        measure = [sys.executable, "-B", str(PROJECT / "clients/measure.py"), f"{HOST}:{rig.port}", "--start", "1k"]
+        for words, status, told in (
+            (["--correlations", "0"], 1, "measure: --correlations: 0 is outside of 1 to 10000"),
+            (["--start", "-5"], 1, "measure: --start: -5 Hz is outside of 0.01 Hz to 50 MHz"),
+            (["--csv", "/dev/full"], 1, "measure: /dev/full: No space left on device"),
+            (["--allan-csv", "allan.csv"], 1, "measure: standard output: No space left on device"),
+        ):
+            with open("/dev/full" if "standard output" in told else "/dev/null", "w") as output:
+                done = subprocess.run(
+                    [*measure, *words], cwd=self.directory, stdout=output, stderr=subprocess.PIPE, text=True, timeout=20
+                )
+            self.assertEqual((done.returncode, done.stderr), (status, told + "\n"))
+        self.assertTrue((self.directory / "allan.csv").is_file())
 
     def test_every_device_that_comes_with_it_is_found_and_measured(self):
         setup = measurement.Setup(start_hz=1e3)
@@ -75,7 +106,7 @@ class Run(ProcessTest):
                 measurement.configure(instrument, setup)
                 trace = measurement.measure(instrument, setup, [1e5, 1e6, 1e7], lambda *_: None, told.append)
                 self.assertEqual(len(told), path.name == "vco-2g4.toml", told)
-                for offset, level in trace.spots[path.stem == "default" :]:  # its floor needs more correlations
+                for offset, level, _ in trace.spots[path.stem == "default" :]:  # its floor needs more correlations
                     self.assertAlmostEqual(level, DutTable.read(path).level_dbc_hz(offset), delta=1.5)
             rig.stop()
 
@@ -84,7 +115,7 @@ class Run(ProcessTest):
         for options, tries in (([], 1), (["--loop", "500"], 0)):
             done = self.run_to_end("--dut", "stiff.toml", *SHORT, *options)
             self.assertEqual(done.returncode, 2)
-            said = done.stderr.count("lock failed with the automatic loop, trying 1000 Hz\n")
+            said = done.stderr.count(f"lock failed{WIDER}")
             self.assertEqual(said, tries, done.stderr)
             self.assertIn('-262344,"Execution error;Lock failed"', done.stderr)
             self.assertIn("loops    not locked", done.stdout)
