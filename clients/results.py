@@ -17,7 +17,7 @@ SMALL_ANGLE_RAD2 = 0.1  # of phase, up to which a sideband's share of the power 
 
 @dataclass(frozen=True)
 class Spur:
-    """A discrete line. The instrument gives its offset as the nearest point of the trace."""
+    """A discrete line. The instrument gives its offset as a point of the trace."""
 
     offset_hz: float
     level_dbc: float

@@ -88,7 +88,7 @@ class Results(unittest.TestCase):
         listed = [(float(row["offset_hz"]), row["spur_dbc"]) for row in rows if row["spur_dbc"]]
         self.assertEqual(listed, [(1e3, "-80.00"), (1e5, "-70.25"), (1e7, "-60.00")])
         shown = "\n".join(report.text_lines(trace, 2))
-        self.assertRegex(shown, r"strongest 2 of 3, each at the nearest point of the trace \(2.3 % apart\)\n")
+        self.assertRegex(shown, r"strongest 2 of 3, each at a point of the trace \(2.3 % apart\)\n")
         self.assertRegex(shown, r"\n +101 kHz +-70.25 dBc\n +20.0 MHz +-60.00 dBc$")
 
     def test_averaging_times_are_supported_up_to_a_tenth_of_the_longest_period(self):
