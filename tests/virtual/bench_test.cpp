@@ -55,6 +55,24 @@ TEST(Bench, ALineStandsAtItsLevelInTheStagesThatReachIt) {
     EXPECT_TRUE(bench.expect(8 * spacing_Hz / 512).lines.empty());
 }
 
+TEST(Bench, ACaptureThatIsBrokenOffLeavesTheLoopsInThePresent) {
+    for (const bool spectra : {true, false}) {
+        TestBench bench(flatDut(100e6, -120));
+        bench.close();
+        const double before_V = bench_readTune_V(&bench, channelA);
+        if (spectra) {
+            bench.source.beginSpectra(3600'000'000'000);
+        } else {
+            std::vector<uint16_t> a(100'000), b(100'000);
+            bench.source.record({clock_now(), adcClock_Hz, 1'000'000}, a, b);
+        }
+        bench.offsetSources(-250);
+        clock_spend(1'000'000'000);
+        EXPECT_TRUE(bench.locked());
+        EXPECT_NEAR(bench_readTune_V(&bench, channelA) - before_V, 1, 0.1) << "at 250 Hz/V";
+    }
+}
+
 TEST(Bench, TheLoopsTakeTheirShareOutOfTheCloseInNoise) {
     TestBench bench(flatDut(100e6, -110));
     bench.setGain(ifGain_dB);

@@ -366,8 +366,10 @@ ChannelTruth bench_truth(Bench* bench, Channel channel) {
 bool bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot, uint64_t settling_ns) {
     const Guard guard(bench->mutex);
     benchState_update(bench);
+    const auto present = bench->channel;
     runLoops(bench, clock_now() + settling_ns);
     const SignalChain now{chainOf(bench, channelA), chainOf(bench, channelB)};
+    bench->channel = present; // a capture that is broken off must not leave them in a time that never comes
     if (snapshot->dutVersion == bench->dutVersion && snapshot->chain == now)
         return false;
     *snapshot = {now, bench->dutFile.dut, bench->dutVersion};

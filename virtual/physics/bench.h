@@ -103,7 +103,7 @@ void bench_set(Bench* bench, Channel channel, const ChannelSettings& settings);
 [[nodiscard]] ChannelTruth bench_truth(Bench* bench, Channel channel);
 
 /// Takes a record as it is asked for, as many samples of both ADCs: offset binary, 16 bits over 1.6 V, low-passed below
-/// half of the reduced rate. The loops stand at its end then.
+/// half of the reduced rate. The loops stand at its start then and go on with the clock.
 void bench_takeRecord(Bench* bench, const RecordRequest& request, std::span<uint16_t> a, std::span<uint16_t> b);
 /// Those of the DUT in force; does not look at the file, so it costs next to nothing.
 [[nodiscard]] Faults bench_faults(Bench* bench);
@@ -114,8 +114,8 @@ struct BenchSnapshot {
     Dut dut{};
     uint64_t dutVersion = 0;
 };
-/// Brings the snapshot up to now. A loop that will hold `settling_ns` later holds in it. Returns whether anything in it
-/// has changed.
+/// Brings the snapshot up to now. A loop that will hold `settling_ns` later holds in it; the loops themselves stay in
+/// the present. Returns whether anything in it has changed.
 [[nodiscard]] bool bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot, uint64_t settling_ns);
 
 } // namespace vi

@@ -123,11 +123,12 @@ void addSpurs(Bench* bench, double rate_Hz, std::span<std::complex<float>> phase
 /// The mixer's phase without noise from sample to sample of a record, in turns.
 class PhaseTrack {
 public:
-    PhaseTrack(PhaseLoop* loop, double rate_Hz, uint32_t samples)
-        : loop_(*loop), step_s_(1 / rate_Hz), length_s_(samples / rate_Hz), start_(loop->phase_rad / twoPi) {
-        stepped_ = !loop_.settled && holdsNoise(loop_.circuit) && loop_steps(loop_, length_s_) <= stepsPerRecord;
+    PhaseTrack(const PhaseLoop& loop, double rate_Hz, uint32_t samples)
+        : loop_(loop), step_s_(1 / rate_Hz), start_(loop.phase_rad / twoPi) {
+        const double length_s = samples / rate_Hz;
+        stepped_ = !loop_.settled && holdsNoise(loop_.circuit) && loop_steps(loop_, length_s) <= stepsPerRecord;
         if (stepped_) {
-            const double knots = knotsPerStep * std::max(loop_steps(loop_, length_s_), 1.0);
+            const double knots = knotsPerStep * std::max(loop_steps(loop_, length_s), 1.0);
             knotEvery_ = uint32_t(std::clamp(samples / knots, 1.0, double(piece)));
             samplesLeft_ = samples;
             sinceKnot_ = knotEvery_;
@@ -136,14 +137,6 @@ public:
             drift_HzPerS_ = loop_.circuit.drift_HzPerS;
         }
     }
-    /// The loop stands at the end of the record then.
-    ~PhaseTrack() {
-        if (!stepped_)
-            loop_advance(&loop_, length_s_);
-    }
-    PhaseTrack(const PhaseTrack&) = delete;
-    PhaseTrack& operator=(const PhaseTrack&) = delete;
-
     /// To be called for all of the record in order; `first` is the number of the first sample.
     void fill(uint32_t first, std::span<double> turns) {
         if (stepped_) {
@@ -177,8 +170,8 @@ private:
 
     static constexpr double knotsPerStep = 4; // of the loop's own, in which it moves by 0.1 rad
 
-    PhaseLoop& loop_;
-    double step_s_, length_s_, start_;
+    PhaseLoop loop_; // runs ahead of the channel's own, which stays in the present: records get broken off
+    double step_s_, start_;
     double beat_Hz_ = 0, drift_HzPerS_ = 0;
     bool stepped_;
     uint32_t knotEvery_ = 1, sinceKnot_ = 0, samplesLeft_ = 0; // samples
@@ -217,7 +210,7 @@ public:
     ChannelSamples(Bench* bench, Channel channel, const Record& record)
         : state_(bench->channel[channel]), record_(record), dut_(bench->dutFile.dut),
           noise_(reinterpret_cast<const float*>(record.noise.data()) + channel),
-          track_(&state_.loop, record.rate_Hz, record.pairs), slowStart_(record.slow.phase_rad[channel] / twoPi),
+          track_(state_.loop, record.rate_Hz, record.pairs), slowStart_(record.slow.phase_rad[channel] / twoPi),
           slowStep_(record.slow.frequency_Hz[channel] / record.rate_Hz),
           zero_(float(centre + adcOffset_codes[channel])) {
         const double gain = chain_ifGain(state_.settings.ifGain_dB, channel);
@@ -306,8 +299,6 @@ void takeRecord(Bench* bench, double rate_Hz, std::span<uint16_t> a, std::span<u
         record.pulseStart_s = pulses.period_s * random_uniform(bench->phaseNoise);
     fillChannel(bench, channelA, record, a);
     fillChannel(bench, channelB, record, b);
-    for (Bench::ChannelState& state : bench->channel)
-        state.loopTime += uint64_t(pairs / rate_Hz * 1e9);
 }
 
 } // namespace
