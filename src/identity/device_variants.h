@@ -69,10 +69,12 @@ inline bool device_config_usesOptionFs()         { return variant::is(variant::c
 inline bool device_config_usesTVPNX_ALG_1B()   { return variant::is(variant::analogBoard, "1"); }
 inline bool device_config_usesTVPNX_ALG_TO1B() { return device_config_usesTVPNX_ALG_1B(); }
 inline bool device_config_usesTVPNX_ALG_1C()   { return variant::is(variant::analogBoard, "2"); }
+inline bool device_config_usesTVPNX_ALG_1Cf()  { return false; } // nothing in a serial number tells it from a 1C
 inline bool device_config_usesTVPNX_ALG_2A()   { return variant::is(variant::analogBoard, "3"); }
 inline bool device_config_usesTVPNX_ALG_2B()   { return variant::is(variant::analogBoard, "4"); }
 inline bool device_config_usesTVPNX_ALG_2C()   { return variant::is(variant::analogBoard, "5"); }
 inline bool device_config_usesTVPNX_ALG_2D()   { return variant::is(variant::analogBoard, "6"); }
+/// Of the boards 2B to 2D.
 inline bool device_config_isAnalog2BCDModified() { return variant::isGated(variant::analogModification, "1"); }
 
 // DUT supply.

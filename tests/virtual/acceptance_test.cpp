@@ -106,6 +106,7 @@ TEST_F(AcceptanceTest, TheTraceIsTheDutsDownInTheLoop) {
         {board2B, 100.0003e6, 0},
         {board2B, 11.8e9, 0, 2},
         {board1C, 10e6, 8},
+        {board1CMarked, 100.0003e6, 8},
         {board1C, 11.8e9, 13, 8},
     };
     for (const auto& [serial, frequency_Hz, power_dBm, prescaler, reference, bandwidth_Hz] : cases)

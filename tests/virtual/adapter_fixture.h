@@ -16,7 +16,8 @@
 
 namespace vi {
 
-inline constexpr const char* board1C = "220-332306710-0001"; // with the source boards of its time
+inline constexpr const char* board1C = "220-332306710-0001";       // with the source boards of its time
+inline constexpr const char* board1CMarked = "220-332306711-0001"; // with a mark that speaks of later boards
 inline constexpr const char* board2A = "220-333306710-0001";
 inline constexpr const char* board2B = "220-334306910-0001";
 inline constexpr const char* board2C = "220-335306910-0001";

@@ -70,7 +70,7 @@ struct GivenVolts {
 GivenVolts givenA{}, givenB{}; // of the thread that designs
 
 const Capacitors& capacitorsOfBoard() {
-    return device_config_usesTVPNX_ALG_1C() && device_config_isAnalog2BCDModified() ? capacitors1Cf : capacitors;
+    return device_config_usesTVPNX_ALG_1Cf() ? capacitors1Cf : capacitors;
 }
 
 BothChannels tuningSensitivities(Device* device) {
@@ -224,7 +224,7 @@ bool calcLoopParams(Device* device, double wantedBandwidth) {
         meas_data.loopCapB = meas_data.loopCapA.get(); // until B has its own
         bandwidth = reachedA;
     }
-    if (bandwidth > 0)
+    if (bandwidth > 0 && config->autoLoopBW != 0)
         config->loopBandwidth = bandwidth;
     return designChannel(filterB, target, bandwidth, sensitivity.b, volts.b) != unusable && reachedA != unusable;
 }
