@@ -152,6 +152,30 @@ class Run(ProcessTest):
         self.assertEqual(traces[0], traces[1])
         self.assertNotEqual(traces[0][-1], traces[2][-1])
 
+    def test_time_passes_as_on_the_wall_between_commands(self):
+        drift_hz_per_s = 1e4
+        (self.directory / "drift.toml").write_text(
+            DUT.format(frequency="100e6") + f"[faults]\ndrift_hz_per_s = {drift_hz_per_s}\n"
+        )
+        self.run_serve("--dut", "drift.toml")
+
+        def carrier(instrument):
+            instrument.write("SENS:FREQ:EXEC")
+            return instrument.number("CALC:FREQ?")
+
+        def poll(instrument):
+            end = time.monotonic() + 0.5
+            while time.monotonic() < end:
+                instrument.query("*OPC?")
+
+        with Instrument(HOST, PORT) as instrument:
+            for wait in (lambda: time.sleep(0.5), lambda: poll(instrument)):
+                before, began = carrier(instrument), time.monotonic()
+                wait()
+                passed_s = (carrier(instrument) - before) / drift_hz_per_s
+                self.assertGreater(passed_s, 0.45)
+                self.assertLess(passed_s, time.monotonic() - began + 0.2)  # of searches
+
     def test_ctrl_c_ends_it_within_a_second_with_a_client_connected(self):
         process = self.run_serve()
         with connect():

@@ -1,8 +1,10 @@
 #include "platform/rt.h"
 #include "virtual/platform/clock.h"
 
+#include <chrono>
 #include <gtest/gtest.h>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using namespace vi;
@@ -28,6 +30,38 @@ TEST(Clock, WhatSeveralThreadsSpendAddsUpAndNoneSeesTimeGoBack) {
     for (std::thread& spender : spenders)
         spender.join();
     EXPECT_EQ(rt_timer_read(), start + RTIME(threads) * steps * 7);
+}
+
+TEST(Clock, IdleTimePassesAsOnTheWallAndTimeOfWorkDoesNot) {
+    using Wall = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds nap{20};
+    const RTIME start = rt_timer_read();
+    RTIME last = start;
+    const auto passed = [&] {
+        const RTIME before = std::exchange(last, rt_timer_read());
+        return std::chrono::nanoseconds(last - before);
+    };
+    const auto begin = Wall::now();
+    const auto idle = [&](bool is) {
+        clock_tellIdle(is);
+        std::this_thread::sleep_for(nap);
+    };
+    std::this_thread::sleep_for(nap);
+    EXPECT_EQ(passed().count(), 0) << "nobody told";
+    idle(true);
+    EXPECT_GE(passed(), nap) << "work begins";
+    std::this_thread::sleep_for(nap);
+    EXPECT_EQ(passed().count(), 0) << "it goes on";
+    clock_tellIdle(true); // it was over soon
+    EXPECT_GE(passed(), nap);
+    idle(true);
+    clock_tellIdle(true);
+    EXPECT_GE(passed(), nap) << "nobody looked at the clock";
+    idle(false);
+    clock_tellIdle(true);
+    EXPECT_LT(passed(), nap) << "work of before";
+    clock_tellIdle(false);
+    EXPECT_LE(std::chrono::nanoseconds(rt_timer_read() - start), Wall::now() - begin);
 }
 
 TEST(Clock, RealTimeModeFollowsTheHostAndLeavesSleepingToTheCaller) {

@@ -3,6 +3,7 @@
 #include "core/file_draft.h"
 #include "core/numbers.h"
 #include "firmware/startup.h"
+#include "virtual/app/idle_watch.h"
 #include "virtual/platform/clock.h"
 #include "virtual/stand_in/slot_adapter.h"
 #include "virtual/unit/unit.h"
@@ -171,6 +172,8 @@ int main(int argc, char** argv) {
     const std::string serialNumber = settleSerialNumber(options.serialNumber);
     if (options.realTime)
         vi::clock_setMode(vi::TimeMode::realTime);
+    else if (vi::idleWatch_start() != 0)
+        fail(exitPortTaken, "no thread for the clock");
     // Never freed: threads of the firmware use it until the process is gone.
     unit = new vi::Unit(vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
     std::atexit(tellRefusals);

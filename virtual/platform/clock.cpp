@@ -14,6 +14,9 @@ constexpr uint64_t secondInNanoseconds = 1'000'000'000;
 std::atomic<bool> realTime{false};
 std::atomic<uint64_t> spent{secondInNanoseconds}; // fast mode's reading; starts above 0, which callers take for "never"
 std::atomic<uint64_t> hostLead{0};                // added to the host's clock so that a change of mode never goes back
+// Idle time, on the host's clock: up to when it has been counted; 0 while the instrument works.
+std::atomic<uint64_t> idleCounted{0};
+std::atomic<bool> idleRuns{false}; // nobody has looked at the clock since
 
 uint64_t hostNow() {
     timespec now{};
@@ -21,7 +24,27 @@ uint64_t hostNow() {
     return uint64_t(now.tv_sec) * secondInNanoseconds + uint64_t(now.tv_nsec);
 }
 
+void spend(uint64_t nanoseconds) {
+    uint64_t seen = spent.load();
+    while (!spent.compare_exchange_weak(seen, seen + std::min(nanoseconds, UINT64_MAX - seen))) {
+    }
+}
+
+void spendIdle(uint64_t from, uint64_t until) {
+    if (from != 0 && until > from)
+        spend(until - from);
+}
+
+/// The instrument begins to work, if it was idle.
+void endIdling() {
+    if (!idleRuns.load(std::memory_order_relaxed) || !idleRuns.exchange(false))
+        return;
+    const uint64_t now = hostNow();
+    spendIdle(idleCounted.exchange(now), now);
+}
+
 void raiseTo(uint64_t date) {
+    endIdling();
     uint64_t seen = spent.load();
     while (seen < date && !spent.compare_exchange_weak(seen, date)) {
     }
@@ -34,7 +57,10 @@ TimeMode clock_mode() {
 }
 
 uint64_t clock_now() {
-    return realTime ? hostNow() + hostLead : spent.load();
+    if (realTime)
+        return hostNow() + hostLead;
+    endIdling();
+    return spent.load();
 }
 
 void clock_setMode(TimeMode mode) {
@@ -53,9 +79,17 @@ void clock_setMode(TimeMode mode) {
 void clock_spend(uint64_t nanoseconds) {
     if (realTime)
         return;
-    uint64_t seen = spent.load();
-    while (!spent.compare_exchange_weak(seen, seen + std::min(nanoseconds, UINT64_MAX - seen))) {
-    }
+    endIdling();
+    spend(nanoseconds);
+}
+
+void clock_tellIdle(bool idle) {
+    if (realTime)
+        return;
+    const uint64_t now = hostNow(), from = idleCounted.exchange(idle ? now : 0);
+    if (idle)
+        spendIdle(from, now);
+    idleRuns = idle;
 }
 
 void clock_take(uint64_t nanoseconds) {
