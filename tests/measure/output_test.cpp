@@ -57,10 +57,8 @@ TEST_F(OutputTest, GridRunsInEqualRatiosFromStartToStop) {
         double offsetMin, offsetMax;
         int32_t pointsPerDecade, points;
     } rows[] = {
-        {0.01, 50e6, 120, 961},
-        {1, 50e6, 500, 993},
-        {1000, 50e6, -3, 5},
-        {1e6, 1e3, 120, 361},
+        {0.01, 50e6, 120, 961}, {1, 50e6, 500, 4001}, {2e6, 50e6, 500, 1501},
+        {1, 50e6, 501, 4001},   {1000, 50e6, -3, 5},  {1e6, 1e3, 120, 361},
     };
     for (const auto& [offsetMin, offsetMax, pointsPerDecade, points] : rows) {
         SCOPED_TRACE(testing::Message() << offsetMin << " Hz, " << pointsPerDecade);
@@ -91,7 +89,7 @@ TEST_F(OutputTest, LoopCorrectionIsTheInverseOfTheErrorFunction) {
 
 TEST_F(OutputTest, DeembeddingEndsWithTheFirstPointThatNeedsNoneOrAtTheLimit) {
     prepare(10, 50e6, 120);
-    std::fill_n(meas_data.spectrumData, tracePointsSize, -100.0F);
+    std::fill_n(meas_data.spectrumData, tracePointsMax, -100.0F);
     meas_data.loopWnA = 628.0;
     meas_data.loopZetaA = 1.5; // 1.2 behind the tune port
     deembed(device);
@@ -105,7 +103,7 @@ TEST_F(OutputTest, DeembeddingEndsWithTheFirstPointThatNeedsNoneOrAtTheLimit) {
         ASSERT_EQ(meas_data.spectrumData[i], -100.0F) << i;
 
     meas_data.loopZetaA = 10; // so much damping that the correction stays above 0.1 dB up to the limit
-    std::fill_n(meas_data.spectrumData, tracePointsSize, -100.0F);
+    std::fill_n(meas_data.spectrumData, tracePointsMax, -100.0F);
     deembed(device);
     for (i = 0; i < meas_data.pointCount; ++i)
         ASSERT_EQ(meas_data.spectrumData[i] == -100.0F, meas_data.spectrumFreq[i] >= 6280.0F) << i;

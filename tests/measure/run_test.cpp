@@ -132,7 +132,7 @@ TEST_F(RunTest, ARunKeepsItsSettingsAndTheNextOneTakesTheNew) {
     configPN_setCorrelations(device, 2);
     EXPECT_EQ(runOnce(), 0);
     EXPECT_EQ(fake->capturesBegun(), 5); // 2 passes
-    EXPECT_EQ(trace().size(), 993U);
+    EXPECT_EQ(trace().size(), 4001U);
     EXPECT_FLOAT_EQ(grid().back(), 1e6F);
 }
 

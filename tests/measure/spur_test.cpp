@@ -159,7 +159,7 @@ TEST_F(SpurTest, SkirtsGoWithTheirSpurAndNeighboursAreOne) {
         {"a high spur covers what comes before it, not what follows", {{96, 6}, {100, 36}, {104, 6}}, {100, 104}, {96}},
         {"no mirror point beyond the end", {{477, 3}, {478, 4}, {479, 15}}, {479}, {477}},
     };
-    std::fill_n(SMOOTHED + 481, tracePointsSize - 481, -1000.0F); // what lies beyond is another trace's
+    std::fill_n(SMOOTHED + 481, tracePointsMax - 481, -1000.0F); // what lies beyond is another trace's
     std::fill_n(__std, 8, 1e6F);
     for (const auto& [what, peaks, listed, kept] : cases) {
         SCOPED_TRACE(what);

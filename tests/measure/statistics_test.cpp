@@ -27,7 +27,7 @@ protected:
     static void setCarrier(double frequency) { configPNPtr->frequency = frequency; }
     static void setTrace(const std::vector<Point>& trace) {
         MutexLock lock(meas_data.resultMutex);
-        ASSERT_LE(trace.size(), tracePointsSize);
+        ASSERT_LE(trace.size(), tracePointsMax);
         meas_data.pointCount = static_cast<int32_t>(trace.size());
         copy(trace, meas_data.spectrumFreq, meas_data.spectrumData);
     }

@@ -20,7 +20,7 @@ struct Band {
     double frequency; // Hz
     double power;     // 10^(L/10) times the width up to the next point
 };
-std::array<Band, tracePointsSize> bandsInRange GUARDED_BY(meas_data.resultMutex);
+std::array<Band, tracePointsMax> bandsInRange GUARDED_BY(meas_data.resultMutex);
 
 int32_t makeTauGrid(const FunctionRange& range) REQUIRES(meas_data.resultMutex) {
     double tau = 1 / static_cast<double>(range.hi);

@@ -65,8 +65,7 @@ int32_t smoothingHalfWidth(double aperture, int32_t pointCount) {
 } // namespace
 
 int32_t pn_output_pointCount(int32_t pointsPerDecade, int32_t stageCount) {
-    const int32_t most = (tracePointsMax - 1) / stageCount;
-    return std::clamp(pointsPerDecade, 1, most) * stageCount + 1;
+    return std::clamp(pointsPerDecade, 1, pointsPerDecadeMax) * stageCount + 1;
 }
 
 void prepareOutputArrays(const StagingPlan* plan) {

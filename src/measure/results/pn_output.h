@@ -7,8 +7,7 @@
 
 #include <cstdint>
 
-/// Points of the output grid: `pointsPerDecade` a stage and one more. More points a stage than the arrays can take are
-/// lowered to the most that they can: 333 with 3 stages, 124 with 8. At least one a stage.
+/// Points of the output grid: `pointsPerDecade` a stage, 1 to pointsPerDecadeMax, and one more.
 [[nodiscard]] int32_t pn_output_pointCount(int32_t pointsPerDecade, int32_t stageCount);
 
 /// Prepares a run of the configuration in force on `plan`: clears the sums, the counts and the last error, marks all

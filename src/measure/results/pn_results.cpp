@@ -22,9 +22,9 @@ constexpr int64_t nsPerMs = 1'000'000;
 constexpr int64_t nsPerSec = 1'000'000'000;
 
 /// Copies of the arrays, one for each query: a transfer reads them after the lock is gone, while the run saves anew.
-std::array<float, tracePointsSize> spectrumCopy;
-std::array<float, tracePointsSize> powerCopy;
-std::array<float, tracePointsSize> frequencyCopy;
+std::array<float, tracePointsMax> spectrumCopy;
+std::array<float, tracePointsMax> powerCopy;
+std::array<float, tracePointsMax> frequencyCopy;
 std::array<float, spursMax> spurLevelCopy;
 std::array<float, spursMax> spurFrequencyCopy;
 std::array<float, aVariancePointsMax> tauCopy;

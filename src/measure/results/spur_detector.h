@@ -15,8 +15,8 @@ inline constexpr int32_t spurEntriesMax = spursMax - 1; // what a list counts up
 
 // Scratch of the measurement thread, from the pool.
 inline constinit int32_t* SPURS = nullptr;  // points of the spurs, spursMax entries
-inline constinit float* ORIGINAL = nullptr; // the trace as it came in, tracePointsSize
-inline constinit float* SMOOTHED = nullptr; // tracePointsSize
+inline constinit float* ORIGINAL = nullptr; // the trace as it came in, tracePointsMax
+inline constinit float* SMOOTHED = nullptr; // tracePointsMax
 inline constinit float* __std = nullptr;    // local deviation at each point, dB, tracePointsMax
 
 /// Finds the spurs of `trace`, which has `count` points at `frequencies` (at most tracePointsMax count), replaces them

@@ -11,9 +11,10 @@
 
 #include <cstdint>
 
-inline constexpr int32_t tracePointsSize = 2048; // entries of each array over the trace
-inline constexpr int32_t tracePointsMax = 1000;  // points that a run uses at most: the smallest array over the trace
-inline constexpr int32_t spursMax = 1000;
+inline constexpr int32_t pointsPerDecadeMax = 500;
+inline constexpr int32_t tracePointsMax =
+    pointsPerDecadeMax * stageCountMax + 1;         // entries of each array over the trace
+inline constexpr int32_t spursMax = tracePointsMax; // of a list of points while they are sought: a line has many
 inline constexpr int32_t aVariancePointsMax = 300;
 
 struct MeasData {

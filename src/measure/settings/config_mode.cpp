@@ -135,12 +135,12 @@ template <class T> bool take(T** array, int32_t entries) {
 bool takeResultArrays() {
     MutexLock result(meas_data.resultMutex);
     MutexLock testSet(meas_data.testSetMutex);
-    return take(&meas_data.accumRe, tracePointsSize) && take(&meas_data.accumIm, tracePointsSize) &&
+    return take(&meas_data.accumRe, tracePointsMax) && take(&meas_data.accumIm, tracePointsMax) &&
            take(&configPN.testSetDefinition, testSetSize) && take(&configPN.testSetResults, testSetSize) &&
-           take(&meas_data.pnAverage, tracePointsSize) && take(&meas_data.spectrumData, tracePointsSize) &&
-           take(&meas_data.spectrumPowerData, tracePointsSize) && take(&meas_data.spectrumFreq, tracePointsSize) &&
+           take(&meas_data.pnAverage, tracePointsMax) && take(&meas_data.spectrumData, tracePointsMax) &&
+           take(&meas_data.spectrumPowerData, tracePointsMax) && take(&meas_data.spectrumFreq, tracePointsMax) &&
            take(&meas_data.spurData, spursMax) && take(&meas_data.spurFreq, spursMax) && take(&SPURS, spursMax) &&
-           take(&ORIGINAL, tracePointsSize) && take(&SMOOTHED, tracePointsSize) && take(&__std, tracePointsMax) &&
+           take(&ORIGINAL, tracePointsMax) && take(&SMOOTHED, tracePointsMax) && take(&__std, tracePointsMax) &&
            take(&meas_data.aVarianceSigma, aVariancePointsMax) && take(&meas_data.aVarianceTau, aVariancePointsMax);
 }
 

@@ -128,7 +128,7 @@ inline constexpr Limits offsetMaxLimits{0.1, 50e6};    // Hz
 inline constexpr Limits spotFrequencyLimits{10, 50e6}; // Hz
 inline constexpr Limits iterationsLimits{1, 10000};
 inline constexpr Limits correlationsLimits{1, 10000};
-inline constexpr Limits pointsPerDecadeLimits{2, 500};
+inline constexpr Limits pointsPerDecadeLimits{2, pointsPerDecadeMax};
 inline constexpr Limits spurThresholdLimits{1, 70};        // dB
 inline constexpr Limits smoothingApertureLimits{0.05, 20}; // percent
 inline constexpr Limits loopBandwidthLimits{1, 1000};      // Hz
