@@ -139,6 +139,29 @@ TEST_F(ConfigurationTest, OneChannelNeedsABetterReference) {
     EXPECT_EQ(fake->takeLog().substr(0, 4), "fd A");
 }
 
+TEST_F(ConfigurationTest, OffsetsStayInOrderWhicheverIsSetFirst) {
+    constexpr double start = 0, stop = 1; // which of the two
+    const struct {
+        double which, value, min, max; // set one after the other, from 1 kHz to 50 MHz on
+    } rows[] = {
+        {start, 1e6, 1e6, 50e6},  {stop, 2e6, 1e6, 2e6},  {stop, 1e3, 100, 1e3},  {start, 10, 10, 1e3},
+        {start, 1e3, 1e3, 1e4},   {stop, 1e3, 100, 1e3},  {start, 1e7, 1e7, 5e7}, {start, 1e9, 50e6, 50e6},
+        {stop, 0, 0.01, 0.1},     {start, -1, 0.01, 0.1}, {start, 0.1, 0.1, 1},   {stop, 1e99, 0.1, 50e6},
+        {start, NAN, 0.01, 50e6},
+    };
+    for (const bool vco : {false, true}) {
+        MeasConfig& config = vco ? configVCO.config : configPN;
+        for (const auto& [which, value, min, max] : rows) {
+            SCOPED_TRACE(testing::Message() << vco << ": " << (which == start ? "start " : "stop ") << value);
+            if (vco)
+                EXPECT_EQ((which == start ? configVCO_setOffsetMin : configVCO_setOffsetMax)(device, value), 0);
+            else
+                EXPECT_EQ((which == start ? configPN_setOffsetMin : configPN_setOffsetMax)(device, value), 0);
+            EXPECT_EQ(std::pair(config.offsetMin.get(), config.offsetMax.get()), std::pair(min, max));
+        }
+    }
+}
+
 TEST_F(ConfigurationTest, AReferenceThatCannotBeSetIsNotStored) {
     Device_setInternalReferenceSelection = [](Device*, int) -> int { return scpi::undefinedHeader; };
     EXPECT_EQ(configPN_setReference(device, referenceLowNoise), scpi::undefinedHeader);

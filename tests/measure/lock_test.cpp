@@ -5,6 +5,7 @@
 #include "measure/preparation/lock.h"
 
 #include <cmath>
+#include <numbers>
 
 namespace {
 
@@ -126,8 +127,9 @@ TEST_F(LockTest, WithoutALockThereIsASecondAttemptAtAHigherBandwidth) {
         EXPECT_EQ(meas_data.locked, 0U);
         EXPECT_EQ(loop[0].reads, attempts * (2 + passes) + 2);
         EXPECT_EQ(fake->records, 0); // stands, but outside the band
-        EXPECT_NEAR(configPN.loopBandwidth, last, 1e-3 * last);
-        EXPECT_EQ(fake->board[1].loopMode, 4); // nothing opens the loop
+        EXPECT_NEAR(meas_data.loopWnA / (2 * std::numbers::pi), last, 1e-3 * last);
+        EXPECT_NEAR(configPN.loopBandwidth, bandwidth > 0 ? bandwidth : last, 1e-3 * last); // the user's stays
+        EXPECT_EQ(fake->board[1].loopMode, 4);                                              // nothing opens the loop
     }
 }
 

@@ -7,6 +7,7 @@
 #include "measure/preparation/beat.h"
 #include "measure/preparation/gain.h"
 #include "measure/preparation/loop_modes.h"
+#include "measure/preparation/time_samples.h"
 #include "measure/preparation/whole_hertz.h"
 #include "measure/run/measure.h"
 #include "measure/settings/measurement_configuration.h"
@@ -235,6 +236,7 @@ int pn_measure_frequencySearch(Device* device) {
 
 int pn_measure_execfrequencySearch(Device* device) {
     measure_waitForEnd();
+    const OwnSampling sampling(device);
     MeasConfig& config = *configPNPtr;
     config.ateMode = 0;
     config.autoFrequency = 1;

@@ -171,7 +171,7 @@ void checkLockPULSE(Device* device, uint32_t* lockA, uint32_t* lockB, int, int) 
     if (*lockA == 0 && *lockB == 0)
         return;
     Records records;
-    records.count = getTimeSamplesPREC(device, &records.a, &records.b, pulseSamples, pulseDivider, bothChannels);
+    records.count = getTimeSamples(device, &records.a, &records.b, pulseSamples, pulseDivider, bothChannels);
     takeNoiseOut(records);
     judge(records, lockA, lockB, "checkLockPULSE", looksLockedPulsed);
 }

@@ -4,6 +4,7 @@
 #include "measure/preparation/beat.h"
 #include "measure/preparation/gain.h"
 #include "measure/preparation/loop_modes.h"
+#include "measure/preparation/time_samples.h"
 #include "measure/run/measure.h"
 #include "measure/settings/measurement_configuration.h"
 
@@ -54,6 +55,7 @@ int pn_measure_measureSensitivity(Device* device) {
     if (config->reference == referenceNormal)
         return scpi::illegalParameterValue;
     measure_waitForEnd();
+    const OwnSampling sampling(device);
 
     const double topA = config->referenceVoltage1, topB = config->referenceVoltage2;
     detectMinimalBeatMeasurementSettings(device);

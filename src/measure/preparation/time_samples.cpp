@@ -1,5 +1,7 @@
 #include "measure/preparation/time_samples.h"
 
+#include "measure/run/meas_data.h"
+
 #include <algorithm>
 
 namespace {
@@ -7,8 +9,8 @@ namespace {
 constexpr uint32_t channelA = 0;
 constexpr uint32_t channelB = 1;
 constexpr uint32_t onlySegment = 0;
-constexpr uint32_t channelAOnly = 1; // a number of channels
-constexpr uint32_t noStages = 0;     // the capture of this board has none
+constexpr uint32_t channelAOnly = 1, bothChannels = 2; // numbers of channels
+constexpr uint32_t noStages = 0;                       // the capture of this board has none
 
 /// Fetches the record of a channel. Returns its samples; 0 and null if there is none.
 uint32_t fetch(Device* device, uint32_t channel, uint16_t** buffer) {
@@ -20,13 +22,17 @@ uint32_t fetch(Device* device, uint32_t channel, uint16_t** buffer) {
     return static_cast<uint32_t>(bytes) / sizeof(uint16_t);
 }
 
+void setSampling(Device* device, uint32_t samples, uint32_t divider, uint32_t channels) {
+    Device_setPhaseNoiseSamples(device, samples);
+    Device_setPhaseNoiseChannels(device, channels);
+    Device_setPhaseNoiseDivider(device, divider);
+}
+
 } // namespace
 
 uint32_t getTimeSamples(Device* device, uint16_t** bufferA, uint16_t** bufferB, uint32_t samples, uint32_t divider,
                         uint32_t channels) {
-    Device_setPhaseNoiseSamples(device, samples);
-    Device_setPhaseNoiseChannels(device, channels);
-    Device_setPhaseNoiseDivider(device, divider);
+    setSampling(device, samples, divider, channels);
     return getTimeSamplesPREC(device, bufferA, bufferB, samples, divider, channels);
 }
 
@@ -42,4 +48,19 @@ uint32_t getTimeSamplesPREC(Device* device, uint16_t** bufferA, uint16_t** buffe
         return samplesA;
     const uint32_t samplesB = fetch(device, channelB, bufferB);
     return samplesA == samplesB ? samplesA : 0;
+}
+
+// The query tells whether both channels are captured, not how many.
+OwnSampling::OwnSampling(Device* device)
+    : device_(device), samples_(Device_getPhaseNoiseSamples(device)), divider_(Device_getPhaseNoiseDivider(device)),
+      bothChannels_(Device_getPhaseNoiseChannels(device) != 0),
+      boardB_(Device_isPhaseNoiseAlgBoardBSelected(device) != 0) {
+    if (meas_data.beatSamples != 0)
+        setSampling(device, meas_data.beatSamples, meas_data.beatDivider, meas_data.beatChannels);
+}
+
+OwnSampling::~OwnSampling() {
+    setSampling(device_, samples_, divider_, bothChannels_ ? bothChannels : channelAOnly);
+    if (boardB_)
+        Device_selectPhaseNoiseAlgBoardB(device_);
 }

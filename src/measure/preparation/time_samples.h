@@ -22,3 +22,19 @@ inline constexpr uint32_t timeSamplesMax = 0x100000; // the acquisition's limits
 /// The same with the settings of the last capture; only `channels` counts here, for what is fetched.
 [[nodiscard]] uint32_t getTimeSamplesPREC(Device* device, uint16_t** bufferA, uint16_t** bufferB, uint32_t samples,
                                           uint32_t divider, uint32_t channels);
+
+/// Lends the settings of a capture, and the selection of a board, to a run or a measurement by command: as long as this
+/// exists the last ones of the instrument's own (beatSamples, beatDivider, beatChannels) are in force, if there are
+/// any; then the user's are back.
+class OwnSampling {
+public:
+    explicit OwnSampling(Device* device);
+    ~OwnSampling();
+    OwnSampling(const OwnSampling&) = delete;
+    OwnSampling& operator=(const OwnSampling&) = delete;
+
+private:
+    Device* device_;
+    uint32_t samples_, divider_;
+    bool bothChannels_, boardB_;
+};

@@ -8,6 +8,7 @@
 #include "measure/preparation/gain.h"
 #include "measure/preparation/kphi.h"
 #include "measure/preparation/lock.h"
+#include "measure/preparation/time_samples.h"
 #include "measure/preparation/whole_hertz.h"
 #include "measure/results/test_set.h"
 #include "measure/run/measure.h"
@@ -171,6 +172,7 @@ int32_t prepare(Device* device, PhaseClock* clock) {
 int32_t pnMeasureFull(Device* device) {
     const timeval begin = measure_now();
     PhaseClock clock;
+    const OwnSampling sampling(device);
     clearResults(device);
     // A lock is all that a pulsed DUT gets: there is no beat to search or measure, and nothing to correlate.
     if (configPN.pulseEnabled != 0)

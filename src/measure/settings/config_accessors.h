@@ -18,6 +18,7 @@ int     configPN_getRedoFrequency(Device* device);
 int     configPN_setRedoFrequency(Device* device, int redo); // "always" makes redoKphi "always" too
 int     configPN_enableFreqInit(Device* device);
 int     configPN_disableFreqInit(Device* device);
+// The offsets of a trace are held to their limits and keep below each other: config_storeOffsetMin.
 double  configPN_getOffsetMin(Device* device);
 int     configPN_setOffsetMin(Device* device, double offset);
 double  configPN_getOffsetMax(Device* device);
@@ -32,7 +33,7 @@ int32_t configPN_getPointsPerDecade(Device* device);
 int     configPN_setPointsPerDecade(Device* device, int32_t points);
 int     configPN_setMeasurementMethod(Device* device, int method); // -224 for 0 and 1 with the normal reference
 double  configPN_getAttenuation(Device* device);
-int     configPN_setAttenuation(Device* device, double attenuation);
+int     configPN_setAttenuation(Device* device, double attenuation); // held to its limits
 int     configPN_isAutoAttenuation(Device* device);
 int     configPN_enableAutoAttenuation(Device* device);
 int     configPN_disableAutoAttenuation(Device* device);
@@ -52,7 +53,7 @@ int     configPN_disableAutoKphi(Device* device);
 int     configPN_getRedoKphi(Device* device);
 int     configPN_setRedoKphi(Device* device, int redo);
 double  configPN_getLoopBandwidth(Device* device);
-int     configPN_setLoopBandwidth(Device* device, double bandwidth);
+int     configPN_setLoopBandwidth(Device* device, double bandwidth); // at least 1 Hz
 int     configPN_isAutoLoopBW(Device* device);
 int     configPN_enableAutoLoopBW(Device* device);
 int     configPN_disableAutoLoopBW(Device* device);

@@ -11,6 +11,7 @@ double config_getFrequency(Device*) {
 }
 
 int config_setFrequency(Device* device, double frequency) {
+    frequency = limited(frequency, frequencyLimits);
     configPNPtr->frequency = frequency;
     if (measurement_mode == measurementModePN)
         return configHW_setFrequency(device);

@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr double decade = 10;
+
 bool pnActive() {
     return measurement_mode == measurementModePN;
 }
@@ -14,9 +16,8 @@ bool isReferenceChannel(int32_t channel) {
     return channel == 1 || channel == 2;
 }
 
-/// Stores, and has the stage plan follow while the mode is active.
-template <class T> int setStaged(Device* device, Shared<T>& field, T value) {
-    field = value;
+/// Has the stage plan follow a setting while the mode is active.
+int followPlan(Device* device) {
     return pnActive() ? config_staging(device) : 0;
 }
 
@@ -61,7 +62,7 @@ int     configPN_disableAutoKphi(Device*) { return store(configPN.autoKphi, 0); 
 int     configPN_getRedoKphi(Device*) { return static_cast<int>(configPN.redoKphi.get()); }
 int     configPN_setRedoKphi(Device*, int redo) { return store(configPN.redoKphi, redo); }
 double  configPN_getLoopBandwidth(Device*) { return configPN.loopBandwidth; }
-int     configPN_setLoopBandwidth(Device*, double bandwidth) { return store(configPN.loopBandwidth, bandwidth); }
+int     configPN_setLoopBandwidth(Device*, double bandwidth) { return store(configPN.loopBandwidth, std::fmax(bandwidth, loopBandwidthLimits.min)); }
 int     configPN_isAutoLoopBW(Device*) { return configPN.autoLoopBW != 0; }
 int     configPN_enableAutoLoopBW(Device*) { return store(configPN.autoLoopBW, 1); }
 int     configPN_disableAutoLoopBW(Device*) { return store(configPN.autoLoopBW, 0); }
@@ -90,18 +91,35 @@ int configPN_setRedoFrequency(Device*, int redo) {
     return 0;
 }
 
+void config_storeOffsetMin(MeasConfig* config, double offset) {
+    offset = limited(offset, offsetMinLimits);
+    config->offsetMin = offset;
+    if (config->offsetMax <= offset)
+        config->offsetMax = limited(decade * offset, offsetMaxLimits);
+    config->gridChanged = 1;
+}
+
+void config_storeOffsetMax(MeasConfig* config, double offset) {
+    offset = limited(offset, offsetMaxLimits);
+    config->offsetMax = offset;
+    if (config->offsetMin >= offset)
+        config->offsetMin = limited(offset / decade, offsetMinLimits);
+    config->gridChanged = 1;
+}
+
 int configPN_setOffsetMin(Device* device, double offset) {
-    configPN.gridChanged = 1;
-    return setStaged(device, configPN.offsetMin, offset);
+    config_storeOffsetMin(&configPN, offset);
+    return followPlan(device);
 }
 
 int configPN_setOffsetMax(Device* device, double offset) {
-    configPN.gridChanged = 1;
-    return setStaged(device, configPN.offsetMax, offset);
+    config_storeOffsetMax(&configPN, offset);
+    return followPlan(device);
 }
 
 int configPN_setCorrelations(Device* device, int32_t correlations) {
-    return setStaged(device, configPN.correlations, correlations);
+    configPN.correlations = correlations;
+    return followPlan(device);
 }
 
 int configPN_setPointsPerDecade(Device*, int32_t points) {
@@ -124,8 +142,8 @@ int configPN_setMeasurementMethod(Device*, int method) {
 }
 
 int configPN_setAttenuation(Device* device, double attenuation) {
-    configPN.attenuation = attenuation;
-    return pnActive() ? configHW_setAttenuation(device, attenuation) : 0;
+    configPN.attenuation = limited(attenuation, attenuationLimits);
+    return pnActive() ? configHW_setAttenuation(device, configPN.attenuation) : 0;
 }
 
 int configPN_setIFgain(Device* device, double gain) {

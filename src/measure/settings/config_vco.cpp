@@ -38,8 +38,7 @@ int getSwitch(const Shared<uint32_t>& field) {
     return vcoSelected() && field != 0;
 }
 
-template <class T> int setStaged(Device* device, Shared<T>& field, T value) {
-    field = value;
+int followPlan(Device* device) {
     return vcoActive() ? config_staging(device) : 0;
 }
 
@@ -107,15 +106,18 @@ int configVCO_setReference(Device* device, int reference) {
 }
 
 int configVCO_setOffsetMin(Device* device, double offset) {
-    return setStaged(device, configVCO.config.offsetMin, offset);
+    config_storeOffsetMin(&configVCO.config, offset);
+    return followPlan(device);
 }
 
 int configVCO_setOffsetMax(Device* device, double offset) {
-    return setStaged(device, configVCO.config.offsetMax, offset);
+    config_storeOffsetMax(&configVCO.config, offset);
+    return followPlan(device);
 }
 
 int configVCO_setCorrelations(Device* device, int32_t correlations) {
-    return setStaged(device, configVCO.config.correlations, correlations);
+    configVCO.config.correlations = correlations;
+    return followPlan(device);
 }
 
 int configVCO_setSpotFrequency(Device* device, double offset) {

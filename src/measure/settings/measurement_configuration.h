@@ -11,6 +11,7 @@
 #include "measure/run/meas_data.h"
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 
 enum MeasurementMode : uint32_t {
@@ -123,6 +124,11 @@ struct Limits {
     double min;
     double max;
 };
+/// `value` held to `limits`; the least for what is no number.
+inline double limited(double value, const Limits& limits) {
+    return std::fmin(std::fmax(value, limits.min), limits.max);
+}
+
 inline constexpr Limits offsetMinLimits{0.01, 50e6};   // Hz
 inline constexpr Limits offsetMaxLimits{0.1, 50e6};    // Hz
 inline constexpr Limits spotFrequencyLimits{10, 50e6}; // Hz
@@ -144,6 +150,12 @@ inline constexpr Limits voltagePointsLimits{1, 1000};
 inline constexpr Limits voltageLimits{-5, 21};    // V
 inline constexpr Limits pnOffsetLimits{10, 50e6}; // Hz
 inline constexpr Limits tuneDelayLimits{0, 10e6}; // microseconds
+
+/// Stores the start or stop offset (Hz) of a record, held to what the parameter may be, and marks the grid. An offset
+/// that is set at or beyond the other one takes it along, a decade away or as far as its range goes: whichever of the
+/// two comes first, both stand as they were set in the end. Only a start at 50 MHz leaves no room for a stop above it.
+void config_storeOffsetMin(MeasConfig* config, double offset);
+void config_storeOffsetMax(MeasConfig* config, double offset);
 
 /// Once at the start: fills the slots of this layer, takes the arrays of meas_data from the pool and resets. Returns 0,
 /// or -321 if the pool could not give them.
