@@ -99,7 +99,7 @@ def parse(words: list[str] | None = None) -> argparse.Namespace:
         "--reference",
         type=str.upper,
         choices=("NORM", "LN", "HIGH", "EXT"),
-        help="which internal references, or external ones",
+        help="which internal references, or external ones, as they stand after a reset: 5 V and no sensitivities set",
     )
     group.add_argument(
         "--loop",

@@ -30,6 +30,7 @@ AXES = (0.066, 0.1, 0.69, 0.84)  # left, bottom, width, height as shares of the 
 PANEL_X = 0.771
 DIVISION_DB = 10.0  # of the level axis
 FEWEST_DIVISIONS = 5
+CLEAR_DB = 2.0  # between the trace and the lower end of the axis
 EMPTY_LEVEL = -150.0  # around which the axis lies when there is nothing to show
 TABLE_POINTS_PER_DECADE = 50
 MOST_SPOTS = 12  # in the panel
@@ -44,7 +45,7 @@ def _level_range(trace: Trace) -> tuple[float, float]:
     """Whole divisions around the levels, with room above for labels."""
     known = [noise for noise in trace.noise_dbc_hz if not math.isnan(noise)] or [EMPTY_LEVEL]
     levels = [*known, *(spur.level_dbc for spur in trace.spurs or [])]
-    lowest = DIVISION_DB * math.floor(min(levels) / DIVISION_DB)
+    lowest = DIVISION_DB * math.floor((min(levels) - CLEAR_DB) / DIVISION_DB)
     highest = DIVISION_DB * (math.ceil(max(levels) / DIVISION_DB) + 1.0)
     return lowest, max(highest, lowest + FEWEST_DIVISIONS * DIVISION_DB)
 
@@ -200,7 +201,7 @@ def draw_trace(trace: Trace, table: DutTable | None = None) -> bytes:
         axes.plot(*line, color=TABLE_COLOUR, linewidth=1.0, dashes=(5, 3), label="DUT, true noise", zorder=4)
     spots = [(spot.offset_hz, spot.level_dbc_hz) for spot in trace.spots if spot.level_dbc_hz is not None]
     if spots:
-        axes.plot(*zip(*spots), "o", color=TRACE_COLOUR, markersize=5, markeredgecolor="white", zorder=5)
+        axes.plot(*zip(*spots), "o", color=TRACE_COLOUR, markersize=5, markeredgecolor="white", zorder=5, clip_on=False)
     if trace.spurs:
         _draw_spurs(axes, trace)
     axes.legend(loc="lower left", **LEGEND).set_zorder(8)

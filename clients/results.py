@@ -116,6 +116,7 @@ class Trace:
             "carrier_hz": f"{self.carrier_hz:.0f}",
             "power_dbm": f"{self.power_dbm:.2f}",
             **self.setup.description(),
+            "points": str(len(self.offsets_hz)),
             **{
                 f"channel_{name}": f"{channel.detector_v_rad:.3f} V/rad, loop {channel.bandwidth_hz:g} Hz, damping "
                 f"{channel.damping:g}"

@@ -82,7 +82,7 @@ class Results(unittest.TestCase):
         trace.noise_dbc_hz = [math.nan, *trace.noise_dbc_hz[1:]]
         lines = trace.csv_table().decode().splitlines()
         head = dict(line[2:].split(": ") for line in lines if line.startswith("# ") and ": " in line)
-        self.assertEqual((head["spurs"], head["integrated_to_hz"]), ("3", "10000000"))
+        self.assertEqual((head["spurs"], head["integrated_to_hz"], head["points"]), ("3", "10000000", "401"))
         rows = list(csv.DictReader(line for line in lines if not line.startswith("#")))
         self.assertEqual([row["noise_dbc_hz"] for row in rows], ["", *["-100.000"] * 400])
         listed = [(float(row["offset_hz"]), row["spur_dbc"]) for row in rows if row["spur_dbc"]]
