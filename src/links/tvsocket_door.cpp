@@ -24,7 +24,7 @@ constexpr int lookAgain_ms = 1;    // while a newcomer waits to be let in or tur
 // closed may come a moment behind the newcomer, and it comes at the end of all that he has sent. So as long as there is
 // much of that, the moment has not begun.
 constexpr int64_t nsPerMs = 1'000'000, nsPerSecond = 1'000'000'000;
-constexpr int64_t patience_ns = 10 * nsPerMs;
+constexpr int64_t patience_ns = 10 * nsPerMs, patienceBehindMuch_ns = nsPerSecond;
 constexpr int64_t patienceForMuch_ns = 10 * nsPerSecond; // in all
 constexpr int unreadMuch = 4096;                         // bytes that the link has not taken yet
 
@@ -74,7 +74,8 @@ void acceptNewcomer(Tvsocket* socket) {
     const int fd = accept4(socket->listenFd, nullptr, nullptr, SOCK_CLOEXEC);
     if (fd >= 0) {
         socket->newcomerFd = fd;
-        socket->newcomerSince_ns = socket->patienceFrom_ns = now_ns();
+        socket->newcomerSince_ns = now_ns();
+        socket->patienceUntil_ns = socket->newcomerSince_ns + patience_ns;
     } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
         printd("Tvsocket_listen(): error in accept()\n");
         pauseBeforeRetry();
@@ -102,8 +103,8 @@ void decide(Tvsocket* socket, scpi_link* link) {
     }
     const int64_t now = now_ns();
     if (hasSentMuch(last))
-        socket->patienceFrom_ns = now;
-    if (now - socket->patienceFrom_ns < patience_ns && now - socket->newcomerSince_ns < patienceForMuch_ns)
+        socket->patienceUntil_ns = std::min(now + patienceBehindMuch_ns, socket->newcomerSince_ns + patienceForMuch_ns);
+    if (now < socket->patienceUntil_ns)
         return;
     Tvsocket_turnAway(socket->newcomerFd);
     socket->newcomerFd = -1;
