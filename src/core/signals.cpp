@@ -18,6 +18,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <semaphore.h>
+#include <string_view>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -31,8 +32,25 @@ constexpr size_t exitThreadStack = 16384;     // bytes
 
 constexpr int backtraceMax = 1000;
 constexpr char crashLog[] = "/tolvane/segv";
-constexpr char crashLine[] = "\nSegmentation violation Tolvane device firmware\n";
-static_assert(sizeof crashLine - 1 == 48, "readers of the log know the length of the line");
+
+/// Signals after which the interrupted thread cannot go on, for it would fault again at once, and their lines in the
+/// log.
+struct Fault {
+    int signal;
+    std::string_view line;
+};
+constexpr Fault faults[] = {
+    {SIGSEGV, "\nSegmentation violation Tolvane device firmware\n"}, {SIGABRT, "\nAbort Tolvane device firmware\n"},
+    {SIGFPE, "\nArithmetic error Tolvane device firmware\n"},        {SIGBUS, "\nBus error Tolvane device firmware\n"},
+    {SIGILL, "\nIllegal instruction Tolvane device firmware\n"},     {SIGTRAP, "\nTrap Tolvane device firmware\n"},
+    {SIGSYS, "\nBad system call Tolvane device firmware\n"},
+};
+static_assert(faults[0].line.size() == 48, "readers of the log know the length of the line");
+
+constexpr int signalStatusBase = 128;         // as a shell tells of a process that a signal has ended
+constexpr size_t faultStackBytes = 64 * 1024; // the main thread's handler has it when the stack itself has overflowed
+
+std::atomic<int> exitStatus{EXIT_SUCCESS};
 
 enum class ExitStage { running, requested, leaving, gone };
 std::atomic<ExitStage> exitStage{ExitStage::running};
@@ -71,21 +89,20 @@ void reportBacktrace(int logFd) {
     }
 }
 
-void logCrash() {
+void logCrash(std::string_view line) {
     const int fd = open(crashLog, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     if (fd >= 0)
-        (void)!write(fd, crashLine, sizeof crashLine - 1);
+        (void)!write(fd, line.data(), line.size());
     if (debugEnabled)
-        handlerPrint("%s", crashLine);
+        handlerPrint("%s", line.data());
     reportBacktrace(fd);
     if (fd >= 0)
         close(fd);
 }
 
-/// Signals after which the interrupted thread cannot go on: it would fault again at once.
-bool isFault(int signal) {
-    return signal == SIGILL || signal == SIGTRAP || signal == SIGABRT || signal == SIGBUS || signal == SIGFPE ||
-           signal == SIGSEGV || signal == SIGSYS;
+const Fault* faultOf(int signal) {
+    const auto* found = std::ranges::find(faults, signal, &Fault::signal);
+    return found != std::end(faults) ? found : nullptr;
 }
 
 void startExitTimer() {
@@ -96,13 +113,13 @@ void startExitTimer() {
 void requestExit(int signal) {
     ExitStage expected = ExitStage::running;
     if (!exitStage.compare_exchange_strong(expected, ExitStage::requested))
-        _exit(0);
+        _exit(exitStatus);
     startExitTimer();
     if (exitThreadWaits)
         sem_post(&exitRequest);
     else
         exit_TV();
-    while (isFault(signal))
+    while (faultOf(signal) != nullptr)
         pause();
 }
 
@@ -128,10 +145,16 @@ void installSignalHandlers() {
     backtrace(&address, 1);
     if (!exitThreadWaits)
         startExitThread();
+    static std::array<char, faultStackBytes> faultStack;
+    const stack_t alternative{.ss_sp = faultStack.data(), .ss_flags = 0, .ss_size = faultStack.size()};
+    sigaltstack(&alternative, nullptr);
     for (int number = 0; number < signalsEnd; ++number) {
         if (std::ranges::find(leftToTheSystem, number) != std::end(leftToTheSystem))
             continue;
-        if (signal(number, signal_handler) == SIG_ERR)
+        struct sigaction action {};
+        action.sa_handler = signal_handler;
+        action.sa_flags = SA_RESTART | SA_ONSTACK;
+        if (sigaction(number, &action, nullptr) != 0)
             printd("signal( %d, ... ) failed\n", number);
     }
     signal(SIGCHLD, SIG_DFL); // a parent may have left it ignored, and then no shell line has a result
@@ -151,8 +174,12 @@ void signal_handler(int signal) {
         debugText = "SIGXCPU: real time task has been switched to secondary mode!\n";
         reportBacktrace(-1);
         break;
-    case SIGSEGV: logCrash(); [[fallthrough]];
-    default: requestExit(signal);
+    default:
+        if (const Fault* const fault = faultOf(signal); fault != nullptr) {
+            exitStatus = signalStatusBase + signal;
+            logCrash(fault->line);
+        }
+        requestExit(signal);
     }
     if (debugEnabled)
         handlerPrint("%s", debugText);
@@ -165,7 +192,7 @@ std::atomic<void*> rt_thread_exit_cookie{nullptr};
 
 void exit_TV() {
     if (exitStage.exchange(ExitStage::leaving) >= ExitStage::leaving)
-        _exit(0);
+        _exit(exitStatus);
     startExitTimer();
     printf("exit_TV()\n");
     fflush(stdout);
@@ -182,5 +209,5 @@ void exit_TV() {
     void* const cookie = rt_thread_exit_cookie;
     if (endTask != nullptr && cookie != nullptr)
         endTask(cookie);
-    exit(0);
+    exit(exitStatus);
 }

@@ -11,7 +11,8 @@
 void installSignalHandlers();
 
 /// SIGPIPE, SIGVTALRM and SIGIO are ignored, SIGXCPU (a real-time task has fallen back to ordinary scheduling) is
-/// reported with a back-trace, SIGSEGV writes the crash log /tolvane/segv and then ends the process like all others.
+/// reported with a back-trace. SIGSEGV, SIGABRT, SIGFPE, SIGBUS, SIGILL, SIGTRAP and SIGSYS write the crash log
+/// /tolvane/segv and then end the process like all others, but with the status 128 + the signal's number.
 void signal_handler(int signal);
 
 /// What exit_TV calls to let go of the hardware, if set: start-up knows it, the services do not.
@@ -21,6 +22,6 @@ extern std::atomic<void (*)()> exit_closeHardware;
 extern std::atomic<void (*)(void*)> rt_thread_exit;
 extern std::atomic<void*> rt_thread_exit_cookie;
 
-/// Aborts what the device is doing, lets go of the hardware and ends the process with status 0. Does not return; a
-/// second call, while the first is at work, ends the process at once.
+/// Aborts what the device is doing, lets go of the hardware and ends the process, with status 0 unless it has crashed.
+/// Does not return; a second call, while the first is at work, ends the process at once.
 [[noreturn]] void exit_TV();

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -18,6 +19,9 @@
 namespace {
 
 constexpr int survived = 42; // exit status of a scenario that comes to its end
+constexpr int crashedBy(int signal) {
+    return 128 + signal;
+}
 
 struct Outcome {
     int exitStatus; // -1: killed by a signal
@@ -103,6 +107,7 @@ TEST_F(FatalSignal, EndsTheProcessInEveryState) {
         const char* state;
         void (*scenario)();
         bool readOutput = true;
+        int exitStatus = 0;
     } cases[] = {
         {"a lock that the abort needs is held for ever",
          [] {
@@ -119,7 +124,8 @@ TEST_F(FatalSignal, EndsTheProcessInEveryState) {
          [] {
              Device_abort = [](Device*) { return raise(SIGSEGV); };
              endBy<SIGHUP>();
-         }},
+         },
+         true, crashedBy(SIGSEGV)},
         {"a second signal does not wait for the first",
          [] {
              Device_abort = [](Device*) -> int { endBy<SIGINT>(); };
@@ -132,24 +138,48 @@ TEST_F(FatalSignal, EndsTheProcessInEveryState) {
                  i = i + 1;
          }},
     };
-    for (const auto& [state, scenario, readOutput] : cases) {
+    for (const auto& [state, scenario, readOutput, exitStatus] : cases) {
         const Outcome outcome = outcomeOf(scenario, readOutput);
-        EXPECT_EQ(outcome.exitStatus, 0) << state;
+        EXPECT_EQ(outcome.exitStatus, exitStatus) << state;
         EXPECT_LT(outcome.seconds, 1.0) << state;
     }
 }
 
-TEST_F(FatalSignal, ACrashIsLoggedBehindTheEarlierOnes) {
-    { std::ofstream("/tolvane/segv") << "earlier\n"; }
-    const Outcome outcome = outcomeOf([] {
-        volatile uintptr_t nowhere = 8;
-        *reinterpret_cast<volatile int*>(nowhere) = 1;
-    });
-    EXPECT_EQ(outcome.exitStatus, 0);
-    EXPECT_EQ(outcome.output, "Got signal 11\nexit_TV()\n");
-    const std::string log = contents("/tolvane/segv");
-    EXPECT_TRUE(log.starts_with("earlier\n\nSegmentation violation Tolvane device firmware\n")) << log;
-    EXPECT_GT(std::ranges::count(log, '['), 2) << "a few callers at least: " << log;
+/// Ends long after the stack does.
+int overflow(int depth) {
+    volatile char page[4096];
+    page[0] = static_cast<char>(depth);
+    return depth == INT_MAX ? 0 : overflow(depth + 1) + page[0];
+}
+
+TEST_F(FatalSignal, ACrashIsLoggedBehindTheEarlierOnesAndHasItsStatus) {
+    const struct {
+        int signal;
+        const char* line;
+        void (*scenario)();
+    } cases[] = {
+        {SIGSEGV, "Segmentation violation",
+         [] {
+             volatile uintptr_t nowhere = 8;
+             *reinterpret_cast<volatile int*>(nowhere) = 1;
+         }},
+        {SIGSEGV, "Segmentation violation", [] { overflow(0); }},
+        {SIGABRT, "Abort", abort},
+        {SIGFPE, "Arithmetic error", [] { raise(SIGFPE); }},
+        {SIGBUS, "Bus error", [] { raise(SIGBUS); }},
+        {SIGILL, "Illegal instruction", [] { raise(SIGILL); }},
+        {SIGTRAP, "Trap", [] { raise(SIGTRAP); }},
+        {SIGSYS, "Bad system call", [] { raise(SIGSYS); }},
+    };
+    for (const auto& [signal, line, scenario] : cases) {
+        { std::ofstream("/tolvane/segv") << "earlier\n"; }
+        const Outcome outcome = outcomeOf(scenario);
+        EXPECT_EQ(outcome.exitStatus, crashedBy(signal)) << line;
+        EXPECT_EQ(outcome.output, "Got signal " + std::to_string(signal) + "\nexit_TV()\n");
+        const std::string log = contents("/tolvane/segv");
+        EXPECT_TRUE(log.starts_with("earlier\n\n" + std::string(line) + " Tolvane device firmware\n")) << log;
+        EXPECT_GT(std::ranges::count(log, '['), 2) << "a few callers at least: " << log;
+    }
 }
 
 TEST(OtherSignals, LeaveTheProcessRunning) {
