@@ -36,7 +36,6 @@
 namespace {
 
 constexpr int tickMs = 250;
-constexpr int socketPort = 18;
 constexpr int fileLinkSize = 128;         // bytes of each buffer
 constexpr int textLinkSize = 1024;        // the same for a link that people and programs use
 constexpr size_t linkThreadStack = 16384; // bytes
@@ -186,14 +185,14 @@ void initialize() {
     serveOldForms();
     Device_registerMandatoryFunctions();
 
-    Tvsocket_open(&tvsocket, socketPort);
+    Tvsocket_open(&tvsocket, firmware_place.port, firmware_place.address);
     scpi_link_init(&link_list, &link_file, fileLinkSize, fileLinkSize, "File");
     scpi_link_init(&link_list, &link_console, textLinkSize, textLinkSize, "Console");
     loadDefaultSettings(); // before anybody outside can reach the instrument
     startThread(&consoleLinkThread, consoleLinkHandler);
     startSocketLink();
     startThread(&ipAddressChangeThread, ipAddressChangeHandler, device);
-    tvsocketBcastOpen(&rmtdevFinderSocket, discoveryPort, device);
+    tvsocketBcastOpen(&rmtdevFinderSocket, discoveryPort, device, firmware_place.address);
     startThread(&rmtdevFinderThread, rmtdevFinderHandler);
 
     scpi_link_checkLinkList(&link_list);

@@ -1,7 +1,16 @@
 #pragma once
 /// From the command line to the running instrument.
 
+#include <cstdint>
+
 struct Device;
+
+/// Where clients find the instrument. Set before firmware_start, if at all.
+struct NetworkPlace {
+    uint32_t address = 0; // IPv4, network byte order, for TCP and discovery; 0: all interfaces
+    int port = 18;        // TCP
+};
+inline NetworkPlace firmware_place;
 
 /// Turns the process into the instrument. One option is taken, if it is the only argument: "-d" detaches from the
 /// terminal (unless an init process is the parent), "-v" turns the debug channel on. Returns an exit status only if the

@@ -51,7 +51,7 @@ void refreshAnswer(RmtdevFinder* finder) {
 
 RmtdevFinder rmtdevFinderSocket;
 
-void tvsocketBcastOpen(RmtdevFinder* finder, int port, Device* device) {
+void tvsocketBcastOpen(RmtdevFinder* finder, int port, Device* device, uint32_t address) {
     finder->device = device;
     buildAnswer(finder);
     finder->fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -59,11 +59,11 @@ void tvsocketBcastOpen(RmtdevFinder* finder, int port, Device* device) {
         printd("tvsocketBcastOpen(): error opening socket (%d)\n", errno);
         return;
     }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_ANY);
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    if (bind(finder->fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    sockaddr_in place{};
+    place.sin_family = AF_INET;
+    place.sin_addr.s_addr = address;
+    place.sin_port = htons(static_cast<uint16_t>(port));
+    if (bind(finder->fd, reinterpret_cast<const sockaddr*>(&place), sizeof place) != 0) {
         printd("tvsocketBcastOpen(): error in bind() (%d)\n", errno);
         tvsocketBcastClose(finder);
     }

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 
 struct Device;
 
@@ -18,8 +19,9 @@ struct RmtdevFinder {
 
 extern RmtdevFinder rmtdevFinderSocket;
 
-/// Binds to `port` of all interfaces. Errors go to the debug channel and leave the finder without a socket.
-void tvsocketBcastOpen(RmtdevFinder* finder, int port, Device* device);
+/// Binds to `port` of `address` (IPv4, network byte order; 0: of all interfaces). Errors go to the debug channel and
+/// leave the finder without a socket.
+void tvsocketBcastOpen(RmtdevFinder* finder, int port, Device* device, uint32_t address = 0);
 /// Waits for one datagram and answers it if it is empty. Returns 0, or -1 at once if there is no socket.
 [[nodiscard]] int tvsocketBcastHandle(RmtdevFinder* finder);
 void tvsocketBcastClose(RmtdevFinder* finder);

@@ -9,7 +9,7 @@ import time
 import unittest
 from pathlib import Path
 
-from tests.instrument.process import ProcessTest, connect, receive_line
+from tests.instrument.process import ProcessTest, connect, instrument_pid, receive_line
 
 RANDOM_S = 2.5
 # Of resident memory behind the first abuse; a sanitizer keeps books of its own.
@@ -78,12 +78,8 @@ def random_bytes(client):
 
 class AbuseTest(ProcessTest):
     def resident_kib(self, rig):
-        """Of the instrument's own process, which is the last below the sandbox."""
-        pids, pid = [rig.process.pid], rig.process.pid
-        while pids:
-            pid = pids[-1]
-            pids = [int(p) for p in Path(f"/proc/{pid}/task/{pid}/children").read_text().split()]
-        return int(re.search(r"VmRSS:\s+(\d+)", Path(f"/proc/{pid}/status").read_text())[1])
+        status = Path(f"/proc/{instrument_pid(rig.process)}/status").read_text()
+        return int(re.search(r"VmRSS:\s+(\d+)", status)[1])
 
     def test_no_client_can_harm_the_next(self):
         rig = self.rig()

@@ -45,6 +45,15 @@ def connect(timeout_s=10.0, starting=False):
     return connection
 
 
+def instrument_pid(process):
+    """The instrument's own process, which is the last below ./run or the sandbox."""
+    pids, pid = [process.pid], process.pid
+    while pids:
+        pid = pids[-1]
+        pids = [int(p) for p in Path(f"/proc/{pid}/task/{pid}/children").read_text().split()]
+    return pid
+
+
 class ProcessTest(unittest.TestCase):
     """Gives each test a unit of its own and looks for its crash log at the end."""
 
@@ -71,17 +80,23 @@ class ProcessTest(unittest.TestCase):
         self.assertEqual(rig.process.returncode, 0)
         self.assertNotIn("The hardware refused", rig.log.read_text(errors="replace"))
 
-    def run_serve(self, *words):
-        """./run --serve as a user starts it. Returns the process, once it has said that it is ready."""
+    def start_serve(self, *words, place=f"{HOST}:{PORT}", state=True):
+        """./run --serve as a user starts it, on the test's unit or one of its own. Returns the process, once it has said
+        that it is ready."""
         process = subprocess.Popen(
-            [*RUN, "--serve", "--state", str(self.state), *words],
+            [*RUN, "--serve", *(["--state", str(self.state)] if state else []), *words],
             cwd=self.directory,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
             text=True,
         )
+        self.assertEqual(process.stdout.readline(), f"ready tcp={place}\n")
+        return process
+
+    def run_serve(self, *words, **options):
+        """The same for one that runs until the test ends, and then ends in order."""
+        process = self.start_serve(*words, **options)
         self.addCleanup(self.expect_orderly_end_of_run, process)
-        self.assertEqual(process.stdout.readline(), f"ready tcp={HOST}:{PORT}\n")
         return process
 
     def expect_orderly_end_of_run(self, process):
@@ -89,8 +104,13 @@ class ProcessTest(unittest.TestCase):
         output, errors = process.communicate(timeout=10)
         self.assertEqual((process.returncode, output), (0, ""), errors)
 
-    def run_to_end(self, *words):
+    def run_to_end(self, *words, environment=None):
         """./run to its end. Returns the finished process."""
         return subprocess.run(
-            [*RUN, "--state", str(self.state), *words], cwd=self.directory, capture_output=True, text=True, timeout=60
+            [*RUN, "--state", str(self.state), *words],
+            cwd=self.directory,
+            env=os.environ | (environment or {}),
+            capture_output=True,
+            text=True,
+            timeout=60,
         )

@@ -37,16 +37,21 @@ constexpr uint16_t commandPort = 18, commandPortUnprivileged = 2018, discoveryPo
 constexpr const char* usage =
     "usage: virtual-instrument [options], inside a unit's file tree (virtual/sandbox/sandbox, or simply ./run)\n"
     "  --dut FILE    the device under test; re-read when the file changes\n"
+    "  --dut-name T  what messages call that file; default: its path\n"
     "  --serial SN   gives the unit this serial number first; it decides the boards\n"
     "  --seed N      seed of all noise; default 1: the same run gives the same trace\n"
     "  --realtime    captures and waits take the time that the hardware takes; default: waits cost nothing\n"
+    "  --port N      where TCP listens; default 18, or 2018 where 18 may not be bound or is taken\n"
+    "  --listen ADDR the address on which it is found, 0.0.0.0 for all of this machine; default 127.0.0.1\n"
     "  --verbose     the firmware's own debug channel\n"
     "  --help        this text\n";
 
 struct Options {
-    std::string dut = DEFAULT_DUT;
+    std::string dut = DEFAULT_DUT, dutName;
     std::string serialNumber; // empty: the unit's own
     uint64_t seed = 1;
+    in_addr address{htonl(INADDR_LOOPBACK)};
+    int port = 0; // 0: the instrument's own
     bool realTime = false;
     bool verbose = false;
 };
@@ -56,13 +61,21 @@ struct Options {
     exit(status);
 }
 
-uint64_t seedOf(const char* text) {
-    uint64_t seed = 0;
+uint64_t numberOf(const char* text, uint64_t low, uint64_t high, const char* what) {
+    uint64_t number = 0;
     const char* end = text + strlen(text);
-    if (const auto [stop, error] = std::from_chars(text, end, seed);
-        error != std::errc() || stop != end || stop == text)
-        fail(exitUsage, "a seed is a number from 0 to 18446744073709551615, not \"" + std::string(text) + "\"");
-    return seed;
+    const auto [stop, error] = std::from_chars(text, end, number);
+    if (error != std::errc() || stop != end || stop == text || number < low || number > high)
+        fail(exitUsage, std::string(what) + " is a number from " + std::to_string(low) + " to " + std::to_string(high) +
+                            ", not \"" + text + "\"");
+    return number;
+}
+
+in_addr addressOf(const char* text) {
+    in_addr address{};
+    if (inet_pton(AF_INET, text, &address) != 1)
+        fail(exitUsage, "an address to listen on is like 127.0.0.1, not \"" + std::string(text) + "\"");
+    return address;
 }
 
 std::string serialNumberOf(std::string text) {
@@ -76,20 +89,21 @@ std::string serialNumberOf(std::string text) {
 
 Options parse(int argc, char** argv) {
     const option known[] = {
-        {"dut", required_argument, nullptr, 'd'},
-        {"serial", required_argument, nullptr, 's'},
-        {"seed", required_argument, nullptr, 'n'},
-        {"realtime", no_argument, nullptr, 'r'},
-        {"verbose", no_argument, nullptr, 'v'},
-        {"help", no_argument, nullptr, 'h'},
-        {nullptr, 0, nullptr, 0},
+        {"dut", required_argument, nullptr, 'd'},    {"dut-name", required_argument, nullptr, 't'},
+        {"serial", required_argument, nullptr, 's'}, {"seed", required_argument, nullptr, 'n'},
+        {"port", required_argument, nullptr, 'p'},   {"listen", required_argument, nullptr, 'l'},
+        {"realtime", no_argument, nullptr, 'r'},     {"verbose", no_argument, nullptr, 'v'},
+        {"help", no_argument, nullptr, 'h'},         {nullptr, 0, nullptr, 0},
     };
     Options options;
     for (int letter; (letter = getopt_long(argc, argv, "", known, nullptr)) != -1;)
         switch (letter) {
         case 'd': options.dut = optarg; break;
+        case 't': options.dutName = optarg; break;
         case 's': options.serialNumber = serialNumberOf(optarg); break;
-        case 'n': options.seed = seedOf(optarg); break;
+        case 'n': options.seed = numberOf(optarg, 0, UINT64_MAX, "a seed"); break;
+        case 'p': options.port = static_cast<int>(numberOf(optarg, 1, UINT16_MAX, "a port")); break;
+        case 'l': options.address = addressOf(optarg); break;
         case 'r': options.realTime = true; break;
         case 'v': options.verbose = true; break;
         case 'h': fputs(usage, stdout); exit(0);
@@ -101,36 +115,39 @@ Options parse(int argc, char** argv) {
 }
 
 /// 0, or the errno with which the port could not be bound.
-int tryPort(int type, uint16_t port) {
+int tryPort(int type, in_addr address, int port) {
     const int number = socket(AF_INET, type | SOCK_CLOEXEC, 0);
     if (number < 0)
         return errno;
     const int reuse = type == SOCK_STREAM; // connections of an instrument that has just ended may linger
     setsockopt(number, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_ANY);
-    const int error = bind(number, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 ? 0 : errno;
+    sockaddr_in place{};
+    place.sin_family = AF_INET;
+    place.sin_port = htons(static_cast<uint16_t>(port));
+    place.sin_addr = address;
+    const int error = bind(number, reinterpret_cast<sockaddr*>(&place), sizeof place) == 0 ? 0 : errno;
     close(number);
     return error;
 }
 
-void requirePort(const char* kind, uint16_t port, int error) {
+void requirePort(const char* kind, int port, int error) {
     if (error == EADDRINUSE)
         fail(exitPortTaken, std::string(kind) + " port " + std::to_string(port) +
-                                " is taken: another instrument is running on this machine");
+                                " is taken: is another instrument running on this machine?");
     if (error != 0)
         fail(exitPortTaken, std::string(kind) + " port " + std::to_string(port) + ": " + strerror(error));
 }
 
-void requireFreePorts() {
-    requirePort("UDP", discoveryPort, tryPort(SOCK_DGRAM, discoveryPort));
-    const int error = tryPort(SOCK_STREAM, commandPort);
-    if (error == EACCES)
-        requirePort("TCP", commandPortUnprivileged, tryPort(SOCK_STREAM, commandPortUnprivileged));
+/// Where the firmware is to listen. Its own port has a stand-in, which it finds by itself.
+NetworkPlace freePlace(const Options& options) {
+    requirePort("UDP", discoveryPort, tryPort(SOCK_DGRAM, options.address, discoveryPort));
+    const int port = options.port != 0 ? options.port : commandPort;
+    const int error = tryPort(SOCK_STREAM, options.address, port);
+    if (error != 0 && options.port == 0)
+        requirePort("TCP", commandPortUnprivileged, tryPort(SOCK_STREAM, options.address, commandPortUnprivileged));
     else
-        requirePort("TCP", commandPort, error);
+        requirePort("TCP", port, error);
+    return {options.address.s_addr, port};
 }
 
 /// The unit's serial number, after it got `wanted` if there is one. The firmware reads the same file.
@@ -163,11 +180,11 @@ int main(int argc, char** argv) {
     const Options options = parse(argc, argv);
     vi::DutFile dut;
     std::string reason;
-    if (!vi::dutFile_open(&dut, std::filesystem::absolute(options.dut), &reason))
+    if (!vi::dutFile_open(&dut, std::filesystem::absolute(options.dut), &reason, options.dutName))
         fail(exitUsage, reason);
     if (!std::filesystem::exists(unitRecords))
         fail(exitUsage, "not inside a unit's file tree; start it with ./run or virtual/sandbox/sandbox");
-    requireFreePorts();
+    firmware_place = freePlace(options);
 
     const std::string serialNumber = settleSerialNumber(options.serialNumber);
     if (options.realTime)

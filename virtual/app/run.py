@@ -1,6 +1,7 @@
 """The program behind ./run: starts the virtual instrument and measures the device under test, or serves clients."""
 
 import argparse
+import ipaddress
 import os
 import signal
 import sys
@@ -10,6 +11,17 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent.parent))
 
 from virtual.app.rig import DEFAULT_DUT, HOST, Rig, RigError
+
+
+def port_number(text):
+    number = int(text)
+    if not 1 <= number <= 65535:
+        raise ValueError
+    return number
+
+
+def address(text):
+    return str(ipaddress.IPv4Address(text))
 
 
 def arguments():
@@ -38,6 +50,16 @@ def arguments():
         action="store_true",
         help="captures and waits take the hardware's time (default: waits cost nothing)",
     )
+    parser.add_argument(
+        "--port", metavar="N", type=port_number, help="where TCP listens (default: 18, or 2018 where that is not to be had)"
+    )
+    parser.add_argument(
+        "--listen",
+        metavar="ADDRESS",
+        type=address,
+        default=HOST,
+        help=f"where clients find it; 0.0.0.0 opens it to every network of this machine (default: {HOST})",
+    )
     parser.add_argument("--verbose", action="store_true", help="show the firmware's own debug channel")
     parser.add_argument("measurement", nargs="*", metavar="OPTION", help="options for the measurement")
     options = parser.parse_args()
@@ -50,7 +72,7 @@ def arguments():
 
 def serve(rig):
     """Waits for Ctrl-C. Returns the exit status."""
-    print(f"ready tcp={HOST}:{rig.port}", flush=True)
+    print(f"ready tcp={rig.host}:{rig.port}", flush=True)
     try:
         os.waitid(os.P_PID, rig.process.pid, os.WEXITED | os.WNOWAIT)
     except KeyboardInterrupt:
@@ -63,7 +85,7 @@ def serve(rig):
 def measure(rig, options):
     from clients import measure as client
 
-    words = [f"{HOST}:{rig.port}", "--dut", options.dut, "--csv", "trace.csv", "--png", "trace.png"]
+    words = [f"{rig.host}:{rig.port}", "--dut", options.dut, "--csv", "trace.csv", "--png", "trace.png"]
     words += ["--allan-csv", "allan.csv", "--allan-png", "allan.png"]
     if not options.realtime:
         words += ["--start", "1", "--correlations", "1000"]  # three hours on the hardware, free of charge here
@@ -80,6 +102,8 @@ def main():
         state=options.state,
         serial=options.serial,
         seed=options.seed,
+        port=options.port,
+        listen=options.listen,
         realtime=options.realtime,
         verbose=options.verbose,
     )
@@ -90,7 +114,8 @@ def main():
             raise rig.died()
         return status
     except RigError as error:
-        print(f"run: {error}", file=sys.stderr)
+        if not error.told:
+            print(f"run: {error}", file=sys.stderr)
         return error.status
     except KeyboardInterrupt:
         return 0 if options.serve else 128 + signal.SIGINT

@@ -261,7 +261,7 @@ std::string firstLine(std::string_view text) {
     return std::string(text.substr(0, text.find('\n')));
 }
 
-bool load(const std::string& path, Dut* dut, std::string* reason) {
+bool load(const std::string& path, const std::string& name, Dut* dut, std::string* reason) {
     try {
         try {
             *dut = readDut(toml::parse(readText(path), path));
@@ -270,7 +270,7 @@ bool load(const std::string& path, Dut* dut, std::string* reason) {
             throw Refusal{error.source().begin.line, firstLine(error.description())};
         }
     } catch (const Refusal& refusal) {
-        *reason = path + (refusal.line != 0 ? ":" + std::to_string(refusal.line) : "") + ": " + refusal.reason;
+        *reason = name + (refusal.line != 0 ? ":" + std::to_string(refusal.line) : "") + ": " + refusal.reason;
         return false;
     }
 }
@@ -283,13 +283,14 @@ std::array<int64_t, 5> presentStamp(const std::string& path) {
 
 } // namespace
 
-bool dutFile_open(DutFile* file, const std::string& path, std::string* reason) {
+bool dutFile_open(DutFile* file, const std::string& path, std::string* reason, const std::string& name) {
     // The stamp is older than the text: a change in between is seen at the next refresh.
     const std::array<int64_t, 5> stamp = presentStamp(path);
     Dut dut;
-    if (!load(path, &dut, reason))
+    const std::string& called = name.empty() ? path : name;
+    if (!load(path, called, &dut, reason))
         return false;
-    *file = {path, std::move(dut), stamp};
+    *file = {path, std::move(dut), stamp, called};
     return true;
 }
 
@@ -300,7 +301,7 @@ bool dutFile_refresh(DutFile* file) {
     file->stamp = stamp;
     Dut dut;
     std::string reason;
-    if (!load(file->path, &dut, &reason)) {
+    if (!load(file->path, file->name, &dut, &reason)) {
         fprintf(stderr, "%s; the device under test stays as it was\n", reason.c_str());
         return false;
     }

@@ -91,11 +91,13 @@ struct DutFile {
     std::string path;
     Dut dut;
     std::array<int64_t, 5> stamp; // what stat told of the file when it was last read; all 0: it was not there
+    std::string name = {};        // what messages call it
 };
 
-/// Reads the file. On failure `file` is unchanged and `reason` reads "PATH:LINE: what is wrong", or "PATH: ..." where
-/// no line is to blame.
-[[nodiscard]] bool dutFile_open(DutFile* file, const std::string& path, std::string* reason);
+/// Reads the file, which messages call `name`, or by its path without one. On failure `file` is unchanged and `reason`
+/// reads "NAME:LINE: what is wrong", or "NAME: ..." where no line is to blame.
+[[nodiscard]] bool dutFile_open(DutFile* file, const std::string& path, std::string* reason,
+                                const std::string& name = {});
 
 /// Reads the file again if it has changed. Returns true when a new DUT is in force. A file that is refused leaves the
 /// old DUT and prints its reason on standard error, once for each change.
