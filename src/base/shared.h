@@ -24,6 +24,10 @@ public:
     T operator->() const requires std::is_pointer_v<T> { return get(); }
     /// Stores `value` and returns what stood there.
     T exchange(T value) { return value_.exchange(value, std::memory_order_relaxed); }
+    /// Stores `value` if `expected` still stands there, bit by bit; false if not.
+    bool replace(T expected, T value) {
+        return value_.compare_exchange_strong(expected, value, std::memory_order_relaxed);
+    }
 
 private:
     std::atomic<T> value_{};

@@ -2,6 +2,7 @@
 
 #include "acquisition/adfpga_capture.h"
 #include "acquisition/adfpga_link.h"
+#include "base/error_codes.h"
 #include "device/device.h"
 #include "device_table/device_fptrs.h"
 
@@ -13,6 +14,13 @@ namespace {
 template <auto operation, class Result, class... Arguments> void forward(Slot<Result(Device*, Arguments...)>& slot) {
     slot = [](Device* device, Arguments... arguments) -> Result {
         return static_cast<Result>(operation(device->adfpga, arguments...));
+    };
+}
+
+/// The same for what writes into the capture buffers or needs the stream: not while a client reads them.
+template <auto operation, class... Arguments> void unlessRead(Slot<int(Device*, Arguments...)>& slot) {
+    slot = [](Device* device, Arguments...) -> int {
+        return hardware_blocksOut != 0 ? scpi::settingsConflict : operation(device->adfpga);
     };
 }
 
@@ -30,17 +38,13 @@ void registerSpectra() {
     forward<TVPN_ADFPGA_setFdChannelAOnly>(Device_setFdChannelAOnly);
     forward<TVPN_ADFPGA_setFdChannelBOnly>(Device_setFdChannelBOnly);
     forward<TVPN_ADFPGA_setFdChannelCrosscorrelation>(Device_setFdChannelCrosscorrelation);
-    forward<TVPN_ADFPGA_captureFdSamples>(Device_capturePhaseNoiseFdSamples);
+    unlessRead<TVPN_ADFPGA_captureFdSamples>(Device_capturePhaseNoiseFdSamples);
     forward<TVPN_ADFPGA_getFdBuffer>(Device_getPhaseNoiseFdBuffer);
     forward<TVPN_ADFPGA_getFdBufferSize>(Device_getPhaseNoiseFdBufferSize);
 }
 
 int setChannels(Device* device, uint32_t channels) {
     return channels == 1 ? TVPN_ADFPGA_setTdChannelAOnly(device->adfpga) : TVPN_ADFPGA_setTdChannelBoth(device->adfpga);
-}
-
-int captureSamples(Device* device, uint32_t /*stages*/) {
-    return TVPN_ADFPGA_captureTdSamples(device->adfpga);
 }
 
 // All samples of a capture lie in segment 0.
@@ -64,11 +68,11 @@ void registerSamples() {
     forward<TVPN_ADFPGA_setTdDivider>(Device_setPhaseNoiseDivider);
     forward<TVPN_ADFPGA_isTdChannelBoth>(Device_getPhaseNoiseChannels);
     Device_setPhaseNoiseChannels = setChannels;
-    Device_getFilteredSamples = captureSamples;
+    unlessRead<TVPN_ADFPGA_captureTdSamples>(Device_getFilteredSamples);
     Device_getPhaseNoiseFbuffer = getSamples;
     Device_getFNSize = getSegmentSize;
     forward<TVPN_ADFPGA_getValidSscBytes>(Device_getPhaseNoiseValidSamplesCount);
-    forward<TVPN_ADFPGA_startHMode>(Device_phaseNoiseSampling_startHMode);
+    unlessRead<TVPN_ADFPGA_startHMode>(Device_phaseNoiseSampling_startHMode);
     forward<TVPN_ADFPGA_getHBytes>(Device_phaseNoiseSampling_getHBytes);
     forward<TVPN_ADFPGA_handler>(Device_phaseNoiseSampling_handler);
     forward<TVPN_ADFPGA_endHMode>(Device_phaseNoiseSampling_endHMode);

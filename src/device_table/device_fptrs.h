@@ -1,7 +1,7 @@
 #pragma once
 /// The device table: one slot per operation, by family. Upper layers call slots and never boards, so that a feature
 /// exists on an instrument exactly when its slot is filled. slot.h tells the rules of calling and of testing a slot,
-/// fptrs_types.h those of the signatures.
+/// fptrs_types.h those of the signatures, hardware_owner.h what a run changes.
 ///
 /// Slots are filled on the main thread during start-up and not changed after that.
 

@@ -59,6 +59,7 @@ int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, i
 
     scpi_analyse_setCbufFull(cbufFull);
     Device_unregisteredFunctionCalls = 0;
+    hardware_refusedCalls = 0;
     answer[0] = 0;
     scpi::Unit unit{
         .link = link, .device = parser->device, .cursor = unitText, .answer = answer, .answerRoom = answerRoom};
@@ -73,6 +74,10 @@ int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, i
         unit.errorCode = 0;
     else if (!scpi::commandTree_walk(parser->tree, unit))
         scpi::commandTree_runOldForm(parser->tree, unit, unitText);
+    if (hardware_refusedCalls != 0) { // the hardware belongs to a run
+        unit.answerLength = 0;
+        unit.errorCode = scpi::settingsConflict;
+    }
 
     if (unit.answerLength == 0 && scpi_link_isQueryEchoEnabled(link) && !scpi_exec_sendingBlockData(link) &&
         scpi_isQuery(unitText)) {

@@ -2,14 +2,13 @@
 /// the next one.
 
 #include "measure/run/meas_data.h"
+#include "tests/firmware/turnstile.h"
 #include "tests/firmware/unit_in_process.h"
 
 #include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <future>
-#include <mutex>
-#include <optional>
 
 using namespace vi;
 
@@ -32,86 +31,6 @@ void reset(const std::string& settings = "*OPC") {
 /// An oscillator that slips a loop of the bandwidth that the instrument chooses.
 Dut wild() {
     return {2.4e9, 8, {{{100, -5}, {1e3, -27}, {1e4, -57}, {1e5, -87}, {1e6, -117}, {1e7, -147}}}, {}, {}};
-}
-
-// ---- phases ---------------------------------------------------------------------------------------------------------
-
-enum Phase { searching, measuringKphi, locking, fittingGain, correlating, phases };
-constexpr const char* phaseNames[phases] = {"search", "Kphi", "lock", "gain", "correlation"};
-
-/// Holds the measurement thread where a phase begins.
-class Turnstile {
-public:
-    /// The first call for `phase` from now on that is the `time`th of it waits.
-    void arm(Phase phase, int time = 1) {
-        const std::lock_guard lock(mutex_);
-        armed_ = phase;
-        callsToGo_ = time;
-        held_ = false;
-    }
-    /// False if no run came there.
-    [[nodiscard]] bool waitUntilHeld() {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return held_; });
-    }
-    void release() {
-        const std::lock_guard lock(mutex_);
-        armed_.reset();
-        held_ = false;
-        changed_.notify_all();
-    }
-    void pass(Phase phase) {
-        std::unique_lock lock(mutex_);
-        if (!measure_isMeasurementThread() || phase != armed_ || --callsToGo_ != 0)
-            return;
-        armed_.reset();
-        held_ = true;
-        changed_.notify_all();
-        changed_.wait(lock, [&] { return !held_; });
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::optional<Phase> armed_;
-    int callsToGo_ = 0;
-    bool held_ = false;
-} turnstile;
-
-/// What fills a slot: a slot is nothing but that pointer.
-template <class Result, class... Arguments> auto filling(const Slot<Result(Arguments...)>& slot) {
-    static_assert(std::is_standard_layout_v<Slot<Result(Arguments...)>>);
-    return *reinterpret_cast<Result (*const*)(Arguments...)>(&slot);
-}
-
-/// Lays the turnstile over the slots with which the phases begin.
-void watchPhases() {
-    static const auto search = filling(Device_getPhaseNoiseDUTFrequency);
-    static const auto offset = filling(Device_setOffsettedFrequency);
-    static const auto tune = filling(Device_getIsTuneVoltage);
-    static const auto gain = filling(Device_setLnaGain);
-    static const auto capture = filling(Device_capturePhaseNoiseFdSamples);
-    Device_getPhaseNoiseDUTFrequency = [](Device* device, double hint) {
-        turnstile.pass(searching);
-        return search(device, hint);
-    };
-    Device_setOffsettedFrequency = [](Device* device, const tvfreq* frequency, int up) {
-        turnstile.pass(measuringKphi);
-        return offset(device, frequency, up);
-    };
-    Device_getIsTuneVoltage = [](Device* device) {
-        turnstile.pass(locking);
-        return tune(device);
-    };
-    Device_setLnaGain = [](Device* device, int gain_dB) {
-        if (gain_dB != 0)
-            turnstile.pass(fittingGain);
-        return gain(device, gain_dB);
-    };
-    Device_capturePhaseNoiseFdSamples = [](Device* device) {
-        turnstile.pass(correlating);
-        return capture(device);
-    };
 }
 
 class Interruption : public testing::Test {

@@ -92,6 +92,10 @@ public:
         constexpr double gateTick = 1e-6; // of a run's counter gate, relative
         EXPECT_NEAR(number("CALC:FREQ?") / dut_.frequency_Hz, 1, gateTick);
         EXPECT_NEAR(number("CALC:POW?"), dut_.power_dBm, 0.1);
+        expectTrace(from_Hz, mean_dB, each_dB);
+    }
+    /// The trace alone.
+    void expectTrace(double from_Hz = 1e4, double mean_dB = 0.4, double each_dB = 4) {
         const std::vector<float> offsets = block("CALC:PN:TRAC:FREQ?"), levels = block("CALC:PN:TRAC:NOIS?");
         ASSERT_EQ(offsets.size(), levels.size());
         double sum = 0, worst = 0;

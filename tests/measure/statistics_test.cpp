@@ -24,7 +24,10 @@ protected:
         meas_data.aVarianceCount = 0;
     }
 
-    static void setCarrier(double frequency) { configPNPtr->frequency = frequency; }
+    static void setCarrier(double frequency) {
+        MutexLock lock(meas_data.resultMutex);
+        meas_data.carrier = frequency;
+    }
     static void setTrace(const std::vector<Point>& trace) {
         MutexLock lock(meas_data.resultMutex);
         ASSERT_LE(trace.size(), tracePointsMax);

@@ -244,7 +244,7 @@ void FAST_lock(Device* device) {
 }
 
 void lock(Device* device) {
-    if (configPN.pulseEnabled != 0)
+    if (configPNPtr->pulseEnabled != 0)
         return PULSE_lock(device);
     configPNPtr->ateMode = 1;
     FAST_lock(device);

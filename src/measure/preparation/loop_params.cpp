@@ -100,7 +100,7 @@ double takeVolts(Shared<double>* kphi, GivenVolts* given) {
 
 BothChannels detectorVolts(MeasConfig* config) {
     BothChannels volts{};
-    if (configPN.pulseEnabled != 0)
+    if (configPNPtr->pulseEnabled != 0)
         volts = {takeVolts(&config->kphiA, &givenA), takeVolts(&config->kphiB, &givenB)};
     else
         volts = {kphiVolts(config->kphiA), kphiVolts(config->kphiB)};
@@ -118,7 +118,7 @@ double bandwidthByFrequency(double frequency) {
 
 Target chooseTarget(Device* device, double wantedBandwidth, double sensitivityA) {
     const bool wanted = wantedBandwidth > 0;
-    if (configPN.pulseEnabled != 0)
+    if (configPNPtr->pulseEnabled != 0)
         return {wanted ? wantedBandwidth : std::sqrt(std::max(sensitivityA, 0.0) * shortCircle / pulsedDivider),
                 pulsedZeta, "PULSED"};
     if (wanted)

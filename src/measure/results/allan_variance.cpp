@@ -56,10 +56,10 @@ double deviation(std::span<const Band> bands, double carrier, double tau) {
 } // namespace
 
 int pn_measure_calculateAVariance(Device*) {
-    const double carrier = configPNPtr->frequency;
     int32_t count = 0;
     {
         MutexLock lock(meas_data.resultMutex);
+        const double carrier = meas_data.carrier;
         FunctionRange range;
         if (!(carrier > 0) || !statistics_range(&range) || !(range.lo > 0 && range.hi > 0))
             return scpi::measurementFailed;

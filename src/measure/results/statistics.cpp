@@ -112,7 +112,7 @@ double calculateStatistics(Device*, int mode) {
     FunctionRange range;
     if (!statistics_range(&range))
         return statisticsUnknown;
-    const double frequency = configPNPtr->frequency;
+    const double frequency = meas_data.carrier;
     const double sum = integrate(range, mode);
     const double rms = std::sqrt(2 * sum); // rad; in residual FM Hz
     switch (mode) {

@@ -42,13 +42,15 @@ struct MeasData {
     Condition pnFinishedCond;  // a run ended, or a save stands
     Condition vcoFinishedCond; // a run ended
 
-    uint32_t idle GUARDED_BY(stateMutex) = 1; // 0 while a run is on
+    uint32_t idle GUARDED_BY(stateMutex) = 1;         // 0 while a run is on
+    uint32_t sidesWaiting GUARDED_BY(stateMutex) = 0; // HardwareSide: to be moved at the end of the run
     uint64_t runsStarted GUARDED_BY(stateMutex) = 0;
     uint64_t runsFinished GUARDED_BY(stateMutex) = 0;
     uint64_t savesAnnounced GUARDED_BY(stateMutex) = 0;    // saves since the start of the process
     int32_t iterationAnnounced GUARDED_BY(stateMutex) = 0; // iteration of the last of them, from 1
 
     int32_t pointCount GUARDED_BY(resultMutex) = 0;   // points of the trace; 0 until the run has its grid
+    double carrier GUARDED_BY(resultMutex) = -1;      // of the trace, Hz
     float* pnAverage GUARDED_BY(resultMutex);         // running average of the raw level, dB
     float* spectrumData GUARDED_BY(resultMutex);      // published trace, dBc/Hz
     float* spectrumPowerData GUARDED_BY(resultMutex); // the same before spur removal and smoothing

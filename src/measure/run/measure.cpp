@@ -5,9 +5,11 @@
 #include "core/thread.h"
 #include "measure/run/meas_data.h"
 #include "measure/run/pn_measure.h"
+#include "measure/run/run_settings.h"
 #include "measure/settings/measurement_configuration.h"
 
 #include <cstring>
+#include <utility>
 
 timeval start_time;
 
@@ -15,8 +17,6 @@ namespace {
 
 constexpr size_t measurementStackBytes = 32768;
 constexpr long cutRepeat_ns = 100'000'000; // between two attempts to cut a capture
-
-thread_local bool onMeasurementThread = false;
 
 int32_t runMode(Device* device, uint32_t mode) {
     if (mode == measurementModePN)
@@ -33,8 +33,11 @@ uint32_t waitForStart() {
     return measurement_mode;
 }
 
-void announceEnd() {
+/// Ends the run, unless there are sides of the hardware that have waited for that: those are returned.
+uint32_t announceEnd() {
     MutexLock state(meas_data.stateMutex);
+    if (const uint32_t waiting = std::exchange(meas_data.sidesWaiting, 0); waiting != 0)
+        return waiting;
     {
         MutexLock result(meas_data.resultMutex);
         meas_data.stopRequested = 0;
@@ -44,19 +47,25 @@ void announceEnd() {
     }
     ++meas_data.runsFinished;
     meas_data.idle = 1;
+    hardware_takenByRun.store(false, std::memory_order_release);
     // Everybody: a client may wait for a save in a mode that has none.
     meas_data.finishedCond.broadcast();
     meas_data.pnFinishedCond.broadcast();
     meas_data.vcoFinishedCond.broadcast();
+    return 0;
 }
 
 void* measure_handler(void* argument) {
     auto* device = static_cast<Device*>(argument);
-    onMeasurementThread = true;
+    hardware_isRunThread = true;
     for (;;) {
-        const char* const failure = scpi::runFailureText(runMode(device, waitForStart()));
+        const uint32_t mode = waitForStart();
+        runSettings_use();
+        const char* const failure = scpi::runFailureText(runMode(device, mode));
+        runSettings_leave();
         printd("---> measureFull has finished with error code (%s).\n", failure != nullptr ? failure : "No error");
-        announceEnd();
+        while (const uint32_t waiting = announceEnd())
+            configHW_moveWaiting(device, waiting);
     }
     return nullptr;
 }
@@ -109,10 +118,14 @@ int measure_startMeasurement(Device* device) {
     MutexLock lock(meas_data.stateMutex);
     while (meas_data.idle == 0)
         meas_data.finishedCond.wait(meas_data.stateMutex);
+    if (hardware_blocksOut != 0)
+        return scpi::settingsConflict;
     // Settings of another mode, or made while a run was on, have not reached the FPGA driver yet.
     if (measurement_mode == measurementModePN || measurement_mode == measurementModeVCO)
         staging_handOver(device);
+    runSettings_take();
     meas_data.idle = 0;
+    hardware_takenByRun.store(true, std::memory_order_release);
     ++meas_data.runsStarted;
     meas_data.startCond.signal();
     return 0;
@@ -126,7 +139,7 @@ int measure_stopMeasurement(Device*) {
 }
 
 void measure_endRun(Device* device) {
-    if (onMeasurementThread)
+    if (hardware_isRunThread)
         return;
     const uint64_t run = measure_runInProgress();
     if (run == 0)
@@ -140,7 +153,7 @@ void measure_endRun(Device* device) {
 }
 
 void measure_waitForEnd() {
-    if (onMeasurementThread)
+    if (hardware_isRunThread)
         return;
     MutexLock lock(meas_data.stateMutex);
     while (meas_data.idle == 0)
@@ -148,7 +161,7 @@ void measure_waitForEnd() {
 }
 
 bool measure_isMeasurementThread() {
-    return onMeasurementThread;
+    return hardware_isRunThread;
 }
 
 uint64_t measure_runInProgress() {

@@ -11,7 +11,8 @@
 [[nodiscard]] int measure_init(Device* device);
 int startMeasurementThread(Device* device);
 
-/// INIT. Starts a run of the mode in force; while a run is on it first waits for the end of that one. Returns 0.
+/// INIT. Starts a run of the mode in force; while a run is on it first waits for the end of that one. Returns 0,
+/// or -221 while a client is reading the capture buffers.
 int measure_startMeasurement(Device* device);
 /// ABORt. The run in progress stops before its next capture; its result code stays 0. Without a run nothing happens.
 /// Does not wait. Returns 0.

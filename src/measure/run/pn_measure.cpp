@@ -81,6 +81,7 @@ void prepareRun(Device* device) {
 
     MutexLock lock(meas_data.resultMutex);
     prepareOutputArrays(&plan);
+    meas_data.carrier = configPNPtr->frequency;
     run.pointCount = meas_data.pointCount;
     assignPoints(plan, rates);
 }
@@ -174,7 +175,7 @@ void save(Device* device, int32_t done, int32_t passes) REQUIRES(meas_data.resul
         if (done + 1 < run.iterations)
             meas_data.preliminaryCorrelationCount = 0;
     }
-    insertTestSetPowerFreq(1, 0, configPN.frequency, 1, configPN.power);
+    insertTestSetPowerFreq(1, 0, meas_data.carrier, 1, configPNPtr->power);
     insertTestSetOffsets(device);
     ++meas_data.saves;
 }

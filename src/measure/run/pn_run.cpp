@@ -13,6 +13,7 @@
 #include "measure/results/test_set.h"
 #include "measure/run/measure.h"
 #include "measure/run/pn_measure.h"
+#include "measure/run/run_settings.h"
 #include "measure/settings/measurement_configuration.h"
 
 namespace {
@@ -155,14 +156,17 @@ int32_t prepare(Device* device, PhaseClock* clock) {
     MeasConfig* config = configPNPtr;
     if (const int32_t failure = findFrequency(device, config); failure != 0)
         return failure;
+    runSettings_publish();
     clock->stop("frequency search", &meas_data.tFsearch);
     if (const int32_t failure = findConstants(device, config); failure != 0)
         return failure;
+    runSettings_publish();
     clock->stop("kphi", &meas_data.tKphi);
     if (const int32_t failure = closeLoops(device, lockAttempts, clock); failure != 0)
         return failure;
     if (const int32_t failure = fitGain(device, config); failure != 0)
         return failure;
+    runSettings_publish();
     clock->stop("gain", &meas_data.tGain);
     return 0;
 }
@@ -175,7 +179,7 @@ int32_t pnMeasureFull(Device* device) {
     const OwnSampling sampling(device);
     clearResults(device);
     // A lock is all that a pulsed DUT gets: there is no beat to search or measure, and nothing to correlate.
-    if (configPN.pulseEnabled != 0)
+    if (configPNPtr->pulseEnabled != 0)
         return endWith(closeLoops(device, 1, &clock));
     reportSettings();
     if (configPNPtr->freqInit != 0)

@@ -1,6 +1,7 @@
 // The hardware side of the settings.
 
 #include "base/error_codes.h"
+#include "base/tvdebug.h"
 #include "identity/device_variants.h"
 #include "measure/preparation/frequency_search.h"
 #include "measure/settings/measurement_configuration.h"
@@ -58,6 +59,33 @@ int setExternalReference(Device* device) {
     return disabled != 0 ? disabled : sourced;
 }
 
+/// In the order of a change of mode.
+constexpr HardwareSide allSides[] = {sideReference, sideReferenceVoltage, sideAttenuation, sideSpotFrequency,
+                                     sideFrequency, sideIFgain,           sidePulse};
+
+int movePulse(Device* device) {
+    const int configured = Device_configPulse(device);
+    const int enabled = configPN.pulseEnabled != 0 ? Device_enablePreamplifier(device) : 0;
+    return configured != 0 ? configured : enabled;
+}
+
+int moveSide(Device* device, HardwareSide side) {
+    const MeasConfig& config = *configPNPtr;
+    switch (side) {
+    case sideReference: return configHW_setReference(device, config.reference);
+    case sideReferenceVoltage:
+        if (config.reference != referenceExternal)
+            return 0;
+        return configHW_setReferenceVoltage(device, config.referenceVoltage1, config.referenceVoltage2);
+    case sideAttenuation: return configHW_setAttenuation(device, config.attenuation);
+    case sideSpotFrequency: return configHW_setSpotFrequency(device, config.spotFrequency);
+    case sideFrequency: return configHW_setFrequency(device);
+    case sideIFgain: return Device_setLnaGain(device, static_cast<int>(config.ifGain));
+    case sidePulse: return movePulse(device);
+    }
+    return 0;
+}
+
 } // namespace
 
 int configHW_setReference(Device* device, uint32_t reference) {
@@ -66,6 +94,14 @@ int configHW_setReference(Device* device, uint32_t reference) {
     if (reference == referenceExternal)
         return setExternalReference(device);
     return scpi::illegalParameterValue;
+}
+
+int config_changeReference(Device* device, MeasConfig* config, uint32_t reference, bool active) {
+    const uint32_t before = config->reference.exchange(reference);
+    const int error = active ? configHW_move(device, sideReference) : 0;
+    if (error != 0)
+        config->reference = before;
+    return error;
 }
 
 int configHW_setAttenuation(Device* device, double attenuation) {
@@ -114,5 +150,22 @@ int configHW_setIFgain(Device* device, double gain) {
     while (gain >= step->below)
         ++step;
     configPNPtr->ifGain = step->gain;
-    return Device_setLnaGain(device, static_cast<int>(step->gain));
+    return configHW_move(device, sideIFgain);
+}
+
+int configHW_move(Device* device, HardwareSide side) {
+    {
+        MutexLock lock(meas_data.stateMutex);
+        if (meas_data.idle == 0) {
+            meas_data.sidesWaiting |= side;
+            return 0;
+        }
+    }
+    return moveSide(device, side);
+}
+
+void configHW_moveWaiting(Device* device, uint32_t sides) {
+    for (const HardwareSide side : allSides)
+        if ((sides & side) != 0 && moveSide(device, side) != 0)
+            printd("configHW_moveWaiting(): side %u failed\n", unsigned{side});
 }

@@ -14,7 +14,7 @@ int config_setFrequency(Device* device, double frequency) {
     frequency = limited(frequency, frequencyLimits);
     configPNPtr->frequency = frequency;
     if (measurement_mode == measurementModePN)
-        return configHW_setFrequency(device);
+        return configHW_move(device, sideFrequency);
     if (measurement_mode == measurementModeTransient) {
         printd("config_setFrequency: IN TRANSIENT MODE: only selected chan !\n");
         tvfreq exact;
@@ -88,14 +88,12 @@ int config_getPulseStatus(Device*) {
 
 int config_enablePulse(Device* device) {
     configPN.pulseEnabled = 1;
-    const int configured = Device_configPulse(device);
-    const int enabled = Device_enablePreamplifier(device);
-    return configured != 0 ? configured : enabled;
+    return configHW_move(device, sidePulse);
 }
 
 int config_disablePulse(Device* device) {
     configPN.pulseEnabled = 0;
-    return Device_configPulse(device);
+    return configHW_move(device, sidePulse);
 }
 
 int config_getVCODUTType(Device*) {

@@ -81,7 +81,7 @@ int     configPN_setSpurThreshold(Device*, double threshold) { return store(conf
 
 int configPN_setFrequency(Device* device, double frequency) {
     configPN.frequency = frequency;
-    return pnActive() ? configHW_setFrequency(device) : 0;
+    return pnActive() ? configHW_move(device, sideFrequency) : 0;
 }
 
 int configPN_setRedoFrequency(Device*, int redo) {
@@ -130,7 +130,7 @@ int configPN_setPointsPerDecade(Device*, int32_t points) {
 
 int configPN_setSpotFrequency(Device* device, double offset) {
     configPN.spotFrequency = offset;
-    return pnActive() ? configHW_setSpotFrequency(device, offset) : 0;
+    return pnActive() ? configHW_move(device, sideSpotFrequency) : 0;
 }
 
 int configPN_setMeasurementMethod(Device*, int method) {
@@ -143,7 +143,7 @@ int configPN_setMeasurementMethod(Device*, int method) {
 
 int configPN_setAttenuation(Device* device, double attenuation) {
     configPN.attenuation = limited(attenuation, attenuationLimits);
-    return pnActive() ? configHW_setAttenuation(device, configPN.attenuation) : 0;
+    return pnActive() ? configHW_move(device, sideAttenuation) : 0;
 }
 
 int configPN_setIFgain(Device* device, double gain) {
@@ -156,7 +156,10 @@ int configPN_setIFgain(Device* device, double gain) {
 }
 
 int configPN_setKphi(Device* device, double kphi) {
-    (Device_isPhaseNoiseAlgBoardASelected(device) != 0 ? configPN.kphiA : configPN.kphiB) = kphi;
+    const int isA = Device_isPhaseNoiseAlgBoardASelected(device);
+    if (isA < 0) // a run is selecting boards
+        return isA;
+    (isA != 0 ? configPN.kphiA : configPN.kphiB) = kphi;
     return 0;
 }
 
@@ -170,11 +173,7 @@ int configPN_setReference(Device* device, int reference) {
     const auto code = static_cast<uint32_t>(reference);
     if (code > referenceExternal)
         return scpi::illegalParameterValue;
-    if (pnActive())
-        if (const int error = configHW_setReference(device, code); error != 0)
-            return error;
-    configPN.reference = code;
-    return 0;
+    return config_changeReference(device, &configPN, code, pnActive());
 }
 
 double configPN_getReferenceSens(Device*, int32_t channel) {
@@ -199,7 +198,7 @@ int configPN_setReferenceVoltage(Device* device, int32_t channel, double voltage
         return scpi::illegalParameterValue;
     (channel == 1 ? configPN.referenceVoltage1 : configPN.referenceVoltage2) = voltage;
     if (pnActive() && configPN.reference == referenceExternal)
-        return configHW_setReferenceVoltage(device, configPN.referenceVoltage1, configPN.referenceVoltage2);
+        return configHW_move(device, sideReferenceVoltage);
     return 0;
 }
 

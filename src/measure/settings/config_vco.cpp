@@ -98,11 +98,7 @@ int configVCO_setReference(Device* device, int reference) {
     const auto code = static_cast<uint32_t>(reference);
     if (code > referenceExternal)
         return scpi::illegalParameterValue;
-    if (vcoActive())
-        if (const int error = configHW_setReference(device, code); error != 0)
-            return error;
-    configVCO.config.reference = code;
-    return 0;
+    return config_changeReference(device, &configVCO.config, code, vcoActive());
 }
 
 int configVCO_setOffsetMin(Device* device, double offset) {
@@ -122,7 +118,7 @@ int configVCO_setCorrelations(Device* device, int32_t correlations) {
 
 int configVCO_setSpotFrequency(Device* device, double offset) {
     configVCO.config.spotFrequency = offset;
-    return vcoActive() ? configHW_setSpotFrequency(device, offset) : 0;
+    return vcoActive() ? configHW_move(device, sideSpotFrequency) : 0;
 }
 
 double configVCO_getPnOffset(Device*, int32_t number) {

@@ -3,8 +3,8 @@
 /// detect flags that tell which automatic steps a run repeats. config_accessors.h has the operations on single
 /// parameters.
 ///
-/// The main thread writes the settings; a run reads them, and writes what it finds (frequency, power, gain, detector
-/// constants, flags). A run takes once at its start what must not change under it: iterations, grid and stage plan.
+/// The main thread writes the settings. A run works on a copy that it takes at its start, and gives back what it finds
+/// (frequency, power, gain, detector constants, flags); see run_settings.h.
 
 #include "base/shared.h"
 #include "device_table/device_fptrs.h"
@@ -112,8 +112,25 @@ inline constinit MeasConfig configAPN{};
 inline constinit VcoConfig configVCO{};
 inline constinit BasebandConfig configBB{};
 
-/// The record in force. It changes only with the mode, and never while a run is on.
-inline constinit Shared<MeasConfig*> configPNPtr{&configPN};
+/// The record in force; on the thread of a run, the run's own copy of it (run_settings.h).
+class ConfigInForce {
+public:
+    constexpr explicit ConfigInForce(MeasConfig* record) : record_(record) {}
+    ConfigInForce& operator=(MeasConfig* record) {
+        record_ = record;
+        return *this;
+    }
+    operator MeasConfig*() const { return ofRun != nullptr ? ofRun : record_.get(); }
+    MeasConfig* operator->() const { return *this; }
+
+    static inline thread_local MeasConfig* ofRun = nullptr;
+
+private:
+    Shared<MeasConfig*> record_;
+};
+
+/// It changes only with the mode, and never while a run is on.
+inline constinit ConfigInForce configPNPtr{&configPN};
 inline constinit Shared<uint32_t> measurement_mode{measurementModePN};
 /// The mode whose parameters the configuration commands address; those of the sweep work only with mode 6.
 inline constinit Shared<uint32_t> selected_config{measurementModePN};
@@ -187,7 +204,25 @@ int configVCO_resetDetectFlags(Device* device);
 
 // Hardware side of the settings, on both boards and for the record in force. Each returns 0 or the first failure.
 
+/// What of the hardware settings move.
+enum HardwareSide : uint32_t {
+    sideReference = 1,
+    sideReferenceVoltage = 2,
+    sideAttenuation = 4,
+    sideSpotFrequency = 8,
+    sideFrequency = 16,
+    sideIFgain = 32,
+    sidePulse = 64,
+};
+/// Moves a side of the hardware to what the record in force says. While a run is on it waits for the end of that; 0.
+int configHW_move(Device* device, HardwareSide side);
+/// Moves the `sides` that a run made wait, on its thread.
+void configHW_moveWaiting(Device* device, uint32_t sides);
+
 int configHW_setReference(Device* device, uint32_t reference);
+/// Stores the code of a reference in `config` and, if that is the record of the active mode, moves the boards to it. A
+/// failure of that is returned and leaves the code that stood there.
+int config_changeReference(Device* device, MeasConfig* config, uint32_t reference, bool active);
 /// `attenuation` in dB, cut to half-dB steps.
 int configHW_setAttenuation(Device* device, double attenuation);
 int configHW_setSpotFrequency(Device* device, double spotFrequency);
@@ -196,5 +231,6 @@ int configHW_setFrequency(Device* device);
 int configHW_setReferenceVoltage(Device* device, double voltage1, double voltage2);
 /// Stores the sensitivity (Hz/V) of channel 1 or 2; -224 for another channel.
 int configHW_setReferenceSens(Device* device, int32_t channel, double sensitivity);
-/// Rounds `gain` (dB) to a gain that the boards have, stores and sets it; -224 outside 0 to 50 (1C) or 60.
+/// Rounds `gain` (dB) to a gain that the boards have, stores it and moves the boards to it; -224 outside 0 to 50 (1C)
+/// or 60.
 int configHW_setIFgain(Device* device, double gain);

@@ -45,6 +45,9 @@ with no newline behind it: `#15hello`. A binary block is framed differently: the
 the size of the data (32 bits), the data, all little-endian. The header is empty, except for a block of several pieces,
 where it holds the number 1 and the size of each piece.
 
+**While a measurement is running** settings reach the next one. What would touch the hardware at once, also to read it, is
+refused with -221 and changes nothing.
+
 **Errors** wait in a queue of 50 entries, one for all links; `SYSTem:ERRor?` takes the oldest. A command that the
 instrument does not have, or has no hardware for, is error -113. When the queue overflows its newest entry becomes -350.
 )";

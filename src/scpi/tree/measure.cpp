@@ -11,13 +11,17 @@ void measure_noise(Unit& unit) {
     unit.errorCode = Device_phaseNoiseSampling_startHMode(unit.device);
     if (unit.errorCode != 0)
         return;
+    ++hardware_blocksOut;
     scpi_exec_startBdSend_handler(
         unit.link, Device_phaseNoiseSampling_getHBytes(unit.device),
         [](void* device, int count, uint32_t offset, char* buffer) {
             return Device_phaseNoiseSampling_handler(static_cast<Device*>(device), count, offset, buffer);
         },
         unit.device,
-        [](void* device, const char*) { Device_phaseNoiseSampling_endHMode(static_cast<Device*>(device)); },
+        [](void* device, const char*) {
+            --hardware_blocksOut;
+            Device_phaseNoiseSampling_endHMode(static_cast<Device*>(device));
+        },
         unit.device);
     scpi_exec_bdSend_interruptWith(unit.link, [](void* device) {
         if (Device_phaseNoiseSampling_cancel)

@@ -25,6 +25,19 @@ constexpr auto testPattern = [] {
     return pattern;
 }();
 
+void endReading(void*, const char*) {
+    --hardware_blocksOut;
+}
+
+/// A binary block out of the capture buffers, which stay as they are until it has gone.
+void answerFromBuffers(Unit& unit, int bytes, const void* data) {
+    unit.errorCode = bytes < 0 ? bytes : 0;
+    if (bytes < 0)
+        return;
+    ++hardware_blocksOut;
+    scpi_exec_startBdSend_memory(unit.link, bytes, data, endReading, nullptr);
+}
+
 /// All segments of a channel as fragments of one block.
 void sendAllSegments(Unit& unit, uint32_t channel) {
     scpi_exec_bd_clearFragments(unit.link);
@@ -35,7 +48,8 @@ void sendAllSegments(Unit& unit, uint32_t channel) {
         if (unit.errorCode != 0)
             return;
     }
-    scpi_exec_startBdSend_fragmentedMemory(unit.link, nullptr, nullptr);
+    ++hardware_blocksOut;
+    scpi_exec_startBdSend_fragmentedMemory(unit.link, endReading, nullptr);
 }
 
 } // namespace
@@ -63,7 +77,7 @@ void memory_readSpectrum(Unit& unit) {
         return;
     const void* points = nullptr;
     const int bytes = Device_getPhaseNoiseFdBuffer(unit.device, static_cast<uint32_t>(unit.index), &points);
-    answerBinaryBlock(unit, bytes, points);
+    answerFromBuffers(unit, bytes, points);
 }
 
 void memory_readSamples(Unit& unit, uint32_t channel) {
@@ -73,7 +87,7 @@ void memory_readSamples(Unit& unit, uint32_t channel) {
         return sendAllSegments(unit, channel);
     uint16_t* samples = nullptr;
     const int bytes = Device_getPhaseNoiseFbuffer(unit.device, channel, static_cast<uint32_t>(unit.index), &samples);
-    answerBinaryBlock(unit, bytes, samples);
+    answerFromBuffers(unit, bytes, samples);
 }
 
 void memory_testPattern(Unit& unit) {
