@@ -187,6 +187,24 @@ TEST_F(AcceptanceTest, LimitsOfTheTuneBandAndOfTheLoopAndWhatHelps) {
     }
 }
 
+TEST_F(AcceptanceTest, LimitsOfTheOlderBoardsAndWhatHelps) {
+    for (const int reference : {resonator1GHz, crystal100MHz}) {
+        attach(loud(2.600003e9, 8), board1C, reference);
+        EXPECT_EQ(searchAndRun(), reference == resonator1GHz ? scpi::noValidBeatDetected : 0);
+    }
+    constexpr double carrier_Hz = 10.0000003e9;
+    for (const bool given : {false, true}) {
+        attach(loud(carrier_Hz, 8), board2A);
+        ASSERT_EQ(searchAndRun(), 0);
+        ASSERT_EQ(Device_setInternalReferenceSelection(device, lowNoisePll), 0);
+        configPN.autoFrequency = given ? 0 : 1;
+        if (given) {
+            ASSERT_EQ(configPN_setFrequency(device, carrier_Hz), 0);
+        }
+        EXPECT_EQ(run(), given ? 0 : scpi::lockFailed);
+    }
+}
+
 TEST_F(AcceptanceTest, ASlowLoopIsNotCalledLockedBeforeItHolds) {
     constexpr int cases = 20;
     constexpr double tenMegahertzReach = 5e-6;
