@@ -2,10 +2,12 @@
 
 #include "fake_instrument.h"
 #include "scpi/block.h"
+#include "scpi/execution_cycle.h"
 #include "scpi/unit.h"
 
 #include <algorithm>
 #include <iterator>
+#include <random>
 #include <sstream>
 
 namespace tree {
@@ -72,6 +74,102 @@ TEST_F(Robustness, SenselessParametersLeaveTheLinkAlive) {
                 tell(headerOf(row) + form + parameter);
         errors();
         ASSERT_EQ(tell("*OPC?"), "1\n") << row.header;
+    }
+}
+
+/// Messages as users and their accidents send them: rows with sense and without, texts, blocks, lists, stray bytes.
+class MessageMaker {
+public:
+    explicit MessageMaker(unsigned seed) : random_(seed) {}
+
+    std::string message() {
+        std::string units;
+        do
+            units += (units.empty() ? "" : ";") + unit();
+        while (below(3) == 0);
+        return units;
+    }
+    size_t below(size_t limit) { return random_() % limit; }
+
+private:
+    template <class List> const auto& anyOf(const List& list) { return list[below(std::size(list))]; }
+
+    std::string unit() {
+        if (below(8) == 0)
+            return strayBytes();
+        std::string text = below(3) == 0 ? ":" : "";
+        text += headerOf(anyOf(rows_), below(2) == 0 ? brackets : allButShortest);
+        text += below(2) == 0 ? "?" : "";
+        for (size_t count = below(4), i = 0; i < count; ++i)
+            text += (i == 0 ? " " : ",") + parameter();
+        return text;
+    }
+    std::string parameter() {
+        static constexpr const char* words[] = {"1",    "-2.5e3", "1.5 GHz", "MIN",  "maximum", "ON",    "INT",
+                                                "PN",   "O10",    "F",       "#1",   "\"a\"",   "#3x",   "\"#12\"",
+                                                "5#12", "",       " ",       "9E99", "x?",      "\"U #2"};
+        if (below(6) != 0)
+            return anyOf(words);
+        if (below(8) == 0)
+            return longList();
+        const std::string data = strayBytes();
+        const std::string size = std::to_string(data.size());
+        return "#" + std::to_string(size.size()) + size + data;
+    }
+    std::string longList() {
+        std::string list = "O1";
+        for (size_t i = below(100); i > 0; --i)
+            list += ",O" + std::to_string(below(1000000000)) + "." + std::to_string(below(1000000000));
+        return list;
+    }
+    std::string strayBytes() {
+        static constexpr char bytes[] = "*OPC?\n*IDN?\n;:,#12\"? \t\r\0AO.e\xFF";
+        std::string text;
+        for (size_t count = below(24); text.size() < count;)
+            text += bytes[below(sizeof bytes - 1)];
+        return text;
+    }
+
+    std::mt19937 random_;
+    std::vector<Row> rows_ = harmlessRows();
+};
+
+/// Conversations message by message, and the same bytes in pieces that know nothing of messages.
+TEST_F(Robustness, PiecesOfAConversationChangeNothingOfIt) {
+    struct Outcome {
+        std::string answers;
+        Notes done;
+        Codes codes;
+    };
+    const auto run = [this](const std::vector<std::string>& lines, size_t piece) {
+        Outcome outcome;
+        for (const std::string& line : lines) {
+            outcome.answers += tell(&link_, line, piece);
+            outcome.done.insert(outcome.done.end(), notes.begin(), notes.end());
+        }
+        outcome.codes = errors();
+        link_.clearRequest = 1;
+        scpi_link_doHandle(&link_);
+        scpi_execute_link(&link_);
+        tell("");
+        return outcome;
+    };
+    for (unsigned seed = 0; seed < 600; ++seed) {
+        MessageMaker maker(seed);
+        std::vector<std::string> lines(12);
+        for (std::string& line : lines)
+            line = maker.message();
+        std::string all;
+        for (const std::string& line : lines)
+            all += (all.empty() ? "" : "\n") + line;
+        run(lines, size); // sets what a conversation leaves set
+        const Outcome whole = run(lines, size);
+        const size_t piece = 1 + maker.below(seed % 2 == 0 ? 8 : 200);
+        const Outcome cut = run({all}, piece);
+        SCOPED_TRACE(all + "\nin pieces of " + std::to_string(piece));
+        EXPECT_EQ(cut.answers, whole.answers);
+        EXPECT_EQ(cut.done, whole.done);
+        EXPECT_EQ(cut.codes, whole.codes);
     }
 }
 
