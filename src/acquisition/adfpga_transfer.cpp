@@ -17,7 +17,7 @@ Worker transferWorker;
 
 timespec deadlineAfter(uint64_t us) {
     timespec deadline;
-    clock_gettime(CLOCK_REALTIME, &deadline);
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
     const int64_t ns = deadline.tv_nsec + static_cast<int64_t>(us % 1'000'000) * nsPerUs;
     deadline.tv_sec += static_cast<time_t>(us / 1'000'000) + ns / nsPerSec;
     deadline.tv_nsec = ns % nsPerSec;

@@ -24,6 +24,12 @@ void WakeWord::setAndWake(uint32_t value) {
         futex(&value_, FUTEX_WAKE_PRIVATE, INT32_MAX, nullptr);
 }
 
+void WakeWord::advanceAndWake() {
+    value_.fetch_add(1, std::memory_order_seq_cst);
+    if (sleepers_.load(std::memory_order_seq_cst) != 0)
+        futex(&value_, FUTEX_WAKE_PRIVATE, INT32_MAX, nullptr);
+}
+
 void WakeWord::linger(uint32_t value) const {
     static const bool otherRuns = sysconf(_SC_NPROCESSORS_ONLN) > 1; // else it runs only once this one sleeps
     for (int looks = otherRuns ? lingerLooks : 0; looks > 0 && get() == value; --looks)
@@ -45,9 +51,8 @@ bool WakeWord::waitWhileUntil(uint32_t value, const timespec& deadline) {
     sleepers_.fetch_add(1, std::memory_order_seq_cst);
     bool changed;
     while (!(changed = value_.load(std::memory_order_seq_cst) != value)) {
-        // WAIT_BITSET is the form with an absolute time; the clock bit makes it CLOCK_REALTIME.
-        if (futex(&value_, FUTEX_WAIT_BITSET_PRIVATE | FUTEX_CLOCK_REALTIME, value, &deadline) != 0 &&
-            errno == ETIMEDOUT)
+        // WAIT_BITSET is the form with an absolute time, on CLOCK_MONOTONIC.
+        if (futex(&value_, FUTEX_WAIT_BITSET_PRIVATE, value, &deadline) != 0 && errno == ETIMEDOUT)
             break;
     }
     sleepers_.fetch_sub(1, std::memory_order_seq_cst);

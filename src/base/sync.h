@@ -51,7 +51,8 @@ private:
     Mutex& mutex_;
 };
 
-/// Condition on CLOCK_REALTIME. Every caller waits in a loop on its own predicate.
+/// Condition on CLOCK_MONOTONIC: nobody who sets the clock ends or prolongs a wait. Every caller waits in a loop on its
+/// own predicate.
 class Condition {
 public:
     constexpr Condition() = default;
@@ -61,9 +62,9 @@ public:
     void signal() { pthread_cond_signal(&native_); }
     void broadcast() { pthread_cond_broadcast(&native_); }
     void wait(Mutex& mutex) REQUIRES(mutex) { pthread_cond_wait(&native_, &mutex.native_); }
-    /// False when `deadline` (CLOCK_REALTIME) has passed.
+    /// False when `deadline` (CLOCK_MONOTONIC) has passed.
     [[nodiscard]] bool waitUntil(Mutex& mutex, const timespec& deadline) REQUIRES(mutex) {
-        return pthread_cond_timedwait(&native_, &mutex.native_, &deadline) == 0;
+        return pthread_cond_clockwait(&native_, &mutex.native_, CLOCK_MONOTONIC, &deadline) == 0;
     }
 
 private:
@@ -84,6 +85,8 @@ public:
     void set(uint32_t value) { value_.store(value, std::memory_order_seq_cst); }
     /// Stores and wakes whoever sleeps on the word.
     void setAndWake(uint32_t value);
+    /// Adds one and wakes whoever sleeps on the word.
+    void advanceAndWake();
     /// Stores `value` and returns what stood there.
     uint32_t exchange(uint32_t value) { return value_.exchange(value, std::memory_order_acq_rel); }
     /// Watches for a moment while the word reads `value` and lets other threads run: where the other side is about to
@@ -91,7 +94,7 @@ public:
     void linger(uint32_t value) const;
     /// Sleeps while the word reads `value`.
     void waitWhile(uint32_t value);
-    /// The same until `deadline` on CLOCK_REALTIME at the latest; false if the word still reads `value` then.
+    /// The same until `deadline` on CLOCK_MONOTONIC at the latest; false if the word still reads `value` then.
     bool waitWhileUntil(uint32_t value, const timespec& deadline);
 
 private:

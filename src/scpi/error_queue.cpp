@@ -99,8 +99,10 @@ void scpi_pushErrorQueue(int32_t code, scpi_error_queue* queue) {
 
 int scpi_popErrorQueue(scpi_error_queue* queue, int32_t* code, char* answer, int room, int32_t* length) {
     *code = oldest(*queue);
-    dropOldest(*queue);
-    return scpi_errorCode2Str(answer, *code, room, length);
+    const int error = scpi_errorCode2Str(answer, *code, room, length);
+    if (error == 0)
+        dropOldest(*queue);
+    return error;
 }
 
 int scpi_getAndClearWholeErrorQueue(scpi_error_queue* queue, char* answer, int room, int32_t* length) {

@@ -24,8 +24,8 @@ void scpi_clearErrorQueue(scpi_error_queue* queue);
 /// Appends a code; 0 is no error and leaves no trace. A full queue loses the code and its newest entry becomes -350.
 void scpi_pushErrorQueue(int32_t code, scpi_error_queue* queue);
 
-/// Takes the oldest code, 0 from an empty queue, and writes its text. Returns and fails like scpi_errorCode2Str; the
-/// code is taken even then.
+/// Takes the oldest code, 0 from an empty queue, and writes its text. Returns and fails like scpi_errorCode2Str; a code
+/// whose text does not fit stays in the queue.
 [[nodiscard]] int scpi_popErrorQueue(scpi_error_queue* queue, int32_t* code, char* answer, int room, int32_t* length);
 
 /// Takes as many codes as there is room for, oldest first, with commas between; the rest stays in the queue. An empty

@@ -7,9 +7,9 @@
 #include "scpi/parser.h"
 #include "scpi/program_message.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <ctime>
 
 namespace {
 
@@ -19,17 +19,14 @@ struct DeferredCall {
     uint32_t remaining; // microseconds
 };
 
-constexpr long nanosecondsPerSecond = 1'000'000'000;
+constexpr int64_t nanosecondsPerSecond = 1'000'000'000;
 constexpr uint32_t microsecondsPerMs = 1000;
 
-timespec abstime; // the next tick on CLOCK_REALTIME; zero makes the first cycle a tick
-bool moreFollows; // a link has not said all that it has to say
+int64_t abstime;                              // the next tick on CLOCK_MONOTONIC, ns; zero makes the first cycle a tick
+int64_t nearestDeadline_ns = waiting_forEver; // of the links that are parked
+bool moreFollows;                             // a link has not said all that it has to say
 uint8_t pdivCounter;
 std::array<DeferredCall, 2> deferredCalls;
-
-bool hasReached(const timespec& now, const timespec& date) {
-    return now.tv_sec != date.tv_sec ? now.tv_sec > date.tv_sec : now.tv_nsec >= date.tv_nsec;
-}
 
 void countDownDeferredCalls(uint32_t passed) {
     for (DeferredCall& slot : deferredCalls) {
@@ -45,20 +42,14 @@ void countDownDeferredCalls(uint32_t passed) {
     }
 }
 
-void tick(Device* device, int periodMs, const timespec& now) {
+void tick(Device* device, int periodMs) {
     const uint8_t old = pdivCounter;
     const auto count = static_cast<uint8_t>(old + 1);
     pdivCounter = count;
     if (Device_periodic)
         Device_periodic(device, static_cast<uint8_t>(count & ~old), count);
     countDownDeferredCalls(static_cast<uint32_t>(periodMs) * microsecondsPerMs);
-
-    abstime.tv_sec = now.tv_sec + periodMs / 1000;
-    abstime.tv_nsec = now.tv_nsec + (periodMs % 1000) * 1'000'000L;
-    if (abstime.tv_nsec >= nanosecondsPerSecond) {
-        abstime.tv_sec += 1;
-        abstime.tv_nsec = 0;
-    }
+    abstime = waiting_deadline(periodMs);
 }
 
 } // namespace
@@ -66,17 +57,17 @@ void tick(Device* device, int periodMs, const timespec& now) {
 void scpi_execute(scpi_link* firstLink, Device* device, int periodMs) {
     if (moreFollows) // its transport comes back at once
         tvcommDo.linger(0);
-    tvcommDo.waitWhileUntil(0, abstime);
+    const int64_t wake_ns = std::min(abstime, nearestDeadline_ns);
+    tvcommDo.waitWhileUntil(0, {.tv_sec = wake_ns / nanosecondsPerSecond, .tv_nsec = wake_ns % nanosecondsPerSecond});
     tvcommDo.exchange(0);
 
     MutexLock access(deviceAccessMutex);
-    timespec now;
-    clock_gettime(CLOCK_REALTIME, &now);
-    if (hasReached(now, abstime))
-        tick(device, periodMs, now);
+    if (waiting_now() >= abstime)
+        tick(device, periodMs);
     moreFollows = false;
+    nearestDeadline_ns = waiting_forEver;
     for (scpi_link* link = firstLink; link != nullptr; link = link->next) {
-        scpi_execute_link(link);
+        nearestDeadline_ns = std::min(nearestDeadline_ns, scpi_serveLink(link));
         moreFollows = moreFollows || link->ansMore != 0; // this thread alone writes it
     }
 }

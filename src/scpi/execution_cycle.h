@@ -8,10 +8,12 @@
 struct Device;
 struct scpi_link;
 
-/// One cycle; the main loop passes a period of 250 ms.
+/// One cycle; the main loop passes a period of 250 ms. A link whose command has to wait is parked and looked at again
+/// when something has been announced (base/waiting.h) or its deadline has come.
 void scpi_execute(scpi_link* firstLink, Device* device, int periodMs);
 
-/// One service pass of a link; nothing happens if no transport waits on it. The caller holds deviceAccessMutex.
+/// One service pass of a link; nothing happens if no transport waits on it. A command that has to wait does so here.
+/// The caller holds deviceAccessMutex.
 void scpi_execute_link(scpi_link* link);
 
 /// Runs a text file as input of `link`, line by line, on the calling thread; answers go to standard output. A missing

@@ -16,29 +16,27 @@ WakeWord tvcommDo;
 void scpi_link_initAll(scpi_link** head) {
     *head = nullptr;
     tvcommDo.set(0);
+    waiting_wakeKeeper = [] { tvcommDo.setAndWake(1); };
 }
 
 void scpi_link_init(scpi_link** head, scpi_link* link, int cmdSize, int ansSize, const char* name) {
     link->cmdBuf = static_cast<char*>(calloc(static_cast<size_t>(cmdSize) + 1, 1));
-    link->ansBuf = static_cast<char*>(calloc(static_cast<size_t>(ansSize) + linkAnswerMargin, 1));
+    link->ansBuf = static_cast<char*>(calloc(2 * static_cast<size_t>(ansSize) + linkAnswerMargin, 1));
     if (link->cmdBuf == nullptr || link->ansBuf == nullptr)
         abort(); // start-up on a machine without 3 kB: nothing can be served
     link->cmdSize = cmdSize;
     link->ansSize = ansSize;
+    link->message = {};
     scpi_link_flush(link);
     link->ansMore = 0;
     link->name.fill(0);
     strncpy(link->name.data(), name, link->name.size() - 1);
-    link->storedPath.fill(0);
-    link->storedPathPos = link->storedPath.data();
+    scpi_link_resetSettings(link);
     link->queryInterruptOff = 1;
     link->handleRequest.set(0);
     link->clearRequest = 0;
     link->eventRequest = 0;
     link->clientGone = linkClientStays;
-    link->listParser = nullptr;
-    link->listError = 0;
-    link->listIndex = 0;
     scpi_exec_initBlockDataConfig(&link->bdReceive);
     scpi_exec_initBlockDataConfig(&link->bdSend);
     {
@@ -46,7 +44,6 @@ void scpi_link_init(scpi_link** head, scpi_link* link, int cmdSize, int ansSize,
         link->bdInterrupt = nullptr;
     }
     scpi_exec_bd_clearFragments(link);
-    scpi_link_resetSettings(link);
     link->next = nullptr;
 
     scpi_link** tail = head;
@@ -155,15 +152,23 @@ void scpi_link_clientMakesRoom(scpi_link* link) {
     tvcommDo.setAndWake(1);
 }
 
-void scpi_link_resetSettings(scpi_link* link) {
-    link->linkFlags = 0;
-}
-
 int scpi_link_flush(scpi_link* link) {
     link->ansRead = link->ansLen = 0;
     link->cmdLen = link->cmdExec = link->cmdScan = 0;
     link->lastComma = link->hashPos = link->endMark = -1;
+    if (link->message.waits)
+        waiting_leave();
+    link->message = {};
     return 1;
+}
+
+void scpi_link_resetSettings(scpi_link* link) {
+    link->linkFlags = 0;
+    link->listParser = nullptr;
+    link->listError = 0;
+    link->listIndex = 0;
+    link->storedPath.fill(0);
+    link->storedPathPos = link->storedPath.data();
 }
 
 namespace {

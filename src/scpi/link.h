@@ -17,6 +17,7 @@
 
 #include "base/shared.h"
 #include "base/sync.h"
+#include "base/waiting.h"
 #include "device_table/test_set.h"
 #include "scpi/block.h"
 
@@ -52,19 +53,31 @@ enum LinkClient : uint32_t {
 };
 
 inline constexpr int storedPathSize = 32;
-inline constexpr int linkAnswerMargin = 64; // a formatter may write that far beyond ansSize; it is never delivered
+inline constexpr int linkAnswerMargin = 64; // a formatter may write that far beyond its room; it is never delivered
+
+/// The program message that a pass has begun and not ended: it wants room for answers, sends a block, or waits.
+struct scpi_message {
+    bool begun = false;        // units from cmdExec up to cmdScan have not run yet
+    bool block = false;        // it ends at the header of a block, whose data begins at cmdScan
+    int32_t blockSize = 0;     // of that block
+    bool cut = false;          // its end is that of a full buffer
+    bool continuation = false; // a list has more to give and there is no text
+    bool lineOpen = false;     // its last answer has no newline yet: another one may follow on the line
+    bool waits = false;        // its last unit that ran waits, as `waiting` says
+    bool echo = false;         // and is a query that gives a line in any case
+};
 
 struct scpi_link {
     char* cmdBuf; // cmdSize + 1 bytes
     int32_t cmdSize;
-    int32_t cmdLen;    // bytes now in cmdBuf
-    int32_t cmdExec;   // first byte not yet executed; 0 between service passes
-    int32_t cmdScan;   // the text has been scanned up to here
-    int32_t lastComma; // index of the last comma seen; -1 when none
-    int32_t hashPos;   // index of a '#' that may open a block header; -1 when none
-    int32_t endMark;   // last byte of a message that came with an end indicator; -1 when none
-    char* ansBuf;      // ansSize + linkAnswerMargin bytes
-    int32_t ansSize;
+    int32_t cmdLen;         // bytes now in cmdBuf
+    int32_t cmdExec;        // first byte not yet executed; 0 between service passes
+    int32_t cmdScan;        // the text has been scanned up to here
+    int32_t lastComma;      // index of the last comma seen; -1 when none
+    int32_t hashPos;        // index of a '#' that may open a block header; -1 when none
+    int32_t endMark;        // last byte of a message that came with an end indicator; -1 when none
+    char* ansBuf;           // 2 * ansSize + linkAnswerMargin bytes: a unit runs only with room for ansSize more
+    int32_t ansSize;        // most bytes of one unit's answer, with the newline and an end
     int32_t ansLen;         // end of the valid answer bytes
     int32_t ansRead;        // of them taken by the transport
     int32_t ansMore;        // non-zero: ask for service again, more answer will come
@@ -81,6 +94,8 @@ struct scpi_link {
     std::array<bd_fragment, bdFragmentMax> bdFragments;
     int32_t bdFragmentCount;
     std::array<uint32_t, 1 + bdFragmentMax> bdSendHeader; // 1, then the length of each fragment in use
+    scpi_message message;
+    Waiting waiting; // of message
     ListParser listParser;
     int32_t listError;
     int32_t listIndex;                                      // elements of the list taken or answered so far
@@ -137,9 +152,10 @@ void scpi_link_clientGone(scpi_link* link);
 /// The client will send nothing more, and others stand in line behind it: what it waits for ends at once, as above, but
 /// its answers and blocks still go to it. Not to be called while another thread calls scpi_link_clientGone.
 void scpi_link_clientMakesRoom(scpi_link* link);
-/// Puts back what a client has set for its link: it does not outlive the client. Main thread.
+/// Puts back what a client has set for its link, query echo, list and path: it does not outlive the client. Main
+/// thread.
 void scpi_link_resetSettings(scpi_link* link);
-/// Empties both buffers; takes no lock. Returns 1.
+/// Empties both buffers, and with them the message under way; takes no lock. Returns 1.
 int scpi_link_flush(scpi_link* link);
 
 [[nodiscard]] bool scpi_link_isQueryEchoEnabled(const scpi_link* link);

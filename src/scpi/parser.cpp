@@ -33,6 +33,21 @@ private:
     bool outer_;
 };
 
+/// What follows the handler of every unit.
+void conclude(scpi::Unit& unit, bool echo) {
+    if (hardware_refusedCalls != 0) { // the hardware belongs to a run
+        unit.answerLength = 0;
+        unit.errorCode = scpi::settingsConflict;
+    }
+    if (echo && unit.answerLength == 0 && !scpi_exec_sendingBlockData(unit.link)) {
+        unit.answer[0] = 0;
+        unit.answerLength = 1;
+    }
+    if (unit.errorCode == 0 && Device_lastDeviceError)
+        unit.errorCode = Device_lastDeviceError(parser->device);
+    scpi_parser_error(unit.errorCode);
+}
+
 } // namespace
 
 void scpi_parser_init(scpi_parser_context* context) {
@@ -74,19 +89,14 @@ int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, i
         unit.errorCode = 0;
     else if (!scpi::commandTree_walk(parser->tree, unit))
         scpi::commandTree_runOldForm(parser->tree, unit, unitText);
-    if (hardware_refusedCalls != 0) { // the hardware belongs to a run
-        unit.answerLength = 0;
-        unit.errorCode = scpi::settingsConflict;
-    }
 
-    if (unit.answerLength == 0 && scpi_link_isQueryEchoEnabled(link) && !scpi_exec_sendingBlockData(link) &&
-        scpi_isQuery(unitText)) {
-        answer[0] = 0;
-        unit.answerLength = 1;
+    const bool echo = scpi_link_isQueryEchoEnabled(link) && scpi_isQuery(unitText);
+    if (unit.errorCode == waiting_result) {
+        link->message.waits = true;
+        link->message.echo = echo;
+    } else {
+        conclude(unit, echo);
     }
-    if (unit.errorCode == 0 && Device_lastDeviceError)
-        unit.errorCode = Device_lastDeviceError(parser->device);
-    scpi_parser_error(unit.errorCode);
     if (Device_unregisteredFunctionCalls > 0) {
         printd("scpi_parser(): %d unregistered device function calls on command <%s>\n",
                Device_unregisteredFunctionCalls, unitText);
@@ -94,5 +104,21 @@ int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, i
     }
     if (!empty && !unit.quiet)
         tv_event_indicateLinkActivity(link);
+    return unit.answerLength;
+}
+
+int scpi_parser_resume(scpi_link* link, char* answer, int answerRoom, bool inTime) {
+    waiting_leave();
+    link->message.waits = false;
+    hardware_refusedCalls = 0;
+    answer[0] = 0;
+    scpi::Unit unit{
+        .link = link, .device = parser->device, .cursor = answer, .answer = answer, .answerRoom = answerRoom};
+    const Waiting waiting = link->waiting; // the operation may leave its next record there
+    unit.errorCode = waiting.finish(parser->device, waiting, inTime);
+    if (unit.errorCode == waiting_result)
+        link->message.waits = true;
+    else
+        conclude(unit, link->message.echo);
     return unit.answerLength;
 }

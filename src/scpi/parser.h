@@ -23,8 +23,13 @@ void scpi_parser_init(scpi_parser_context* context);
 
 /// Runs one unit, which is cut in place. `answer` has `answerRoom` bytes and the link's margin behind them. Returns the
 /// answer's length, 0 for none; 1 with answer[0] == 0 is an empty answer. Errors go to the queue, or with
-/// `ignoreErrors` to the debug channel.
+/// `ignoreErrors` to the debug channel. An operation that has left its record in link->waiting leaves the unit open:
+/// link->message.waits is set, and scpi_parser_resume ends it.
 int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, int cbufFull, int ignoreErrors);
+
+/// Ends the unit that waits, or goes on with it, in which case it waits again. `inTime` is false if its deadline came
+/// first. Returns like scpi_parser.
+int scpi_parser_resume(scpi_link* link, char* answer, int answerRoom, bool inTime);
 
 /// Puts a code into the context's error queue, or on the debug channel while errors are ignored.
 void scpi_parser_error(int32_t code);

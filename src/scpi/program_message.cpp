@@ -5,21 +5,12 @@
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parameters.h"
-#include "scpi/parser.h"
 #include "scpi/text/ascii.h"
 
 #include <algorithm>
 #include <cstring>
 
 namespace {
-
-constexpr int answerReserve = 2; // bytes of the answer buffer kept for a message's newline and terminator
-
-void endProgramMessage(scpi_link* link) {
-    scpi_parser_execute();
-    link->storedPath[0] = 0;
-    link->storedPathPos = link->storedPath.data();
-}
 
 /// An event that tells that nobody is left at the other end.
 bool isGone(int event) {
@@ -37,24 +28,32 @@ void cancelTransfers(scpi_link* link) {
     link->listParser = nullptr;
 }
 
+/// A block that nobody reads: its source need not finish.
+void dropBlock(scpi_link* link) {
+    scpi_exec_interruptBlockDataSend(link);
+    scpi_exec_cancelBlockDataSend(link);
+}
+
+void dropWait(scpi_link* link) {
+    waiting_leave();
+    link->message.waits = false;
+}
+
 /// One pass over one link. Positions are kept here and written back where a transport or the parser looks at them.
 class ServicePass {
 public:
-    explicit ServicePass(scpi_link* link) : link_(*link) {}
+    ServicePass(scpi_link* link, bool park) : link_(*link), park_(park) {}
 
-    void run() {
+    /// Returns the deadline of what the link is left to wait for.
+    int64_t run() {
         link_.bufMutex.lock();
-        if (link_.clearRequest != 0) {
-            deviceClear();
-            return;
-        }
-        if (isGone(link_.eventRequest)) { // a block of a client that died is nobody else's
+        if (link_.clearRequest != 0)
+            return deviceClear();
+        if (isGone(link_.eventRequest)) { // what a client that died left is nobody else's
+            link_.clientGone = linkClientGone;
             scpi_exec_interruptBlockDataSend(&link_);
             cancelTransfers(&link_);
-            scpi_link_resetSettings(&link_);
         }
-        if (isGone(link_.eventRequest) || isArrival(link_.eventRequest))
-            link_.clientGone = linkClientStays;
         moveUnreadAnswersDown();
         len_ = link_.cmdLen;
         exec_ = link_.cmdExec;
@@ -63,29 +62,30 @@ public:
         comma_ = link_.lastComma;
         while (iterate()) {
             link_.bufMutex.lock();
-            if (link_.clearRequest != 0) {
-                deviceClear();
-                return;
-            }
+            if (link_.clearRequest != 0)
+                return deviceClear();
         }
+        if (link_.message.waits)
+            return link_.waiting.deadline_ns;
         end();
+        return waiting_forEver;
     }
 
 private:
     /// One step with bufMutex held on entry and given back. False ends the pass.
     bool iterate() RELEASE(link_.bufMutex) {
         link_.cmdExec = exec_;
-        link_.ansLen += added_;
-        added_ = 0;
         if (scpi_exec_receivingBlockData(&link_))
             return receiveBlock();
-        if (scpi_exec_sendingBlockData(&link_) && link_.clientGone == linkClientGone) {
-            scpi_exec_interruptBlockDataSend(&link_);
-            scpi_exec_cancelBlockDataSend(&link_);
-        }
+        if (scpi_exec_sendingBlockData(&link_) && link_.clientGone == linkClientGone)
+            dropBlock(&link_);
         if (scpi_exec_sendingBlockData(&link_)) {
             link_.bufMutex.unlock();
             return sendBlock();
+        }
+        if (link_.message.begun) {
+            link_.bufMutex.unlock();
+            return runMessage();
         }
         const bool block = scanMessage();
         const bool cbufFull = cutFullBuffer(block);
@@ -94,13 +94,30 @@ private:
         const int event = link_.eventRequest;
         link_.eventRequest = 0;
         link_.bufMutex.unlock();
-        if (event != 0)
-            tv_event_handle(&link_, event);
+        handleEvent(event);
         const bool continuation = link_.listParser != nullptr && more_ == 0 && len_ == 0;
         if (!cbufFull && scan_ >= len_ && !continuation)
             return false;
-        runMessage(block, cbufFull, continuation);
-        return true;
+        const bool lineOpen = link_.message.lineOpen; // of the part of this message before a cut
+        link_.message = {.begun = true,
+                         .block = block,
+                         .blockSize = blockSize_,
+                         .cut = cbufFull,
+                         .continuation = continuation,
+                         .lineOpen = lineOpen};
+        link_.lastComma = comma_ = -1;
+        link_.hashPos = hash_ = -1;
+        return runMessage();
+    }
+
+    void handleEvent(int event) {
+        if (event == 0)
+            return;
+        tv_event_handle(&link_, event);
+        if (isGone(event))
+            scpi_link_resetSettings(&link_);
+        if (isGone(event) || isArrival(event))
+            link_.clientGone = linkClientStays;
     }
 
     bool receiveBlock() RELEASE(link_.bufMutex) {
@@ -120,8 +137,9 @@ private:
             more_ = 1;
             return false;
         }
-        added_ = scpi_exec_handleBlockDataSend(&link_, link_.ansBuf + link_.ansLen, room);
-        if (added_ == 0) {
+        const int added = scpi_exec_handleBlockDataSend(&link_, link_.ansBuf + link_.ansLen, room);
+        link_.ansLen += added;
+        if (added == 0) {
             printd("scpi_execute_link(): chunk is too small, returning to comm layer\n");
             more_ = 1;
             return false;
@@ -169,24 +187,56 @@ private:
         return true;
     }
 
-    void runMessage(bool block, bool cbufFull, bool continuation) {
+    /// Goes on with the message at hand. False ends the pass, or leaves it waiting.
+    bool runMessage() {
+        const scpi_message message = link_.message;
+        const int before = link_.ansLen;
         int overflow = 0;
-        if (block) {
-            char& firstData = link_.cmdBuf[scan_];
-            const char saved = firstData;
-            firstData = 0;
-            added_ = scpi_execute_linkProgramMessage(&link_, 0, &overflow);
-            firstData = saved;
-            if (!scpi_exec_receivingBlockData(&link_)) // a block that no command takes is data all the same
-                scpi_exec_startBdReceive_nowhere(&link_, blockSize_);
-        } else {
-            added_ = scpi_execute_linkProgramMessage(&link_, cbufFull ? 1 : 0, &overflow);
-            if (!continuation)
-                scan_ = std::min(scan_ + 1, len_); // past the terminator
+        if (!settle())
+            return false;
+        const MessageRun run = message.block ? runUpToBlock(&overflow) : runUnits(&overflow);
+        exec_ = link_.cmdExec;
+        if (run == MessageRun::waits)
+            return true; // it may be over by now
+        if (run == MessageRun::paused) {
+            more_ = 1;
+            return scpi_exec_sendingBlockData(&link_);
         }
-        more_ = continuation && added_ == 0 ? 1 : (overflow > 0 ? 1 : 0);
-        comma_ = hash_ = -1;
+        if (message.block &&
+            !scpi_exec_receivingBlockData(&link_)) // a block that no command takes is data all the same
+            scpi_exec_startBdReceive_nowhere(&link_, message.blockSize);
+        if (!message.block && !message.continuation)
+            scan_ = std::min(scan_ + 1, len_); // past the terminator
+        more_ = (message.continuation && link_.ansLen == before) || overflow > 0 ? 1 : 0;
         exec_ = scan_;
+        return true;
+    }
+
+    MessageRun runUnits(int* overflow) { return scpi_execute_linkProgramMessage(&link_, park_, overflow); }
+
+    /// The parser sees the header as the text of its last parameter.
+    MessageRun runUpToBlock(int* overflow) {
+        char& firstData = link_.cmdBuf[scan_];
+        const char saved = firstData;
+        firstData = 0;
+        const MessageRun run = runUnits(overflow);
+        firstData = saved;
+        return run;
+    }
+
+    /// Ends the unit that waits if it can. False if it waits on.
+    bool settle() {
+        while (link_.message.waits) {
+            if (link_.clientGone != linkClientStays && !link_.waiting.outlivesClient) {
+                dropWait(&link_);
+                break;
+            }
+            const bool over = link_.waiting.isOver(link_.waiting);
+            if (!over && (link_.waiting.deadline_ns == waiting_forEver || waiting_now() < link_.waiting.deadline_ns))
+                return false;
+            scpi_execute_resume(&link_, over);
+        }
+        return true;
     }
 
     void moveUnreadAnswersDown() {
@@ -220,23 +270,24 @@ private:
     }
 
     /// The waiting transport is released by the ordinary pass of the next cycle.
-    void deviceClear() RELEASE(link_.bufMutex) {
+    int64_t deviceClear() RELEASE(link_.bufMutex) {
         tv_event_handle(&link_, linkEventDeviceClear);
         cancelTransfers(&link_);
         scpi_link_flush(&link_);
         link_.clearRequest = 0;
         link_.bufMutex.unlock();
         tvcommDo.set(1);
+        return waiting_forEver;
     }
 
     scpi_link& link_;
+    const bool park_;
     int len_ = 0;
     int exec_ = 0;
     int scan_ = 0;
     int hash_ = -1;
     int comma_ = -1;
     int32_t blockSize_ = 0; // of the block whose header ended the scan
-    int added_ = 0;         // answer bytes of the last iteration
     int more_ = 0;
 };
 
@@ -244,55 +295,11 @@ private:
 
 void scpi_execute_link(scpi_link* link) {
     if (link->handleRequest.get() != 0)
-        ServicePass(link).run();
+        ServicePass(link, false).run();
 }
 
-int scpi_execute_linkProgramMessage(scpi_link* link, int cbufFull, int* overflow) {
-    *overflow = 0;
-    int pos = link->ansLen;
-    bool answered = false;
-    int start = link->cmdExec;
-    for (int i = start; i <= link->cmdScan; ++i) {
-        char* const byte = link->cmdBuf + i;
-        const bool last = i == link->cmdScan;
-        const bool terminator = *byte == '\n' || *byte == ';' || *byte == 0 || (cbufFull != 0 && last) ||
-                                (link->listParser != nullptr && last);
-        const bool marked = !terminator && i == link->endMark;
-        if (!terminator && !marked)
-            continue;
-
-        char* const cut = marked ? byte + 1 : byte; // the byte at the end mark belongs to the unit
-        const char saved = *cut;
-        *cut = 0;
-        const int room = std::max(link->ansSize - answerReserve - pos, 0);
-        char* const answer = link->ansBuf + pos;
-        const int unitCut = last ? cbufFull : 0; // those before it are whole
-        const int result = scpi_parser(link, link->cmdBuf + start, answer, room, unitCut, 0);
-        if (marked)
-            *cut = saved;
-
-        if (result != 0) {
-            const int length = result == 1 && answer[0] == 0 ? 0 : result;
-            const int total = length + 1;
-            if (answered)
-                answer[-1] = ';';
-            if (room > total) {
-                pos += total;
-                link->ansBuf[pos - 1] = '\n';
-            } else {
-                *overflow = total - room;
-                pos += room;
-            }
-            link->ansBuf[pos] = 0;
-            answered = true;
-        }
-        start = i + 1;
-    }
-    if (cbufFull != 0)
-        scpi_parser_execute(); // what follows still belongs to the message, and starts from its path
-    else
-        endProgramMessage(link);
-    return pos - link->ansLen;
+int64_t scpi_serveLink(scpi_link* link) {
+    return link->handleRequest.get() != 0 ? ServicePass(link, true).run() : waiting_forEver;
 }
 
 int tvexecCheckQueryInterrupted(const scpi_link*) {

@@ -105,7 +105,8 @@ int32_t scpi_recallDeviceSettings(scpi_link*, int32_t number) {
             if (end == nullptr || end == line.data())
                 continue;
             *end = 0;
-            link_file.storedPath[0] = 0; // each line is a message of its own
+            link_file.storedPath[0] = 0;      // each line is a message of its own
+            const WaitingPlace here(nullptr); // nobody could come back to the middle of a file
             scpi_parser(&link_file, line.data(), answer.data(), answerRoom, 0, 1);
             link_file.listParser = nullptr;
             if (scpi_exec_sendingBlockData(&link_file)) // nobody reads a block here

@@ -121,7 +121,7 @@ double samplingFreq(int stage); // of the first board generation, Hz
 class MeasureTest : public testing::Test {
 protected:
     void SetUp() override;
-    void TearDown() override { measure_endRun(device); }
+    void TearDown() override { config_reset(device); }
 
     /// Analog board by its code in the serial number: 1C '2', 2A '3', 2B '4', 2C '5', 2D '6'.
     static void useBoard(char analog) { device_config_sn[variant::analogBoard] = analog; }

@@ -1,34 +1,9 @@
 /// Transports on their own threads against the main loop: nothing is lost, nobody is left waiting.
 
 #include "engine_fixture.h"
-
-#include <atomic>
-#include <thread>
+#include "transport.h"
 
 using namespace engine;
-
-namespace {
-
-/// A transport's standard loop: one message in, the whole answer out.
-std::string exchange(scpi_link* link, std::string_view message) {
-    char* where = nullptr;
-    const int room = tvcommOpenCmd(link, &where);
-    EXPECT_GE(room, static_cast<int>(message.size()));
-    message.copy(where, message.size());
-    tvcommCloseCmd(link, static_cast<int>(message.size()));
-    std::string answer;
-    int more = 1;
-    while (more) {
-        scpi_link_doHandle(link);
-        scpi_link_waitHandled(link);
-        const int count = tvcommPeekAns(link, &where, nullptr);
-        answer.append(where, static_cast<size_t>(count));
-        tvcommClearAns(link, count, &more);
-    }
-    return answer;
-}
-
-} // namespace
 
 namespace {
 
@@ -52,19 +27,12 @@ TEST_F(Engine, ABlockThatNobodyReadsEndsAtOnceAndWhatTheClientHadSentBehindItRun
     static constexpr Row endless[] = {{"CAPTure", Q, startEndlessCapture, "", ""}, rows[1]};
     static constexpr CommandTreeStorage<8> tree{endless};
     context_.tree = tree.view({});
-    std::atomic<bool> stop{false};
-    std::thread mainThread([&] {
-        while (!stop)
-            scpi_execute(link_list, nullptr, 60000);
-    });
-    std::thread transport([&] { exchange(&link_, "CAPT?\n*OPC 1\n"); });
+    const MainLoop mainLoop;
+    std::thread transport([&] { askOn(&link_, "CAPT?\n*OPC 1\n"); });
     capturing.waitWhile(0);
     scpi_link_clientGone(&link_);
     transport.join();
     EXPECT_EQ(commands(), Texts{"opc(1)"});
-    stop = true;
-    scpi_link_doHandle(nullptr);
-    mainThread.join();
 }
 
 TEST_F(Engine, LinksOnTheirOwnThreadsAreAllServedInOrder) {
@@ -73,19 +41,15 @@ TEST_F(Engine, LinksOnTheirOwnThreadsAreAllServedInOrder) {
     scpi_link others[links];
     for (scpi_link& other : others)
         scpi_link_init(&link_list, &other, 256, 256, "other");
-    std::atomic<bool> stop{false};
-    std::thread mainThread([&] {
-        while (!stop)
-            scpi_execute(link_list, nullptr, 250);
-    });
+    const MainLoop mainLoop;
     std::atomic<int> wrong{0};
     std::vector<std::thread> transports;
     for (scpi_link& other : others)
         transports.emplace_back([&, link = &other] {
             for (int i = 0; i < rounds; ++i) {
-                if (exchange(link, "*IDN?\n") != "Tolvane AG,TEST\n")
+                if (askOn(link, "*IDN?\n") != "Tolvane AG,TEST\n")
                     ++wrong;
-                if (i % 16 == 0 && exchange(link, "BLOC?\n") != "#3500" + blockSource)
+                if (i % 16 == 0 && askOn(link, "BLOC?\n") != "#3500" + blockSource)
                     ++wrong;
                 if (i % 64 == 0)
                     tvcommClear(link);
@@ -95,9 +59,6 @@ TEST_F(Engine, LinksOnTheirOwnThreadsAreAllServedInOrder) {
         });
     for (std::thread& transport : transports)
         transport.join();
-    stop = true;
-    scpi_link_doHandle(nullptr);
-    mainThread.join();
     EXPECT_EQ(wrong, 0);
     for (scpi_link& other : others)
         scpi_link_destroy(&other);

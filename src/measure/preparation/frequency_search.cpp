@@ -235,7 +235,9 @@ int pn_measure_frequencySearch(Device* device) {
 }
 
 int pn_measure_execfrequencySearch(Device* device) {
-    measure_waitForEnd();
+    if (measure_isRunInTheWay())
+        return measure_afterRun(device,
+                                [](Device* d, const Waiting&, bool) { return pn_measure_execfrequencySearch(d); });
     const OwnSampling sampling(device);
     MeasConfig& config = *configPNPtr;
     config.ateMode = 0;

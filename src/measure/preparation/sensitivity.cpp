@@ -54,7 +54,9 @@ int pn_measure_measureSensitivity(Device* device) {
     MeasConfig* config = configPNPtr;
     if (config->reference == referenceNormal)
         return scpi::illegalParameterValue;
-    measure_waitForEnd();
+    if (measure_isRunInTheWay())
+        return measure_afterRun(device,
+                                [](Device* d, const Waiting&, bool) { return pn_measure_measureSensitivity(d); });
     const OwnSampling sampling(device);
 
     const double topA = config->referenceVoltage1, topB = config->referenceVoltage2;

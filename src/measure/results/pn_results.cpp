@@ -18,9 +18,6 @@
 
 namespace {
 
-constexpr int64_t nsPerMs = 1'000'000;
-constexpr int64_t nsPerSec = 1'000'000'000;
-
 /// Copies of the arrays, one for each query: a transfer reads them after the lock is gone, while the run saves anew.
 std::array<float, tracePointsMax> spectrumCopy;
 std::array<float, tracePointsMax> powerCopy;
@@ -57,40 +54,29 @@ uint64_t requestPreview(int32_t average, bool timed) {
     return meas_data.saves;
 }
 
-/// What a wait is over with: the end of its run, or a save after `savesBefore` that has reached `average`.
-struct WaitGoal {
-    uint64_t run;
-    bool whole;
-    uint64_t savesBefore;
-    int32_t average;
-
-    [[nodiscard]] bool reached() const REQUIRES(meas_data.stateMutex) {
-        if (meas_data.runsFinished >= run)
-            return true;
-        return !whole && meas_data.savesAnnounced > savesBefore && meas_data.iterationAnnounced >= average;
-    }
-};
-
-/// False if `deadline` (null: none) passed first.
-bool waitFor(const WaitGoal& goal, const timespec* deadline) {
+/// Over with the end of the run, or with a save after `saves` that has reached the iteration of the argument.
+bool saveStands(const Waiting& waiting) {
     MutexLock lock(meas_data.stateMutex);
-    Condition& condition = goal.whole ? meas_data.finishedCond : meas_data.pnFinishedCond;
-    while (!goal.reached()) {
-        if (deadline == nullptr)
-            condition.wait(meas_data.stateMutex);
-        else if (!condition.waitUntil(meas_data.stateMutex, *deadline))
-            return goal.reached();
-    }
-    return true;
+    return meas_data.runsFinished >= waiting.run ||
+           (meas_data.savesAnnounced > waiting.saves && meas_data.iterationAnnounced >= waiting.argument);
 }
 
-int waitForResult(int whole, int average, const timespec* deadline) {
-    WaitGoal goal = {.run = measure_runInProgress(), .whole = whole != 0, .savesBefore = 0, .average = average};
-    if (goal.run == 0)
+int endWait(Device*, const Waiting&, bool inTime) {
+    return inTime ? takeLastError() : scpi::waitTimedOut;
+}
+
+int waitForResult(Device* device, bool whole, int average, int64_t deadline_ns) {
+    Waiting waiting;
+    waiting.run = measure_runInProgress();
+    if (waiting.run == 0)
         return takeLastError();
-    if (!goal.whole)
-        goal.savesBefore = requestPreview(average, deadline != nullptr);
-    return waitFor(goal, deadline) ? takeLastError() : scpi::waitTimedOut;
+    waiting.isOver = whole ? measure_isRunOver : saveStands;
+    waiting.finish = endWait;
+    waiting.argument = average;
+    waiting.deadline_ns = deadline_ns;
+    if (!whole)
+        waiting.saves = requestPreview(average, deadline_ns != waiting_forEver);
+    return waiting_for(device, waiting);
 }
 
 /// Tuning sensitivities of both channels, Hz/V, as read last while no run was on.
@@ -141,17 +127,12 @@ constexpr double shownCircle = 6.28; // of the bandwidths in reports
 
 } // namespace
 
-int pn_measure_waitForMeasurement(Device*, int whole, int average) {
-    return waitForResult(whole, average, nullptr);
+int pn_measure_waitForMeasurement(Device* device, int whole, int average) {
+    return waitForResult(device, whole != 0, average, waiting_forEver);
 }
 
-int pn_measure_timedWaitForMeasurement(Device*, int whole, int average, int timeoutMs) {
-    timespec deadline;
-    clock_gettime(CLOCK_REALTIME, &deadline);
-    const int64_t ns = deadline.tv_nsec + std::max(timeoutMs, 0) * nsPerMs;
-    deadline.tv_sec += ns / nsPerSec;
-    deadline.tv_nsec = ns % nsPerSec;
-    return waitForResult(whole, average, &deadline);
+int pn_measure_timedWaitForMeasurement(Device* device, int whole, int average, int timeoutMs) {
+    return waitForResult(device, whole != 0, average, waiting_deadline(timeoutMs));
 }
 
 int pn_measure_triggerPreliminaryResult(Device*) {

@@ -36,11 +36,8 @@ struct MeasData {
 
     Mutex stateMutex;
     Mutex resultMutex;
-    Mutex testSetMutex;        // guards the test set of configPN
-    Condition startCond;       // a run was requested
-    Condition finishedCond;    // a run ended
-    Condition pnFinishedCond;  // a run ended, or a save stands
-    Condition vcoFinishedCond; // a run ended
+    Mutex testSetMutex;  // guards the test set of configPN
+    Condition startCond; // a run was requested; ends and saves are announced (base/waiting.h)
 
     uint32_t idle GUARDED_BY(stateMutex) = 1;         // 0 while a run is on
     uint32_t sidesWaiting GUARDED_BY(stateMutex) = 0; // HardwareSide: to be moved at the end of the run

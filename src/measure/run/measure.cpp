@@ -16,7 +16,7 @@ timeval start_time;
 namespace {
 
 constexpr size_t measurementStackBytes = 32768;
-constexpr long cutRepeat_ns = 100'000'000; // between two attempts to cut a capture
+constexpr int cutRepeat_ms = 100; // between two attempts to cut a capture
 
 int32_t runMode(Device* device, uint32_t mode) {
     if (mode == measurementModePN)
@@ -35,23 +35,20 @@ uint32_t waitForStart() {
 
 /// Ends the run, unless there are sides of the hardware that have waited for that: those are returned.
 uint32_t announceEnd() {
-    MutexLock state(meas_data.stateMutex);
-    if (const uint32_t waiting = std::exchange(meas_data.sidesWaiting, 0); waiting != 0)
-        return waiting;
     {
+        MutexLock state(meas_data.stateMutex);
+        if (const uint32_t sides = std::exchange(meas_data.sidesWaiting, 0); sides != 0)
+            return sides;
         MutexLock result(meas_data.resultMutex);
         meas_data.stopRequested = 0;
         // A request that the run left unserved must not make the next run save for nobody.
         meas_data.previewTrigger = 0;
         meas_data.previewTarget = 0;
+        ++meas_data.runsFinished;
+        meas_data.idle = 1;
+        hardware_takenByRun.store(false, std::memory_order_release);
     }
-    ++meas_data.runsFinished;
-    meas_data.idle = 1;
-    hardware_takenByRun.store(false, std::memory_order_release);
-    // Everybody: a client may wait for a save in a mode that has none.
-    meas_data.finishedCond.broadcast();
-    meas_data.pnFinishedCond.broadcast();
-    meas_data.vcoFinishedCond.broadcast();
+    waiting_announce();
     return 0;
 }
 
@@ -81,24 +78,29 @@ void requestStopOf(uint64_t run) {
         requestStop();
 }
 
-timespec soon() {
-    timespec time;
-    clock_gettime(CLOCK_REALTIME, &time);
-    time.tv_nsec += cutRepeat_ns;
-    if (time.tv_nsec >= 1'000'000'000) {
-        time.tv_nsec -= 1'000'000'000;
-        ++time.tv_sec;
-    }
-    return time;
+void cutRun(Device* device, uint64_t run) {
+    requestStopOf(run);
+    if (Device_abort_local)
+        Device_abort_local(device);
 }
 
-bool waitBrieflyForEnd(uint64_t run) {
-    MutexLock lock(meas_data.stateMutex);
-    const timespec deadline = soon();
-    while (meas_data.runsFinished < run)
-        if (!meas_data.finishedCond.waitUntil(meas_data.stateMutex, deadline))
-            break;
-    return meas_data.runsFinished >= run;
+Waiting endOf(uint64_t run, Waiting::Finish operation, int32_t argument) {
+    Waiting waiting;
+    waiting.isOver = measure_isRunOver;
+    waiting.finish = operation;
+    waiting.run = run;
+    waiting.argument = argument;
+    return waiting;
+}
+
+/// Again and again: the run may have begun one more capture just before it saw the request.
+int cutOrFinish(Device* device, const Waiting& waiting, bool inTime) {
+    if (inTime)
+        return waiting.then(device, waiting, true);
+    cutRun(device, waiting.run);
+    Waiting next = waiting;
+    next.deadline_ns = waiting_deadline(cutRepeat_ms);
+    return waiting_for(device, next);
 }
 
 } // namespace
@@ -115,20 +117,23 @@ int startMeasurementThread(Device* device) {
 }
 
 int measure_startMeasurement(Device* device) {
-    MutexLock lock(meas_data.stateMutex);
-    while (meas_data.idle == 0)
-        meas_data.finishedCond.wait(meas_data.stateMutex);
-    if (hardware_blocksOut != 0)
-        return scpi::settingsConflict;
-    // Settings of another mode, or made while a run was on, have not reached the FPGA driver yet.
-    if (measurement_mode == measurementModePN || measurement_mode == measurementModeVCO)
-        staging_handOver(device);
-    runSettings_take();
-    meas_data.idle = 0;
-    hardware_takenByRun.store(true, std::memory_order_release);
-    ++meas_data.runsStarted;
-    meas_data.startCond.signal();
-    return 0;
+    {
+        MutexLock lock(meas_data.stateMutex);
+        if (meas_data.idle != 0) {
+            if (hardware_blocksOut != 0)
+                return scpi::settingsConflict;
+            // Settings of another mode, or made while a run was on, have not reached the FPGA driver yet.
+            if (measurement_mode == measurementModePN || measurement_mode == measurementModeVCO)
+                staging_handOver(device);
+            runSettings_take();
+            meas_data.idle = 0;
+            hardware_takenByRun.store(true, std::memory_order_release);
+            ++meas_data.runsStarted;
+            meas_data.startCond.signal();
+            return 0;
+        }
+    }
+    return measure_afterRun(device, [](Device* d, const Waiting&, bool) { return measure_startMeasurement(d); });
 }
 
 int measure_stopMeasurement(Device*) {
@@ -138,26 +143,25 @@ int measure_stopMeasurement(Device*) {
     return 0;
 }
 
-void measure_endRun(Device* device) {
-    if (hardware_isRunThread)
-        return;
-    const uint64_t run = measure_runInProgress();
-    if (run == 0)
-        return;
-    do {
-        requestStopOf(run);
-        // Again and again: the run may have begun one more capture just before it saw the request.
-        if (Device_abort_local)
-            Device_abort_local(device);
-    } while (!waitBrieflyForEnd(run));
+bool measure_isRunInTheWay() {
+    return !hardware_isRunThread && measure_runInProgress() != 0;
 }
 
-void measure_waitForEnd() {
-    if (hardware_isRunThread)
-        return;
+int measure_afterRun(Device* device, Waiting::Finish operation, int32_t argument) {
+    return waiting_for(device, endOf(measure_runInProgress(), operation, argument));
+}
+
+int measure_afterStop(Device* device, Waiting::Finish operation, int32_t argument) {
+    Waiting waiting = endOf(measure_runInProgress(), cutOrFinish, argument);
+    waiting.then = operation;
+    waiting.deadline_ns = waiting_deadline(0);
+    waiting.outlivesClient = true; // the run is lost already
+    return waiting_for(device, waiting);
+}
+
+bool measure_isRunOver(const Waiting& waiting) {
     MutexLock lock(meas_data.stateMutex);
-    while (meas_data.idle == 0)
-        meas_data.finishedCond.wait(meas_data.stateMutex);
+    return meas_data.runsFinished >= waiting.run;
 }
 
 bool measure_isMeasurementThread() {

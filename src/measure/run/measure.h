@@ -1,6 +1,7 @@
 #pragma once
 /// The one thread that performs measurements, so that the links stay free during a run that may last for hours.
 
+#include "base/waiting.h"
 #include "device_table/device_fptrs.h"
 
 #include <cstdint>
@@ -11,18 +12,25 @@
 [[nodiscard]] int measure_init(Device* device);
 int startMeasurementThread(Device* device);
 
+// Operations below that wait for a run return waiting_result where they may leave a record (base/waiting.h); they are
+// finished when the run is over. Otherwise they wait on the calling thread.
+
 /// INIT. Starts a run of the mode in force; while a run is on it first waits for the end of that one. Returns 0,
 /// or -221 while a client is reading the capture buffers.
 int measure_startMeasurement(Device* device);
 /// ABORt. The run in progress stops before its next capture; its result code stays 0. Without a run nothing happens.
 /// Does not wait. Returns 0.
 int measure_stopMeasurement(Device* device);
-/// Stops the run in progress, cuts the capture that it waits for, and waits for its end. For changes that a run cannot
-/// live through: another mode, a reset. Returns at once without a run, and on the measurement thread itself.
-void measure_endRun(Device* device);
-/// Waits for the end of the run in progress without touching it: for commands that drive the hardware themselves, as
-/// INIT does. Returns at once without a run, and on the measurement thread itself.
-void measure_waitForEnd();
+/// True while a run is on, but on its own thread: what would disturb it has to wait first, with one of the two below.
+/// Both do `operation` when no run is in the way any more, and return what it does; `argument` is in its record.
+[[nodiscard]] bool measure_isRunInTheWay();
+/// For commands that drive the hardware themselves, as INIT does: the run comes to its own end.
+[[nodiscard]] int measure_afterRun(Device* device, Waiting::Finish operation, int32_t argument = 0);
+/// For changes that a run cannot live through, another mode, a reset: the run is stopped and the capture cut that it
+/// waits for.
+[[nodiscard]] int measure_afterStop(Device* device, Waiting::Finish operation, int32_t argument = 0);
+/// True if the run of the record is over.
+[[nodiscard]] bool measure_isRunOver(const Waiting& waiting);
 
 [[nodiscard]] bool measure_isMeasurementThread();
 /// The number of the run in progress, counted from 1; 0 without one.

@@ -2,6 +2,7 @@
 #include "measure/run/pn_measure.h"
 
 #include "base/tvdebug.h"
+#include "base/waiting.h"
 #include "core/numbers.h"
 #include "measure/preparation/adc_scale.h"
 #include "measure/results/pn_output.h"
@@ -215,10 +216,12 @@ uint64_t saveIfDue(Device* device, int32_t done, int32_t passes) {
 }
 
 void announceSave(uint64_t number, int32_t iteration) {
-    MutexLock lock(meas_data.stateMutex);
-    meas_data.savesAnnounced = number;
-    meas_data.iterationAnnounced = iteration;
-    meas_data.pnFinishedCond.broadcast();
+    {
+        MutexLock lock(meas_data.stateMutex);
+        meas_data.savesAnnounced = number;
+        meas_data.iterationAnnounced = iteration;
+    }
+    waiting_announce();
 }
 
 /// One iteration after `done` finished ones. Returns the captures that it has added: fewer than capturePasses if it was

@@ -17,7 +17,8 @@ int32_t pnMeasureFull(Device* device);
 /// the last that an iteration ended with; in the first iteration what its captures gave, or none.
 void measurePhaseNoise(Device* device);
 
-// Waits. Both return the code of the last run and clear it; at once when no run is on. With `whole` not 0 they wait for
+// Waits, as measure.h says of those that may leave a record. Both give the code of the last run and clear it; at once
+// when no run is on. With `whole` not 0 they wait for
 // the end of the run in progress; with 0 for a save at iteration `average` (from 1; 0: the next save there is) or for
 // the end of the run. -393416 when `timeoutMs` ran out; the run goes on and its own code stays for the next wait.
 

@@ -156,7 +156,8 @@ int initMeasurementConfiguration(Device* device) {
 }
 
 int config_reset(Device* device) {
-    measure_endRun(device);
+    if (measure_isRunInTheWay())
+        return measure_afterStop(device, [](Device* d, const Waiting&, bool) { return config_reset(d); });
     configPNPtr = &configPN;
     config_setMeasurementMode(device, measurementModePN);
     selected_config = measurementModePN;
@@ -179,7 +180,11 @@ int config_reset(Device* device) {
 }
 
 int config_setMeasurementMode(Device* device, int mode) {
-    measure_endRun(device);
+    if (measure_isRunInTheWay())
+        return measure_afterStop(
+            device,
+            [](Device* d, const Waiting& waiting, bool) { return config_setMeasurementMode(d, waiting.argument); },
+            mode);
     measurement_mode = static_cast<uint32_t>(mode);
     switch (mode) {
     case measurementModePN: enterPN(device); break;

@@ -21,7 +21,7 @@ inline constexpr Row calculateRows[] = {
      "Carrier power before calibration: reading of the detector, ADC counts"},
     {"CALCulate:WAIT:AVERage", QS, calculate_waitForAverage, "[ALL|NEXT|<count>[,<ms>]]",
      "Wait for the end of the measurement (ALL), the next result or that of an average; no answer, but an error if the "
-     "run failed. No link is served meanwhile"},
+     "run failed. This link answers nothing meanwhile, all others are served"},
     {"CALCulate:PN:PRELiminary:AVERage", Q, reading<Automeasure_getPreliminaryAverageCount>, "",
      "Average of the last result"},
     {"CALCulate:PN:PRELiminary:CORRelation", Q, reading<Automeasure_getPreliminaryCorrelationCount>, "",

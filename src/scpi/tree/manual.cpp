@@ -27,7 +27,8 @@ which of the two a command has: Q for the query, S for the command without `?`.
 
 **Messages.** A newline ends a message. `;` joins several commands; the answers of a message are one line, joined by
 `;` too. Behind `;` a header goes on at the level of the one before: `:SENS:PN:AVER 5;CORR 2` sets both. A leading `:`
-starts at the root again.
+starts at the root again. Any number of messages may be sent without waiting for answers: all come, in the order of the
+queries. A block ends the line of answers before it, and the answers behind it begin a new one.
 
 **Numbers.** A plain number with an exponent or with a suffix of its quantity: `1.5GHz`, `1500 MHz`, `15E8`. Suffixes
 ignore case: `mHz` is megahertz. Where *Parameters* lists `MIN` and `MAX`, the words MINimum and MAXimum stand for the

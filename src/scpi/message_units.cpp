@@ -1,0 +1,100 @@
+// The units of one program message: cutting them, running them, joining their answers.
+#include "scpi/link.h"
+#include "scpi/parser.h"
+#include "scpi/program_message.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr int answerReserve = 2; // bytes of a unit's room kept for a newline and an end
+
+void putAnswerByte(scpi_link* link, char byte) {
+    link->ansBuf[link->ansLen++] = byte;
+}
+
+/// Where the next answer of the line begins: one byte is left for the ';' in front of it.
+char* answerPlace(scpi_link* link) {
+    return link->ansBuf + link->ansLen + (link->message.lineOpen ? 1 : 0);
+}
+
+int answerRoom(const scpi_link* link) {
+    return link->ansSize - answerReserve;
+}
+
+/// Joins the answer that the parser has left at answerPlace. Returns how many bytes found no room.
+int joinAnswer(scpi_link* link, int result) {
+    if (result == 0)
+        return 0;
+    const int length = result == 1 && *answerPlace(link) == 0 ? 0 : result;
+    const int room = answerRoom(link);
+    if (link->message.lineOpen)
+        putAnswerByte(link, ';');
+    link->ansLen += std::min(length, room);
+    link->message.lineOpen = length < room; // else it is cut, and the line with it
+    return std::max(length + 1 - room, 0);
+}
+
+void endLine(scpi_link* link) {
+    if (link->message.lineOpen)
+        putAnswerByte(link, '\n');
+    link->message.lineOpen = false;
+}
+
+void endProgramMessage(scpi_link* link) {
+    scpi_parser_execute();
+    if (link->message.cut) { // what follows goes on with its line, from its path
+        link->message = {.lineOpen = link->message.lineOpen};
+        return;
+    }
+    endLine(link);
+    link->storedPath[0] = 0;
+    link->storedPathPos = link->storedPath.data();
+    link->message = {};
+}
+
+/// Runs the unit that ends at `end`; at the end mark the byte there belongs to the unit. `cut`: its text goes on.
+int runUnit(scpi_link* link, char* end, bool marked, bool cut, bool park) {
+    char* const place = marked ? end + 1 : end;
+    const char saved = *place;
+    *place = 0;
+    const WaitingPlace waiting(park ? &link->waiting : nullptr);
+    const int result =
+        scpi_parser(link, link->cmdBuf + link->cmdExec, answerPlace(link), answerRoom(link), cut ? 1 : 0, 0);
+    if (marked)
+        *place = saved;
+    return joinAnswer(link, result);
+}
+
+} // namespace
+
+MessageRun scpi_execute_linkProgramMessage(scpi_link* link, bool park, int* overflow) {
+    *overflow = 0;
+    for (int i = link->cmdExec; i <= link->cmdScan; ++i) {
+        const char byte = link->cmdBuf[i];
+        const bool last = i == link->cmdScan;
+        const bool terminator =
+            byte == '\n' || byte == ';' || byte == 0 || (last && (link->message.cut || link->listParser != nullptr));
+        const bool marked = !terminator && i == link->endMark;
+        if (!terminator && !marked)
+            continue;
+        if (link->ansLen > link->ansSize)
+            return MessageRun::paused;
+        *overflow = std::max(*overflow, runUnit(link, link->cmdBuf + i, marked, last && link->message.cut, park));
+        link->cmdExec = i + 1;
+        if (link->message.waits)
+            return MessageRun::waits;
+        if (scpi_exec_sendingBlockData(link)) {
+            endLine(link);
+            if (!last)
+                return MessageRun::paused;
+        }
+    }
+    endProgramMessage(link);
+    return MessageRun::done;
+}
+
+void scpi_execute_resume(scpi_link* link, bool inTime) {
+    const WaitingPlace place(&link->waiting);
+    joinAnswer(link, scpi_parser_resume(link, answerPlace(link), answerRoom(link), inTime));
+}
