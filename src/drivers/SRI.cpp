@@ -14,6 +14,12 @@ constexpr char name[] = "SRI";
 constexpr uint32_t lengthMax = 8;
 constexpr uint32_t bits = 8 * lengthMax;
 
+int sent(SRI* sri, int result) {
+    sri->latched = sri->value;
+    sri->known = result == 0;
+    return result;
+}
+
 } // namespace
 
 void SRI_init(SRI* sri, uint32_t address, uint32_t board, const uint8_t* values, uint32_t length) {
@@ -45,24 +51,28 @@ void SRI_presetValue(SRI* sri, uint64_t value) {
     sri->value = value;
 }
 
-int SRI_applyPreset(const SRI* sri) {
-    return chip_send(&sri->bus, name, sri->value, sri->length);
+int SRI_applyPreset(SRI* sri) {
+    return sent(sri, chip_send(&sri->bus, name, sri->value, sri->length));
 }
 
-int SRI_writeValue(const SRI* sri) {
+int SRI_applyChanges(SRI* sri) {
+    return sri->known && sri->latched == sri->value ? 0 : SRI_applyPreset(sri);
+}
+
+int SRI_writeValue(SRI* sri) {
     return SRI_applyPreset(sri);
 }
 
-int SRI_applyPreset_async(const SRI* sri) {
+int SRI_applyPreset_async(SRI* sri) {
     std::array<uint8_t, lengthMax> bytes;
     chip_toMemory(sri->value, bytes.data(), bytes.size());
     if (tvspiSend_async(sri->bus.address, sri->length, sri->bus.mode, bytes.data()) == 0)
-        return 0;
+        return sent(sri, 0);
     SRI_printErrMsg(sri, "SPI write failed");
-    return scpi::executionError;
+    return sent(sri, scpi::executionError);
 }
 
-int SRI_writeValue_async(const SRI* sri) {
+int SRI_writeValue_async(SRI* sri) {
     return SRI_applyPreset_async(sri);
 }
 

@@ -7,8 +7,10 @@
 
 struct SRI {
     ChipBus bus;
-    uint32_t length; // bytes, 1 to 8
-    uint64_t value;  // shadow
+    uint32_t length;  // bytes, 1 to 8
+    uint64_t value;   // shadow
+    uint64_t latched; // what the register holds
+    bool known;       // `latched` is true: false before the first transfer and after one that failed
 };
 
 /// Starts with the `length` bytes at `values`, line 0 in bit 0 of the first, and sends them. A length above 8 counts
@@ -23,10 +25,12 @@ void SRI_presetChangeByte(SRI* sri, uint32_t index, uint8_t value);
 void SRI_presetValue(SRI* sri, uint64_t value);
 
 /// Send the shadow; the two are the same.
-int SRI_applyPreset(const SRI* sri);
-int SRI_writeValue(const SRI* sri);
-int SRI_applyPreset_async(const SRI* sri);
-int SRI_writeValue_async(const SRI* sri);
+int SRI_applyPreset(SRI* sri);
+int SRI_writeValue(SRI* sri);
+int SRI_applyPreset_async(SRI* sri);
+int SRI_writeValue_async(SRI* sri);
+/// Sends the shadow unless the register is known to hold it.
+int SRI_applyChanges(SRI* sri);
 
 /// Change and send.
 int SRI_setBit(SRI* sri, uint32_t bit);
