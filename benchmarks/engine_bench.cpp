@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr SlotRegistrar fill{"bench"};
+
 constexpr int bufferSize = 1024;
 
 scpi_link link;
@@ -18,10 +20,10 @@ scpi_parser_context context;
 
 void setUp() {
     static const bool done = [] {
-        Device_getName = [](Device*) { return "TVPNX"; };
-        Automeasure_configPN_setIterations = [](Device*, int32_t) { return 0; };
-        Automeasure_config_getMinIterations = [](Device*) { return 1; };
-        Automeasure_config_getMaxIterations = [](Device*) { return 10000; };
+        fill(Device_getName, [](Device*) { return "TVPNX"; });
+        fill(Automeasure_configPN_setIterations, [](Device*, int32_t) { return 0; });
+        fill(Automeasure_config_getMinIterations, [](Device*) { return 1; });
+        fill(Automeasure_config_getMaxIterations, [](Device*) { return 10000; });
         context.tree = scpi::commandTree();
         scpi_parser_init(&context);
         scpi_link_initAll(&link_list);

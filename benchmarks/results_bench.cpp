@@ -16,6 +16,8 @@
 
 namespace {
 
+constexpr SlotRegistrar fill{"bench"};
+
 constexpr int stagePoints = 512;
 constexpr int savesPerRun = 50;
 
@@ -38,13 +40,14 @@ void makeSpectra(int records, int lines) {
 }
 
 void setUp() {
-    Device_getFdSamplingFreq = [](Device*, int32_t stage) { return stage == 0 ? 250e6 : 125e6 / std::pow(10, stage); };
-    Device_getPrescaler = [](Device*) { return 1U; };
-    Device_capturePhaseNoiseFdSamples = [](Device*) { return 0; };
-    Device_getPhaseNoiseFdBuffer = [](Device*, uint32_t stage, const void** data) {
+    fill(Device_getFdSamplingFreq,
+         [](Device*, int32_t stage) { return stage == 0 ? 250e6 : 125e6 / std::pow(10, stage); });
+    fill(Device_getPrescaler, [](Device*) { return 1U; });
+    fill(Device_capturePhaseNoiseFdSamples, [](Device*) { return 0; });
+    fill(Device_getPhaseNoiseFdBuffer, [](Device*, uint32_t stage, const void** data) {
         *data = captured[stage].data();
         return static_cast<int>(sizeof(Stage));
-    };
+    });
     static const bool ready = initMeasurementConfiguration(device) == 0;
     if (!ready)
         abort();

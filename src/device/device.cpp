@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr SlotRegistrar fill{"device"};
+
 constexpr tvfreq hertz(int64_t value) {
     return {value, 0};
 }
@@ -63,6 +65,7 @@ int isAlgBoardBSelected(Device* device) {
 } // namespace
 
 Device* Device_create() {
+    Device_openSlots();
     instrument = {};
     instrument.adfpga = &acquisitionBoard;
     return &instrument;
@@ -80,16 +83,16 @@ void Device_setDefaults(Device* device) {
 }
 
 void registerDeviceFunctions() {
-    Device_getName = getName;
-    Device_getStatusRegisters = getStatusRegisters;
-    Device_clear = clear;
-    Device_periodic = periodic;
-    Device_getFrequency = getFrequency;
-    Device_getFrequencyFixed = getFrequency;
-    Device_getFrequencyMin = getFrequencyMin;
-    Device_getFrequencyMax = getFrequencyMax;
-    Device_selectPhaseNoiseAlgBoardA = selectAlgBoardA;
-    Device_selectPhaseNoiseAlgBoardB = selectAlgBoardB;
-    Device_isPhaseNoiseAlgBoardASelected = isAlgBoardASelected;
-    Device_isPhaseNoiseAlgBoardBSelected = isAlgBoardBSelected;
+    fill(Device_getName, getName);
+    fill(Device_getStatusRegisters, getStatusRegisters);
+    fill(Device_clear, clear);
+    fill(Device_periodic, periodic);
+    fill(Device_getFrequency, getFrequency);
+    fill(Device_getFrequencyFixed, getFrequency);
+    fill(Device_getFrequencyMin, getFrequencyMin);
+    fill(Device_getFrequencyMax, getFrequencyMax);
+    fill(Device_selectPhaseNoiseAlgBoardA, selectAlgBoardA);
+    fill(Device_selectPhaseNoiseAlgBoardB, selectAlgBoardB);
+    fill(Device_isPhaseNoiseAlgBoardASelected, isAlgBoardASelected);
+    fill(Device_isPhaseNoiseAlgBoardBSelected, isAlgBoardBSelected);
 }

@@ -10,18 +10,20 @@
 
 namespace {
 
+constexpr SlotRegistrar fill{"acquisition"};
+
 /// The slot passes its arguments on to `operation` of the board.
 template <auto operation, class Result, class... Arguments> void forward(Slot<Result(Device*, Arguments...)>& slot) {
-    slot = [](Device* device, Arguments... arguments) -> Result {
+    fill(slot, [](Device* device, Arguments... arguments) -> Result {
         return static_cast<Result>(operation(device->adfpga, arguments...));
-    };
+    });
 }
 
 /// The same for what writes into the capture buffers or needs the stream: not while a client reads them.
 template <auto operation, class... Arguments> void unlessRead(Slot<int(Device*, Arguments...)>& slot) {
-    slot = [](Device* device, Arguments...) -> int {
+    fill(slot, [](Device* device, Arguments...) -> int {
         return hardware_blocksOut != 0 ? scpi::settingsConflict : operation(device->adfpga);
-    };
+    });
 }
 
 void registerSpectra() {
@@ -67,19 +69,19 @@ void registerSamples() {
     forward<TVPN_ADFPGA_getTdDivider>(Device_getPhaseNoiseDivider);
     forward<TVPN_ADFPGA_setTdDivider>(Device_setPhaseNoiseDivider);
     forward<TVPN_ADFPGA_isTdChannelBoth>(Device_getPhaseNoiseChannels);
-    Device_setPhaseNoiseChannels = setChannels;
+    fill(Device_setPhaseNoiseChannels, setChannels);
     unlessRead<TVPN_ADFPGA_captureTdSamples>(Device_getFilteredSamples);
-    Device_getPhaseNoiseFbuffer = getSamples;
-    Device_getFNSize = getSegmentSize;
+    fill(Device_getPhaseNoiseFbuffer, getSamples);
+    fill(Device_getFNSize, getSegmentSize);
     forward<TVPN_ADFPGA_getValidSscBytes>(Device_getPhaseNoiseValidSamplesCount);
     unlessRead<TVPN_ADFPGA_startHMode>(Device_phaseNoiseSampling_startHMode);
     forward<TVPN_ADFPGA_getHBytes>(Device_phaseNoiseSampling_getHBytes);
     forward<TVPN_ADFPGA_handler>(Device_phaseNoiseSampling_handler);
     forward<TVPN_ADFPGA_endHMode>(Device_phaseNoiseSampling_endHMode);
-    Device_phaseNoiseSampling_cancel = [](Device* device) {
+    fill(Device_phaseNoiseSampling_cancel, [](Device* device) {
         TVPN_ADFPGA_cancelSsc(device->adfpga);
         return 0;
-    };
+    });
     forward<TVPN_ADFPGA_setFpgaBytes>(Device_setFpgaBytes);
     forward<TVPN_ADFPGA_fpgaCommandsImmediate>(Device_fpgaCommandsImmediate);
 }
@@ -95,8 +97,8 @@ void registerCounters() {
     forward<TVPN_ADFPGA_setCounterTimeout>(Device_setCounterTimeout);
     forward<TVPN_ADFPGA_getRefInternal>(Device_isReferenceSource10MInternal);
     forward<TVPN_ADFPGA_isRefExternalLocked>(Device_isReferenceSource10MLocked);
-    Device_setReferenceSource10MInternal = setReference<1>;
-    Device_setReferenceSource10MExternal = setReference<0>;
+    fill(Device_setReferenceSource10MInternal, setReference<1>);
+    fill(Device_setReferenceSource10MExternal, setReference<0>);
 }
 
 int complete(Device* device, const tv_time* seconds) {
@@ -112,8 +114,8 @@ int resetFpga(Device* device) {
 void registerControl() {
     forward<TVPN_ADFPGA_abort>(Device_abort_local);
     forward<TVPN_ADFPGA_getResetCount>(Device_getResetCount);
-    Device_complete = complete;
-    Device_resetFpga = resetFpga;
+    fill(Device_complete, complete);
+    fill(Device_resetFpga, resetFpga);
 }
 
 } // namespace

@@ -184,6 +184,7 @@ void initialize() {
     scpi_parser_init(&parserContext);
     serveOldForms();
     Device_registerMandatoryFunctions();
+    Device_sealSlots();
 
     Tvsocket_open(&tvsocket, firmware_place.port, firmware_place.address);
     scpi_link_init(&link_list, &link_file, fileLinkSize, fileLinkSize, "File");

@@ -1,6 +1,7 @@
 #include "core/tv_event.h"
 #include "device_table/fptrs_system.h"
 #include "scpi/link.h"
+#include "tests/slots.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -13,9 +14,9 @@ std::string calls; // of the device: '+' and '-' for the remote lamp, 'c' for a 
 class LinkActivity : public testing::Test {
 protected:
     LinkActivity() {
-        Device_enableLedRemote = [](Device*) { return calls += '+', 0; };
-        Device_disableLedRemote = [](Device*) { return calls += '-', 0; };
-        Device_clear = [](Device*) { return calls += 'c', 0; };
+        fill(Device_enableLedRemote, [](Device*) { return calls += '+', 0; });
+        fill(Device_disableLedRemote, [](Device*) { return calls += '-', 0; });
+        fill(Device_clear, [](Device*) { return calls += 'c', 0; });
         tv_event_setVxiLinks(&channelA, &channelB);
         global_activeLinks = 0;
         calls.clear();

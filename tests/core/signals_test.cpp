@@ -5,6 +5,7 @@
 #include "core/process.h"
 #include "core/signals.h"
 #include "device_table/device_fptrs.h"
+#include "tests/slots.h"
 
 #include <algorithm>
 #include <array>
@@ -61,11 +62,11 @@ template <int Signal> [[noreturn]] void endBy() {
 TEST_F(FatalSignal, AbortsTheDeviceAndEndsInOrder) {
     const Outcome outcome = outcomeOf([] {
         static Mutex mutex;
-        Device_abort = [](Device*) {
+        fill(Device_abort, [](Device*) {
             MutexLock lock(mutex);
             return printf("abort\n");
-        };
-        Device_abort_local = [](Device*) { return printf("abort_local\n"); };
+        });
+        fill(Device_abort_local, [](Device*) { return printf("abort_local\n"); });
         exit_closeHardware = [] { printf("bus closed\n"); };
         static char task[] = "task ended\n";
         rt_thread_exit_cookie = task;
@@ -112,23 +113,23 @@ TEST_F(FatalSignal, EndsTheProcessInEveryState) {
         {"a lock that the abort needs is held for ever",
          [] {
              static Mutex mutex;
-             Device_abort = [](Device*) {
+             fill(Device_abort, [](Device*) {
                  MutexLock lock(mutex);
                  return 0;
-             };
+             });
              MutexLock lock(mutex);
              endBy<SIGINT>();
          }},
         {"a print hangs", printForEver, false},
         {"the abort ends in a fault",
          [] {
-             Device_abort = [](Device*) { return raise(SIGSEGV); };
+             fill(Device_abort, [](Device*) { return raise(SIGSEGV); });
              endBy<SIGHUP>();
          },
          true, crashedBy(SIGSEGV)},
         {"a second signal does not wait for the first",
          [] {
-             Device_abort = [](Device*) -> int { endBy<SIGINT>(); };
+             fill(Device_abort, [](Device*) -> int { endBy<SIGINT>(); });
              endBy<SIGINT>();
          }},
         {"a thread spins in a computation",

@@ -1,6 +1,7 @@
 #include "device/device.h"
 #include "device_table/device_fptrs.h"
 #include "identity/device_config_sn.h"
+#include "tests/slots.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
@@ -16,22 +17,21 @@ int returnSeven(Device*) {
 TEST(DeviceTableTest, AnEmptySlotAnswersZeroAndCountsTheCall) {
     Slot<double(Device*, double)> unregistered;
     Slot<const tvfreq*(Device*)> null{nullptr};
-    Slot<int(Device*)> filled;
-    filled = returnSeven;
+    Slot<int(Device*)> filled(returnSeven);
     EXPECT_TRUE(filled && !unregistered && !null);
     Device_unregisteredFunctionCalls = 0;
     EXPECT_EQ(filled(device), 7);
     EXPECT_EQ(Device_unregisteredFunctionCalls, 0);
     EXPECT_EQ(unregistered(device, 3.5), 0.0);
     EXPECT_EQ(null(device), nullptr);
-    filled.unregister();
+    fill.clear(filled);
     EXPECT_TRUE(!filled && filled(device) == 0);
     EXPECT_EQ(Device_unregisteredFunctionCalls, 3);
 }
 
 TEST(DeviceTableTest, MandatoryFunctionsFillWhatIsEmptyAndKeepWhatIsThere) {
-    Device_getSourceIndexMax = returnSeven;
-    Device_getSourceIndexMin = nullptr;
+    fill(Device_getSourceIndexMax, returnSeven);
+    fill(Device_getSourceIndexMin, nullptr);
     Device_registerMandatoryFunctions();
     EXPECT_EQ(Device_getDefaultSourceIndex(device), 1);
     EXPECT_EQ(Device_getSourceIndexMin(device), 1);
@@ -61,19 +61,35 @@ TEST(DeviceTableTest, TheRecordComesUpOnTheDefaultsOfItsModel) {
     }
 }
 
+TEST(DeviceTableTest, ASealedTableStaysAsItIs) {
+    Device_openSlots();
+    fill(Device_selftest, returnSeven);
+    Device_sealSlots();
+    fill(Device_selftest, [](Device*) { return 8; });
+    fill.clear(Device_getName);
+    EXPECT_EQ(Device_selftest(device), 7);
+    EXPECT_STREQ(Device_selftest.filledBy(), "test");
+    EXPECT_TRUE(Device_getName);
+    EXPECT_EQ(Device_refusedSlots(), 2);
+    Device_openSlots(); // as each new instrument does
+    fill.clear(Device_selftest);
+    EXPECT_EQ(Device_selftest.filledBy(), nullptr);
+    EXPECT_EQ(Device_refusedSlots(), 0);
+}
+
 tvfreq frequencyGiven;
 int gainGiven = -1;
 
 TEST(DeviceTableTest, StartBringsWhatIsRegisteredToTheFirstCarrierAndReportsTheSelfTest) {
-    Device_setFrequencyFixed = [](Device*, const tvfreq* frequency) { return frequencyGiven = *frequency, 0; };
-    Device_setLnaGain = [](Device*, int gain) { return gainGiven = gain; };
-    Device_selftest = [](Device*) { return -3; };
+    fill(Device_setFrequencyFixed, [](Device*, const tvfreq* frequency) { return frequencyGiven = *frequency, 0; });
+    fill(Device_setLnaGain, [](Device*, int gain) { return gainGiven = gain; });
+    fill(Device_selftest, [](Device*) { return -3; });
     EXPECT_EQ(Device_init(device), -3);
     EXPECT_EQ(frequencyGiven, (tvfreq{100'000'000, 0}));
     EXPECT_EQ(gainGiven, 0);
-    Device_setFrequencyFixed.unregister();
-    Device_setLnaGain.unregister();
-    Device_selftest.unregister();
+    fill.clear(Device_setFrequencyFixed);
+    fill.clear(Device_setLnaGain);
+    fill.clear(Device_selftest);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "measure/run/meas_data.h"
 #include "tests/firmware/turnstile.h"
 #include "tests/firmware/unit_in_process.h"
+#include "tests/slots.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,8 +1,10 @@
 #include "../links/client.h"
 #include "core/shell.h"
+#include "device_table/device_fptrs.h"
 #include "firmware/startup.h"
 #include "platform/tvko.h"
 #include "tests/core/child.h"
+#include "tests/slots.h"
 #include "virtual/unit/unit.h"
 
 #include <filesystem>
@@ -19,7 +21,7 @@ namespace {
 constexpr int port = 18;
 constexpr std::string_view idn = "*IDN?\n";
 
-/// The SPI bus of a unit; says which bit rate it is given, and that it is closed.
+/// The SPI bus of a unit; says which bit rate it is given, whether the device table is sealed, and that it is closed.
 struct TalkingBus final : vi::RtDevice {
     explicit TalkingBus(vi::SpiBus& ofUnit) : bus(ofUnit) {}
     int open(int flags) override { return bus.open(flags); }
@@ -31,6 +33,8 @@ struct TalkingBus final : vi::RtDevice {
     }
     void close() override {
         bus.close();
+        fill.clear(Device_getName);
+        printf("table %s\n", Device_getName ? "sealed" : "open");
         printf("bus closed\n"), fflush(stdout);
     }
     vi::SpiBus& bus;
@@ -86,7 +90,7 @@ TEST(Startup, OpensTheBusAndLetsGoOfItOnTheWayOut) {
     const std::string started = "bit rate divider 40\n" + std::string(running);
     EXPECT_EQ(withBus.printed(running), started);
     kill(withBus.process, SIGTERM);
-    EXPECT_EQ(withBus.printed("bus closed\n"), started + "Got signal 15\nexit_TV()\nbus closed\n");
+    EXPECT_EQ(withBus.printed("bus closed\n"), started + "Got signal 15\nexit_TV()\ntable sealed\nbus closed\n");
     EXPECT_EQ(withBus.wait(), 0);
 }
 

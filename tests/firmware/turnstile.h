@@ -3,6 +3,7 @@
 
 #include "device_table/device_fptrs.h"
 #include "measure/run/measure.h"
+#include "tests/slots.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -57,38 +58,32 @@ private:
 };
 inline Turnstile turnstile;
 
-/// What fills a slot: a slot is nothing but that pointer.
-template <class Result, class... Arguments> auto filling(const Slot<Result(Arguments...)>& slot) {
-    static_assert(std::is_standard_layout_v<Slot<Result(Arguments...)>>);
-    return *reinterpret_cast<Result (*const*)(Arguments...)>(&slot);
-}
-
 /// Lays the turnstile over the slots with which the phases begin.
 inline void watchPhases() {
-    static const auto search = filling(Device_getPhaseNoiseDUTFrequency);
-    static const auto offset = filling(Device_setOffsettedFrequency);
-    static const auto tune = filling(Device_getIsTuneVoltage);
-    static const auto gain = filling(Device_setLnaGain);
-    static const auto capture = filling(Device_capturePhaseNoiseFdSamples);
-    Device_getPhaseNoiseDUTFrequency = [](Device* device, double hint) {
+    static const auto search = Device_getPhaseNoiseDUTFrequency.function();
+    static const auto offset = Device_setOffsettedFrequency.function();
+    static const auto tune = Device_getIsTuneVoltage.function();
+    static const auto gain = Device_setLnaGain.function();
+    static const auto capture = Device_capturePhaseNoiseFdSamples.function();
+    fill(Device_getPhaseNoiseDUTFrequency, [](Device* device, double hint) {
         turnstile.pass(searching);
         return search(device, hint);
-    };
-    Device_setOffsettedFrequency = [](Device* device, const tvfreq* frequency, int up) {
+    });
+    fill(Device_setOffsettedFrequency, [](Device* device, const tvfreq* frequency, int up) {
         turnstile.pass(measuringKphi);
         return offset(device, frequency, up);
-    };
-    Device_getIsTuneVoltage = [](Device* device) {
+    });
+    fill(Device_getIsTuneVoltage, [](Device* device) {
         turnstile.pass(locking);
         return tune(device);
-    };
-    Device_setLnaGain = [](Device* device, int gain_dB) {
+    });
+    fill(Device_setLnaGain, [](Device* device, int gain_dB) {
         if (gain_dB != 0)
             turnstile.pass(fittingGain);
         return gain(device, gain_dB);
-    };
-    Device_capturePhaseNoiseFdSamples = [](Device* device) {
+    });
+    fill(Device_capturePhaseNoiseFdSamples, [](Device* device) {
         turnstile.pass(correlating);
         return capture(device);
-    };
+    });
 }

@@ -12,6 +12,7 @@
 #include "scpi/parser.h"
 #include "scpi/tree/command_tree.h"
 #include "tests/firmware/fake_captures.h"
+#include "tests/slots.h"
 
 #include <algorithm>
 #include <array>
@@ -41,11 +42,11 @@ std::atomic<int> captures;
 
 void fillSlots() {
     fillCaptureSlots();
-    Device_capturePhaseNoiseFdSamples = [](Device* device) {
+    fill(Device_capturePhaseNoiseFdSamples, [](Device* device) {
         if (++captures % capturesPerRun == 0)
             Device_abort(device);
         return 0;
-    };
+    });
 }
 
 /// Serves the link as a transport would until no more answer is announced. Returns the bytes of the answers.

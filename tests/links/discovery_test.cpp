@@ -6,6 +6,7 @@
 #include "links/discovery.h"
 #include "links/own_address.h"
 #include "scpi/link.h"
+#include "tests/slots.h"
 
 #include <algorithm>
 #include <cstring>
@@ -17,7 +18,7 @@ namespace {
 class Discovery : public testing::Test {
 protected:
     Discovery() {
-        Device_getName = [](Device*) { return "TVPNX"; };
+        fill(Device_getName, [](Device*) { return "TVPNX"; });
         strcpy(device_config_sn, "220-336306910-0001");
         tvsocketBcastOpen(&finder_, discoveryPort, nullptr);
         const sockaddr_in address = loopback(discoveryPort);
@@ -45,12 +46,12 @@ protected:
 };
 
 TEST_F(Discovery, NamesTooLongAreCutAndAMissingOneHasAStandIn) {
-    Device_getName = [](Device*) { return "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefgh"; };
+    fill(Device_getName, [](Device*) { return "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefgh"; });
     strcpy(device_config_sn, "ABCDEFGHIJKLMNOPQRSTUVWXYZABCDEF");
     EXPECT_EQ(answerTo(0).substr(21), field("ABCDEFGHIJKLMNOPQRSTUVWXYZabc", 30) + //
                                           field("ABCDEFGHIJKLMNOPQRSTUVWXYZABCD", 60));
     EXPECT_EQ(answerTo(32), "") << "no empty datagram";
-    Device_getName = nullptr;
+    fill(Device_getName, nullptr);
     EXPECT_EQ(answerTo(0).substr(21, 30), field("(ARM test device)", 30));
 }
 

@@ -8,6 +8,7 @@
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
+#include "tests/slots.h"
 
 #include <atomic>
 #include <chrono>
@@ -64,8 +65,8 @@ protected:
     Rig() {
         touched = lampOn = lampOff = 0;
         global_activeLinks = 0;
-        Device_enableLedRemote = [](Device*) { return ++lampOn, 0; };
-        Device_disableLedRemote = [](Device*) { return ++lampOff, 0; };
+        fill(Device_enableLedRemote, [](Device*) { return ++lampOn, 0; });
+        fill(Device_disableLedRemote, [](Device*) { return ++lampOff, 0; });
         context_.tree = storage.view({});
         scpi_parser_init(&context_);
         scpi_link_initAll(&link_list);

@@ -1,6 +1,7 @@
 #include "base/error_codes.h"
 #include "fake_instrument.h"
 #include "identity/device_config_sn.h"
+#include "tests/slots.h"
 
 #include <cmath>
 #include <cstring>
@@ -163,10 +164,10 @@ TEST_F(ConfigurationTest, OffsetsStayInOrderWhicheverIsSetFirst) {
 }
 
 TEST_F(ConfigurationTest, AReferenceThatCannotBeSetIsNotStored) {
-    Device_setInternalReferenceSelection = [](Device*, int) -> int { return scpi::undefinedHeader; };
+    fill(Device_setInternalReferenceSelection, [](Device*, int) -> int { return scpi::undefinedHeader; });
     EXPECT_EQ(configPN_setReference(device, referenceLowNoise), scpi::undefinedHeader);
     EXPECT_EQ(configVCO_setReference(device, referenceLowNoise), 0); // not its mode: only stored
-    Device_setInternalReferenceSelection = [](Device*, int) { return 0; };
+    fill(Device_setInternalReferenceSelection, [](Device*, int) { return 0; });
     EXPECT_EQ(configPN_setReference(device, 4), refused);
     EXPECT_EQ(configPN.reference, 0U);
     EXPECT_EQ(configVCO.config.reference, 1U);

@@ -1,6 +1,7 @@
 #include "fake_instrument.h"
 
 #include "identity/device_config_sn.h"
+#include "tests/slots.h"
 
 #include <algorithm>
 #include <cmath>
@@ -74,75 +75,76 @@ int setSources(const tvfreq* f, const char* name) {
 }
 
 void fillLoop() {
-    Device_getInternalReferenceSelection = [](Device*) { return fake->selection; };
-    Device_getFmSensitivity = [](Device*) { return fake->sensitivity[fake->channel]; };
-    Device_getIsTuneVoltage = [](Device*) { return fake->tune(fake->channel); };
-    Device_setResistance = setResistance;
-    Device_selectLoopC = [](Device*, uint32_t number) { return logged("C", number); };
-    Device_selectPnLoopMode = [](Device*, int mode) {
+    fill(Device_getInternalReferenceSelection, [](Device*) { return fake->selection; });
+    fill(Device_getFmSensitivity, [](Device*) { return fake->sensitivity[fake->channel]; });
+    fill(Device_getIsTuneVoltage, [](Device*) { return fake->tune(fake->channel); });
+    fill(Device_setResistance, setResistance);
+    fill(Device_selectLoopC, [](Device*, uint32_t number) { return logged("C", number); });
+    fill(Device_selectPnLoopMode, [](Device*, int mode) {
         fake->board[fake->channel].loopMode = mode;
         return logged("loop", mode);
-    };
-    Device_setLockhelperVoltage = [](Device*, float volts) {
+    });
+    fill(Device_setLockhelperVoltage, [](Device*, float volts) {
         fake->board[fake->channel].helper = volts;
         return logged("helper", static_cast<double>(volts));
-    };
+    });
 }
 
 void fillSearch() {
-    Device_getPhaseNoiseDUTFrequency = countCarrier;
-    Device_getCounterTimeout = [](Device*) { return fake->gate; };
-    Device_setCounterTimeout = [](Device*, tv_time gate) { return fake->gate = gate, logged("gate", gate); };
-    Device_quicklyGetPower = [](Device*) -> const tvpow* { return &fake->power_dBm; };
-    Device_setFrequencyFixed = [](Device*, const tvfreq* f) { return setSources(f, "sources"); };
-    Device_setOffsettedFrequency = [](Device*, const tvfreq* f, int direction) {
+    fill(Device_getPhaseNoiseDUTFrequency, countCarrier);
+    fill(Device_getCounterTimeout, [](Device*) { return fake->gate; });
+    fill(Device_setCounterTimeout, [](Device*, tv_time gate) { return fake->gate = gate, logged("gate", gate); });
+    fill(Device_quicklyGetPower, [](Device*) -> const tvpow* { return &fake->power_dBm; });
+    fill(Device_setFrequencyFixed, [](Device*, const tvfreq* f) { return setSources(f, "sources"); });
+    fill(Device_setOffsettedFrequency, [](Device*, const tvfreq* f, int direction) {
         setSources(f, direction != 0 ? "beside" : "back");
         fake->beat = direction != 0;
         return 0;
-    };
+    });
 }
 
 void fillBoards() {
-    Device_setPath = [](Device*, int path) { return logged("path", path); };
-    Device_setLnaGain = [](Device*, int gain) { return fake->gain = gain, logged("gain", gain); };
-    Device_getLnaGain = [](Device*) { return fake->gain + fake->gainOffset; };
-    Device_isRfEnabled = [](Device*) { return fake->rfEnabled; };
-    Device_enableRf = [](Device*) { return fake->rfEnabled = 1, logged("rf on"); };
-    Device_disableRf = [](Device*) { return fake->rfEnabled = 0, logged("rf off"); };
-    Device_isReferenceSourceInternal = [](Device*) { return 1; };
-    Device_enableRfOneChannel = [](Device*, int channel) { return logged("rf on", channel); };
-    Device_disableRfOneChannel = [](Device*, int channel) { return logged("rf off", channel); };
-    Device_selectPhaseNoiseAlgBoardA = [](Device*) { return selectChannel(0); };
-    Device_selectPhaseNoiseAlgBoardB = [](Device*) { return selectChannel(1); };
-    Device_setReferenceSourceInternal = [](Device*) { return logged("internal"); };
-    Device_setReferenceSourceExternal = [](Device*) { return logged("external"); };
-    Device_setInternalReferenceSelection = [](Device*, int selection) { return logged("selection", selection); };
-    Device_setVoutPosVoltage = [](Device*, float volts) { return logged("supply", static_cast<double>(volts)); };
-    Device_setTotalStepAttenuation = [](Device*, uint32_t steps) { return logged("attenuation", steps); };
-    Device_setTuneOutputVoltage = [](Device*, double volts) { return logged("tune", volts); };
-    Device_setSpotFreq = [](Device*, const tvfreq* spot) { return logged("spot", tvfreq2double(spot, nullptr)); };
-    Device_setFrequencyOneChannel = [](Device*, const tvfreq* f) { return logged("one", tvfreq2double(f, nullptr)); };
+    fill(Device_setPath, [](Device*, int path) { return logged("path", path); });
+    fill(Device_setLnaGain, [](Device*, int gain) { return fake->gain = gain, logged("gain", gain); });
+    fill(Device_getLnaGain, [](Device*) { return fake->gain + fake->gainOffset; });
+    fill(Device_isRfEnabled, [](Device*) { return fake->rfEnabled; });
+    fill(Device_enableRf, [](Device*) { return fake->rfEnabled = 1, logged("rf on"); });
+    fill(Device_disableRf, [](Device*) { return fake->rfEnabled = 0, logged("rf off"); });
+    fill(Device_isReferenceSourceInternal, [](Device*) { return 1; });
+    fill(Device_enableRfOneChannel, [](Device*, int channel) { return logged("rf on", channel); });
+    fill(Device_disableRfOneChannel, [](Device*, int channel) { return logged("rf off", channel); });
+    fill(Device_selectPhaseNoiseAlgBoardA, [](Device*) { return selectChannel(0); });
+    fill(Device_selectPhaseNoiseAlgBoardB, [](Device*) { return selectChannel(1); });
+    fill(Device_setReferenceSourceInternal, [](Device*) { return logged("internal"); });
+    fill(Device_setReferenceSourceExternal, [](Device*) { return logged("external"); });
+    fill(Device_setInternalReferenceSelection, [](Device*, int selection) { return logged("selection", selection); });
+    fill(Device_setVoutPosVoltage, [](Device*, float volts) { return logged("supply", static_cast<double>(volts)); });
+    fill(Device_setTotalStepAttenuation, [](Device*, uint32_t steps) { return logged("attenuation", steps); });
+    fill(Device_setTuneOutputVoltage, [](Device*, double volts) { return logged("tune", volts); });
+    fill(Device_setSpotFreq, [](Device*, const tvfreq* spot) { return logged("spot", tvfreq2double(spot, nullptr)); });
+    fill(Device_setFrequencyOneChannel,
+         [](Device*, const tvfreq* f) { return logged("one", tvfreq2double(f, nullptr)); });
 }
 
 void fillAcquisition() {
-    Device_setFdStages = [](Device*, uint32_t) {
+    fill(Device_setFdStages, [](Device*, uint32_t) {
         const std::lock_guard lock(fake->mutex);
         fake->changesInCapture += fake->inCapture;
         return 0;
-    };
-    Device_setFdChannelAOnly = [](Device*) { return logged("fd A"); };
-    Device_getFdSamplingFreq = [](Device*, int32_t stage) { return samplingFreq(stage); };
-    Device_getPrescaler = [](Device*) { return uint32_t{2}; };
-    Device_getBaseSampleFrequency = [](Device*) { return 125e6; };
-    Device_setPhaseNoiseSamples = [](Device*, uint32_t samples) { return fake->samples = samples, 0; };
-    Device_setPhaseNoiseDivider = [](Device*, uint32_t divider) { return fake->divider = divider, 0; };
-    Device_setPhaseNoiseChannels = [](Device*, uint32_t channels) { return fake->channels = channels, 0; };
-    Device_getFilteredSamples = captureRecords;
-    Device_getPhaseNoiseFbuffer = recordOf;
-    Device_capturePhaseNoiseFdSamples = [](Device*) { return fake->capture(), 0; };
-    Device_getPhaseNoiseFdBuffer = fdBuffer;
+    });
+    fill(Device_setFdChannelAOnly, [](Device*) { return logged("fd A"); });
+    fill(Device_getFdSamplingFreq, [](Device*, int32_t stage) { return samplingFreq(stage); });
+    fill(Device_getPrescaler, [](Device*) { return uint32_t{2}; });
+    fill(Device_getBaseSampleFrequency, [](Device*) { return 125e6; });
+    fill(Device_setPhaseNoiseSamples, [](Device*, uint32_t samples) { return fake->samples = samples, 0; });
+    fill(Device_setPhaseNoiseDivider, [](Device*, uint32_t divider) { return fake->divider = divider, 0; });
+    fill(Device_setPhaseNoiseChannels, [](Device*, uint32_t channels) { return fake->channels = channels, 0; });
+    fill(Device_getFilteredSamples, captureRecords);
+    fill(Device_getPhaseNoiseFbuffer, recordOf);
+    fill(Device_capturePhaseNoiseFdSamples, [](Device*) { return fake->capture(), 0; });
+    fill(Device_getPhaseNoiseFdBuffer, fdBuffer);
     // A cut capture ends at once, and so do those after it until the run sees the stop.
-    Device_abort_local = [](Device*) { return fake->open(), 0; };
+    fill(Device_abort_local, [](Device*) { return fake->open(), 0; });
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "fake_instrument.h"
+#include "tests/slots.h"
 
 #include <algorithm>
 #include <cmath>
@@ -81,18 +82,18 @@ TEST_F(RunTest, SaveCorrectsCalibratesAndSmoothes) {
     configPN_setSmoothingAperture(device, 5);
     meas_data.loopWnA = 1000;
     meas_data.loopZetaA = 1;
-    Device_calibrateTVPNGain = [](Device*, int count, const float* offsets, float* levels) {
+    fill(Device_calibrateTVPNGain, [](Device*, int count, const float* offsets, float* levels) {
         for (int i = 0; i < count; ++i)
             levels[i] += offsets[i] < 1e6F ? 3.0F : 5.0F;
         return 0;
-    };
+    });
     const TestSetDefinition list[] = {{testSetOffsetNoise, 1e5}, {testSetFrequency, -1}, {testSetOffsetNoise, 60e6},
                                       {testSetJitter, -1},       {testSetPower, -1},     {testSetEnd, -1}};
     configPN_setTestSetDefinition(device, list);
     configPN_setSpotFrequency(device, 1e4);
     fake->spectrum = flat(1);
     ASSERT_EQ(runOnce(), 0);
-    Device_calibrateTVPNGain.unregister();
+    fill.clear(Device_calibrateTVPNGain);
 
     const auto power = read(pn_measure_getSpectrumPowerData);
     const auto offsets = grid();

@@ -6,6 +6,7 @@
 #include "measure/run/pn_measure.h"
 #include "measure/settings/config_accessors.h"
 #include "measure/settings/measurement_configuration.h"
+#include "tests/slots.h"
 #include "tests/virtual/attached_unit.h"
 
 #include <algorithm>
@@ -196,7 +197,7 @@ TEST_F(SpurTest, TheListIsLimited) {
 TEST_F(SpurTest, LinesOfTheSynthesisAreDropped) {
     attach({});
     static uint32_t prescaler;
-    Device_getPrescaler = [](Device*) { return prescaler; };
+    fill(Device_getPrescaler, [](Device*) { return prescaler; });
     const struct {
         double carrier;
         uint32_t ratio;

@@ -1,5 +1,7 @@
 #include "tests/measure/steps_fixture.h"
 
+#include "tests/slots.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -41,22 +43,21 @@ void StepsTest::SetUp() {
     MeasureTest::SetUp();
     hardware = {};
     configPN.frequencyRounded = 0;
-    Device_getPhaseNoiseDUTFrequency = [](Device*, double hint) {
+    fill(Device_getPhaseNoiseDUTFrequency, [](Device*, double hint) {
         logged("count " + std::to_string(std::lround(hint)));
         return hardware.count(hint);
-    };
-    Device_getFilteredSamples = capture;
-    Device_getPrescaler = [](Device*) { return hardware.prescaler; };
-    Device_getFmSensitivity = [](Device*) { return hardware.sensitivity; };
-    Device_isReferenceSourceInternal = [](Device*) { return hardware.sourceInternal; };
-    Device_getDivThresFrequency = [](Device*) { return uint32_t{990}; };
-    Device_enablePreamplifier = [](Device*) { return logged("preamplifier on"); };
-    Device_disablePreamplifier = [](Device*) { return logged("preamplifier off"); };
-    Device_quicklyGetPower = [](Device*) { return level("quick level"); };
-    Device_getPowerFixed = [](Device*) { return level("level"); };
-    Device_setFrequencyFixed = setSources;
-    Device_setFreqVariable = [](Device*, const tvfreq* f) { return logged("boards", f); };
-    Device_setOffsettedFrequency = [](Device*, const tvfreq* f, int direction) {
-        return logged(direction != 0 ? "beside" : "back", f);
-    };
+    });
+    fill(Device_getFilteredSamples, capture);
+    fill(Device_getPrescaler, [](Device*) { return hardware.prescaler; });
+    fill(Device_getFmSensitivity, [](Device*) { return hardware.sensitivity; });
+    fill(Device_isReferenceSourceInternal, [](Device*) { return hardware.sourceInternal; });
+    fill(Device_getDivThresFrequency, [](Device*) { return uint32_t{990}; });
+    fill(Device_enablePreamplifier, [](Device*) { return logged("preamplifier on"); });
+    fill(Device_disablePreamplifier, [](Device*) { return logged("preamplifier off"); });
+    fill(Device_quicklyGetPower, [](Device*) { return level("quick level"); });
+    fill(Device_getPowerFixed, [](Device*) { return level("level"); });
+    fill(Device_setFrequencyFixed, setSources);
+    fill(Device_setFreqVariable, [](Device*, const tvfreq* f) { return logged("boards", f); });
+    fill(Device_setOffsettedFrequency,
+         [](Device*, const tvfreq* f, int direction) { return logged(direction != 0 ? "beside" : "back", f); });
 }

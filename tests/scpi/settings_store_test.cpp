@@ -3,6 +3,7 @@
 #include "device_table/device_fptrs.h"
 #include "engine_fixture.h"
 #include "scpi/settings_store.h"
+#include "tests/slots.h"
 
 #include <filesystem>
 #include <fstream>
@@ -23,7 +24,7 @@ protected:
     }
     ~SettingsStore() override {
         scpi_link_destroy(&link_file);
-        Device_getStoredScpiParameters.unregister();
+        fill.clear(Device_getStoredScpiParameters);
     }
 };
 
@@ -50,11 +51,11 @@ TEST_F(SettingsStore, AListThatACommandFileCutsOffTakesNoLineOfARecall) {
 
 TEST_F(SettingsStore, StoringAsksForEachSettingOfTheDevicesList) {
     EXPECT_EQ(scpi_storeDeviceSettings(&link_, 1), undefinedHeader); // a device without a list
-    Device_getStoredScpiParameters = [](Device*) { return "SENS:PN:AVER\nNONSENSE\nOUTP2\n"; };
+    fill(Device_getStoredScpiParameters, [](Device*) { return "SENS:PN:AVER\nNONSENSE\nOUTP2\n"; });
     EXPECT_EQ(scpi_storeDeviceSettings(&link_, 1), 0);
     constexpr char stored[] = ":SENS:PN:AVER 1\n:NONSENSE \n:OUTP2 1\n\n";
     EXPECT_EQ(contents(settings(1).c_str()), stored);
-    Device_getStoredScpiParameters = [](Device*) { return "OUTP2\n"; };
+    fill(Device_getStoredScpiParameters, [](Device*) { return "OUTP2\n"; });
     {
         const FullDisk full;
         EXPECT_EQ(scpi_storeDeviceSettings(&link_, 1), executionError);

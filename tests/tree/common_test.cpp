@@ -4,6 +4,7 @@
 #include "identity/device_config.h"
 #include "scpi/tree/common.h"
 #include "scpi/tree/old_forms.h"
+#include "tests/slots.h"
 
 #include <cstdio>
 #include <fstream>
@@ -29,8 +30,8 @@ TEST_F(Common, CommandsOfTheStandardKeepTheirRegisters) {
               {"*ESE;*ESE 1,2;*ESE x;*STB? 1;*WAI 1;*OPC 1;*CLS?", "", {-109, -108, -224, -108, -108, -108, -113}},
               {"STAT:OPER:ENAB 9;:NOSUCH;:*CLS 1", "", {-113, -108}}, // a wrong *CLS clears nothing
               {"*ESR?;:NOSUCH;:*CLS;*ESR?;*ESE?;*SRE?;:STAT:OPER:WAIT?;:STAT:OPER:ENAB?", "32;0;255;44;0;9\n"}});
-    Device_selftest.unregister();
-    Device_getStatusRegisters.unregister();
+    fill.clear(Device_selftest);
+    fill.clear(Device_getStatusRegisters);
     converse({{"*TST?", "0\n"}, {"*ESE?;*STB?;*ESR?;:STAT:OPER?", "", Codes(4, -113)}});
 }
 

@@ -2,6 +2,7 @@
 
 #include "scpi/execution_cycle.h"
 #include "scpi/text/power_unit.h"
+#include "tests/slots.h"
 
 #include <cstring>
 #include <regex>
@@ -67,14 +68,14 @@ template <auto& slot, class Result, class... Arguments> struct Fake<slot, Slot<R
     }
 };
 
-template <auto& slot> void fill(const char* name) {
+template <auto& slot> void fake(const char* name) {
     using Calls = Fake<slot, std::remove_reference_t<decltype(slot)>>;
     Calls::name = name;
     Calls::isReader = std::regex_search(name, std::regex("_get(?!FilteredSamples)|_is|_measureSupply"));
-    slot = Calls::call;
+    fill(slot, Calls::call);
     const bool isMaximum = std::regex_search(name, std::regex("_getMax|^(?!.*Min).*Max$"));
     results[name] = Calls::isReader ? static_cast<double>(cleanUp.size()) + (isMaximum ? 1000 : 0) : 0;
-    cleanUp.push_back([] { slot.unregister(); });
+    cleanUp.push_back([] { fill.clear(slot); });
 }
 
 } // namespace
@@ -109,21 +110,21 @@ Notes inModeOf(std::string_view header, Notes others) {
 }
 
 Tree::Tree() {
-#define FAKE(slot) fill<slot>(#slot);
+#define FAKE(slot) fake<slot>(#slot);
 #include "slots.inc"
 #undef FAKE
-    Device_getName = [](Device*) -> const char* { return "TVPNX"; };
-    Device_getStatusRegisters = [](Device*) { return &registers; };
-    Device_getPhaseNoiseFbuffer = [](Device*, uint32_t channel, uint32_t segment, uint16_t** data) {
+    fill(Device_getName, [](Device*) -> const char* { return "TVPNX"; });
+    fill(Device_getStatusRegisters, [](Device*) { return &registers; });
+    fill(Device_getPhaseNoiseFbuffer, [](Device*, uint32_t channel, uint32_t segment, uint16_t** data) {
         static uint16_t samples[2][2] = {{0x6141, 0x6242}, {0x6343, 0x6444}}; // "AaBb", "CcDd"
         *data = samples[channel];
         return segment == 0 ? 4 : segment == 1 ? 2 : 0;
-    };
-    Device_phaseNoiseSampling_handler = [](Device*, int count, uint32_t offset, char* buffer) {
+    });
+    fill(Device_phaseNoiseSampling_handler, [](Device*, int count, uint32_t offset, char* buffer) {
         for (int i = 0; i < count; ++i)
             buffer[i] = static_cast<char>('a' + (offset + static_cast<uint32_t>(i)) % 26);
         return count;
-    };
+    });
     deviceStatusRegistersInit(&registers);
     char unit[] = "dBm";
     EXPECT_EQ(scpi_unit_setPowerUnit(unit), 0);

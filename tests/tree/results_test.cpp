@@ -1,6 +1,7 @@
 /// Running a measurement and reading what came of it.
 
 #include "fake_instrument.h"
+#include "tests/slots.h"
 
 #include <cstring>
 
@@ -111,7 +112,7 @@ TEST_F(Results, WaitsReadWhatToWaitForAndHowLong) {
         refuses({{" ALL,", -109}, {" ,5", -109}, {" ALL,30,1", -108}, {" SOME", -224}, {" ALL,soon", -224}}, header);
     results["Automeasure_waitForMeasurement"] = -262344;
     converse({{"CALC:WAIT:AVER ALL;:SYST:ERR?", "-262344,\"Execution error;Lock failed\"\n"}});
-    Automeasure_timedWaitForMeasurement.unregister();
+    fill.clear(Automeasure_timedWaitForMeasurement);
     refuses({{"CALC:WAIT:AVER ALL,30", -113}});
 }
 
@@ -153,7 +154,7 @@ TEST_F(Results, ATestSetIsDefinedAndRead) {
     text = "";
     converse({{"CALC:PN:TEST?", "\n"}});
     refuses({{"SENS:PN:TEST O1,#12ab", -224}});
-    Automeasure_setTestSetDefinition.unregister();
+    fill.clear(Automeasure_setTestSetDefinition);
     refuses({{"SENS:PN:TEST F", -113}});
 }
 

@@ -1,6 +1,7 @@
 /// Rows whose leaf is one value: which slots stand behind each command, and what the value goes through on its way.
 
 #include "fake_instrument.h"
+#include "tests/slots.h"
 
 #include <cstdlib>
 #include <regex>
@@ -176,8 +177,8 @@ TEST_F(Settings, WordsAreSetAndAnsweredBothWays) {
         results["Device_isReferenceSourceInternal"] = internal;
         converse({{"ROSC:SOUR?", answer}});
     }
-    Device_isTriggerSourceImmediate.unregister();
-    Device_isTriggerSourceExternal.unregister();
+    fill.clear(Device_isTriggerSourceImmediate);
+    fill.clear(Device_isTriggerSourceExternal);
     refuses({{"TRIG:SOUR?", -113}});
 }
 
@@ -193,7 +194,7 @@ TEST_F(Settings, SeveralNumbersAreTakenAtOnce) {
     refuses({{" 100", -109}, {" 1,2,3", -108}, {" 1,inf", -224}, {" 1,2Hz", -224}}, "SENS:PN:FUNC:RANG");
     refuses({{" 1,2,3", -109}, {" 1,2,3,x", -224}}, "SENS:VCO:TEST:PN:OFFS2");
     refuses({{"? 5", -113}, {"? MIN,MAX", -108}}, "SENS:PN:FREQ");
-    Device_disableRf.unregister();
+    fill.clear(Device_disableRf);
     refuses({{"FREQ 1 V", -131}, {"OUTP ON", -113}});
 }
 

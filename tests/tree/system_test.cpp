@@ -2,6 +2,7 @@
 
 #include "fake_instrument.h"
 #include "identity/device_config.h"
+#include "tests/slots.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -39,13 +40,13 @@ TEST_F(System, TextsAreQuotedAndChecked) {
 TEST_F(System, TheFrontPanelIsLockedWhereThereIsOne) {
     static int locks, releases;
     converse({{"SYST:LOCK;:SYST:LOCK:REL", "", {-113, -113}}});
-    hcupdate_lock = [] { return ++locks, 0; };
-    hcupdate_release = [] { return ++releases, -200; };
+    fill(hcupdate_lock, [] { return ++locks, 0; });
+    fill(hcupdate_release, [] { return ++releases, -200; });
     converse({{"SYST:LOCK;:SYST:LOCK;:SYST:LOCK 1;:SYST:LOCK:REL", "", {-108, -200}}});
     EXPECT_EQ(locks, 2);
     EXPECT_EQ(releases, 1);
-    hcupdate_lock.unregister();
-    hcupdate_release.unregister();
+    fill.clear(hcupdate_lock);
+    fill.clear(hcupdate_release);
 }
 
 TEST_F(System, LinkAndLanSettingsAreWords) {

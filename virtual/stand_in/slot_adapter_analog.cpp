@@ -148,22 +148,22 @@ double getIsTuneVoltage(Device* device) {
 } // namespace
 
 void installAnalog() {
-    Device_getLnaGain = getLnaGain;
-    Device_setLnaGain = setLnaGain;
-    Device_isPreamplifierEnabled = isPreamplifierEnabled;
-    Device_enablePreamplifier = setPreamplifier<true>;
-    Device_disablePreamplifier = setPreamplifier<false>;
-    Device_getTotalStepAttenuation = getAttenuation;
-    Device_setTotalStepAttenuation = setAttenuation;
+    fill(Device_getLnaGain, getLnaGain);
+    fill(Device_setLnaGain, setLnaGain);
+    fill(Device_isPreamplifierEnabled, isPreamplifierEnabled);
+    fill(Device_enablePreamplifier, setPreamplifier<true>);
+    fill(Device_disablePreamplifier, setPreamplifier<false>);
+    fill(Device_getTotalStepAttenuation, getAttenuation);
+    fill(Device_setTotalStepAttenuation, setAttenuation);
 
-    Device_selectPnLoopMode = selectLoopMode;
-    Device_selectLoopC = selectLoopC;
-    Device_setResistance = setResistance;
-    Device_setLockhelperVoltage = setLockhelperVoltage;
-    Device_setVoutPosVoltage = setVoutPosVoltage;
-    Device_setTuneOutputVoltage = setTuneOutputVoltage;
-    Device_getTuneOutputVoltage = getTuneOutputVoltage;
-    Device_getIsTuneVoltage = getIsTuneVoltage;
+    fill(Device_selectPnLoopMode, selectLoopMode);
+    fill(Device_selectLoopC, selectLoopC);
+    fill(Device_setResistance, setResistance);
+    fill(Device_setLockhelperVoltage, setLockhelperVoltage);
+    fill(Device_setVoutPosVoltage, setVoutPosVoltage);
+    fill(Device_setTuneOutputVoltage, setTuneOutputVoltage);
+    fill(Device_getTuneOutputVoltage, getTuneOutputVoltage);
+    fill(Device_getIsTuneVoltage, getIsTuneVoltage);
 }
 
 } // namespace slot_adapter

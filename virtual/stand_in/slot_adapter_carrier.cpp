@@ -366,30 +366,30 @@ void planPaths(Unit* unit, double frequency_Hz) {
 }
 
 void installCarrier() {
-    Device_setFrequency = setFrequencyFixed;
-    Device_setFrequencyFixed = setFrequencyFixed;
-    Device_setFreqVariable = setFreqVariable;
-    Device_setOffsettedFrequency = setOffsettedFrequency;
-    Device_enableRf = setRf<true>;
-    Device_disableRf = setRf<false>;
-    Device_isRfEnabled = isRfEnabled;
-    Device_getPrescaler = getPrescaler;
-    Device_getDivThresFrequency = getDivThreshold;
-    Device_setDivThresFrequency = setDivThreshold;
-    Device_getFmSensitivity = getFmSensitivity;
+    fill(Device_setFrequency, setFrequencyFixed);
+    fill(Device_setFrequencyFixed, setFrequencyFixed);
+    fill(Device_setFreqVariable, setFreqVariable);
+    fill(Device_setOffsettedFrequency, setOffsettedFrequency);
+    fill(Device_enableRf, setRf<true>);
+    fill(Device_disableRf, setRf<false>);
+    fill(Device_isRfEnabled, isRfEnabled);
+    fill(Device_getPrescaler, getPrescaler);
+    fill(Device_getDivThresFrequency, getDivThreshold);
+    fill(Device_setDivThresFrequency, setDivThreshold);
+    fill(Device_getFmSensitivity, getFmSensitivity);
 
-    Device_getInternalReferenceSelection = getReferenceSelection;
-    Device_setInternalReferenceSelection = setReferenceSelection;
-    Device_isReferenceSourceInternal = isReferenceInternal;
-    Device_setReferenceSourceInternal = setReferenceSource<false>;
-    Device_setReferenceSourceExternal = setReferenceSource<true>;
+    fill(Device_getInternalReferenceSelection, getReferenceSelection);
+    fill(Device_setInternalReferenceSelection, setReferenceSelection);
+    fill(Device_isReferenceSourceInternal, isReferenceInternal);
+    fill(Device_setReferenceSourceInternal, setReferenceSource<false>);
+    fill(Device_setReferenceSourceExternal, setReferenceSource<true>);
 
-    Device_getPower = getPower;
-    Device_getPowerFixed = getPower;
-    Device_quicklyGetPower = getPower;
-    Device_getPowerRaw = getPowerRaw;
+    fill(Device_getPower, getPower);
+    fill(Device_getPowerFixed, getPower);
+    fill(Device_quicklyGetPower, getPower);
+    fill(Device_getPowerRaw, getPowerRaw);
 
-    Device_getPhaseNoiseDUTFrequency = getPhaseNoiseDutFrequency;
+    fill(Device_getPhaseNoiseDUTFrequency, getPhaseNoiseDutFrequency);
 }
 
 } // namespace slot_adapter

@@ -1,15 +1,17 @@
 #pragma once
 /// What the slots share: the unit as its boards would keep it, and the way to the bench.
 
+#include "device_table/slot.h"
 #include "virtual/physics/bench.h"
 
 #include <array>
 #include <cstdint>
 #include <mutex>
 
-struct Device;
-
 namespace slot_adapter {
+
+/// The stand-in fills what no board of the firmware does.
+inline constexpr SlotRegistrar fill{"stand-in"};
 
 struct Unit {
     vi::Bench* bench;
