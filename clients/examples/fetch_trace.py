@@ -9,7 +9,7 @@ host = sys.argv[1] if len(sys.argv) > 1 else "127.0.0.1"
 port = sys.argv[2] if len(sys.argv) > 2 else "18"
 
 analyzer = pyvisa.ResourceManager("@py").open_resource(
-    f"TCPIP::{host}::{port}::SOCKET", read_termination="\n", write_termination="\n", timeout=60_000
+    f"TCPIP::{host}::{port}::SOCKET", read_termination="\n", write_termination="\n", timeout=310_000
 )
 print(analyzer.query("*IDN?"))
 
@@ -23,11 +23,12 @@ def fetch(query):
 
 
 analyzer.write("SENS:PN:FREQ:STAR 100;STOP 10e6")
-analyzer.write("SENS:PN:CORR 10")
+analyzer.write("SENS:PN:CORR 1000")  # each tenfold takes 5 dB off the instrument's own noise
 analyzer.write("SENS:PN:SPUR:OMIS ON")  # take spurs out of the noise and list them
 analyzer.write("SENS:PN:FUNC:RANG 12e3,10e6")  # offsets that count in the jitter
+analyzer.write("SENS:FREQ:EXEC")  # find the carrier
 analyzer.write("INIT")
-analyzer.write("CALC:WAIT:AVER ALL,60000")  # milliseconds; the instrument answers nobody until then
+analyzer.write("CALC:WAIT:AVER ALL,300000")  # milliseconds; this connection is answered when it is over
 error = analyzer.query("SYST:ERR?")
 if not error.startswith("0,"):
     sys.exit(error)

@@ -200,9 +200,9 @@ private:
             fail("two rows answer the same header in the same form");
         node.forms |= row.forms;
         if (row.forms & Q)
-            node.onQuery = row.handler;
+            node.onQuery = row.command.run;
         if (row.forms & S)
-            node.onSet = row.handler;
+            node.onSet = row.command.run;
     }
 
     constexpr uint16_t child(uint16_t parent, const Step& step) {

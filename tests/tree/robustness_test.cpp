@@ -42,7 +42,7 @@ TEST_F(Robustness, HandlersStayInTheirRoomAndNeverCallAbsentSlots) {
         Unit unit{&link_, nullptr, cursor.data(), answer.data(), room};
         unit.mode = mode;
         unit.index = 1;
-        row.handler(unit);
+        row.command(unit);
         scpi_exec_cancelBlockDataSend(&link_);
         link_.listParser = nullptr;
         EXPECT_LE(unit.answerLength, std::max(room, 0));

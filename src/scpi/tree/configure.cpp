@@ -14,7 +14,7 @@ void configure_sampleFrequency(Unit& unit) {
 
 void configure_gain(Unit& unit) {
     if (unit.mode == modeQuery)
-        return reading<Device_getLnaGain>(unit);
+        return runReading<Device_getLnaGain>(unit);
     if (!Device_setLnaGain)
         return;
     if (char* const text = onlyParameter(unit); text != nullptr) {

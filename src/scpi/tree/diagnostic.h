@@ -6,7 +6,7 @@
 namespace scpi {
 
 /// A report that a device function writes; its result other than 0 is the error.
-template <auto& write> void report(Unit& unit) {
+template <auto& write> void runReport(Unit& unit) {
     if (!write || !noParameters(unit))
         return;
     std::array<char, reportTextSize> text{};
@@ -14,6 +14,7 @@ template <auto& write> void report(Unit& unit) {
     if (unit.errorCode == 0)
         answerText(unit, {text.data()});
 }
+template <auto& write> inline constexpr Command report{runReport<write>, Kind::report};
 
 inline constexpr Row diagnosticRows[] = {
     {"DIAGnostic:PN:MEAS:FTIM", Q, report<Automeasure_printTimes>, "",

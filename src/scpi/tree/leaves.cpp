@@ -153,8 +153,8 @@ void chooseOrAnswer(Unit& unit, std::span<const Choice> choices) {
         answerChoice(unit, choices);
 }
 
-void absentHere(Unit&) {}
-void noteNotDone(Unit&) {
+void runAbsent(Unit&) {}
+void runNotDone(Unit&) {
     printd("not yet done!\n");
 }
 

@@ -70,19 +70,19 @@ const Choice* setChoice(Unit& unit, std::span<const Choice> choices);
 /// Query and set of a setting made of choices.
 void chooseOrAnswer(Unit& unit, std::span<const Choice> choices);
 
-/// "INTernal|EXTernal": the literals of a table of words or choices, for the manual.
-template <auto& table> class JoinedLiterals {
+/// "INTernal|EXTernal": one member of all rows of a table of words or choices, for the reference.
+template <auto& table, auto member> class Joined {
     static constexpr size_t length() {
         size_t sum = 0;
         for (const auto& row : table)
-            sum += std::string_view(row.literal).size() + 1;
+            sum += std::string_view(row.*member).size() + 1;
         return sum;
     }
     static constexpr std::array<char, length()> join() {
         std::array<char, length()> text{};
         auto at = text.begin();
         for (const auto& row : table) {
-            for (const char c : std::string_view(row.literal))
+            for (const char c : std::string_view(row.*member))
                 *at++ = c;
             *at++ = '|';
         }
@@ -91,9 +91,11 @@ template <auto& table> class JoinedLiterals {
     }
 
 public:
-    static constexpr std::array<char, length()> joined = join();
+    static constexpr std::array<char, length()> text = join();
 };
-template <auto& table> inline constexpr const char* wordsOf = JoinedLiterals<table>::joined.data();
+template <auto& table> using RowOf = std::remove_cvref_t<decltype(table[0])>;
+template <auto& table> inline constexpr const char* wordsOf = Joined<table, &RowOf<table>::literal>::text.data();
+template <auto& table> inline constexpr const char* repliesOf = Joined<table, &RowOf<table>::reply>::text.data();
 
 // Leaves. Slots are named in the order of the typed nodes: get, set, min, max for numbers; get, enable, disable for
 // switches. `absent` stands for a slot that the row does not have.
@@ -101,8 +103,10 @@ template <auto& table> inline constexpr const char* wordsOf = JoinedLiterals<tab
 struct Absent {};
 inline constexpr Absent absent{};
 
+template <auto& slot> inline constexpr bool isAbsent = std::is_same_v<std::remove_cvref_t<decltype(slot)>, Absent>;
+
 template <auto& slot> constexpr auto slotOrNull() {
-    if constexpr (std::is_same_v<std::remove_cvref_t<decltype(slot)>, Absent>)
+    if constexpr (isAbsent<slot>)
         return nullptr;
     else
         return &slot;
@@ -111,33 +115,43 @@ template <auto& slot> constexpr auto slotOrNull() {
 template <auto node, auto&... slots> void leaf(Unit& unit) {
     node(unit, {slotOrNull<slots>()...});
 }
+/// Numbers that name slots for their limits.
+template <auto&... slots> inline constexpr bool hasLimits = sizeof...(slots) == 4;
 
-template <auto&... slots> inline constexpr Handler node_freq = leaf<scpi_node_freq, slots...>;
-template <auto&... slots> inline constexpr Handler node_double = leaf<scpi_node_double, slots...>;
-template <auto&... slots> inline constexpr Handler node_int32 = leaf<scpi_node_int32, slots...>;
-template <auto&... slots> inline constexpr Handler node_uint32 = leaf<scpi_node_uint32, slots...>;
-template <auto&... slots> inline constexpr Handler node_bool = leaf<scpi_node_bool, slots...>;
-template <auto&... slots> inline constexpr Handler node_index_double = leaf<scpi_node_index_double, slots...>;
-template <auto&... slots> inline constexpr Handler node_index_bool = leaf<scpi_node_index_bool, slots...>;
+template <auto&... slots>
+inline constexpr Command node_freq{leaf<scpi_node_freq, slots...>, Kind::frequency, hasLimits<slots...>};
+template <auto&... slots>
+inline constexpr Command node_double{leaf<scpi_node_double, slots...>, Kind::number, hasLimits<slots...>};
+template <auto&... slots>
+inline constexpr Command node_int32{leaf<scpi_node_int32, slots...>, Kind::integer, hasLimits<slots...>};
+template <auto&... slots>
+inline constexpr Command node_uint32{leaf<scpi_node_uint32, slots...>, Kind::natural, hasLimits<slots...>};
+template <auto&... slots> inline constexpr Command node_bool{leaf<scpi_node_bool, slots...>, Kind::onOff};
+template <auto&... slots>
+inline constexpr Command node_index_double{leaf<scpi_node_index_double, slots...>, Kind::number, hasLimits<slots...>};
+template <auto&... slots> inline constexpr Command node_index_bool{leaf<scpi_node_index_bool, slots...>, Kind::onOff};
 
 /// A measured level. No row of the tree sets one, so the unit of a number without a suffix does not matter.
-template <auto& get> void node_pow(Unit& unit) {
+template <auto& get> void runPower(Unit& unit) {
     scpi_node_pow(unit, 0, {.get = &get});
 }
+template <auto& get> inline constexpr Command node_pow{runPower<get>, Kind::power};
 
 /// A measured time, answered in exponential form.
-template <auto& get> void node_seconds(Unit& unit) {
+template <auto& get> void runSeconds(Unit& unit) {
     scpi_node_dblunit(unit, &unitTime, {.get = &get});
 }
+template <auto& get> inline constexpr Command node_seconds{runSeconds<get>, Kind::seconds};
 
 /// An action without parameters whose result is the error.
-template <auto& act> void action(Unit& unit) {
+template <auto& act> void runAction(Unit& unit) {
     if (act && noParameters(unit))
         unit.errorCode = act(unit.device);
 }
+template <auto& act> inline constexpr Command action{runAction<act>, Kind::action};
 
 /// An action that takes one unsigned number.
-template <auto& act> void unsignedAction(Unit& unit) {
+template <auto& act> void runUnsignedAction(Unit& unit) {
     uint32_t value = 0;
     if (!act)
         return;
@@ -145,39 +159,44 @@ template <auto& act> void unsignedAction(Unit& unit) {
         if (unit.errorCode = scpi_str2uint(text, &value); unit.errorCode == 0)
             unit.errorCode = act(unit.device, value);
 }
+template <auto& act> inline constexpr Command unsignedAction{runUnsignedAction<act>, Kind::natural};
 
 /// "%d" of a reading.
-template <auto& get> void reading(Unit& unit) {
+template <auto& get> void runReading(Unit& unit) {
     if (get && noParameters(unit))
         answerInt(unit, static_cast<int32_t>(get(unit.device)));
 }
+template <auto& get> inline constexpr Command reading{runReading<get>, Kind::reading};
 
 /// "%d" of a reading of the element that the node's suffix names.
-template <auto& get> void indexReading(Unit& unit) {
+template <auto& get> void runIndexReading(Unit& unit) {
     if (get && noParameters(unit))
         answerInt(unit, static_cast<int32_t>(get(unit.device, static_cast<uint32_t>(unit.index))));
 }
+template <auto& get> inline constexpr Command indexReading{runIndexReading<get>, Kind::reading};
 
 /// A count that has no limits to ask for: "%d" and one unsigned number.
-template <auto& get, auto& set> void count(Unit& unit) {
+template <auto& get, auto& set> void runCount(Unit& unit) {
     if (unit.mode == modeQuery)
-        reading<get>(unit);
+        runReading<get>(unit);
     else
-        unsignedAction<set>(unit);
+        runUnsignedAction<set>(unit);
 }
+template <auto& get, auto& set> inline constexpr Command count{runCount<get, set>, Kind::natural};
 
 /// An array of results.
-template <auto& get> void trace(Unit& unit) {
+template <auto& get> void runTrace(Unit& unit) {
     if (!get || !noParameters(unit))
         return;
     const float* data = nullptr;
     const int bytes = get(unit.device, &data);
     answerBlock(unit, bytes, data);
 }
+template <auto& get> inline constexpr Command trace{runTrace<get>, Kind::trace};
 
 /// A setting that is a word for a number.
-template <auto& words, auto& set, auto& get = absent> void keyword(Unit& unit) {
-    if constexpr (!std::is_same_v<std::remove_cvref_t<decltype(get)>, Absent>)
+template <auto& words, auto& set, auto& get = absent> void runKeyword(Unit& unit) {
+    if constexpr (!isAbsent<get>)
         if (unit.mode == modeQuery) {
             if (get && noParameters(unit))
                 answerWord(unit, words, get(unit.device));
@@ -187,17 +206,23 @@ template <auto& words, auto& set, auto& get = absent> void keyword(Unit& unit) {
         if (const Word* const word = wordParameter(unit, words); word != nullptr)
             unit.errorCode = set(unit.device, word->code);
 }
+template <auto& words, auto& set, auto& get = absent>
+inline constexpr Command keyword{runKeyword<words, set, get>, Kind::word, false,
+                                 isAbsent<get> ? nullptr : repliesOf<words>};
 
 /// A setting with device functions for each word.
-template <auto& choices> void choice(Unit& unit) {
+template <auto& choices> void runChoice(Unit& unit) {
     chooseOrAnswer(unit, choices);
 }
+template <auto& choices> inline constexpr Command choice{runChoice<choices>, Kind::word, false, repliesOf<choices>};
 
 /// A header of other instruments of the line, absent here. Without a row the rest of such a header would be looked for
 /// further down the tree.
-void absentHere(Unit& unit);
+void runAbsent(Unit& unit);
+inline constexpr Command absentHere{runAbsent, Kind::absent};
 /// A header that is taken for a later use: a note for developers, and -113.
-void noteNotDone(Unit& unit);
+void runNotDone(Unit& unit);
+inline constexpr Command noteNotDone{runNotDone, Kind::absent};
 
 // Measurement modes, as numbers of the device table.
 
@@ -210,12 +235,19 @@ inline constexpr int modeVco = 6;
 /// Makes the functions of the configuration address the one of a mode.
 void selectConfiguration(Device* device, int mode);
 
-template <int mode, Handler handler> void inMode(Unit& unit) {
+/// `command` is a Command or a handler.
+template <int mode, auto& command> void runInMode(Unit& unit) {
     selectConfiguration(unit.device, mode);
-    handler(unit);
+    command(unit);
 }
-template <Handler handler> inline constexpr Handler inPn = inMode<modePn, handler>;
-template <Handler handler> inline constexpr Handler inBaseband = inMode<modeBaseband, handler>;
-template <Handler handler> inline constexpr Handler inVco = inMode<modeVco, handler>;
+template <int mode, auto& command>
+inline constexpr Command inMode = [] {
+    Command same = command;
+    same.run = runInMode<mode, command>;
+    return same;
+}();
+template <auto& command> inline constexpr Command inPn = inMode<modePn, command>;
+template <auto& command> inline constexpr Command inBaseband = inMode<modeBaseband, command>;
+template <auto& command> inline constexpr Command inVco = inMode<modeVco, command>;
 
 } // namespace scpi

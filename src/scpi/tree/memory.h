@@ -18,7 +18,7 @@ template <uint32_t channel> void memoryReadSamples(Unit& unit) {
 }
 
 inline constexpr Row memoryRows[] = {
-    {"MEMory:FILE:DELete:ALL", S, memory_deleteAll, "", "Delete the user's files"},
+    {"MEMory:FILE:DELete:ALL", S, {memory_deleteAll, Kind::action}, "", "Delete the user's files"},
     {"MEMory:FILE:FREE[:ALL]", Q, memory_free, "", "Free bytes and bytes in use of the user's part of the disk"},
     {"MEMory:RAM:FD<n>:READ", Q, memory_readSpectrum, "",
      "Binary block: spectrum of stage n, pairs of 32-bit floats (real, imaginary)"},

@@ -9,21 +9,21 @@ namespace scpi {
 void sensePn_functionRange(Unit& unit);
 void sensePn_testSet(Unit& unit);
 
-inline constexpr Handler sensePn_attenuation =
+inline constexpr Command sensePn_attenuation =
     node_double<Automeasure_configPN_getAttenuation, Automeasure_configPN_setAttenuation,
                 Automeasure_config_getMinAttenuation, Automeasure_config_getMaxAttenuation>;
-inline constexpr Handler sensePn_autoAttenuation =
+inline constexpr Command sensePn_autoAttenuation =
     node_bool<Automeasure_configPN_isAutoAttenuation, Automeasure_configPN_enableAutoAttenuation,
               Automeasure_configPN_disableAutoAttenuation>;
-inline constexpr Handler sensePn_redoAttenuation =
+inline constexpr Command sensePn_redoAttenuation =
     keyword<redoWords, Automeasure_configPN_setRedoAttenuation, Automeasure_configPN_getRedoAttenuation>;
-inline constexpr Handler sensePn_loopBandwidth =
+inline constexpr Command sensePn_loopBandwidth =
     node_double<Automeasure_configPN_getLoopBandwidth, Automeasure_configPN_setLoopBandwidth,
                 Automeasure_config_getMinLoopBandwidth, Automeasure_config_getMaxLoopBandwidth>;
-inline constexpr Handler sensePn_iterations =
+inline constexpr Command sensePn_iterations =
     node_int32<Automeasure_configPN_getIterations, Automeasure_configPN_setIterations,
                Automeasure_config_getMinIterations, Automeasure_config_getMaxIterations>;
-inline constexpr Handler sensePn_pointsPerDecade =
+inline constexpr Command sensePn_pointsPerDecade =
     node_int32<Automeasure_configPN_getPointsPerDecade, Automeasure_configPN_setPointsPerDecade,
                Automeasure_config_getMinPointsPerDecade, Automeasure_config_getMaxPointsPerDecade>;
 

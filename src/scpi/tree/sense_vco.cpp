@@ -9,7 +9,7 @@ void senseVco_type(Unit& unit) {
         if (!answerWord(unit, vcoTypes, Automeasure_config_getVCODUTType(unit.device)))
             answerText(unit, {"unknown"});
     } else if (unit.mode == modeSet) {
-        keyword<vcoTypes, Automeasure_config_setVCODUTType>(unit);
+        runKeyword<vcoTypes, Automeasure_config_setVCODUTType>(unit);
     }
 }
 

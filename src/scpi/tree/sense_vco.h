@@ -9,6 +9,8 @@ namespace scpi {
 void senseVco_type(Unit& unit);
 void senseVco_offset(Unit& unit);
 
+inline constexpr Command senseVco_kind{senseVco_type, Kind::word, false, repliesOf<vcoTypes>};
+
 inline constexpr Row senseVcoRows[] = {
     {"SENSe:VCO:VOLTage:STARt", QS,
      inVco<node_double<Automeasure_configVCO_getVoltageStart, Automeasure_configVCO_setVoltageStart,
@@ -22,7 +24,7 @@ inline constexpr Row senseVcoRows[] = {
      inVco<node_int32<Automeasure_configVCO_getVoltagePoints, Automeasure_configVCO_setVoltagePoints,
                       Automeasure_configVCO_getMinVoltagePoints, Automeasure_configVCO_getMaxVoltagePoints>>,
      "<count>|MIN|MAX", "Points of the sweep"},
-    {"SENSe:VCO:TYPE", QS, inVco<senseVco_type>, wordsOf<vcoTypes>, "Kind of oscillator; the query also knows unknown"},
+    {"SENSe:VCO:TYPE", QS, inVco<senseVco_kind>, wordsOf<vcoTypes>, "Kind of oscillator; the query also knows unknown"},
     {"SENSe:VCO:REFerences<n>", QS, inVco<keyword<referenceWords, Automeasure_configVCO_setReference>>,
      wordsOf<referenceWords>, "Mode of the references; n is not used"},
     {"SENSe:VCO:TEST:FREQuency", QS,

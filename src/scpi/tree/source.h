@@ -8,7 +8,7 @@ namespace scpi {
 
 void source_referenceInput(Unit& unit);
 
-inline constexpr Handler source_frequency =
+inline constexpr Command source_frequency =
     node_freq<Device_getFrequencyFixed, Device_setFrequencyFixed, Device_getFrequencyMin, Device_getFrequencyMax>;
 
 inline constexpr Row sourceRows[] = {
@@ -52,7 +52,10 @@ inline constexpr Row sourceRows[] = {
     {"[SOURce<n>]:SUPPly<n>:STATe", QS,
      node_index_bool<Device_isSupplyOutputEnabled, Device_enableSupplyOutput, Device_disableSupplyOutput>, "ON|OFF",
      "Supply n"},
-    {"[SOURce<n>]:ROSCillator:SOURce", QS, source_referenceInput, wordsOf<referenceInputs>,
+    {"[SOURce<n>]:ROSCillator:SOURce",
+     QS,
+     {source_referenceInput, Kind::word, false, repliesOf<referenceInputs>},
+     wordsOf<referenceInputs>,
      "Reference of the loops; the query answers INT, EXT or EXTA"},
     {"[SOURce<n>]:ROSCillator:INTernal:MODE", QS,
      keyword<internalReferenceWords, Device_setInternalReferenceSelection, Device_getInternalReferenceSelection>,

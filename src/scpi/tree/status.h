@@ -18,17 +18,21 @@ template <auto reg, auto field> void statusField(Unit& unit) {
     if (DeviceStatusRegisters* const registers = statusRegisters(unit); registers != nullptr)
         status_field(unit, (registers->*reg).*field);
 }
-template <auto reg> void statusEvent(Unit& unit) {
+template <auto reg> void runStatusEvent(Unit& unit) {
     if (DeviceStatusRegisters* const registers = statusRegisters(unit); registers != nullptr)
         status_event(unit, registers->*reg);
 }
+template <auto reg> inline constexpr Command statusEvent{runStatusEvent<reg>, Kind::reading};
 
 void unit_power(Unit& unit);
 
-template <auto reg> inline constexpr Handler statusCondition = statusField<reg, &StatusRegister::condition>;
-template <auto reg> inline constexpr Handler statusEnable = statusField<reg, &StatusRegister::enable>;
-template <auto reg> inline constexpr Handler statusNtransition = statusField<reg, &StatusRegister::ntransition>;
-template <auto reg> inline constexpr Handler statusPtransition = statusField<reg, &StatusRegister::ptransition>;
+template <auto reg>
+inline constexpr Command statusCondition{statusField<reg, &StatusRegister::condition>, Kind::reading};
+template <auto reg> inline constexpr Command statusEnable{statusField<reg, &StatusRegister::enable>, Kind::natural};
+template <auto reg>
+inline constexpr Command statusNtransition{statusField<reg, &StatusRegister::ntransition>, Kind::natural};
+template <auto reg>
+inline constexpr Command statusPtransition{statusField<reg, &StatusRegister::ptransition>, Kind::natural};
 
 inline constexpr auto operationRegister = &DeviceStatusRegisters::operation;
 inline constexpr auto sweepRegister = &DeviceStatusRegisters::operationSweep;

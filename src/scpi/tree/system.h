@@ -27,10 +27,11 @@ void system_lanSubnet(Unit& unit);
 void system_lanGateway(Unit& unit);
 
 /// An operation of the front panel's mirror.
-template <auto& act> void panelAction(Unit& unit) {
+template <auto& act> void runPanelAction(Unit& unit) {
     if (act && noParameters(unit))
         unit.errorCode = act();
 }
+template <auto& act> inline constexpr Command panelAction{runPanelAction<act>, Kind::action};
 
 inline constexpr Word lanModes[] = {
     {"AUTO", "AUTO", lanModeAuto},
@@ -39,25 +40,47 @@ inline constexpr Word lanModes[] = {
 };
 
 inline constexpr Row systemRows[] = {
-    {"SYSTem:ERRor:ALL", Q, system_allErrors, "", "All entries of the error queue, oldest first; empties it"},
-    {"SYSTem:ERRor[:NEXT]", Q, system_nextError, "", "The oldest entry of the error queue, which it leaves"},
-    {"SYSTem:VERSion", Q, system_version, "", "Version of SCPI, 1999.0"},
-    {"SYSTem:NAME", QS, system_name, "\"<text>\"", "Extension of the model name, at most 14 characters"},
+    {"SYSTem:ERRor:ALL",
+     Q,
+     {system_allErrors, Kind::report},
+     "",
+     "All entries of the error queue, oldest first; empties it"},
+    {"SYSTem:ERRor[:NEXT]",
+     Q,
+     {system_nextError, Kind::report},
+     "",
+     "The oldest entry of the error queue, which it leaves"},
+    {"SYSTem:VERSion", Q, {system_version, Kind::report}, "", "Version of SCPI, 1999.0"},
+    {"SYSTem:NAME", QS, {system_name, Kind::text}, "\"<text>\"", "Extension of the model name, at most 14 characters"},
     {"SYSTem:LOCK", S, panelAction<hcupdate_lock>, "", "Lock the front panel"},
     {"SYSTem:LOCK:REL", S, panelAction<hcupdate_release>, "", "Release the front panel"},
-    {"SYSTem:RESTart", S, system_restart, "", "Restart the unit; the link goes down"},
-    {"SYSTem:COMMunicate:GPIB:ADDRess", QS, system_gpibAddress, "\"<address>\"", "Address on the GPIB bus"},
-    {"SYSTem:COMMunicate:LAN:CONFig", QS, system_lanMode, wordsOf<lanModes>,
+    {"SYSTem:RESTart", S, {system_restart, Kind::action}, "", "Restart the unit; the link goes down"},
+    {"SYSTem:COMMunicate:GPIB:ADDRess",
+     QS,
+     {system_gpibAddress, Kind::text},
+     "\"<address>\"",
+     "Address on the GPIB bus"},
+    {"SYSTem:COMMunicate:LAN:CONFig",
+     QS,
+     {system_lanMode, Kind::word, false, repliesOf<lanModes>},
+     wordsOf<lanModes>,
      "Source of the addresses; SYSTem:COMMunicate:LAN:RESTart applies it. The query answers AUTO, DHCP or MAN"},
-    {"SYSTem:COMMunicate:LAN:IP", QS, system_lanIp, "\"<a.b.c.d>\"", "Address of the unit"},
-    {"SYSTem:COMMunicate:LAN:SUBNet", QS, system_lanSubnet, "\"<a.b.c.d>\"", "Network mask"},
-    {"SYSTem:COMMunicate:LAN:GATEway", QS, system_lanGateway, "\"<a.b.c.d>\"", "Default gateway"},
-    {"SYSTem:COMMunicate:LAN:MAC", Q, system_lanMac, "", "Hardware address, quoted"},
-    {"SYSTem:COMMunicate:LAN:DEFault", S, system_lanDefault, "", "Apply the mode AUTO"},
-    {"SYSTem:COMMunicate:LAN:RESTart", S, system_lanRestart, "", "Apply the network settings"},
-    {"SYSTem:COMMunicate:QUERy:ECHO", QS, system_queryEcho, "ON|OFF",
+    {"SYSTem:COMMunicate:LAN:IP", QS, {system_lanIp, Kind::text}, "\"<a.b.c.d>\"", "Address of the unit"},
+    {"SYSTem:COMMunicate:LAN:SUBNet", QS, {system_lanSubnet, Kind::text}, "\"<a.b.c.d>\"", "Network mask"},
+    {"SYSTem:COMMunicate:LAN:GATEway", QS, {system_lanGateway, Kind::text}, "\"<a.b.c.d>\"", "Default gateway"},
+    {"SYSTem:COMMunicate:LAN:MAC", Q, {system_lanMac, Kind::text}, "", "Hardware address, quoted"},
+    {"SYSTem:COMMunicate:LAN:DEFault", S, {system_lanDefault, Kind::action}, "", "Apply the mode AUTO"},
+    {"SYSTem:COMMunicate:LAN:RESTart", S, {system_lanRestart, Kind::action}, "", "Apply the network settings"},
+    {"SYSTem:COMMunicate:QUERy:ECHO",
+     QS,
+     {system_queryEcho, Kind::onOff},
+     "ON|OFF",
      "On this link: every query gives a line, an empty one if it failed"},
-    {"SYSTem:COMMunicate:SOCKet:ECHO", QS, system_socketEcho, "ON|OFF", "Taken and ignored; the query answers 0"},
+    {"SYSTem:COMMunicate:SOCKet:ECHO",
+     QS,
+     {system_socketEcho, Kind::onOff},
+     "ON|OFF",
+     "Taken and ignored; the query answers 0"},
 };
 
 } // namespace scpi
