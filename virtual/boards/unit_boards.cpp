@@ -85,6 +85,7 @@ UnitBoards unitBoards_of(std::string_view serialNumber) {
     const bool first = boards.analog == AnalogRevision::r1B || boards.analog == AnalogRevision::r1C;
     boards.tuneMiddle_V = first ? 6.5 : boards.analog == AnalogRevision::r2A ? 7.0 : 7.2;
     boards.hasHighInput = !first && boards.analog != AnalogRevision::r2A;
+    boards.modifiedLoop = boards.hasHighInput && gate && at(12) == '1';
     return boards;
 }
 

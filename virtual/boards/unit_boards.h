@@ -18,6 +18,8 @@ enum class DutPath { direct, amplifier, divider };
 
 struct Passband {
     double min_Hz, max_Hz; // of the carrier at the input
+
+    bool operator==(const Passband&) const = default;
 };
 
 struct UnitBoards {
@@ -29,6 +31,7 @@ struct UnitBoards {
     double prescalerThreshold_Hz; // analog boards up to 2A divide until the carrier is at most this
     double tuneMiddle_V;          // tune voltage at which a source stands where it was set; not of the 1 GHz reference
     bool hasHighInput;            // a relay leads the input to the direct path or past it to the two others
+    bool modifiedLoop;            // position 12: '1' from 2B on, of generations 2 and 5
 };
 inline constexpr double tuneMiddle1GHz_V = 1.4;
 inline constexpr double counterInputMax_Hz = 110e6; // behind the counter's dividers

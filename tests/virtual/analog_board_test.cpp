@@ -1,0 +1,315 @@
+#include "platform/tvko.h"
+#include "virtual/boards/analog_board.h"
+
+#include <gtest/gtest.h>
+#include <limits>
+#include <sstream>
+#include <vector>
+
+using namespace vi;
+
+namespace {
+
+using enum AnalogRevision;
+constexpr double infinite = std::numeric_limits<double>::infinity();
+constexpr const char* serialNumbers[] = {"220-331306910-0001", "220-332306910-0001", "220-333306910-0001",
+                                         "220-334306910-0001", "220-335306910-0001", "220-336306910-0001"};
+
+struct Rig {
+    explicit Rig(AnalogRevision revision, uint32_t first = analogBoardA)
+        : boards(unitBoards_of(serialNumbers[static_cast<size_t>(revision)])), first_(first),
+          board(bus, boards, first,
+                {[this](Detector d) { return d == Detector::low ? 1.25 : 2.5; }, [this] { return tune_V; }}) {
+        board.onChange([this](const AnalogCircuit&) { ++changes; });
+    }
+    /// A frame of so many bytes to the chip at an offset; what comes last on the wire lies first.
+    bool send(uint32_t offset, uint64_t word, uint32_t bytes, uint32_t mode) {
+        tvko_transfer record{first_ + offset, bytes, mode, 0, &word};
+        return bus.ioctl(tvko_send, reinterpret_cast<uintptr_t>(&record)) == 0;
+    }
+    const AnalogCircuit& lines(uint64_t word) {
+        EXPECT_TRUE(send(0, word, early() ? 5 : 6, 0));
+        return board.circuit();
+    }
+    bool resistor(uint32_t offset, uint64_t word, uint32_t chips = 1) { return send(offset, word, 2 * chips, 1); }
+    /// Converter's code, at its second reading.
+    uint32_t adc(uint32_t offset) {
+        uint16_t word = 0;
+        tvko_transfer record{first_ + offset, sizeof word, 1, 0, &word};
+        for (int reading = 0; reading < 2; ++reading)
+            EXPECT_EQ(bus.ioctl(tvko_receive, reinterpret_cast<uintptr_t>(&record)), 0);
+        return word >> 1 & 0x3FFF;
+    }
+    [[nodiscard]] bool early() const { return boards.analog <= r1C; }
+
+    UnitBoards boards;
+    uint32_t first_;
+    double tune_V = 7.2;
+    int changes = 0;
+    SpiBus bus;
+    AnalogBoard board;
+};
+
+std::string way(const SignalPath& path) {
+    constexpr const char* inputs[] = {"single", "low", "high"};
+    std::ostringstream text;
+    if (!path.connected)
+        return "-";
+    text << inputs[static_cast<size_t>(path.input)] << '/' << path.ratio << std::showpos << path.gain_dB;
+    return text.str();
+}
+
+std::string described(const AnalogCircuit& c) {
+    constexpr const char* references[] = {"-", "source", "sourceLow", "sourceHigh", "external", "amplified"};
+    constexpr const char* inputs[] = {"-", "baseband", "mixer"};
+    constexpr const char* filters[] = {"-", "bypass", "dc", "5M", "20M", "50M"};
+    constexpr const char* drives[] = {"-", "cal", "loop", "both"};
+    constexpr const char* detectors[] = {"-", "dut", "ref", "adl", "am", "low", "mid", "high"};
+    const auto name = [](const auto& names, auto value) { return names[static_cast<size_t>(value)]; };
+    std::ostringstream text;
+    text << way(c.dut) << " x " << name(references, c.reference) << ", " << name(inputs, c.ifChain.input) << ' '
+         << name(filters, c.ifChain.filter) << std::showpos << c.ifChain.gain_dB << std::noshowpos << ", count "
+         << way(c.counter.path) << '/' << c.counter.ratio << (c.counter.atAdc ? " adc" : "") << ", level "
+         << name(detectors, c.power.detector) << (c.power.powered ? " " : " off ") << way(c.power.path) << ", tune "
+         << name(drives, c.loop.source) << ' ' << name(drives, c.loop.external) << ", C " << c.loop.capacitance_F * 1e6
+         << (c.pulse.on ? ", pulse" : "") << (c.dutTune.driven ? ", dut tune" : "");
+    return text.str();
+}
+
+/// Contents of the shift register, and the circuit that they make.
+constexpr struct {
+    AnalogRevision revision;
+    uint64_t lines;
+    const char* circuit;
+} settings[] = {
+    {r1B, 0,
+     "single/1+0 x external, baseband bypass-14, count single/1+0/0, level dut off single/1+0, tune - -, "
+     "C 0.0094047"},
+    {r1B, 0xD0BFB3EC00, "single/1+0 x source, mixer dc+0, count single/1+0/8, level dut single/1+0, tune - -, C inf"},
+    {r1C, 0x4AF9217260, "single/1+15 x source, mixer 5M+46, count single/1+15/8, level dut -, tune loop -, C 3.76"},
+    {r1B, 0xA5B52750FA, "single/4+0 x amplified, mixer 20M+26, count single/4+0/8, level dut -, tune - cal, C 0.01"},
+    {r1C, 0x4FBD2B4000,
+     "single/1+0 x source, mixer 50M+26, count single/1+0/8, level dut single/1+0, tune both both, C inf"},
+    {r2A, 0, "- x -, - -+0, count -/0 adc, level - off -, tune - -, C 0.0094047"},
+    {r2A, 0xAB8C3481F520, "single/1+15 x source, mixer 5M+44, count single/1+15/0, level dut -, tune loop cal, C 3.76"},
+    {r2A, 0x0008BEC03213,
+     "single/8+0 x source, mixer 20M+20, count single/8+0/16 adc, level - -, tune - -, "
+     "C 0.0094047"},
+    {r2A, 0x100E38409400,
+     "single/1+0 x external, mixer dc+0, count single/1+0/0, level dut single/1+0, tune - loop, "
+     "C 0.0094047"},
+    {r2B, 0, "- x -, - -+0, count low/1+0/0 adc, level mid off high/1+0, tune - -, C 0.0094047"},
+    {r2B, 0x000010001000, "- x -, baseband dc+0, count low/1+0/0 adc, level mid off high/1+0, tune - -, C 0.0094047"},
+    {r2B, 0xC0483DC55838,
+     "high/1+15 x sourceHigh, mixer 50M+56, count high/1+15/256 adc, level mid high/1+15, "
+     "tune cal -, C 0.0094047, dut tune"},
+    {r2C, 0x1730B6C0B000,
+     "low/1+0 x external, mixer 20M+20, count low/1+0/0, level low low/1+0, tune - loop, "
+     "C 0.2"},
+    {r2C, 0x100438449100,
+     "high/1+0 x external, mixer dc+12, count low/1+0/0, level high high/1+0, tune - loop, "
+     "C 0.0094047"},
+    {r2D, 0x48063C92F407,
+     "high/2+0 x sourceHigh, mixer 5M+0, count low/1+0/0, level high high/1+0, tune both -, "
+     "C 0.0094047, pulse"},
+    {r2D, 0x004134051810,
+     "low/1+15 x sourceLow, mixer dc+36, count low/1+15/512 adc, level mid off high/1+0, "
+     "tune - -, C 0.0094047"},
+};
+
+/// Attenuators open and the counter's PLL dividing its reference by 8, so that all that hangs on them shows.
+void openEarly(Rig* rig) {
+    if (!rig->early())
+        return;
+    EXPECT_TRUE(rig->send(1, 0x3F, 1, 0) && rig->send(12, 0x3F, 1, 0));
+    EXPECT_TRUE(rig->send(4, 8 << 2, 3, 0) && rig->send(4, 0xC00042, 3, 0));
+}
+
+} // namespace
+
+TEST(AnalogBoard, ItsLinesMakeTheCircuit) {
+    for (const auto& [revision, lines, circuit] : settings) {
+        Rig rig(revision);
+        openEarly(&rig);
+        EXPECT_EQ(described(rig.lines(lines)), circuit) << serialNumbers[static_cast<size_t>(revision)];
+        EXPECT_EQ(rig.bus.faults(), 0u) << rig.bus.faultTexts();
+    }
+}
+
+TEST(AnalogBoard, EachBitIsWiredToSomethingOrKnownToBeIdle) {
+    const struct {
+        AnalogRevision revision;
+        std::vector<unsigned> idle;
+    } boards[] = {
+        {r1B, {0, 8, 10, 11, 15, 20, 23, 25, 36}},
+        {r1C, {0, 8, 10, 11, 15, 20, 23, 25, 36}},
+        {r2A, {19, 21, 30, 32}},
+        {r2B, {17, 19, 21, 30, 33}},
+        {r2C, {17, 19, 21, 30, 33}},
+        {r2D, {19, 21, 30}},
+    };
+    for (const auto& [revision, idle] : boards) {
+        Rig rig(revision);
+        openEarly(&rig);
+        std::vector<unsigned> found;
+        for (unsigned bit = 0; bit < (rig.early() ? 40u : 48u); ++bit) {
+            bool acts = false;
+            for (const auto& setting : settings)
+                if ((setting.revision <= r1C) == rig.early()) {
+                    const AnalogCircuit before = rig.lines(setting.lines);
+                    acts = acts || rig.lines(setting.lines ^ uint64_t{1} << bit) != before;
+                }
+            if (!acts)
+                found.push_back(bit);
+        }
+        EXPECT_EQ(found, idle) << serialNumbers[static_cast<size_t>(revision)];
+    }
+}
+
+TEST(AnalogBoard, AWayEndsWhereItsPartsEnd) {
+    constexpr uint64_t divider = 0x48063C92F407, amplified = 0xC0483DC55838;
+    constexpr uint64_t bit5 = 1 << 5, amplifierPower1C = 1 << 9;
+    const struct {
+        AnalogRevision revision;
+        uint64_t lines;
+        double carrier_Hz;
+        bool passes;
+        const char* why;
+    } rows[] = {
+        {r1C, 0x4AF9217260, 1e9, true, "amplifier of 1C"},
+        {r1C, 0x4AF9217260 ^ amplifierPower1C, 1e9, false, "without its supply"},
+        {r1B, 0xA5B52750FA, 10e9, true, "divider of 1B"},
+        {r1B, 0xA5B52750FA ^ 2, 10e9, false, "without its supply"},
+        {r1B, 0xA5B52750FA ^ 0x80, 10e9, false, "switches that stand differently"},
+        {r2D, divider, 16e9, true, "divider"},
+        {r2D, divider ^ 1, 16e9, false, "without its supply"},
+        {r2D, divider, 1e9, false, "below the divider"},
+        {r2D, divider ^ bit5, 16e9, false, "amplifier in front of the divider"},
+        {r2B, amplified, 8e9, true, "amplifier of 2B"},
+        {r2C, amplified, 4e9, true, "amplifier of 2C"},
+        {r2C, amplified, 8e9, false, "above the amplifier of 2C"},
+        {r2C, amplified ^ bit5, 8e9, true, "past the amplifier"},
+        {r2C, amplified ^ 0x100, 8e9, false, "led to the other mixer"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(Rig(row.revision).lines(row.lines).dut.passes(row.carrier_Hz), row.passes) << row.why;
+}
+
+TEST(AnalogBoard, ResistorsMakeTheLoopFilterAndItsVoltages) {
+    for (const AnalogRevision revision : {r1B, r2A, r2D}) {
+        Rig rig(revision, analogBoardB);
+        const uint32_t filter = rig.early() ? 8 : 3, aid = filter + 1, calibration = filter + 2, supply = filter + 3;
+        const LoopFilter& loop = rig.board.circuit().loop;
+        EXPECT_NEAR(loop.supply_V, 11.68, 0.01) << "all wipers in the middle";
+        EXPECT_NEAR(loop.calibration_V, 5.84, 0.01);
+        EXPECT_DOUBLE_EQ(loop.r1_ohm, 50e3);
+        EXPECT_DOUBLE_EQ(loop.aid_V, 2.5);
+
+        EXPECT_TRUE(rig.resistor(filter, 0x079A, 2));
+        EXPECT_DOUBLE_EQ(loop.r1_ohm, 50e3) << "write-protected";
+        EXPECT_TRUE(rig.resistor(filter, 0x18021802, 2) && rig.resistor(aid, 0x18021802, 2));
+        EXPECT_TRUE(rig.resistor(filter, 0x079A, 2) && rig.resistor(filter, 0x07CD0000, 2));
+        EXPECT_NEAR(loop.r1_ohm, 9961, 1) << "wiper 922, from it to A";
+        EXPECT_NEAR(loop.r2_ohm, 4980, 1) << "wiper 973";
+        EXPECT_TRUE(rig.resistor(aid, 0x06662001, 2));
+        EXPECT_EQ(loop.r3_ohm, infinite) << "shut down";
+        EXPECT_NEAR(loop.aid_V, 2.0, 0.005) << "wiper 614 of the driver behind it";
+        EXPECT_TRUE(rig.resistor(aid, 0x00002000, 2));
+        EXPECT_DOUBLE_EQ(loop.r3_ohm, 50e3);
+
+        EXPECT_TRUE(rig.resistor(supply, 0x1802) && rig.resistor(supply, 0x06C2));
+        EXPECT_NEAR(loop.supply_V, 14.99, 0.01) << "68.9 kilohms";
+        EXPECT_TRUE(rig.resistor(calibration, 0x1802) && rig.resistor(calibration, 0x0614));
+        EXPECT_NEAR(loop.calibration_V, 7.2, 0.01) << "of 15 V";
+        EXPECT_EQ(rig.bus.faults(), 0u) << rig.bus.faultTexts();
+    }
+}
+
+TEST(AnalogBoard, BridgedCapacitorsLeaveOneAndAModifiedBoardHasAnother) {
+    const struct {
+        unsigned open; // switch
+        double early_F, later_F;
+    } rows[] = {{40, 2e-7, 1e-8}, {39, 9.4e-7, 2e-7}, {41, 1.88e-6, 9.4e-7}, {42, 3.76e-6, 3.76e-6}};
+    constexpr uint64_t all = uint64_t{0xF} << 39, allEarly = 0xF << 26;
+    Rig early(r1C), later(r2D);
+    const unsigned earlyOpen[] = {27, 28, 29, 26};
+    for (size_t i = 0; i < std::size(rows); ++i) {
+        EXPECT_DOUBLE_EQ(later.lines(all ^ uint64_t{1} << rows[i].open).loop.capacitance_F, rows[i].later_F);
+        EXPECT_DOUBLE_EQ(early.lines(allEarly ^ 1 << earlyOpen[i]).loop.capacitance_F, rows[i].early_F);
+    }
+    EXPECT_EQ(later.lines(all).loop.capacitance_F, infinite);
+    SpiBus bus;
+    AnalogBoard modified(bus, unitBoards_of("220-336306911-0001"), analogBoardA, {});
+    EXPECT_NEAR(1 / modified.circuit().loop.capacitance_F, 1 / 1e-8 + 1 / 2e-7 + 1 / 9.4e-7 + 1 / 3.3e-6, 1);
+    EXPECT_DOUBLE_EQ(tuneLine_V(TuneDrive::both, 4, 10, 0), 7) << "two sources that meet";
+    EXPECT_DOUBLE_EQ(tuneLine_V(TuneDrive::none, 4, 10, 3), 3);
+}
+
+TEST(AnalogBoard, ItsConvertersSeeWhatTheLinesLetThrough) {
+    constexpr uint64_t bit47 = uint64_t{1} << 47;
+    constexpr uint32_t tune = 5898; // a quarter of 7.2 V, of 5 V in 14 bits
+    Rig second(r2A), later(r2C), first(r1B);
+    second.lines(bit47);
+    EXPECT_EQ(second.adc(2), tune);
+    second.lines(0);
+    EXPECT_EQ(second.adc(2), 0u) << "offset";
+    EXPECT_EQ(later.adc(2), tune);
+
+    const struct {
+        Rig* rig;
+        uint32_t offset;
+        uint64_t lines;
+        uint32_t code;
+        const char* why;
+    } rows[] = {
+        {&first, 2, 0xD0BFB3EC00, 8192, "the only detector"},
+        {&first, 2, 0xD0BEB3EC00, 0, "without its supply"},
+        {&second, 1, 0x000C00000000, 8192, "DUT"},
+        {&second, 1, 0x001C00000000, 0, "two of them"},
+        {&second, 1, 0x000400000000, 0, "without supply"},
+        {&later, 1, 0x003000000000, 4096, "low"},
+        {&later, 1, 0x001000000000, 0, "without supply"},
+        {&later, 1, 0x000800000000, 8192, "middle"},
+        {&later, 1, 0x000400000000, 8192, "high"},
+    };
+    for (const auto& row : rows) {
+        row.rig->lines(row.lines);
+        EXPECT_EQ(row.rig->adc(row.offset), row.code) << row.why;
+    }
+}
+
+TEST(AnalogBoard, DutTuneComesFromTheConverterOfTheRevision) {
+    constexpr uint64_t relay = uint64_t{1} << 47;
+    Rig later(r2B), last(r2D);
+    EXPECT_TRUE(later.send(7, 6707, 2, 1));
+    EXPECT_FALSE(later.lines(0).dutTune.driven);
+    EXPECT_NEAR(later.lines(relay).dutTune.volts, 10, 0.002);
+    EXPECT_TRUE(last.send(8, 0x100000 | 38073 << 4, 3, 1) && last.send(8, 0x200032, 3, 1));
+    EXPECT_NEAR(last.lines(relay).dutTune.volts, -5.25, 1e-9) << "not loaded yet";
+    EXPECT_TRUE(last.send(8, 0x400001, 3, 1) && last.send(7, 4500, 2, 1));
+    EXPECT_NEAR(last.board.circuit().dutTune.volts, 10, 0.001);
+    EXPECT_NEAR(last.board.circuit().pulse.threshold_V, 1.373, 0.001);
+    EXPECT_TRUE(last.send(8, 0x20003A, 3, 1));
+    EXPECT_FALSE(last.board.circuit().dutTune.driven) << "high impedance";
+}
+
+TEST(AnalogBoard, AFrameActsAtItsEndAndAnIoUpdateOnNothing) {
+    Rig rig(r1B);
+    openEarly(&rig);
+    EXPECT_DOUBLE_EQ(rig.board.circuit().counter.ratio, 0) << "without its supply";
+    EXPECT_DOUBLE_EQ(rig.lines(0xD0BFB3EC00).counter.ratio, 8);
+    const int before = rig.changes;
+    EXPECT_EQ(rig.bus.ioctl(tvko_ioUpdate, 0), 0);
+    rig.lines(0xD0BFB3EC00);
+    EXPECT_EQ(rig.changes, before) << "nothing new";
+    EXPECT_TRUE(rig.send(4, 2 << 8 | 1, 3, 0) && rig.send(4, 0xC00022, 3, 0));
+    EXPECT_DOUBLE_EQ(rig.board.circuit().counter.ratio, 0) << "the signal goes to the other divider";
+    EXPECT_DOUBLE_EQ(rig.lines(0xD0BFF3EC00).counter.ratio, 128);
+    EXPECT_TRUE(rig.send(1, 0x3F - 20, 1, 0));
+    EXPECT_DOUBLE_EQ(rig.board.circuit().dut.gain_dB, -10);
+    EXPECT_GT(rig.changes, before);
+    EXPECT_EQ(rig.bus.faults(), 0u) << rig.bus.faultTexts();
+    EXPECT_FALSE(rig.send(3, 0, 2, 1)) << "where later boards have R1";
+    EXPECT_FALSE(Rig(r2C).send(8, 0x400001, 3, 1)) << "where 2D has its DAC";
+    EXPECT_FALSE(Rig(r2A).send(0, 0, 5, 0)) << "a register of six bytes";
+}
