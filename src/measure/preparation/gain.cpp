@@ -3,7 +3,7 @@
 #include "base/tvdebug.h"
 #include "identity/device_variants.h"
 #include "measure/preparation/time_samples.h"
-#include "measure/settings/measurement_configuration.h"
+#include "measure/settings/config_accessors.h"
 
 #include <algorithm>
 #include <bit>
@@ -80,7 +80,7 @@ double autoAttenuationFor(double frequency, double power, double threshold, doub
     const bool low = frequency < lowCarrier_Hz;
     const LevelRow& row = low ? lowCarrierLevels : levels;
     if (power < row.lower)
-        return attenuationLimits.max;
+        return numberRow<&MeasConfig::attenuation>.limits.max;
     if (power > row.upper)
         return low ? (power - row.upper) / 2 : 0;
     return inForce;
@@ -93,7 +93,7 @@ void adjustStepAttenuator(Device* device) {
                                                            : autoAttenuationFor(config.frequency, config.power,
                                                                                 threshold, meas_data.inputAttenuation);
     meas_data.inputAttenuation = attenuation;
-    const double steps = std::fmin(std::fmax(2 * attenuation, 0), 2 * attenuationLimits.max);
+    const double steps = std::fmin(std::fmax(2 * attenuation, 0), 2 * numberRow<&MeasConfig::attenuation>.limits.max);
     Device_setTotalStepAttenuation(device, static_cast<uint32_t>(steps));
 }
 

@@ -3,7 +3,7 @@
 #include "base/tvdebug.h"
 #include "identity/device_config.h"
 #include "measure/preparation/adc_scale.h"
-#include "measure/settings/measurement_configuration.h"
+#include "measure/settings/setting_rows.h"
 
 #include <algorithm>
 #include <array>

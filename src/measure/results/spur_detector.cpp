@@ -3,6 +3,7 @@
 #include "base/tvdebug.h"
 #include "core/numbers.h"
 #include "measure/run/measure.h"
+#include "measure/settings/measurement_configuration.h"
 
 #include <algorithm>
 #include <cmath>
@@ -207,7 +208,7 @@ void mergeSpurs(int32_t* list, int32_t* found, const float* original) {
 void cleanSpurs(Device* device, int32_t* list, int32_t* found, const float* frequencies, const float* trace,
                 const float* original) {
     const uint32_t prescaler = std::max(Device_getPrescaler(device), 1U);
-    const double comb = combSpacing(Automeasure_config_getFrequency(device) / prescaler);
+    const double comb = combSpacing(configPNPtr->frequency / prescaler);
     const auto dropped = [&](int32_t point) {
         const bool high = original[point] - trace[point] >= spurHeightMin;
         return point == 0 || !high || onComb(comb, frequencies[point]);

@@ -1,136 +1,195 @@
 #pragma once
-/// Operations on single parameters: configPN_ on the phase noise record, config_ on the record in force, configVCO_ on
-/// the sweep, configBB_ on the baseband record. Units and limits stand with the records. Setters return 0 or a negative
-/// error number and store nothing then. Beyond the rules told here they are plain stores: the command tree clamps to
-/// the limits. Writing a parameter while its mode is active also moves the hardware.
+/// The accessors of the settings, made from their rows. A setter returns 0 or a negative error number; what the row
+/// says beyond storing follows the value. The names beneath are for those who call an accessor without its slot.
 
-#include "measure/settings/measurement_configuration.h"
+#include "base/error_codes.h"
+#include "measure/settings/setting_rows.h"
+
+// Where the accessors of a row work. `addressed` tells whether the commands reach the record, `active` whether the
+// hardware follows it.
+
+struct PhaseNoise { // configPN_
+    static MeasConfig& record() { return configPN; }
+    static bool addressed() { return true; }
+    static bool active() { return measurement_mode == measurementModePN; }
+};
+struct InForce { // config_
+    static MeasConfig& record() { return *configPNPtr; }
+    static bool addressed() { return true; }
+    static bool active() { return measurement_mode == measurementModePN; }
+};
+struct Sweep { // configVCO_
+    static VcoConfig& record() { return configVCO; }
+    static bool addressed() { return selected_config == measurementModeVCO; }
+    static bool active() { return false; }
+};
+struct SweepRun { // configVCO_, the phase noise runs of the sweep
+    static MeasConfig& record() { return configVCO.config; }
+    static bool addressed() { return true; }
+    static bool active() { return measurement_mode == measurementModeVCO; }
+};
+struct Baseband { // configBB_
+    static BasebandConfig& record() { return configBB; }
+};
+
+// The table that a field has its row in.
+consteval const auto& numbersWith(Shared<double> MeasConfig::*) {
+    return measNumbers;
+}
+consteval const auto& numbersWith(Shared<int32_t> MeasConfig::*) {
+    return measCounts;
+}
+consteval const auto& numbersWith(Shared<double> VcoConfig::*) {
+    return sweepNumbers;
+}
+consteval const auto& numbersWith(Shared<int32_t> VcoConfig::*) {
+    return sweepCounts;
+}
+consteval const auto& switchesWith(Shared<uint32_t> MeasConfig::*) {
+    return measSwitches;
+}
+consteval const auto& switchesWith(Shared<uint32_t> VcoConfig::*) {
+    return sweepSwitches;
+}
+consteval const auto& choicesWith(Shared<uint32_t> MeasConfig::*) {
+    return measChoices;
+}
+consteval const auto& choicesWith(Shared<uint32_t> VcoConfig::*) {
+    return sweepChoices;
+}
+consteval const auto& choicesWith(Shared<uint32_t> BasebandConfig::*) {
+    return basebandChoices;
+}
+
+void setting_hasNoRow(); // not constexpr: the compiler names it
+
+consteval const auto& rowOf(const auto& rows, auto field) {
+    for (const auto& row : rows)
+        if (row.field == field)
+            return row;
+    setting_hasNoRow();
+    return rows[0];
+}
+template <auto field> inline constexpr const auto& numberRow = rowOf(numbersWith(field), field);
+template <auto field> inline constexpr const auto& switchRow = rowOf(switchesWith(field), field);
+template <auto field> inline constexpr const auto& choiceRow = rowOf(choicesWith(field), field);
+
+template <class T> struct ValueOfField;
+template <class Record, class T> struct ValueOfField<Shared<T> Record::*> { using Type = T; };
+template <auto field> using ValueOf = typename ValueOfField<std::remove_const_t<decltype(field)>>::Type;
+
+/// What the number of a record that the commands do not reach reads, and what switching there returns.
+inline constexpr int unaddressed = 3;
+
+/// `on1C` if the analog board of this unit is a 1C, else `limits`.
+const Limits& setting_ofThisBoard(const Limits& limits, const Limits& on1C);
+
+/// The limits of a number on the boards of this unit.
+template <auto field> const Limits& setting_limits() {
+    constexpr const auto& row = numberRow<field>;
+    if constexpr (row.limitsOn1C != nullptr)
+        return setting_ofThisBoard(row.limits, *row.limitsOn1C);
+    else
+        return row.limits;
+}
+template <auto field> ValueOf<field> setting_min(Device*) {
+    return static_cast<ValueOf<field>>(setting_limits<field>().min);
+}
+template <auto field> ValueOf<field> setting_max(Device*) {
+    return static_cast<ValueOf<field>>(setting_limits<field>().max);
+}
+
+/// Marks and moves what a new value of `config` asks for. Returns what moving gave.
+int setting_follow(Device* device, MeasConfig* config, uint32_t outdates, std::optional<HardwareSide> moves,
+                   bool active);
+
+template <class Where, auto field> ValueOf<field> setting_get(Device*) {
+    return Where::addressed() ? (Where::record().*field).get() : ValueOf<field>{unaddressed};
+}
+
+template <class Where, auto field> int setting_set(Device* device, ValueOf<field> value) {
+    constexpr const auto& row = numberRow<field>;
+    if (!Where::addressed())
+        return scpi::illegalParameterValue;
+    auto& record = Where::record();
+    if constexpr (row.storeBy != nullptr)
+        row.storeBy(&record, value);
+    else if constexpr (row.beyond == Beyond::heldToLimits)
+        record.*field = limited(value, row.limits);
+    else if constexpr (row.beyond == Beyond::raisedToMin)
+        record.*field = std::fmax(value, row.limits.min);
+    else
+        record.*field = value;
+    if constexpr (row.outdates != nothingElse || row.moves)
+        return setting_follow(device, &record, row.outdates, row.moves, Where::active());
+    return 0;
+}
+
+template <class Where, auto field> int setting_is(Device*) {
+    return Where::addressed() && Where::record().*field != 0;
+}
+
+template <class Where, auto field, uint32_t value> int setting_switch(Device* device) {
+    constexpr const auto& row = switchRow<field>;
+    if (!Where::addressed())
+        return unaddressed;
+    auto& record = Where::record();
+    record.*field = value;
+    if constexpr (row.moves)
+        return setting_follow(device, &record, nothingElse, row.moves,
+                              row.when == Moves::inEveryMode || Where::active());
+    return 0;
+}
+
+// A choice is reached whatever configuration is selected.
+
+template <class Where, auto field> int setting_chosen(Device*) {
+    return static_cast<int>((Where::record().*field).get());
+}
+
+template <class Where, auto field> int setting_choose(Device*, int code) {
+    constexpr const auto& row = choiceRow<field>;
+    auto& record = Where::record();
+    record.*field = static_cast<uint32_t>(code);
+    if constexpr (row.alwaysTakes != nullptr)
+        if (code == redoAlways)
+            record.*row.alwaysTakes = redoAlways;
+    return 0;
+}
 
 // clang-format off
 
-// Phase noise.
-double  configPN_getFrequency(Device* device);
-int     configPN_setFrequency(Device* device, double frequency);
-int     configPN_isAutoFrequency(Device* device);
-int     configPN_enableAutoFrequency(Device* device);
-int     configPN_disableAutoFrequency(Device* device);
-int     configPN_getRedoFrequency(Device* device);
-int     configPN_setRedoFrequency(Device* device, int redo); // "always" makes redoKphi "always" too
-int     configPN_enableFreqInit(Device* device);
-int     configPN_disableFreqInit(Device* device);
-// The offsets of a trace are held to their limits and keep below each other: config_storeOffsetMin.
-double  configPN_getOffsetMin(Device* device);
-int     configPN_setOffsetMin(Device* device, double offset);
-double  configPN_getOffsetMax(Device* device);
-int     configPN_setOffsetMax(Device* device, double offset);
-double  configPN_getSpotFrequency(Device* device);
-int     configPN_setSpotFrequency(Device* device, double offset);
-int32_t configPN_getIterations(Device* device);
-int     configPN_setIterations(Device* device, int32_t iterations);
-int32_t configPN_getCorrelations(Device* device);
-int     configPN_setCorrelations(Device* device, int32_t correlations);
-int32_t configPN_getPointsPerDecade(Device* device);
-int     configPN_setPointsPerDecade(Device* device, int32_t points);
-int     configPN_setMeasurementMethod(Device* device, int method); // -224 for 0 and 1 with the normal reference
-double  configPN_getAttenuation(Device* device);
-int     configPN_setAttenuation(Device* device, double attenuation); // held to its limits
-int     configPN_isAutoAttenuation(Device* device);
-int     configPN_enableAutoAttenuation(Device* device);
-int     configPN_disableAutoAttenuation(Device* device);
-int     configPN_getRedoAttenuation(Device* device);
-int     configPN_setRedoAttenuation(Device* device, int redo);
-double  configPN_getIFgain(Device* device);
-int     configPN_setIFgain(Device* device, double gain); // -224 outside mode 0; success ends the automatic gain
-int     configPN_isAutoIFgain(Device* device);
-int     configPN_enableAutoIFgain(Device* device);
-int     configPN_disableAutoIFgain(Device* device);
-int     configPN_getRedoIFgain(Device* device);
-int     configPN_setRedoIFgain(Device* device, int redo);
-int     configPN_setKphi(Device* device, double kphi); // of the selected board
-int     configPN_isAutoKphi(Device* device);
-int     configPN_enableAutoKphi(Device* device);
-int     configPN_disableAutoKphi(Device* device);
-int     configPN_getRedoKphi(Device* device);
-int     configPN_setRedoKphi(Device* device, int redo);
-double  configPN_getLoopBandwidth(Device* device);
-int     configPN_setLoopBandwidth(Device* device, double bandwidth); // at least 1 Hz
-int     configPN_isAutoLoopBW(Device* device);
-int     configPN_enableAutoLoopBW(Device* device);
-int     configPN_disableAutoLoopBW(Device* device);
-int     configPN_isSmoothingEnabled(Device* device);
-int     configPN_enableSmoothing(Device* device);
-int     configPN_disableSmoothing(Device* device);
-double  configPN_getSmoothingAperture(Device* device);
-int     configPN_setSmoothingAperture(Device* device, double percent);
-int     configPN_isSpurOmissionEnabled(Device* device);
-int     configPN_enableSpurOmission(Device* device);
-int     configPN_disableSpurOmission(Device* device);
-double  configPN_getSpurThreshold(Device* device);
-int     configPN_setSpurThreshold(Device* device, double threshold);
-int     configPN_setFunctionRange(Device* device, float start, float stop);
-int     configPN_setReference(Device* device, int reference); // -224 for an unknown code
-double  configPN_getReferenceSens(Device* device, int32_t channel); // -1 for another channel than 1 and 2
-int     configPN_setReferenceSens(Device* device, int32_t channel, double sensitivity); // -224 unless 0 < it < 100000
-int     configPN_setReferenceVoltage(Device* device, int32_t channel, double voltage);  // -224 unless 3 <= it <= 20
+inline constexpr auto& configPN_setFrequency = setting_set<PhaseNoise, &MeasConfig::frequency>;
+inline constexpr auto& configPN_disableAutoFrequency = setting_switch<PhaseNoise, &MeasConfig::autoFrequency, 0>;
+inline constexpr auto& configPN_setRedoFrequency = setting_choose<PhaseNoise, &MeasConfig::redoFrequency>;
+inline constexpr auto& configPN_setOffsetMin = setting_set<PhaseNoise, &MeasConfig::offsetMin>;
+inline constexpr auto& configPN_setOffsetMax = setting_set<PhaseNoise, &MeasConfig::offsetMax>;
+inline constexpr auto& configPN_setSpotFrequency = setting_set<PhaseNoise, &MeasConfig::spotFrequency>;
+inline constexpr auto& configPN_setIterations = setting_set<PhaseNoise, &MeasConfig::iterations>;
+inline constexpr auto& configPN_setCorrelations = setting_set<PhaseNoise, &MeasConfig::correlations>;
+inline constexpr auto& configPN_setPointsPerDecade = setting_set<PhaseNoise, &MeasConfig::pointsPerDecade>;
+inline constexpr auto& configPN_setAttenuation = setting_set<PhaseNoise, &MeasConfig::attenuation>;
+inline constexpr auto& configPN_setRedoAttenuation = setting_choose<PhaseNoise, &MeasConfig::redoAttenuation>;
+inline constexpr auto& configPN_getIFgain = setting_get<PhaseNoise, &MeasConfig::ifGain>;
+inline constexpr auto& configPN_isAutoIFgain = setting_is<PhaseNoise, &MeasConfig::autoIFgain>;
+inline constexpr auto& configPN_enableAutoIFgain = setting_switch<PhaseNoise, &MeasConfig::autoIFgain, 1>;
+inline constexpr auto& configPN_setRedoIFgain = setting_choose<PhaseNoise, &MeasConfig::redoIFgain>;
+inline constexpr auto& configPN_setRedoKphi = setting_choose<PhaseNoise, &MeasConfig::redoKphi>;
+inline constexpr auto& configPN_enableSmoothing = setting_switch<PhaseNoise, &MeasConfig::smoothing, 1>;
+inline constexpr auto& configPN_disableSmoothing = setting_switch<PhaseNoise, &MeasConfig::smoothing, 0>;
+inline constexpr auto& configPN_setSmoothingAperture = setting_set<PhaseNoise, &MeasConfig::smoothingAperture>;
+inline constexpr auto& configPN_disableSpurOmission = setting_switch<PhaseNoise, &MeasConfig::spurOmission, 0>;
 
-int     configBB_setMeasurementMethod(Device* device, int method); // -224 for 1
+inline constexpr auto& config_getFrequency = setting_get<InForce, &MeasConfig::frequency>;
+inline constexpr auto& config_setRedoFrequency = setting_choose<InForce, &MeasConfig::redoFrequency>;
+inline constexpr auto& config_setPoints = setting_set<InForce, &MeasConfig::points>;
+inline constexpr auto& config_enablePulse = setting_switch<PhaseNoise, &MeasConfig::pulseEnabled, 1>;
+inline constexpr auto& config_disablePulse = setting_switch<PhaseNoise, &MeasConfig::pulseEnabled, 0>;
 
-// Record in force.
-double  config_getFrequency(Device* device);
-int     config_setFrequency(Device* device, double frequency);
-double  config_getFrequencyRaw(Device* device);
-int     config_isAutoFrequency(Device* device);
-int     config_enableAutoFrequency(Device* device);
-int     config_disableAutoFrequency(Device* device);
-int     config_getRedoFrequency(Device* device);
-int     config_setRedoFrequency(Device* device, int redo); // "always" makes redoKphi "always" too
-int     config_setPoints(Device* device, int32_t points);
-double  config_getPower(Device* device);
-int     config_setPower(Device* device, double power);
-double  config_getPowerRaw(Device* device);
-double  config_getKphi(Device* device);           // of channel A, ADC counts
-double  config_getKphi_converted(Device* device); // of channel A, V, from whole counts
-int     config_getPulseStatus(Device* device);    // of the phase noise record
-int     config_enablePulse(Device* device);
-int     config_disablePulse(Device* device);
-int     config_getVCODUTType(Device* device);
-int     config_setVCODUTType(Device* device, int type);
-
-// Sweep of an oscillator. Outside configuration 6 the voltage setters return -224, the switches 3; the getters answer
-// 3 points, 3.0 V and switched off.
-double  configVCO_getVoltageStart(Device* device);
-int     configVCO_setVoltageStart(Device* device, double voltage);
-double  configVCO_getVoltageStop(Device* device);
-int     configVCO_setVoltageStop(Device* device, double voltage);
-int32_t configVCO_getVoltagePoints(Device* device);
-int     configVCO_setVoltagePoints(Device* device, int32_t points);
-const tv_time* configVCO_getTuneDelay(Device* device);           // of the moment of the call
-int     configVCO_setTuneDelay(Device* device, const tv_time* delay); // 3 outside 0 to 10000000
-int     configVCO_setReference(Device* device, int reference);
-int     configVCO_setOffsetMin(Device* device, double offset);
-int     configVCO_setOffsetMax(Device* device, double offset);
-int     configVCO_setCorrelations(Device* device, int32_t correlations);
-int     configVCO_setSpotFrequency(Device* device, double offset);
-double  configVCO_getPnOffset(Device* device, int32_t number); // 1 to 4, else -1
-int     configVCO_setPnOffsets(Device* device, double offset1, double offset2, double offset3, double offset4);
-int     configVCO_getNumberOfUsedOffsets(Device* device);
-int     configVCO_isFrequencyEnabled(Device* device);
-int     configVCO_enableFrequency(Device* device);
-int     configVCO_disableFrequency(Device* device);
-int     configVCO_isPowerEnabled(Device* device);
-int     configVCO_enablePower(Device* device);
-int     configVCO_disablePower(Device* device);
-int     configVCO_isKVCOEnabled(Device* device);
-int     configVCO_enableKVCO(Device* device);
-int     configVCO_disableKVCO(Device* device);
-int     configVCO_isKPushEnabled(Device* device);
-int     configVCO_enableKPush(Device* device);
-int     configVCO_disableKPush(Device* device);
-int     configVCO_isISupplyEnabled(Device* device);
-int     configVCO_enableISupply(Device* device);
-int     configVCO_disableISupply(Device* device);
-int     configVCO_isPhaseNoiseEnabled(Device* device);
-int     configVCO_enablePhaseNoise(Device* device);
-int     configVCO_disablePhaseNoise(Device* device);
+inline constexpr auto& configVCO_setVoltagePoints = setting_set<Sweep, &VcoConfig::voltagePoints>;
+inline constexpr auto& configVCO_setOffsetMin = setting_set<SweepRun, &MeasConfig::offsetMin>;
+inline constexpr auto& configVCO_setOffsetMax = setting_set<SweepRun, &MeasConfig::offsetMax>;
+inline constexpr auto& configVCO_setCorrelations = setting_set<SweepRun, &MeasConfig::correlations>;
+inline constexpr auto& configVCO_setSpotFrequency = setting_set<SweepRun, &MeasConfig::spotFrequency>;
 
 // clang-format on

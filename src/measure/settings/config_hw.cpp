@@ -4,7 +4,7 @@
 #include "base/tvdebug.h"
 #include "identity/device_variants.h"
 #include "measure/preparation/frequency_search.h"
-#include "measure/settings/measurement_configuration.h"
+#include "measure/settings/config_accessors.h"
 
 #include <cmath>
 #include <span>
@@ -24,7 +24,7 @@ constexpr double gainRequestMax = 60;
 constexpr GainStep gainSteps1C[] = {{10, 0}, {35, 26}, {INFINITY, 46}};
 constexpr GainStep gainSteps[] = {{10, 0}, {15, 12}, {22, 20}, {30, 26}, {35, 32}, {50, 44}, {INFINITY, 56}};
 
-constexpr double attenuatorStepsMax = 2 * attenuationLimits.max;
+constexpr double attenuatorStepsMax = 2 * numberRow<&MeasConfig::attenuation>.limits.max;
 
 /// Runs `operation` with board B selected, then with board A, and leaves A selected. Gives the first failure.
 template <class Operation> int onBothBoards(Device* device, Operation operation) {

@@ -6,6 +6,7 @@
 #include "measure/results/spur_detector.h"
 #include "measure/run/measure.h"
 #include "measure/settings/config_accessors.h"
+#include "measure/settings/setting_restore.h"
 #include "measure/settings/staging.h"
 
 namespace {
@@ -91,26 +92,16 @@ bool useUp(Shared<uint32_t>* flag, uint32_t redo) {
     return flag->exchange(redo == redoAlways) != 0;
 }
 
-/// Settings of `config` as they are in a new record; what was measured stays.
+/// The settings of `config` back to their defaults; what was measured stays, but for the detector constants.
 void restoreSettings(MeasConfig* config) {
-    MeasConfig fresh;
-    fresh.frequencyRounded = config->frequencyRounded;
-    fresh.power = config->power;
-    fresh.powerRaw = config->powerRaw;
-    fresh.ifGain = config->ifGain;
+    setting_restore(config);
+    arm(config);
+    config->ateMode = 1;
+    config->gridChanged = 1;
     MutexLock lock(meas_data.testSetMutex);
-    fresh.testSetDefinition = config->testSetDefinition;
-    fresh.testSetResults = config->testSetResults;
-    if (fresh.testSetDefinition != nullptr)
-        fresh.testSetDefinition[0] = {testSetEnd, -1};
-    *config = fresh;
-}
-
-void resetVco() {
-    VcoConfig fresh;
-    fresh.config = configVCO.config;
-    configVCO = fresh;
-    restoreSettings(&configVCO.config);
+    config->testSetCount = 0;
+    if (config->testSetDefinition != nullptr)
+        config->testSetDefinition[0] = {testSetEnd, -1};
 }
 
 void forgetRun() {
@@ -148,6 +139,10 @@ bool takeResultArrays() {
 
 int initMeasurementConfiguration(Device* device) {
     registerAutomeasureFunctions();
+    for (MeasConfig* config : {&configPN, &configAPN, &configVCO.config})
+        setting_restore(config);
+    setting_restore(&configVCO);
+    setting_restore(&configBB);
     measureFullPnWithEverything = 1;
     if (!takeResultArrays())
         return scpi::outOfMemory;
@@ -174,7 +169,8 @@ int config_reset(Device* device) {
 
     restoreSettings(&configPN);
     config_staging(device);
-    resetVco();
+    setting_restore(&configVCO);
+    restoreSettings(&configVCO.config);
     forgetRun();
     return 0;
 }

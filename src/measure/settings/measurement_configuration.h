@@ -1,7 +1,7 @@
 #pragma once
-/// What the user asks of a measurement: the records, the limits of their parameters, the mode in force, reset, and the
-/// detect flags that tell which automatic steps a run repeats. config_accessors.h has the operations on single
-/// parameters.
+/// What the user asks of a measurement: the records, the mode in force, reset, and the detect flags that tell which
+/// automatic steps a run repeats. setting_rows.h has the settings one by one, config_accessors.h the operations on
+/// them.
 ///
 /// The main thread writes the settings. A run works on a copy that it takes at its start, and gives back what it finds
 /// (frequency, power, gain, detector constants, flags); see run_settings.h.
@@ -30,55 +30,58 @@ enum ReferenceCode : uint32_t {
 };
 enum RedoCode : uint32_t { redoAlways = 0, redoOnce = 1, redoNever = 2 };
 
-/// One measurement set-up. The initial values are those of a reset. Flags are 0 or 1.
+/// One measurement set-up. Flags are 0 or 1. Limits and defaults of the settings stand in setting_rows.h;
+/// initMeasurementConfiguration gives every record its defaults.
 struct MeasConfig {
-    Shared<uint32_t> doFrequency = 1; // the next run searches the DUT frequency
-    Shared<uint32_t> doAttenuation = 1;
-    Shared<uint32_t> doKphi = 1;         // the next run measures the detector constants
-    Shared<uint32_t> doIFgain = 1;       // the next run adjusts the IF gain
-    Shared<uint32_t> freqInit = 0;       // a run first waits for a frequency command that is on its way to the sources
-    Shared<double> frequency = 100e6;    // of the DUT, as set or found, Hz; negative: unknown
+    // What a user sets.
+    Shared<double> frequency; // of the DUT, as set or found, Hz; negative: unknown
+    Shared<uint32_t> autoFrequency;
+    Shared<uint32_t> redoFrequency; // RedoCode
+    Shared<uint32_t> freqInit;      // a run first waits for a frequency command that is on its way to the sources
+    Shared<double> attenuation;     // dB
+    Shared<uint32_t> autoAttenuation;
+    Shared<uint32_t> redoAttenuation;
+    Shared<uint32_t> autoKphi;
+    Shared<uint32_t> redoKphi;
+    Shared<uint32_t> autoIFgain;
+    Shared<uint32_t> redoIFgain;
+    Shared<uint32_t> measurementMethod; // MeasurementMethod
+    Shared<uint32_t> reference;         // ReferenceCode
+    Shared<double> referenceSens;       // of the external reference last written, Hz/V
+    Shared<double> refSensA, refSensB;  // of the external reference at each channel, Hz/V
+    Shared<double> referenceVoltage1;   // supply and top tune voltage of the first external reference, V
+    Shared<double> referenceVoltage2;   // of the second, V
+    Shared<int32_t> iterations;         // averages: full passes through all stages
+    Shared<int32_t> correlations;       // of the lowest stage, before staging
+    Shared<int32_t> pointsPerDecade;
+    Shared<int32_t> points;
+    Shared<double> offsetMin;     // Hz
+    Shared<double> offsetMax;     // Hz
+    Shared<double> spotFrequency; // Hz
+    Shared<double> loopBandwidth; // Hz
+    Shared<uint32_t> autoLoopBW;
+    Shared<uint32_t> spurOmission;
+    Shared<double> spurThreshold; // dB
+    Shared<uint32_t> smoothing;
+    Shared<double> smoothingAperture; // percent of the trace
+    Shared<uint32_t> pulseEnabled;
+    Shared<double> functionRangeStart; // Hz
+    Shared<double> functionRangeStop;  // Hz
+    Shared<double> power;              // of the DUT, dBm
+    Shared<double> ifGain;             // in force, dB; negative: a failed adjustment
+    Shared<double> kphiA, kphiB;       // detector constants, ADC counts/rad; 0 and below: not measured
+
+    // What is detected, and what a run keeps.
     Shared<double> frequencyRounded = 0; // of the internal sources, Hz; 0 before the first rounding
-    Shared<uint32_t> autoFrequency = 1;
-    Shared<uint32_t> redoFrequency = redoAlways;
-    Shared<double> attenuation = 0; // dB
-    Shared<uint32_t> autoAttenuation = 1;
-    Shared<uint32_t> redoAttenuation = redoAlways;
-    Shared<uint32_t> autoKphi = 1;
-    Shared<uint32_t> redoKphi = redoAlways;
-    Shared<uint32_t> autoIFgain = 1;
-    Shared<uint32_t> redoIFgain = redoAlways;
-    Shared<uint32_t> measurementMethod = methodCrossCorrelation;
-    Shared<uint32_t> reference = referenceNormal;
-    Shared<double> referenceSens = 1;     // of the external reference last written, Hz/V
-    Shared<double> referenceVoltage1 = 5; // supply and top tune voltage of the first external reference, V
-    Shared<double> referenceVoltage2 = 5; // of the second, V
-    Shared<int32_t> iterations = 1;       // averages: full passes through all stages
-    Shared<int32_t> correlations = 1;     // of the lowest stage, before staging
-    Shared<int32_t> pointsPerDecade = 120;
-    Shared<int32_t> points = 0;
-    Shared<double> offsetMin = 1e3;   // Hz
-    Shared<double> offsetMax = 50e6;  // Hz
-    Shared<double> spotFrequency = 0; // Hz
-    Shared<double> loopBandwidth = 1; // Hz
-    Shared<uint32_t> autoLoopBW = 1;
+    Shared<double> powerRaw = 0;         // the detector's reading of the power, ADC counts
+    Shared<uint32_t> doFrequency = 1;    // the next run searches the DUT frequency
+    Shared<uint32_t> doAttenuation = 1;
+    Shared<uint32_t> doKphi = 1;      // the next run measures the detector constants
+    Shared<uint32_t> doIFgain = 1;    // the next run adjusts the IF gain
     Shared<uint32_t> firstSearch = 0; // this run has not read the DUT power yet
     Shared<uint32_t> ateMode = 1;     // one counter attempt in a search
-    Shared<uint32_t> spurOmission = 1;
-    Shared<double> spurThreshold = 1; // dB
-    Shared<uint32_t> smoothing = 1;
-    Shared<double> smoothingAperture = 0.1; // percent of the trace
-    Shared<uint32_t> pulseEnabled = 0;
-    Shared<double> functionRangeStart = 10;  // Hz
-    Shared<double> functionRangeStop = 50e6; // Hz
-    Shared<double> power = 0;                // of the DUT, dBm
-    Shared<double> powerRaw = 0;             // the detector's reading of it, ADC counts
-    Shared<double> ifGain = 0;               // in force, dB; negative: a failed adjustment
-    Shared<double> kphiA = -1;               // detector constants, ADC counts/rad; 0 and below: not measured
-    Shared<double> kphiB = -1;
-    Shared<double> refSensA = 1; // of the external reference at each channel, Hz/V
-    Shared<double> refSensB = 1;
     Shared<uint32_t> gridChanged = 1; // the output grid must be made anew
+
     int32_t testSetCount GUARDED_BY(meas_data.testSetMutex) = 0;
     TestSetDefinition* testSetDefinition GUARDED_BY(meas_data.testSetMutex) = nullptr; // testSetSize entries
     double* testSetResults GUARDED_BY(meas_data.testSetMutex) = nullptr;               // testSetSize
@@ -88,23 +91,23 @@ inline constexpr int vcoPnOffsets = 4;
 
 /// The sweep of an oscillator, and the set-up of the phase noise runs in it.
 struct VcoConfig {
-    Shared<double> voltageStart = 0;                                          // V
-    Shared<double> voltageStop = 5;                                           // V
-    std::array<Shared<double>, vcoPnOffsets> pnOffset = {1e4, 1e5, 1e6, 1e7}; // Hz; 0: not used
-    Shared<uint32_t> phaseNoiseEnabled = 1;
-    Shared<uint32_t> frequencyEnabled = 1;
-    Shared<uint32_t> iSupplyEnabled = 1;
-    Shared<uint32_t> kPushEnabled = 0;
-    Shared<uint32_t> powerEnabled = 1;
-    Shared<uint32_t> kvcoEnabled = 1;
-    Shared<int32_t> voltagePoints = 10;
-    Shared<int32_t> dutType = 0;  // 0 VCO, 1 VCXO
-    Shared<double> tuneDelay = 0; // after a tune step, microseconds
+    Shared<double> voltageStart;                       // V
+    Shared<double> voltageStop;                        // V
+    std::array<Shared<double>, vcoPnOffsets> pnOffset; // Hz; 0: not used
+    Shared<uint32_t> phaseNoiseEnabled;
+    Shared<uint32_t> frequencyEnabled;
+    Shared<uint32_t> iSupplyEnabled;
+    Shared<uint32_t> kPushEnabled;
+    Shared<uint32_t> powerEnabled;
+    Shared<uint32_t> kvcoEnabled;
+    Shared<int32_t> voltagePoints;
+    Shared<uint32_t> dutType; // 0 VCO, 1 VCXO
+    Shared<double> tuneDelay; // after a tune step, microseconds
     MeasConfig config;
 };
 
 struct BasebandConfig {
-    Shared<uint32_t> measurementMethod = methodCrossCorrelation;
+    Shared<uint32_t> measurementMethod;
 };
 
 inline constinit MeasConfig configPN{};
@@ -136,43 +139,22 @@ inline constinit Shared<uint32_t> measurement_mode{measurementModePN};
 inline constinit Shared<uint32_t> selected_config{measurementModePN};
 inline constinit Shared<uint32_t> measureFullPnWithEverything{1};
 
+void limits_inWrongOrder(); // not constexpr: the compiler names it
+
 /// Range of a parameter, both ends allowed.
 struct Limits {
+    consteval Limits(double least, double greatest) : min(least), max(greatest) {
+        if (!(least <= greatest))
+            limits_inWrongOrder();
+    }
     double min;
     double max;
 };
+inline constexpr Limits unlimited{-INFINITY, INFINITY};
 /// `value` held to `limits`; the least for what is no number.
 inline double limited(double value, const Limits& limits) {
     return std::fmin(std::fmax(value, limits.min), limits.max);
 }
-
-inline constexpr Limits offsetMinLimits{0.01, 50e6};   // Hz
-inline constexpr Limits offsetMaxLimits{0.1, 50e6};    // Hz
-inline constexpr Limits spotFrequencyLimits{10, 50e6}; // Hz
-inline constexpr Limits iterationsLimits{1, 10000};
-inline constexpr Limits correlationsLimits{1, 10000};
-inline constexpr Limits pointsPerDecadeLimits{2, pointsPerDecadeMax};
-inline constexpr Limits spurThresholdLimits{1, 70};        // dB
-inline constexpr Limits smoothingApertureLimits{0.05, 20}; // percent
-inline constexpr Limits loopBandwidthLimits{1, 1000};      // Hz
-inline constexpr Limits kphiLimits{0.01, 50};
-inline constexpr Limits attenuationLimits{0, 32};       // dB
-inline constexpr Limits ifGainLimits1C{0, 46};          // dB, analog board 1C
-inline constexpr Limits ifGainLimits{0, 56};            // dB, all others
-inline constexpr Limits frequencyLimits{1e6, 29.5e9};   // Hz
-inline constexpr Limits powerLimits{-20, 20};           // dBm
-inline constexpr Limits referenceSensLimits{0, 100000}; // Hz/V
-inline constexpr Limits referenceVoltageLimits{3, 20};  // V
-inline constexpr Limits voltagePointsLimits{1, 1000};
-inline constexpr Limits voltageLimits{-5, 21};    // V
-inline constexpr Limits pnOffsetLimits{10, 50e6}; // Hz
-inline constexpr Limits tuneDelayLimits{0, 10e6}; // microseconds
-
-/// Stores the start or stop offset (Hz) of a record, held to what the parameter may be, and marks the grid. An offset
-/// that is set at or beyond the other one takes it along, a decade away or as far as its range goes: whichever of the
-/// two comes first, both stand as they were set in the end. Only a start at 50 MHz leaves no room for a stop above it.
-void config_storeOffsetMin(MeasConfig* config, double offset);
-void config_storeOffsetMax(MeasConfig* config, double offset);
 
 /// Once at the start: fills the slots of this layer, takes the arrays of meas_data from the pool and resets. Returns 0,
 /// or -321 if the pool could not give them.
