@@ -68,8 +68,9 @@ std::string described(const AnalogCircuit& c) {
     const auto name = [](const auto& names, auto value) { return names[static_cast<size_t>(value)]; };
     std::ostringstream text;
     text << way(c.dut) << " x " << name(references, c.reference) << ", " << name(inputs, c.ifChain.input) << ' '
-         << name(filters, c.ifChain.filter) << std::showpos << c.ifChain.gain_dB << std::noshowpos << ", count "
-         << way(c.counter.path) << '/' << c.counter.ratio << (c.counter.atAdc ? " adc" : "") << ", level "
+         << name(filters, c.ifChain.filter) << std::showpos << c.ifChain.gain_dB << std::noshowpos
+         << (c.ifChain.acCoupled ? " ac" : "") << ", count " << way(c.counter.path) << '/' << c.counter.ratio
+         << std::showpos << c.counter.gain_dB << std::noshowpos << (c.counter.atAdc ? " adc" : "") << ", level "
          << name(detectors, c.power.detector) << (c.power.powered ? " " : " off ") << way(c.power.path) << ", tune "
          << name(drives, c.loop.source) << ' ' << name(drives, c.loop.external) << ", C " << c.loop.capacitance_F * 1e6
          << (c.pulse.on ? ", pulse" : "") << (c.dutTune.driven ? ", dut tune" : "");
@@ -83,37 +84,39 @@ constexpr struct {
     const char* circuit;
 } settings[] = {
     {r1B, 0,
-     "single/1+0 x external, baseband bypass-14, count single/1+0/0, level dut off single/1+0, tune - -, "
+     "single/1+0 x external, baseband bypass-14, count single/1+0/0+0, level dut off single/1+0, tune - -, "
      "C 0.0094047"},
-    {r1B, 0xD0BFB3EC00, "single/1+0 x source, mixer dc+0, count single/1+0/8, level dut single/1+0, tune - -, C inf"},
-    {r1C, 0x4AF9217260, "single/1+15 x source, mixer 5M+46, count single/1+15/8, level dut -, tune loop -, C 3.76"},
-    {r1B, 0xA5B52750FA, "single/4+0 x amplified, mixer 20M+26, count single/4+0/8, level dut -, tune - cal, C 0.01"},
+    {r1B, 0xD0BFB3EC00, "single/1+0 x source, mixer dc+0, count single/1+0/8+0, level dut single/1+0, tune - -, C inf"},
+    {r1C, 0x4AF9217260, "single/1+15 x source, mixer 5M+46, count single/1+15/8+0, level dut -, tune loop -, C 3.76"},
+    {r1B, 0xA5B52750FA, "single/4+0 x amplified, mixer 20M+26, count single/4+0/8+0, level dut -, tune - cal, C 0.01"},
     {r1C, 0x4FBD2B4000,
-     "single/1+0 x source, mixer 50M+26, count single/1+0/8, level dut single/1+0, tune both both, C inf"},
-    {r2A, 0, "- x -, - -+0, count -/0 adc, level - off -, tune - -, C 0.0094047"},
-    {r2A, 0xAB8C3481F520, "single/1+15 x source, mixer 5M+44, count single/1+15/0, level dut -, tune loop cal, C 3.76"},
+     "single/1+0 x source, mixer 50M+26, count single/1+0/8+0, level dut single/1+0, tune both both, C inf"},
+    {r2A, 0, "- x -, - -+0, count -/0+0 adc, level - off -, tune - -, C 0.0094047"},
+    {r2A, 0xAB8C3481F520,
+     "single/1+15 x source, mixer 5M+44, count single/1+15/0+0, level dut -, tune loop cal, C 3.76"},
     {r2A, 0x0008BEC03213,
-     "single/8+0 x source, mixer 20M+20, count single/8+0/16 adc, level - -, tune - -, "
+     "single/8+0 x source, mixer 20M+20, count single/8+0/16+0 adc, level - -, tune - -, "
      "C 0.0094047"},
     {r2A, 0x100E38409400,
-     "single/1+0 x external, mixer dc+0, count single/1+0/0, level dut single/1+0, tune - loop, "
+     "single/1+0 x external, mixer dc+0, count single/1+0/0+0, level dut single/1+0, tune - loop, "
      "C 0.0094047"},
-    {r2B, 0, "- x -, - -+0, count low/1+0/0 adc, level mid off high/1+0, tune - -, C 0.0094047"},
-    {r2B, 0x000010001000, "- x -, baseband dc+0, count low/1+0/0 adc, level mid off high/1+0, tune - -, C 0.0094047"},
+    {r2A, 0x001800100400, "- x -, - -+0 ac, count single/1+0/0+0 adc, level ref -, tune - -, C 0.0094047"},
+    {r2B, 0, "- x -, - -+0, count low/1+0/0+0 adc, level mid off high/1+0, tune - -, C 0.0094047"},
+    {r2B, 0x000010001000, "- x -, baseband dc+0, count low/1+0/0+0 adc, level mid off high/1+0, tune - -, C 0.0094047"},
     {r2B, 0xC0483DC55838,
-     "high/1+15 x sourceHigh, mixer 50M+56, count high/1+15/256 adc, level mid high/1+15, "
+     "high/1+15 x sourceHigh, mixer 50M+56, count high/1+15/256+36 adc, level mid high/1+15, "
      "tune cal -, C 0.0094047, dut tune"},
     {r2C, 0x1730B6C0B000,
-     "low/1+0 x external, mixer 20M+20, count low/1+0/0, level low low/1+0, tune - loop, "
+     "low/1+0 x external, mixer 20M+20, count low/1+0/0+0, level low low/1+0, tune - loop, "
      "C 0.2"},
     {r2C, 0x100438449100,
-     "high/1+0 x external, mixer dc+12, count low/1+0/0, level high high/1+0, tune - loop, "
+     "high/1+0 x external, mixer dc+12, count low/1+0/0+0, level high high/1+0, tune - loop, "
      "C 0.0094047"},
     {r2D, 0x48063C92F407,
-     "high/2+0 x sourceHigh, mixer 5M+0, count low/1+0/0, level high high/1+0, tune both -, "
+     "high/2+0 x sourceHigh, mixer 5M+0, count low/1+0/0+0, level high high/1+0, tune both -, "
      "C 0.0094047, pulse"},
     {r2D, 0x004134051810,
-     "low/1+15 x sourceLow, mixer dc+36, count low/1+15/512 adc, level mid off high/1+0, "
+     "low/1+15 x sourceLow, mixer dc+36, count low/1+15/512+36 adc, level mid off high/1+0, "
      "tune - -, C 0.0094047"},
 };
 
@@ -166,6 +169,27 @@ TEST(AnalogBoard, EachBitIsWiredToSomethingOrKnownToBeIdle) {
     }
 }
 
+TEST(AnalogBoard, TheReferenceOf2AReachesTheMixersThatItIsLedTo) {
+    constexpr uint64_t external = uint64_t{1} << 33, alone = 1 << 11, mux = uint64_t{1} << 31;
+    constexpr uint64_t ways[] = {0x18000400, 0x14000500, 0x1C000001}; // direct, amplifier, divider, each to the IF
+    const struct {
+        uint64_t lines;
+        MixerReference at[3];
+    } rows[] = {
+        {0, {MixerReference::none, MixerReference::source, MixerReference::none}},
+        {mux, {MixerReference::none, MixerReference::none, MixerReference::source}},
+        {external, {MixerReference::external, MixerReference::external, MixerReference::none}},
+        {external | alone | mux, {MixerReference::none, MixerReference::external, MixerReference::none}},
+    };
+    for (const auto& row : rows)
+        for (size_t i = 0; i < std::size(ways); ++i) {
+            Rig rig(r2A);
+            const AnalogCircuit& circuit = rig.lines(ways[i] | row.lines);
+            EXPECT_TRUE(circuit.dut.connected);
+            EXPECT_EQ(circuit.reference, row.at[i]) << std::hex << row.lines << " way " << i;
+        }
+}
+
 TEST(AnalogBoard, AWayEndsWhereItsPartsEnd) {
     constexpr uint64_t divider = 0x48063C92F407, amplified = 0xC0483DC55838;
     constexpr uint64_t bit5 = 1 << 5, amplifierPower1C = 1 << 9;
@@ -196,7 +220,7 @@ TEST(AnalogBoard, AWayEndsWhereItsPartsEnd) {
 }
 
 TEST(AnalogBoard, ResistorsMakeTheLoopFilterAndItsVoltages) {
-    for (const AnalogRevision revision : {r1B, r2A, r2D}) {
+    for (const AnalogRevision revision : {r1B, r1C, r2A, r2B, r2C, r2D}) {
         Rig rig(revision, analogBoardB);
         const uint32_t filter = rig.early() ? 8 : 3, aid = filter + 1, calibration = filter + 2, supply = filter + 3;
         const LoopFilter& loop = rig.board.circuit().loop;
@@ -253,7 +277,8 @@ TEST(AnalogBoard, ItsConvertersSeeWhatTheLinesLetThrough) {
     EXPECT_EQ(second.adc(2), tune);
     second.lines(0);
     EXPECT_EQ(second.adc(2), 0u) << "offset";
-    EXPECT_EQ(later.adc(2), tune);
+    for (const AnalogRevision revision : {r2B, r2C, r2D})
+        EXPECT_EQ(Rig(revision).adc(2), tune);
 
     const struct {
         Rig* rig;
@@ -284,6 +309,8 @@ TEST(AnalogBoard, DutTuneComesFromTheConverterOfTheRevision) {
     EXPECT_TRUE(later.send(7, 6707, 2, 1));
     EXPECT_FALSE(later.lines(0).dutTune.driven);
     EXPECT_NEAR(later.lines(relay).dutTune.volts, 10, 0.002);
+    EXPECT_TRUE(later.send(7, 0xC000 | 6707, 2, 1));
+    EXPECT_DOUBLE_EQ(later.board.circuit().dutTune.volts, 0) << "powered down";
     EXPECT_TRUE(last.send(8, 0x100000 | 38073 << 4, 3, 1) && last.send(8, 0x200032, 3, 1));
     EXPECT_NEAR(last.lines(relay).dutTune.volts, -5.25, 1e-9) << "not loaded yet";
     EXPECT_TRUE(last.send(8, 0x400001, 3, 1) && last.send(7, 4500, 2, 1));
@@ -308,6 +335,8 @@ TEST(AnalogBoard, AFrameActsAtItsEndAndAnIoUpdateOnNothing) {
     EXPECT_TRUE(rig.send(1, 0x3F - 20, 1, 0));
     EXPECT_DOUBLE_EQ(rig.board.circuit().dut.gain_dB, -10);
     EXPECT_GT(rig.changes, before);
+    EXPECT_TRUE(rig.send(12, 0x3F - 10, 1, 0));
+    EXPECT_DOUBLE_EQ(rig.lines(0xA5B52750FA).referenceGain_dB, 10) << "amplifier less 5 dB";
     EXPECT_EQ(rig.bus.faults(), 0u) << rig.bus.faultTexts();
     EXPECT_FALSE(rig.send(3, 0, 2, 1)) << "where later boards have R1";
     EXPECT_FALSE(Rig(r2C).send(8, 0x400001, 3, 1)) << "where 2D has its DAC";

@@ -40,7 +40,7 @@ enum class AnalogLine : uint8_t {
     referenceSwitch, // to attenuator and amplifier
     referenceAmplifierPower,
     externalReference,
-    externalToAmplified, // else to the mixer of the direct path
+    externalToAmplified, // to the mixer of that path alone, else to that of the direct path, too
     referenceMux,
     // IF.
     ifMuxEnable,

@@ -49,29 +49,28 @@ size_t laterIfMux(const AnalogSetup& board, IfChain* chain) {
     return address;
 }
 
+/// The mixers of 2A, at the ends of the direct, the amplifier and the divider way. The source goes to one of the last
+/// two, an external reference to the first two or to the second alone.
 void secondMixer(const AnalogSetup& board, AnalogCircuit* circuit) {
-    // Ends of the direct, the amplifier and the divider way.
-    const bool external = board.high(externalReference);
-    const bool toAmplified = board.high(externalToAmplified);
-    const bool toDivided = board.high(referenceMux);
-    switch (laterIfMux(board, &circuit->ifChain)) {
-    case 1:
-        circuit->dut = analogPath_second(board, DutPath::direct);
-        circuit->reference = external && !toAmplified ? MixerReference::external : MixerReference::none;
-        break;
-    case 2:
-        circuit->dut = analogPath_second(board, DutPath::amplifier);
-        if (external)
-            circuit->reference = toAmplified ? MixerReference::external : MixerReference::none;
-        else
-            circuit->reference = toDivided ? MixerReference::none : MixerReference::source;
-        break;
-    case 3:
-        circuit->dut = analogPath_second(board, DutPath::divider);
-        circuit->reference = !external && toDivided ? MixerReference::source : MixerReference::none;
-        break;
-    default: break;
-    }
+    constexpr struct {
+        DutPath way;
+        bool source[2];   // reaches it with the reference mux low, high
+        bool external[2]; // with the reference led to the amplified way alone or not
+    } mixers[] = {
+        {DutPath::direct, {false, false}, {true, false}},
+        {DutPath::amplifier, {true, false}, {true, true}},
+        {DutPath::divider, {false, true}, {false, false}},
+    };
+    const size_t address = laterIfMux(board, &circuit->ifChain);
+    if (address == 0)
+        return;
+    const auto& mixer = mixers[address - 1];
+    circuit->dut = analogPath_second(board, mixer.way);
+    if (board.high(externalReference))
+        circuit->reference =
+            mixer.external[board.high(externalToAmplified)] ? MixerReference::external : MixerReference::none;
+    else
+        circuit->reference = mixer.source[board.high(referenceMux)] ? MixerReference::source : MixerReference::none;
 }
 
 void laterMixer(const AnalogSetup& board, AnalogCircuit* circuit) {
