@@ -6,16 +6,16 @@
 
 namespace {
 
-constexpr Shared<double> MeasConfig::*found[] = {
-    &MeasConfig::frequency, &MeasConfig::frequencyRounded, &MeasConfig::power,
-    &MeasConfig::powerRaw,  &MeasConfig::ifGain,           &MeasConfig::kphiA,
-    &MeasConfig::kphiB,     &MeasConfig::loopBandwidth,
+constexpr Shared<double> Detected::*found[] = {
+    &Detected::frequency, &Detected::frequencyRounded, &Detected::power,
+    &Detected::powerRaw,  &Detected::ifGain,           &Detected::kphiA,
+    &Detected::kphiB,     &Detected::loopBandwidth,
 };
-constexpr Shared<uint32_t> MeasConfig::*detectFlags[] = {
-    &MeasConfig::doFrequency,
-    &MeasConfig::doAttenuation,
-    &MeasConfig::doKphi,
-    &MeasConfig::doIFgain,
+constexpr Shared<uint32_t> RunState::*detectFlags[] = {
+    &RunState::doFrequency,
+    &RunState::doAttenuation,
+    &RunState::doKphi,
+    &RunState::doIFgain,
 };
 
 MeasConfig copy;

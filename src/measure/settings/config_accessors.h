@@ -33,10 +33,13 @@ struct Baseband { // configBB_
 };
 
 // The table that a field has its row in.
-consteval const auto& numbersWith(Shared<double> MeasConfig::*) {
+consteval const auto& numbersWith(Shared<double> MeasSettings::*) {
     return measNumbers;
 }
-consteval const auto& numbersWith(Shared<int32_t> MeasConfig::*) {
+consteval const auto& numbersWith(Shared<double> Detected::*) {
+    return detectedNumbers;
+}
+consteval const auto& numbersWith(Shared<int32_t> MeasSettings::*) {
     return measCounts;
 }
 consteval const auto& numbersWith(Shared<double> VcoConfig::*) {
@@ -45,13 +48,13 @@ consteval const auto& numbersWith(Shared<double> VcoConfig::*) {
 consteval const auto& numbersWith(Shared<int32_t> VcoConfig::*) {
     return sweepCounts;
 }
-consteval const auto& switchesWith(Shared<uint32_t> MeasConfig::*) {
+consteval const auto& switchesWith(Shared<uint32_t> MeasSettings::*) {
     return measSwitches;
 }
 consteval const auto& switchesWith(Shared<uint32_t> VcoConfig::*) {
     return sweepSwitches;
 }
-consteval const auto& choicesWith(Shared<uint32_t> MeasConfig::*) {
+consteval const auto& choicesWith(Shared<uint32_t> MeasSettings::*) {
     return measChoices;
 }
 consteval const auto& choicesWith(Shared<uint32_t> VcoConfig::*) {

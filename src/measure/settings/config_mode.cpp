@@ -95,9 +95,7 @@ bool useUp(Shared<uint32_t>* flag, uint32_t redo) {
 /// The settings of `config` back to their defaults; what was measured stays, but for the detector constants.
 void restoreSettings(MeasConfig* config) {
     setting_restore(config);
-    arm(config);
-    config->ateMode = 1;
-    config->gridChanged = 1;
+    static_cast<RunState&>(*config) = RunState{};
     MutexLock lock(meas_data.testSetMutex);
     config->testSetCount = 0;
     if (config->testSetDefinition != nullptr)

@@ -17,14 +17,14 @@ bool isReferenceChannel(int32_t channel) {
 
 } // namespace
 
-void config_storeOffsetMin(MeasConfig* config, double offset) {
+void config_storeOffsetMin(MeasSettings* config, double offset) {
     offset = limited(offset, setting_limits<&MeasConfig::offsetMin>());
     config->offsetMin = offset;
     if (config->offsetMax <= offset)
         config->offsetMax = limited(decade * offset, setting_limits<&MeasConfig::offsetMax>());
 }
 
-void config_storeOffsetMax(MeasConfig* config, double offset) {
+void config_storeOffsetMax(MeasSettings* config, double offset) {
     offset = limited(offset, setting_limits<&MeasConfig::offsetMax>());
     config->offsetMax = offset;
     if (config->offsetMin >= offset)

@@ -21,8 +21,10 @@ template <class Signature> void fillIfNamed(Slot<Signature>* slot, typename Slot
 }
 
 /// Where the accessors in a row's column `own` work.
-template <class Record> struct OwnOf;
-template <> struct OwnOf<MeasConfig> { using Where = PhaseNoise; };
+template <class Record> struct OwnOf {
+    static_assert(std::is_base_of_v<Record, MeasConfig>);
+    using Where = PhaseNoise;
+};
 template <> struct OwnOf<VcoConfig> { using Where = Sweep; };
 template <> struct OwnOf<BasebandConfig> { using Where = Baseband; };
 
@@ -32,7 +34,7 @@ template <class Where, auto field, class T> void fillNumber(const NumberSlots<T>
 }
 template <auto field, class Record, class T> void fillRow(const Number<Record, T>& row) {
     fillNumber<typename OwnOf<Record>::Where, field>(row.own);
-    if constexpr (std::is_same_v<Record, MeasConfig>)
+    if constexpr (std::is_base_of_v<Record, MeasConfig>)
         fillNumber<InForce, field>(row.inForce);
     fillIfNamed(row.min, setting_min<field>);
     fillIfNamed(row.max, setting_max<field>);
@@ -45,7 +47,7 @@ template <class Where, auto field> void fillSwitch(const SwitchSlots& slots) {
 }
 template <auto field, class Record> void fillRow(const Switch<Record>& row) {
     fillSwitch<typename OwnOf<Record>::Where, field>(row.own);
-    if constexpr (std::is_same_v<Record, MeasConfig>)
+    if constexpr (std::is_base_of_v<Record, MeasConfig>)
         fillSwitch<InForce, field>(row.inForce);
 }
 
@@ -55,7 +57,7 @@ template <class Where, auto field> void fillChoice(const ChoiceSlots& slots) {
 }
 template <auto field, class Record> void fillRow(const Choice<Record>& row) {
     fillChoice<typename OwnOf<Record>::Where, field>(row.own);
-    if constexpr (std::is_same_v<Record, MeasConfig>)
+    if constexpr (std::is_base_of_v<Record, MeasConfig>)
         fillChoice<InForce, field>(row.inForce);
 }
 
@@ -68,6 +70,7 @@ template <const auto& rows> void fillRows() {
 
 void registerSettings() {
     fillRows<measNumbers>();
+    fillRows<detectedNumbers>();
     fillRows<measCounts>();
     fillRows<measSwitches>();
     fillRows<measChoices>();

@@ -39,5 +39,5 @@ int     configVCO_getNumberOfUsedOffsets(Device* device);
 /// Stores the start or stop offset (Hz) of a record, held to what the parameter may be. An offset that is set at or
 /// beyond the other one takes it along, a decade away or as far as its range goes: whichever of the two comes first,
 /// both stand as they were set in the end. Only a start at 50 MHz leaves no room for a stop above it.
-void config_storeOffsetMin(MeasConfig* config, double offset);
-void config_storeOffsetMax(MeasConfig* config, double offset);
+void config_storeOffsetMin(MeasSettings* config, double offset);
+void config_storeOffsetMax(MeasSettings* config, double offset);

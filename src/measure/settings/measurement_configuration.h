@@ -30,11 +30,9 @@ enum ReferenceCode : uint32_t {
 };
 enum RedoCode : uint32_t { redoAlways = 0, redoOnce = 1, redoNever = 2 };
 
-/// One measurement set-up. Flags are 0 or 1. Limits and defaults of the settings stand in setting_rows.h;
+/// What a user sets of a measurement, and nobody else. Flags are 0 or 1. Limits and defaults stand in setting_rows.h;
 /// initMeasurementConfiguration gives every record its defaults.
-struct MeasConfig {
-    // What a user sets.
-    Shared<double> frequency; // of the DUT, as set or found, Hz; negative: unknown
+struct MeasSettings {
     Shared<uint32_t> autoFrequency;
     Shared<uint32_t> redoFrequency; // RedoCode
     Shared<uint32_t> freqInit;      // a run first waits for a frequency command that is on its way to the sources
@@ -48,7 +46,6 @@ struct MeasConfig {
     Shared<uint32_t> measurementMethod; // MeasurementMethod
     Shared<uint32_t> reference;         // ReferenceCode
     Shared<double> referenceSens;       // of the external reference last written, Hz/V
-    Shared<double> refSensA, refSensB;  // of the external reference at each channel, Hz/V
     Shared<double> referenceVoltage1;   // supply and top tune voltage of the first external reference, V
     Shared<double> referenceVoltage2;   // of the second, V
     Shared<int32_t> iterations;         // averages: full passes through all stages
@@ -58,7 +55,6 @@ struct MeasConfig {
     Shared<double> offsetMin;     // Hz
     Shared<double> offsetMax;     // Hz
     Shared<double> spotFrequency; // Hz
-    Shared<double> loopBandwidth; // Hz
     Shared<uint32_t> autoLoopBW;
     Shared<uint32_t> spurOmission;
     Shared<double> spurThreshold; // dB
@@ -67,21 +63,33 @@ struct MeasConfig {
     Shared<uint32_t> pulseEnabled;
     Shared<double> functionRangeStart; // Hz
     Shared<double> functionRangeStop;  // Hz
-    Shared<double> power;              // of the DUT, dBm
-    Shared<double> ifGain;             // in force, dB; negative: a failed adjustment
-    Shared<double> kphiA, kphiB;       // detector constants, ADC counts/rad; 0 and below: not measured
+};
 
-    // What is detected, and what a run keeps.
+/// What the instrument detects, or a user sets instead. A run gives the record back what of it it finds.
+struct Detected {
+    Shared<double> frequency;            // of the DUT, Hz; negative: unknown
     Shared<double> frequencyRounded = 0; // of the internal sources, Hz; 0 before the first rounding
-    Shared<double> powerRaw = 0;         // the detector's reading of the power, ADC counts
-    Shared<uint32_t> doFrequency = 1;    // the next run searches the DUT frequency
+    Shared<double> power;                // of the DUT, dBm
+    Shared<double> powerRaw = 0;         // the detector's reading of it, ADC counts
+    Shared<double> ifGain;               // in force, dB; negative: a failed adjustment
+    Shared<double> kphiA, kphiB;         // detector constants, ADC counts/rad; 0 and below: not measured
+    Shared<double> loopBandwidth;        // Hz
+    Shared<double> refSensA, refSensB;   // of the external reference at each channel, Hz/V
+};
+
+/// What one run leaves for the next: the steps that it is to do, and how far it came.
+struct RunState {
+    Shared<uint32_t> doFrequency = 1; // the next run searches the DUT frequency
     Shared<uint32_t> doAttenuation = 1;
     Shared<uint32_t> doKphi = 1;      // the next run measures the detector constants
     Shared<uint32_t> doIFgain = 1;    // the next run adjusts the IF gain
     Shared<uint32_t> firstSearch = 0; // this run has not read the DUT power yet
     Shared<uint32_t> ateMode = 1;     // one counter attempt in a search
     Shared<uint32_t> gridChanged = 1; // the output grid must be made anew
+};
 
+/// One measurement set-up.
+struct MeasConfig : MeasSettings, Detected, RunState {
     int32_t testSetCount GUARDED_BY(meas_data.testSetMutex) = 0;
     TestSetDefinition* testSetDefinition GUARDED_BY(meas_data.testSetMutex) = nullptr; // testSetSize entries
     double* testSetResults GUARDED_BY(meas_data.testSetMutex) = nullptr;               // testSetSize

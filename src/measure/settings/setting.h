@@ -89,3 +89,14 @@ template <class Record> struct Choice {
     ChoiceSlots own{};
     ChoiceSlots inForce{};
 };
+
+/// Converts to whatever an initialiser asks for: with it the compiler counts the fields of a record.
+struct AnyField {
+    template <class T> operator T() const;
+};
+template <class Record, class... Fields> consteval size_t fieldCount() {
+    if constexpr (requires { Record{Fields{}..., AnyField{}}; })
+        return fieldCount<Record, Fields..., AnyField>();
+    else
+        return sizeof...(Fields);
+}

@@ -7,7 +7,7 @@
 
 namespace {
 
-template <class Record> void restore(Record* record, const auto& rows) {
+void restore(auto* record, const auto& rows) {
     for (const auto& row : rows)
         if (row.initial.value)
             record->*row.field = *row.initial.value;
@@ -32,6 +32,7 @@ int setting_follow(Device* device, MeasConfig* config, uint32_t outdates, std::o
 
 void setting_restore(MeasConfig* config) {
     restore(config, measNumbers);
+    restore(config, detectedNumbers);
     restore(config, measCounts);
     restore(config, measSwitches);
     restore(config, measChoices);
