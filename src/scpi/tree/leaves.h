@@ -91,11 +91,11 @@ template <auto& table, auto member> class Joined {
     }
 
 public:
-    static constexpr std::array<char, length()> text = join();
+    static constexpr std::array<char, length()> joined = join();
 };
 template <auto& table> using RowOf = std::remove_cvref_t<decltype(table[0])>;
-template <auto& table> inline constexpr const char* wordsOf = Joined<table, &RowOf<table>::literal>::text.data();
-template <auto& table> inline constexpr const char* repliesOf = Joined<table, &RowOf<table>::reply>::text.data();
+template <auto& table> inline constexpr const char* wordsOf = Joined<table, &RowOf<table>::literal>::joined.data();
+template <auto& table> inline constexpr const char* repliesOf = Joined<table, &RowOf<table>::reply>::joined.data();
 
 // Leaves. Slots are named in the order of the typed nodes: get, set, min, max for numbers; get, enable, disable for
 // switches. `absent` stands for a slot that the row does not have.
