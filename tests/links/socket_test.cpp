@@ -18,7 +18,7 @@ protected:
     SocketLink() {
         Tvsocket_open(&socket_, port);
         door_ = std::thread([this] {
-            while (!stop_)
+            while (!closed_)
                 Tvsocket_listen(&socket_, &link_);
         });
         thread_ = std::thread([this] {
@@ -30,15 +30,18 @@ protected:
         lampOn = lampOff = 0;
     }
     ~SocketLink() override {
+        // A client gets each thread out of its wait. The door goes last: it lets in the one for the other thread.
         stop_ = true;
-        { const Client last(port); } // gets the threads out of their waits
-        door_.join();
+        { const Client last(port); }
         thread_.join();
+        closed_ = true;
+        { const Client last(port); }
+        door_.join();
         Tvsocket_close(&socket_);
     }
 
     Tvsocket socket_;
-    std::atomic<bool> stop_{false};
+    std::atomic<bool> stop_{false}, closed_{false};
     std::thread door_, thread_;
 };
 
