@@ -14,7 +14,16 @@ PROJECT = Path(__file__).resolve().parent.parent.parent
 PAGES = PROJECT / "docs/reference"
 PROGRAM = Path(os.environ.get("COMMAND_FACTS", PROJECT / "build/release/src/scpi/tree/command-facts"))
 OLDER_FORMS = "Older forms"
-KEYS = {"text", "takes", "answers", "errors", "see", "other", "example", "alone"}
+KEYS = {  # of a section
+    "text",  # what the row's meaning leaves open
+    "takes",  # with "answers": for a handler of no common kind, or where its kind does not tell enough
+    "answers",
+    "errors",  # {code: cause}, beyond those of the kind
+    "see",  # headers of other commands, or pages relative to docs/reference
+    "other",  # a value other than the default, where none can be made up: a text, say
+    "example",  # in the form of transcript.py; required for what the instrument has
+    "alone",  # "ends" or "restarts": what the example does to the instrument
+}
 PAGE_KEYS = {"title", "intro", "setup"}
 
 
