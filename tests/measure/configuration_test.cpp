@@ -23,13 +23,13 @@ TEST_F(ConfigurationTest, RedoCodesTellWhatThreeRunsInARowRepeat) {
             configPN_resetDetectFlags(device);
             std::string given;
             for (int run = 0; run < 3; ++run)
-                given += doStep(device) ? '1' : '0';
+                given += doStep(&configPN) ? '1' : '0';
             EXPECT_EQ(given, answers) << "redo " << redo;
         }
     configPN.doKphi = 1; // a failed step asks for a repetition
     configPN_setRedoKphi(device, redoNever);
-    EXPECT_TRUE(config_doKphi(device));
-    EXPECT_FALSE(config_doKphi(device));
+    EXPECT_TRUE(config_doKphi(&configPN));
+    EXPECT_FALSE(config_doKphi(&configPN));
     for (const auto set : {configPN_setRedoFrequency, config_setRedoFrequency}) {
         configPN_setRedoKphi(device, redoNever);
         set(device, redoOnce);

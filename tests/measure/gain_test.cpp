@@ -13,10 +13,10 @@ protected:
         configPN.frequency = frequency;
         configPN.power = power;
         meas_data.inputAttenuation = before;
-        return logOf([] { adjustInputAttenuation(device); });
+        return logOf([] { adjustInputAttenuation(device, configPNPtr); });
     }
     static std::string adjust() {
-        return logOf([] { adjustGain(device); });
+        return logOf([] { adjustGain(device, configPNPtr); });
     }
 };
 
@@ -89,7 +89,7 @@ TEST_F(GainTest, SamplesTheBeatAsLongAsTheSensitivityAsks) {
         configPN.referenceSens = c.reference == referenceExternal ? c.sensitivity : untouched;
         hardware.sensitivity = c.reference == referenceExternal ? untouched : c.sensitivity;
         fake->selection = c.selection;
-        detectMinimalBeatMeasurementSettings(device);
+        detectMinimalBeatMeasurementSettings(device, configPNPtr);
         EXPECT_EQ(meas_data.beatDivider, c.divider) << c.board << c.frequency << ' ' << c.sensitivity;
         EXPECT_EQ(meas_data.beatSamples, c.samples) << c.board << c.frequency << ' ' << c.sensitivity;
     }

@@ -40,7 +40,7 @@ protected:
     }
     static std::string measure(const Signal& a, const Signal& b) {
         hardware.sample = [&](int channel, uint32_t i) { return channel == 0 ? a(i) : b(i); };
-        return logOf([] { measureKphi(device); });
+        return logOf([] { measureKphi(device, configPNPtr); });
     }
 };
 

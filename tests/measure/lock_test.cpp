@@ -59,7 +59,7 @@ protected:
 
 TEST_F(LockTest, ALoopThatIsThereLocksAtOnce) {
     configPN.ateMode = 0;
-    lock(device);
+    lock(device, configPNPtr);
     EXPECT_EQ(meas_data.locked, 1U);
     EXPECT_EQ(configPN.ateMode, 1U);
     EXPECT_EQ(fake->records, 3);
@@ -80,7 +80,7 @@ TEST_F(LockTest, AHelperBringsALoopFromEitherSide) {
         loop[0] = {.tune = tuneA};
         loop[1] = {.tune = tuneB};
         meas_data.locked = 0;
-        FAST_lock(device);
+        FAST_lock(device, configPNPtr);
         EXPECT_EQ(meas_data.locked, 1U);
         for (int channel = 0; channel < 2; ++channel) {
             EXPECT_EQ(fake->board[channel].helper, (channel == 0 ? tuneA : tuneB) < 7.2 ? 1.9F : 3.1F);
@@ -99,7 +99,7 @@ TEST_F(LockTest, AHelperThatPushedTooFarIsTurnedRound) {
     loop[0].tune = 8.8;   // below the upper end of the band, and rising
     loop[0].target = 4.9; // out of the band, so that it never stands where it counts
     loop[0].step = 0.5;
-    lock(device);
+    lock(device, configPNPtr);
     EXPECT_EQ(meas_data.locked, 0U);
     const std::string log = fake->takeLog();
     char turn[100];
@@ -123,7 +123,7 @@ TEST_F(LockTest, WithoutALockThereIsASecondAttemptAtAHigherBandwidth) {
             model = {.tune = 0, .target = NAN, .step = 1, .railMin = 0, .railMax = 14.5}; // 1 V short of the band's end
         meas_data.locked = 1;
         fake->records = 0;
-        FAST_lock(device);
+        FAST_lock(device, configPNPtr);
         EXPECT_EQ(meas_data.locked, 0U);
         EXPECT_EQ(loop[0].reads, attempts * (2 + passes) + 2);
         EXPECT_EQ(fake->records, 0); // stands, but outside the band
@@ -135,7 +135,7 @@ TEST_F(LockTest, WithoutALockThereIsASecondAttemptAtAHigherBandwidth) {
 
 TEST_F(LockTest, AStandingTuneVoltageIsNotEnough) {
     fake->locked = [](int channel, double t) { return channel == 1 ? 16384 * std::sin(1e6 * t) : 20; };
-    lock(device);
+    lock(device, configPNPtr);
     EXPECT_EQ(meas_data.locked, 0U);
     EXPECT_EQ(fake->records, 2 * (1 + 346)); // the quick check fails, then every pass from the fifth on
 }
@@ -145,7 +145,7 @@ TEST_F(LockTest, ALoopThatSlipsAfterTheLastCheckIsNotLocked) {
         for (const int channel : {0, 1}) {
             loop[0] = loop[1] = {.tune = 7, .target = 7};
             loop[channel].disturb = [&](int read, double tune) { return read == 4 ? tune + move : tune; };
-            FAST_lock(device);
+            FAST_lock(device, configPNPtr);
             EXPECT_EQ(meas_data.locked, std::abs(move) < 1 ? 1U : 0U) << move << " of channel " << channel;
         }
 }
@@ -155,7 +155,7 @@ TEST_F(LockTest, AUsersBandwidthIsCheckedMoreOften) {
     loop[0].tune = 4;
     configPN.autoFrequency = 0; // wide band: 1 to 14 V
     const tv_abstime before = tv_abstime_now();
-    lock(device);
+    lock(device, configPNPtr);
     EXPECT_EQ(meas_data.locked, 1U);
     EXPECT_EQ(fake->records, 1 + 3); // at once, in vain, and where it stands
     EXPECT_EQ(tv_abstime_now() - before, 103'000'000U);
@@ -177,18 +177,18 @@ TEST_F(LockTest, AMixerOutputLooksLockedByItsRangeAndPlace) {
                 return c != channel ? 0 : (std::llround(t * rate) % 2 != 0 ? row.high : row.low) - 32768;
             };
             uint32_t lockA = 0, lockB = 0;
-            checkLockQUAD(device, &lockA, &lockB, 1, 0);
+            checkLockQUAD(device, configPNPtr, &lockA, &lockB, 1, 0);
             EXPECT_EQ(channel == 0 ? lockA : lockB, row.locked) << row.low << ' ' << row.high;
             EXPECT_EQ(channel == 0 ? lockB : lockA, 1U);
         }
     fake->locked = [](int, double) { return 0; };
     fake->samples = 0; // a capture that fails
     uint32_t lockA = 1, lockB = 1;
-    checkLockQUAD(device, &lockA, &lockB, 1, 0);
+    checkLockQUAD(device, configPNPtr, &lockA, &lockB, 1, 0);
     EXPECT_EQ(lockA + lockB, 0U);
     fake->samples = 128;
     meas_data.beatChannels = fake->channels = 1; // B has no record, which says nothing against it
-    checkLockQUAD(device, &lockA, &lockB, 1, 0);
+    checkLockQUAD(device, configPNPtr, &lockA, &lockB, 1, 0);
     EXPECT_EQ(lockA + lockB, 2U);
 }
 
@@ -207,7 +207,7 @@ TEST_F(LockTest, TenChecksInARowConfirmAPulsedLock) {
     configPN.kphiA = configPN.kphiB = 0.4;
     configPN.ateMode = 0;
     loop[0].tune = 3;
-    lock(device);
+    lock(device, configPNPtr);
     EXPECT_EQ(meas_data.locked, 1U);
     EXPECT_EQ(configPN.ateMode, 0U);
     EXPECT_EQ(fake->records, 10);
@@ -217,7 +217,7 @@ TEST_F(LockTest, TenChecksInARowConfirmAPulsedLock) {
 
     fake->records = 0; // the fifth check of A fails: it begins anew, B goes on
     fake->locked = [](int channel, double) { return channel == 0 && fake->records == 5 ? 4000 : 0; };
-    lock(device);
+    lock(device, configPNPtr);
     EXPECT_EQ(meas_data.locked, 1U);
     EXPECT_EQ(fake->records, 15);
     EXPECT_NEAR(fake->board[0].resistance[3], fake->board[1].resistance[3] / 1.2, 1e-6);

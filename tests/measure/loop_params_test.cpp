@@ -67,7 +67,7 @@ TEST_F(LoopParamsTest, EachCaseHasItsBandwidthAndDamping) {
         fake->selection = row.selection;
         fake->sensitivity[0] = fake->sensitivity[1] = row.sensitivity;
         configPN.frequency = row.frequency;
-        calcLoopParams(device, row.wanted);
+        calcLoopParams(device, configPNPtr, row.wanted);
         expectLoop(filterA(), fake->sensitivity[0], 0.4);
         expectLoop(filterB(), fake->sensitivity[0], 0.4);
         EXPECT_NEAR(configPN.loopBandwidth, row.bandwidth, 1e-6 * row.bandwidth);
@@ -78,13 +78,13 @@ TEST_F(LoopParamsTest, EachCaseHasItsBandwidthAndDamping) {
 }
 
 TEST_F(LoopParamsTest, ABandwidthThatNoFilterGivesIsRaised) {
-    calcLoopParams(device, 1); // R1 alone would be 4.2 Mohm
+    calcLoopParams(device, configPNPtr, 1); // R1 alone would be 4.2 Mohm
     expectLoop(filterA(), 250, 0.4);
     EXPECT_NEAR(meas_data.loopR1A, 50000, 1e-3);
     EXPECT_NEAR(configPN.loopBandwidth, 9.2008, 1e-3);
 
     fake->sensitivity[0] = fake->sensitivity[1] = 5; // R2 would still be 78 kohm after that
-    calcLoopParams(device, 1);
+    calcLoopParams(device, configPNPtr, 1);
     expectLoop(filterA(), 5, 0.4);
     EXPECT_NEAR(meas_data.loopR2A, 50000, 1e-3);
     EXPECT_NEAR(configPN.loopBandwidth, 2.4 / 50000 / 3.76e-6 / (2 * std::numbers::pi), 1e-5);
@@ -92,7 +92,7 @@ TEST_F(LoopParamsTest, ABandwidthThatNoFilterGivesIsRaised) {
     for (double volts = 0.05; volts < 0.6; volts += 0.001) {
         configPN.kphiA = std::floor(volts * countsPerVolt);
         fake->sensitivity[0] = 100 + 3000 * volts;
-        calcLoopParams(device, 0.5);
+        calcLoopParams(device, configPNPtr, 0.5);
         ASSERT_EQ(meas_data.loopCapA, 4U) << volts;
     }
 }
@@ -101,7 +101,7 @@ TEST_F(LoopParamsTest, TheChannelsHaveFiltersOfTheirOwn) {
     fake->selection = 0;
     fake->sensitivity[0] = 6;
     fake->sensitivity[1] = 3;
-    calcLoopParams(device, -1);
+    calcLoopParams(device, configPNPtr, -1);
     expectLoop(filterA(), 6, 0.4);
     expectLoop(filterB(), 3, 0.4);
     EXPECT_EQ(meas_data.loopCapA, 4U);
@@ -110,12 +110,12 @@ TEST_F(LoopParamsTest, TheChannelsHaveFiltersOfTheirOwn) {
     const Filter before = filterB();
     fake->sensitivity[0] = 250;
     fake->sensitivity[1] = 0;
-    calcLoopParams(device, 200);
+    calcLoopParams(device, configPNPtr, 200);
     EXPECT_EQ(meas_data.loopR1B, before.r1); // nothing fits: it keeps its filter, but for the capacitor of A
     EXPECT_EQ(meas_data.loopCapB, 2U);
 
     fake->sensitivity[0] = 0.3; // with a gain, and far from any filter: the loop is what the old one makes of it
-    calcLoopParams(device, 200);
+    calcLoopParams(device, configPNPtr, 200);
     EXPECT_GT(filterA().r1, 800);
     expectLoop(filterA(), 0.3, 0.4);
 }
@@ -125,7 +125,7 @@ TEST_F(LoopParamsTest, APulsedDesignTakesVoltsAndFindsThemAgain) {
     configPN.kphiA = 0.30001; // the user's volts, no whole number of counts
     configPN.kphiB = 0.4;
     for (int repeat = 0; repeat < 3; ++repeat) {
-        calcLoopParams(device, -1);
+        calcLoopParams(device, configPNPtr, -1);
         expectLoop(filterA(), 250, 0.30001);
         expectLoop(filterB(), 250, 0.4);
         EXPECT_NEAR(meas_data.loopZetaA, 2, 1e-6);
@@ -136,7 +136,7 @@ TEST_F(LoopParamsTest, APulsedDesignTakesVoltsAndFindsThemAgain) {
 }
 
 TEST_F(LoopParamsTest, NumbersThatGiveNoLoopLeaveTheFiltersAlone) {
-    calcLoopParams(device, 100);
+    calcLoopParams(device, configPNPtr, 100);
     const Filter before = filterA();
     for (const bool pulsed : {false, true})
         for (const double sensitivity : {0.0, -1.0, double(NAN), double(INFINITY), 1e-300, 1e300})
@@ -145,7 +145,7 @@ TEST_F(LoopParamsTest, NumbersThatGiveNoLoopLeaveTheFiltersAlone) {
                     configPN.pulseEnabled = pulsed;
                     configPN.kphiA = kphi;
                     fake->sensitivity[0] = sensitivity;
-                    calcLoopParams(device, wanted);
+                    calcLoopParams(device, configPNPtr, wanted);
                     ASSERT_EQ(meas_data.loopR1A, before.r1) << sensitivity << ' ' << kphi << ' ' << wanted;
                     ASSERT_FALSE(std::isnan(configPN.loopBandwidth)) << sensitivity << ' ' << wanted;
                 }

@@ -21,11 +21,11 @@ protected:
         hardware.count = [=](double hint) { return hint == nearHint ? frequency : -200; };
     }
     static std::string search(int result) {
-        return logOf([&] { EXPECT_EQ(pn_measure_frequencySearch(device), result); });
+        return logOf([&] { EXPECT_EQ(pn_measure_frequencySearch(device, configPNPtr), result); });
     }
     static std::pair<double, double> beats(int32_t count, int filter) {
         std::pair<double, double> found;
-        checkBeat(device, &found.first, &found.second, count, filter);
+        checkBeat(device, configPNPtr, &found.first, &found.second, count, filter);
         return found;
     }
 };
@@ -84,7 +84,7 @@ TEST_F(SearchTest, RoundsTheSourcesToWhatTheLoopCanPull) {
         configPN.frequency = c.dut;
         configPN.frequencyRounded = c.before;
         hardware.source = 0;
-        EXPECT_EQ(pn_measure_roundFrequency(device), c.rounded) << c.dut;
+        EXPECT_EQ(pn_measure_roundFrequency(device, configPNPtr), c.rounded) << c.dut;
         EXPECT_EQ(hardware.source, c.moved ? c.rounded : 0) << c.dut;
         EXPECT_NEAR(DELTAV, c.deltaV, 1e-12) << c.dut << ' ' << c.sensitivity;
     }

@@ -47,7 +47,7 @@ double beatOf(Record record, int32_t count, uint64_t sampleRate, uint32_t divide
 
 } // namespace
 
-int checkBeat(Device* device, double* beatA, double* beatB, int32_t count, int filter) {
+int checkBeat(Device* device, const MeasConfig* config, double* beatA, double* beatB, int32_t count, int filter) {
     *beatA = beatUnknown;
     *beatB = beatUnknown;
     uint16_t* records[2];
@@ -57,7 +57,7 @@ int checkBeat(Device* device, double* beatA, double* beatB, int32_t count, int f
         return scpi::executionError;
     const auto rate = static_cast<uint64_t>(std::clamp(Device_getBaseSampleFrequency(device), 0.0, sampleRateMax));
     const uint32_t divider = std::max(meas_data.beatDivider.get(), uint32_t{1});
-    const bool filtered = filter != 0 && configPNPtr->frequency < filterBelow_Hz;
+    const bool filtered = filter != 0 && config->frequency < filterBelow_Hz;
     double* const beats[2] = {beatA, beatB};
     for (int channel = 0; channel < 2; ++channel) {
         if (records[channel] == nullptr)

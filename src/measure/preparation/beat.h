@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+struct MeasConfig;
+
 inline constexpr double beatUnknown = -1; // Hz
 
 /// Measures the beat on both channels with one capture of beatSamples, beatDivider and beatChannels: the mean over up
@@ -14,4 +16,4 @@ inline constexpr double beatUnknown = -1; // Hz
 ///
 /// A channel without a full period, or without a record, gives beatUnknown. Returns 0 if both channels have a beat,
 /// else -200.
-int checkBeat(Device* device, double* beatA, double* beatB, int32_t count, int filter);
+int checkBeat(Device* device, const MeasConfig* config, double* beatA, double* beatB, int32_t count, int filter);

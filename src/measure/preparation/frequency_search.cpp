@@ -92,7 +92,7 @@ const BeatRow& beatRowFor(double frequency) {
 
 /// Counters of these boards are coarse: puts the sources `offset` above the counted frequency and reads the DUT off the
 /// beat. Returns the corrected frequency, or the counted one if there is no plausible beat.
-double correctByBeat(Device* device, double counted) {
+double correctByBeat(Device* device, MeasConfig* config, double counted) {
     const BeatRow& row = beatRowFor(counted);
     Device_setLnaGain(device, counterGain_dB);
     meas_data.beatSamples = std::bit_ceil(row.samples);
@@ -101,14 +101,14 @@ double correctByBeat(Device* device, double counted) {
     Device_enableRf(device);
     const tvfreq source = wholeHertz(std::trunc(counted) + row.offset);
     Device_setFrequencyFixed(device, &source);
-    configPNPtr->frequencyRounded = static_cast<double>(source.intPart); // so that rounding takes them back
+    config->frequencyRounded = static_cast<double>(source.intPart); // so that rounding takes them back
     tvstuff_delay_us(settle_us);
     const double prescaler = Device_getPrescaler(device);
 
     double frequency = counted;
     double beatA = beatUnknown;
     double beatB = beatUnknown;
-    checkBeat(device, &beatA, &beatB, beatPeriods, 1);
+    checkBeat(device, config, &beatA, &beatB, beatPeriods, 1);
     const double beat = beatA > 0 && beatB > 0 ? (beatA + beatB) / 2 : beatUnknown;
     if (beat > 0 && beat < offsetsMax * row.offset)
         frequency = counted + row.offset - beat * prescaler;
@@ -123,26 +123,25 @@ double correctByBeat(Device* device, double counted) {
 }
 
 /// One attempt of the counters; notFound outside their range.
-double attempt(Device* device, double hint) {
+double attempt(Device* device, MeasConfig* config, double hint) {
     const double counted = Device_getPhaseNoiseDUTFrequency(device, hint);
     if (!(counted >= countedMin_Hz && counted <= countedMax_Hz))
         return notFound;
     const bool is2A = device_config_usesTVPNX_ALG_2A();
     if (device_config_usesTVPNX_ALG_1C() || (is2A && !device_config_usesTVPN_ADFPGA_1E()))
-        return correctByBeat(device, counted);
+        return correctByBeat(device, config, counted);
     if (is2A)
         Device_setLnaGain(device, 0);
     return counted;
 }
 
-bool findCarrier(Device* device) {
-    MeasConfig& config = *configPNPtr;
+bool findCarrier(Device* device, MeasConfig* config) {
     const std::span<const double> hints = searchHints();
-    for (size_t i = config.frequency < 0 ? 1 : 0; i < hints.size(); ++i) {
-        const double found = attempt(device, hints[i]);
-        const bool once = config.ateMode != 0;
+    for (size_t i = config->frequency < 0 ? 1 : 0; i < hints.size(); ++i) {
+        const double found = attempt(device, config, hints[i]);
+        const bool once = config->ateMode != 0;
         if (found > 0 || !once)
-            config.frequency = found;
+            config->frequency = found;
         const tvfreq carrier = wholeHertz(found);
         Device_setFreqVariable(device, &carrier);
         if (found > 0)
@@ -153,12 +152,11 @@ bool findCarrier(Device* device) {
     return false;
 }
 
-void readLevel(Device* device) {
-    MeasConfig& config = *configPNPtr;
-    const bool quick = config.firstSearch.exchange(0) != 0;
-    pn_measure_readPower(device, quick ? Device_quicklyGetPower : Device_getPowerFixed);
+void readLevel(Device* device, MeasConfig* config) {
+    const bool quick = config->firstSearch.exchange(0) != 0;
+    pn_measure_readPower(device, config, quick ? Device_quicklyGetPower : Device_getPowerFixed);
     if (!quick)
-        adjustInputAttenuation(device);
+        adjustInputAttenuation(device, config);
 }
 
 void enableInternalSources(Device* device) {
@@ -179,27 +177,25 @@ double roundedWithin(double reach, double frequency) {
 
 } // namespace
 
-void pn_measure_readPower(Device* device, const Slot<const tvpow*(Device*)>& reading) {
-    MeasConfig& config = *configPNPtr;
+void pn_measure_readPower(Device* device, MeasConfig* config, const Slot<const tvpow*(Device*)>& reading) {
     const tvpow* const level = reading(device);
-    config.power = level != nullptr ? static_cast<double>(*level) : unreadableLevel;
+    config->power = level != nullptr ? static_cast<double>(*level) : unreadableLevel;
     const tvpow* const raw = Device_getPowerRaw(device);
-    config.powerRaw = raw != nullptr ? static_cast<double>(*raw) : 0;
+    config->powerRaw = raw != nullptr ? static_cast<double>(*raw) : 0;
 }
 
-double pn_measure_roundFrequency(Device* device) {
-    MeasConfig& config = *configPNPtr;
-    const double before = config.frequencyRounded;
+double pn_measure_roundFrequency(Device* device, MeasConfig* config) {
+    const double before = config->frequencyRounded;
     double rounded = before;
     if (Device_isRfEnabled(device) != 0) {
         const double deltaMax = Device_getInternalReferenceSelection(device) == selection1GHz ? reach1GHz_V : reach_V;
         const double prescaler = Device_getPrescaler(device);
-        const double frequency = config.frequency;
+        const double frequency = config->frequency;
         double sensitivity = Device_getFmSensitivity(device);
         if (before > 0)
             sensitivity *= frequency / before;
         rounded = roundedWithin(prescaler * deltaMax * sensitivity, frequency);
-        config.frequencyRounded = rounded;
+        config->frequencyRounded = rounded;
         // A source without sensitivity is never rounded: it has nothing to pull.
         DELTAV = rounded != frequency ? (frequency - rounded) / sensitivity : 0;
         if (sensitivity > std::fabs(before - rounded))
@@ -210,25 +206,24 @@ double pn_measure_roundFrequency(Device* device) {
     return rounded;
 }
 
-int pn_measure_frequencySearch(Device* device) {
-    MeasConfig& config = *configPNPtr;
-    const bool search = config.autoFrequency != 0 && config_doFrequency(device);
-    if (!search && config.frequency > 0) {
-        config.frequencyRounded = pn_measure_roundFrequency(device);
-        detectMinimalBeatMeasurementSettings(device);
+int pn_measure_frequencySearch(Device* device, MeasConfig* config) {
+    const bool search = config->autoFrequency != 0 && config_doFrequency(config);
+    if (!search && config->frequency > 0) {
+        config->frequencyRounded = pn_measure_roundFrequency(device, config);
+        detectMinimalBeatMeasurementSettings(device, config);
         return 0;
     }
     Device_disableRf(device);
     prepareBoards(device);
-    if (!findCarrier(device)) {
+    if (!findCarrier(device, config)) {
         enableInternalSources(device);
-        printd("WARNING: No Frequency found: using old frequency = %.6f [MHz] \n", config.frequency * 1e-6);
+        printd("WARNING: No Frequency found: using old frequency = %.6f [MHz] \n", config->frequency * 1e-6);
         return scpi::executionError;
     }
-    readLevel(device);
+    readLevel(device, config);
     enableInternalSources(device);
-    config.frequencyRounded = pn_measure_roundFrequency(device);
-    detectMinimalBeatMeasurementSettings(device);
+    config->frequencyRounded = pn_measure_roundFrequency(device, config);
+    detectMinimalBeatMeasurementSettings(device, config);
     if (device_config_usesTVPNX_ALG_2A())
         tvstuff_delay_us(settle_us);
     return 0;
@@ -239,11 +234,11 @@ int pn_measure_execfrequencySearch(Device* device) {
         return measure_afterRun(device,
                                 [](Device* d, const Waiting&, bool) { return pn_measure_execfrequencySearch(d); });
     const OwnSampling sampling(device);
-    MeasConfig& config = *configPNPtr;
-    config.ateMode = 0;
-    config.autoFrequency = 1;
-    config.doFrequency = 1;
+    MeasConfig* config = configPNPtr;
+    config->ateMode = 0;
+    config->autoFrequency = 1;
+    config->doFrequency = 1;
     if (Device_getCounterTimeout(device) > commandedGateMax_s)
         Device_setCounterTimeout(device, commandedGateMax_s);
-    return pn_measure_frequencySearch(device);
+    return pn_measure_frequencySearch(device, config);
 }

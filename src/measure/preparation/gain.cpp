@@ -55,8 +55,7 @@ Preamplifier preamplifierFor(const LevelRow& row, double power, double inForce) 
     return Preamplifier::on;
 }
 
-void adjustPreamplifier(Device* device) {
-    const MeasConfig& config = *configPNPtr;
+void adjustPreamplifier(Device* device, const MeasConfig& config) {
     const Preamplifier wanted = preamplifierFor(levelsAt(config.frequency), config.power, meas_data.inputAttenuation);
     if (wanted != Preamplifier::keep)
         meas_data.inputAttenuation = wanted == Preamplifier::on ? preamplifierOn_dB : preamplifierOff_dB;
@@ -86,8 +85,7 @@ double autoAttenuationFor(double frequency, double power, double threshold, doub
     return inForce;
 }
 
-void adjustStepAttenuator(Device* device) {
-    const MeasConfig& config = *configPNPtr;
+void adjustStepAttenuator(Device* device, const MeasConfig& config) {
     const double threshold = Device_getDivThresFrequency(device) * 1e6;
     const double attenuation = config.autoAttenuation == 0 ? config.attenuation.get()
                                                            : autoAttenuationFor(config.frequency, config.power,
@@ -119,7 +117,7 @@ bool hasRoom(std::span<const uint16_t> record, int spanLimit) {
     return min >= sampleMin && max <= sampleMax && max - min <= spanLimit;
 }
 
-void scanGains(Device* device, const GainScan& scan) {
+void scanGains(Device* device, MeasConfig* config, const GainScan& scan) {
     for (int gain = scan.start; gain >= scan.lowest; gain -= scan.step) {
         Device_setLnaGain(device, gain);
         uint16_t* a = nullptr;
@@ -134,7 +132,7 @@ void scanGains(Device* device, const GainScan& scan) {
             break;
         }
     }
-    configPNPtr->ifGain = Device_getLnaGain(device);
+    config->ifGain = Device_getLnaGain(device);
 }
 
 // ---- beat -----------------------------------------------------------------------------------------------------------
@@ -154,8 +152,7 @@ uint32_t externalDivider(double frequency, double sensitivity, uint32_t otherwis
     return sensitivity < 300 ? 1024 : sensitivity < 10000 ? 128 : otherwise;
 }
 
-BeatCapture beatCaptureFor(Device* device, double sensitivity) {
-    const MeasConfig& config = *configPNPtr;
+BeatCapture beatCaptureFor(Device* device, const MeasConfig& config, double sensitivity) {
     const bool newBoard = usesPreamplifierBoard();
     BeatCapture capture{newBoard ? 0.0001 : 0.1 / sensitivity + 0.00004, newBoard ? 8U : 32U};
     if (!(config.frequency < highCarrier_Hz))
@@ -169,29 +166,28 @@ BeatCapture beatCaptureFor(Device* device, double sensitivity) {
 
 } // namespace
 
-void adjustInputAttenuation(Device* device) {
+void adjustInputAttenuation(Device* device, const MeasConfig* config) {
     if (usesPreamplifierBoard())
-        adjustPreamplifier(device);
+        adjustPreamplifier(device, *config);
     else
-        adjustStepAttenuator(device);
+        adjustStepAttenuator(device, *config);
 }
 
-void adjustGain(Device* device) {
-    if (config_doIFgain(device))
-        return scanGains(device, device_config_usesTVPNX_ALG_1C() ? scan1C : scanOthers);
-    const double stored = std::fmax(std::fmin(configPNPtr->ifGain, storedGainMax_dB), -storedGainMax_dB);
+void adjustGain(Device* device, MeasConfig* config) {
+    if (config_doIFgain(config))
+        return scanGains(device, config, device_config_usesTVPNX_ALG_1C() ? scan1C : scanOthers);
+    const double stored = std::fmax(std::fmin(config->ifGain, storedGainMax_dB), -storedGainMax_dB);
     Device_setLnaGain(device, static_cast<int>(stored));
 }
 
-void detectMinimalBeatMeasurementSettings(Device* device) {
-    const MeasConfig& config = *configPNPtr;
+void detectMinimalBeatMeasurementSettings(Device* device, const MeasConfig* config) {
     const double rate = Device_getBaseSampleFrequency(device);
     const double sensitivity =
-        config.reference == referenceExternal ? config.referenceSens.get() : Device_getFmSensitivity(device);
-    const BeatCapture capture = beatCaptureFor(device, sensitivity);
+        config->reference == referenceExternal ? config->referenceSens.get() : Device_getFmSensitivity(device);
+    const BeatCapture capture = beatCaptureFor(device, *config, sensitivity);
     // A sensitivity of 0 or below, as without a source, asks for the longest record.
     const double pairs = capture.duration > 0 ? capture.duration * rate / capture.divider : timeSamplesMax;
-    meas_data.beatChannels = config.measurementMethod == methodCrossCorrelation ? 2 : 1;
+    meas_data.beatChannels = config->measurementMethod == methodCrossCorrelation ? 2 : 1;
     meas_data.beatDivider = capture.divider;
     meas_data.beatSamples =
         std::bit_ceil(static_cast<uint32_t>(std::fmax(std::fmin(pairs, timeSamplesMax), timeSamplesMin)));

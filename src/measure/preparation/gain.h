@@ -3,16 +3,18 @@
 
 #include "device_table/device_fptrs.h"
 
-/// Fits the input path to `power` and `frequency` of the record in force: on analog boards 2A to 2D the preamplifier,
-/// with a hysteresis; on the older ones the step attenuator, with autoAttenuation off at `attenuation`. What is in
-/// force then stands in meas_data.inputAttenuation, dB.
-void adjustInputAttenuation(Device* device);
+struct MeasConfig;
+
+/// Fits the input path to `power` and `frequency` of `config`: on analog boards 2A to 2D the preamplifier, with a
+/// hysteresis; on the older ones the step attenuator, with autoAttenuation off at `attenuation`. What is in force then
+/// stands in meas_data.inputAttenuation, dB.
+void adjustInputAttenuation(Device* device, const MeasConfig* config);
 
 /// Picks the highest IF gain at which the locked signal leaves the ADC enough room, or the lowest there is. `ifGain` of
-/// the record in force becomes the gain in force; with the detect flag down it goes to the boards as it stands. A
-/// capture that fails leaves `ifGain` alone.
-void adjustGain(Device* device);
+/// `config` becomes the gain in force; with the detect flag down it goes to the boards as it stands. A capture that
+/// fails leaves `ifGain` alone.
+void adjustGain(Device* device, MeasConfig* config);
 
 /// Sets beatSamples (a power of two, 2 to timeSamplesMax), beatDivider and beatChannels for a beat on a source of the
 /// tuning sensitivity in use.
-void detectMinimalBeatMeasurementSettings(Device* device);
+void detectMinimalBeatMeasurementSettings(Device* device, const MeasConfig* config);

@@ -107,7 +107,7 @@ double meanSlope(const uint16_t* samples, uint32_t count, const ZeroCrossingList
 }
 
 /// One capture of the beat, and what it gives. False if there was none.
-bool measureOnce(Device* device) {
+bool measureOnce(Device* device, MeasConfig* config) {
     tvstuff_delay_us(settle_us);
     const uint32_t channels = meas_data.beatChannels;
     const uint32_t asked = std::min(meas_data.beatSamples.get(), kphiSamplesMax);
@@ -116,7 +116,7 @@ bool measureOnce(Device* device) {
     const uint32_t count = std::min(getTimeSamples(device, &a, &b, asked, meas_data.beatDivider, channels), asked);
     if (count == 0)
         return false;
-    if (configPNPtr->frequency < filterBelow_Hz)
+    if (config->frequency < filterBelow_Hz)
         for (uint16_t* record : {a, b})
             if (record != nullptr)
                 lowPass10Percent(record, static_cast<int32_t>(count));
@@ -127,16 +127,15 @@ bool measureOnce(Device* device) {
     arrayInit(&crossingsA.list, crossingsA.items);
     arrayInit(&crossingsB.list, crossingsB.items);
     getZeroCrossings(a, b, count, channels, &crossingsA.list, &crossingsB.list);
-    configPNPtr->kphiA = meanSlope(a, count, crossingsA.list);
-    configPNPtr->kphiB = meanSlope(b, count, crossingsB.list);
+    config->kphiA = meanSlope(a, count, crossingsA.list);
+    config->kphiB = meanSlope(b, count, crossingsB.list);
     return true;
 }
 
-void restartBeat(Device* device) {
-    const MeasConfig& config = *configPNPtr;
+void restartBeat(Device* device, const MeasConfig* config) {
     if (Device_getInternalReferenceSelection(device) != selection1GHz) {
-        moveSources(device, config.frequencyRounded, offsetBack);
-        moveSources(device, config.frequency - beatOffset_Hz, offsetUp);
+        moveSources(device, config->frequencyRounded, offsetBack);
+        moveSources(device, config->frequency - beatOffset_Hz, offsetUp);
     }
     tvstuff_delay_us(settle_us);
 }
@@ -193,22 +192,21 @@ int32_t getZeroCrossings(const uint16_t* bufferA, const uint16_t* bufferB, uint3
     return static_cast<int32_t>(both ? std::min(listA->count, listB->count) : listA->count);
 }
 
-void measureKphi(Device* device) {
+void measureKphi(Device* device, MeasConfig* config) {
     Device_setLnaGain(device, 0);
-    if (!config_doKphi(device)) {
+    if (!config_doKphi(config)) {
         printd("---> measureKphi: -> OMIT\n");
         return;
     }
-    const MeasConfig& config = *configPNPtr;
-    moveSources(device, config.frequency - beatOffset_Hz, offsetUp);
+    moveSources(device, config->frequency - beatOffset_Hz, offsetUp);
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        if (!measureOnce(device))
+        if (!measureOnce(device, config))
             return;
-        if (kphi_isGood(config.kphiA, config.kphiB, config.measurementMethod))
+        if (kphi_isGood(config->kphiA, config->kphiB, config->measurementMethod))
             break;
-        printd("   > error: Kphi: kphiA=%.3f [V]     kphiB=%.3f [V]\n", kphiVolts(config.kphiA),
-               kphiVolts(config.kphiB));
-        restartBeat(device);
+        printd("   > error: Kphi: kphiA=%.3f [V]     kphiB=%.3f [V]\n", kphiVolts(config->kphiA),
+               kphiVolts(config->kphiB));
+        restartBeat(device, config);
     }
-    moveSources(device, config.frequencyRounded, offsetBack);
+    moveSources(device, config->frequencyRounded, offsetBack);
 }

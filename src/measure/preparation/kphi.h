@@ -1,18 +1,20 @@
 #pragma once
 /// The phase detector constants: volts at the ADC per radian at the mixer, read off a beat as its slope where it
-/// crosses zero. Kept in ADC counts per radian (kphiA, kphiB of the record in force).
+/// crosses zero. Kept in ADC counts per radian (kphiA, kphiB of the set-up that it is given).
 
 #include "device_table/device_fptrs.h"
 
 #include <cstdint>
 #include <span>
 
+struct MeasConfig;
+
 /// The Kphi step of a run. Moves the sources 100 kHz off the DUT, captures the beat, up to three times, and puts them
 /// back on frequencyRounded. Fills kphiA and kphiB, 0 for a channel that gave none, and peakA and peakB.
 ///
 /// A capture that fails ends the step at once: the constants stay as they were and the sources stay off. Left out, but
 /// for the IF gain of 0, when the detect flag is down.
-void measureKphi(Device* device);
+void measureKphi(Device* device, MeasConfig* config);
 
 /// True if these constants can be measured with: A is there, and for a cross-correlation B too and within 1.5 of it.
 [[nodiscard]] bool kphi_isGood(double kphiA, double kphiB, uint32_t measurementMethod);

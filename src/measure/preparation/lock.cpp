@@ -40,6 +40,7 @@ constexpr double retryBandwidthMax = 4000; // Hz
 /// The working values of one FAST_lock.
 struct FastLock {
     Device* device;
+    MeasConfig* config;
     bool automatic;     // the instrument chooses the bandwidth
     bool reference1GHz; // whose loops need no help of a lower R1
     TuneBand band;
@@ -52,8 +53,7 @@ struct FastLock {
     [[nodiscard]] bool bothLocked() const { return channels.a.locked != 0 && channels.b.locked != 0; }
 };
 
-TuneBand bandOf(int selection) {
-    const MeasConfig* config = configPNPtr;
+TuneBand bandOf(const MeasConfig* config, int selection) {
     const double center = DELTAV + sourceCenter;
     if (selection == internalReference1GHz)
         return band1GHz;
@@ -62,13 +62,14 @@ TuneBand bandOf(int selection) {
     return {.center = center, .min = center - foundReach, .max = center + foundReach, .window = foundWindow};
 }
 
-FastLock begin(Device* device) {
+FastLock begin(Device* device, MeasConfig* config) {
     FastLock run{};
     const int selection = Device_getInternalReferenceSelection(device);
     run.device = device;
-    run.automatic = configPNPtr->autoLoopBW != 0;
+    run.config = config;
+    run.automatic = config->autoLoopBW != 0;
     run.reference1GHz = selection == internalReference1GHz;
-    run.band = bandOf(selection);
+    run.band = bandOf(config, selection);
     run.tuneStep = run.automatic ? automaticStep : userStep;
     run.maxPasses = run.automatic ? automaticPasses : userPasses;
     return run;
@@ -80,10 +81,10 @@ void setR1(const FastLock& run, const LockChannel& channel, bool locked) {
 
 /// Filters, helper voltages and helper resistances of an attempt. False without filters.
 bool designAttempt(FastLock* run, double wanted) {
-    const bool usable = calcLoopParams(run->device, wanted);
+    const bool usable = calcLoopParams(run->device, run->config, wanted);
     run->channels = lockChannels_ofDesign();
     run->wasLockedB = false;
-    const double reach = kphiVolts(configPNPtr->kphiA) * (run->reference1GHz ? helperReach1GHz : helperReach);
+    const double reach = kphiVolts(run->config->kphiA) * (run->reference1GHz ? helperReach1GHz : helperReach);
     run->helperLow = std::min(helperRest - reach, helperLowMost);
     run->helperHigh = std::max(helperRest + reach, helperHighLeast);
     for (LockChannel* channel : {&run->channels.a, &run->channels.b})
@@ -118,7 +119,7 @@ bool lockedAtOnce(FastLock* run) {
     LockChannels& channels = run->channels;
     if (nearCenter(channels.a, run->band) && nearCenter(channels.b, run->band))
         for (int check = 0; check < quickChecks; ++check) {
-            checkLockQUAD(run->device, &channels.a.locked, &channels.b.locked, 1, 0);
+            checkLockQUAD(run->device, run->config, &channels.a.locked, &channels.b.locked, 1, 0);
             if (!run->bothLocked())
                 break;
         }
@@ -158,7 +159,7 @@ void confirm(FastLock* run) {
     tvstuff_delay_us(stableRest_us);
     const int checks = run->automatic ? 1 : userChecks;
     for (int check = 0; check < checks && run->bothLocked(); ++check)
-        checkLockQUAD(run->device, &channels.a.locked, &channels.b.locked, 1, 0);
+        checkLockQUAD(run->device, run->config, &channels.a.locked, &channels.b.locked, 1, 0);
     if (run->automatic)
         return;
     const double tuneA = channels.a.tune, tuneB = channels.b.tune;
@@ -225,12 +226,12 @@ bool stillLocked(FastLock* run) {
 
 } // namespace
 
-void FAST_lock(Device* device) {
-    FastLock run = begin(device);
-    double wanted = run.automatic ? -1 : configPNPtr->loopBandwidth.get();
+void FAST_lock(Device* device, MeasConfig* config) {
+    FastLock run = begin(device, config);
+    double wanted = run.automatic ? -1 : config->loopBandwidth.get();
     bool locked = attempt(&run, wanted);
     if (!locked) {
-        wanted = retryFactor * (wanted < 0 ? configPNPtr->loopBandwidth.get() : wanted);
+        wanted = retryFactor * (wanted < 0 ? config->loopBandwidth.get() : wanted);
         if (wanted < retryBandwidthMax)
             locked = attempt(&run, wanted);
     }
@@ -243,9 +244,9 @@ void FAST_lock(Device* device) {
         printd("   > EXIT WITH NO LOCK\n");
 }
 
-void lock(Device* device) {
-    if (configPNPtr->pulseEnabled != 0)
-        return PULSE_lock(device);
-    configPNPtr->ateMode = 1;
-    FAST_lock(device);
+void lock(Device* device, MeasConfig* config) {
+    if (config->pulseEnabled != 0)
+        return PULSE_lock(device, config);
+    config->ateMode = 1;
+    FAST_lock(device, config);
 }

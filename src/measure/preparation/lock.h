@@ -12,15 +12,17 @@
 
 #include <cstdint>
 
+struct MeasConfig;
+
 /// The lock step of a run: PULSE_lock for a pulsed DUT, else FAST_lock with ateMode set. The caller clears
 /// meas_data.locked before.
-void lock(Device* device);
+void lock(Device* device, MeasConfig* config);
 
 /// Locks to a continuous DUT: two attempts at most, the second with 1.05 times the bandwidth of the first. Without a
 /// filter that fits both channels there is no lock.
-void FAST_lock(Device* device);
+void FAST_lock(Device* device, MeasConfig* config);
 /// Locks to a pulsed DUT: one attempt of 60 s at most, none without filters.
-void PULSE_lock(Device* device);
+void PULSE_lock(Device* device, MeasConfig* config);
 
 /// Captures the mixer outputs and sets each flag to whether its channel looks locked: over the record, less than a
 /// quarter of the half of its beat (peakA, peakB) peak to peak, or less than the half around the centre of the ADC. A
@@ -28,15 +30,16 @@ void PULSE_lock(Device* device);
 ///
 /// `precaptured` 1 captures with the settings of the last capture; 0 takes `samples` of each channel at the divider
 /// that fits autoLoopBW.
-void checkLockQUAD(Device* device, uint32_t* lockA, uint32_t* lockB, int precaptured, uint32_t samples);
+void checkLockQUAD(Device* device, const MeasConfig* config, uint32_t* lockA, uint32_t* lockB, int precaptured,
+                   uint32_t samples);
 /// The same for a pulsed DUT: clears the flag of a channel whose record is not around the centre. Does nothing if
 /// neither flag is set. The last two arguments are not used.
-void checkLockPULSE(Device* device, uint32_t* lockA, uint32_t* lockB, int dummy, int plot);
+void checkLockPULSE(Device* device, const MeasConfig* config, uint32_t* lockA, uint32_t* lockB, int dummy, int plot);
 
 /// A long look at the mixers of loops that lock() called locked: its own records are too short to see a slow slip.
 /// False when the phase of a channel goes round, or when no samples came. A stop of the run ends the look with true.
 /// Leaves the settings for a capture of the beat.
-[[nodiscard]] bool lock_holds(Device* device);
+[[nodiscard]] bool lock_holds(Device* device, const MeasConfig* config);
 
 /// Returns 1 as soon as a record of channel A lies within 0.64 V around the centre, 0 after ten that did not.
 [[nodiscard]] int waitUntilSteady(Device* device);

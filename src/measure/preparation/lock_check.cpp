@@ -96,8 +96,8 @@ void judge(const Records& records, uint32_t* lockA, uint32_t* lockB, const char*
     report(name, a, b);
 }
 
-void takeNoiseOut(const Records& records) {
-    if (configPNPtr->frequency >= filterBelow)
+void takeNoiseOut(const Records& records, double frequency) {
+    if (frequency >= filterBelow)
         return;
     const auto count = static_cast<int32_t>(std::min<uint32_t>(meas_data.beatSamples, records.count));
     for (uint16_t* samples : {records.a, records.b})
@@ -120,21 +120,20 @@ double shareOf(const uint16_t* samples, uint32_t count, double kphi) {
 }
 
 /// Effective value of the noisier channel over its detector constant; more than any sine without samples.
-double lookLong(Device* device, uint32_t divider) {
+double lookLong(Device* device, const MeasConfig& config, uint32_t divider) {
     Records records;
     records.count = getTimeSamples(device, &records.a, &records.b, longSamples, divider, meas_data.beatChannels);
     if (records.count == 0)
         return 1;
-    return std::max(shareOf(records.a, records.count, configPNPtr->kphiA),
-                    shareOf(records.b, records.count, configPNPtr->kphiB));
+    return std::max(shareOf(records.a, records.count, config.kphiA), shareOf(records.b, records.count, config.kphiB));
 }
 
-bool arrives(Device* device) {
+bool arrives(Device* device, const MeasConfig& config) {
     const double slower = slowLoop_rad_s / std::clamp(meas_data.loopWnA.get(), slowestLoop_rad_s, slowLoop_rad_s);
     const auto divider = static_cast<uint32_t>(longDivider * slower);
     const int looks = slower > 1 ? longLooksSlow : longLooks;
     for (int look = 0, holding = 0; look < looks && meas_data.stopRequested == 0; ++look) {
-        const double share = lookLong(device, divider);
+        const double share = lookLong(device, config, divider);
         holding = share < slippingShare ? holding + 1 : 0;
         // Later a slow slip, which is quiet twice a turn, would not be told from a loop that has arrived.
         const bool quietAtOnce = look == 0 && share < quietShare;
@@ -149,30 +148,31 @@ bool arrives(Device* device) {
 
 } // namespace
 
-bool lock_holds(Device* device) {
-    const bool holds = arrives(device);
+bool lock_holds(Device* device, const MeasConfig* config) {
+    const bool holds = arrives(device, *config);
     Device_setPhaseNoiseSamples(device, meas_data.beatSamples);
     Device_setPhaseNoiseDivider(device, meas_data.beatDivider);
     return holds;
 }
 
-void checkLockQUAD(Device* device, uint32_t* lockA, uint32_t* lockB, int precaptured, uint32_t samples) {
-    const uint32_t divider = configPNPtr->autoLoopBW != 0 ? automaticDivider : fixedDivider;
+void checkLockQUAD(Device* device, const MeasConfig* config, uint32_t* lockA, uint32_t* lockB, int precaptured,
+                   uint32_t samples) {
+    const uint32_t divider = config->autoLoopBW != 0 ? automaticDivider : fixedDivider;
     Records records;
     records.count = precaptured != 0
                         ? getTimeSamplesPREC(device, &records.a, &records.b, samples, divider, meas_data.beatChannels)
                         : getTimeSamples(device, &records.a, &records.b, samples, divider, bothChannels);
     *lockA = *lockB = 1;
-    takeNoiseOut(records);
+    takeNoiseOut(records, config->frequency);
     judge(records, lockA, lockB, "checkLockQUAD", looksLocked);
 }
 
-void checkLockPULSE(Device* device, uint32_t* lockA, uint32_t* lockB, int, int) {
+void checkLockPULSE(Device* device, const MeasConfig* config, uint32_t* lockA, uint32_t* lockB, int, int) {
     if (*lockA == 0 && *lockB == 0)
         return;
     Records records;
     records.count = getTimeSamples(device, &records.a, &records.b, pulseSamples, pulseDivider, bothChannels);
-    takeNoiseOut(records);
+    takeNoiseOut(records, config->frequency);
     judge(records, lockA, lockB, "checkLockPULSE", looksLockedPulsed);
 }
 

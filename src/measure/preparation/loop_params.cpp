@@ -73,9 +73,9 @@ const Capacitors& capacitorsOfBoard() {
     return device_config_usesTVPNX_ALG_1Cf() ? capacitors1Cf : capacitors;
 }
 
-BothChannels tuningSensitivities(Device* device) {
-    if (configPNPtr->reference == referenceExternal)
-        return {configPNPtr->refSensA, configPNPtr->refSensB};
+BothChannels tuningSensitivities(Device* device, const MeasConfig& config) {
+    if (config.reference == referenceExternal)
+        return {config.refSensA, config.refSensB};
     BothChannels sensitivity{};
     Device_selectPhaseNoiseAlgBoardA(device);
     sensitivity.a = Device_getFmSensitivity(device);
@@ -100,7 +100,7 @@ double takeVolts(Shared<double>* kphi, GivenVolts* given) {
 
 BothChannels detectorVolts(MeasConfig* config) {
     BothChannels volts{};
-    if (configPNPtr->pulseEnabled != 0)
+    if (config->pulseEnabled != 0)
         volts = {takeVolts(&config->kphiA, &givenA), takeVolts(&config->kphiB, &givenB)};
     else
         volts = {kphiVolts(config->kphiA), kphiVolts(config->kphiB)};
@@ -116,14 +116,14 @@ double bandwidthByFrequency(double frequency) {
     return bandwidthBelow;
 }
 
-Target chooseTarget(Device* device, double wantedBandwidth, double sensitivityA) {
+Target chooseTarget(Device* device, const MeasConfig& config, double wantedBandwidth, double sensitivityA) {
     const bool wanted = wantedBandwidth > 0;
-    if (configPNPtr->pulseEnabled != 0)
+    if (config.pulseEnabled != 0)
         return {wanted ? wantedBandwidth : std::sqrt(std::max(sensitivityA, 0.0) * shortCircle / pulsedDivider),
                 pulsedZeta, "PULSED"};
     if (wanted)
         return {wantedBandwidth, usualZeta, "USER SET"};
-    const double byFrequency = bandwidthByFrequency(configPNPtr->frequency);
+    const double byFrequency = bandwidthByFrequency(config.frequency);
     switch (Device_getInternalReferenceSelection(device)) {
     case internalReference10MHz: return {lowNoiseBandwidth, lowNoiseZeta, "LN MODE"};
     case internalReference1GHz: return {highSensitivityFactor * byFrequency, usualZeta, "HIGH SENS"};
@@ -206,9 +206,8 @@ double designChannel(const FilterFields& fields, const Target& target, double ba
 
 } // namespace
 
-bool calcLoopParams(Device* device, double wantedBandwidth) {
-    MeasConfig* config = configPNPtr;
-    const BothChannels sensitivity = tuningSensitivities(device);
+bool calcLoopParams(Device* device, MeasConfig* config, double wantedBandwidth) {
+    const BothChannels sensitivity = tuningSensitivities(device, *config);
     const BothChannels volts = detectorVolts(config);
 
     if (device_config_usesTVPNX_ALG_2A() && config->autoLoopBW != 0 && config->reference == referenceNormal &&
@@ -217,7 +216,7 @@ bool calcLoopParams(Device* device, double wantedBandwidth) {
         return true;
     }
 
-    const Target target = chooseTarget(device, wantedBandwidth, sensitivity.a);
+    const Target target = chooseTarget(device, *config, wantedBandwidth, sensitivity.a);
     double bandwidth = target.bandwidth;
     const double reachedA = designChannel(filterA, target, bandwidth, sensitivity.a, volts.a);
     if (reachedA > 0) {

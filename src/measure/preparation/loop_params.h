@@ -7,6 +7,8 @@
 
 #include "device_table/device_fptrs.h"
 
+struct MeasConfig;
+
 /// What Device_getInternalReferenceSelection answers.
 enum InternalReference : int {
     internalReference10MHz = 0,
@@ -19,13 +21,13 @@ enum InternalReference : int {
 /// chooses. The largest capacitor that fits is taken. A bandwidth that no filter gives is raised, never lowered.
 ///
 /// The filters, and what they give, stand in loopR1A to loopZetaB of meas_data; the bandwidth of channel A, unless the
-/// user has set one, in loopBandwidth of the record in force. A channel for which nothing fits keeps its filter;
-/// loopWnA to loopZetaB then tell what that gives now, as far as the gain is known, so that the trace is corrected for
-/// the loop that there is.
+/// user has set one, in loopBandwidth of `config`. A channel for which nothing fits keeps its filter; loopWnA to
+/// loopZetaB then tell what that gives now, as far as the gain is known, so that the trace is corrected for the loop
+/// that there is.
 ///
 /// Returns false if a loop with the filter that its channel keeps would be damped too little to correct the trace for.
 ///
 /// A measurement with one channel has no detector constant of B: B gets its filter by the constant of A. With a pulsed
 /// DUT kphiA and kphiB are the user's volts; the design leaves them as counts, and finds the volts again in them when
 /// it is repeated.
-bool calcLoopParams(Device* device, double wantedBandwidth);
+bool calcLoopParams(Device* device, MeasConfig* config, double wantedBandwidth);

@@ -32,6 +32,7 @@ constexpr int32_t checksPassed = 9; // and more
 
 struct PulseLock {
     Device* device;
+    MeasConfig* config;
     TuneBand band;
     LockChannels channels;
     int32_t passedA, passedB; // checks in a row
@@ -102,7 +103,7 @@ void count(PulseLock* run, LockChannel* channel, int32_t* passed) {
 void confirm(PulseLock* run) {
     LockChannels& channels = run->channels;
     tvstuff_delay_us(rest_us);
-    checkLockPULSE(run->device, &channels.a.locked, &channels.b.locked, 0, 0);
+    checkLockPULSE(run->device, run->config, &channels.a.locked, &channels.b.locked, 0, 0);
     count(run, &channels.a, &run->passedA);
     count(run, &channels.b, &run->passedB);
 }
@@ -149,12 +150,13 @@ bool attempt(PulseLock* run, uint64_t begin_us) {
 
 } // namespace
 
-void PULSE_lock(Device* device) {
+void PULSE_lock(Device* device, MeasConfig* config) {
     const uint64_t begin_us = tv_abstime_us();
     PulseLock run{};
     run.device = device;
+    run.config = config;
     run.band = bandOf(device);
-    calcLoopParams(device, configPNPtr->autoLoopBW != 0 ? -1 : configPNPtr->loopBandwidth.get());
+    calcLoopParams(device, config, config->autoLoopBW != 0 ? -1 : config->loopBandwidth.get());
     run.channels = lockChannels_ofDesign();
     meas_data.locked = run.channels.haveFilters() && attempt(&run, begin_us);
     if (meas_data.locked != 0)

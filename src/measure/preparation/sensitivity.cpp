@@ -18,28 +18,28 @@ struct Beats {
     double a, b; // Hz
 };
 
-Beats measureBeats(Device* device) {
+Beats measureBeats(Device* device, const MeasConfig* config) {
     Beats beats{};
-    checkBeat(device, &beats.a, &beats.b, 1, 1);
+    checkBeat(device, config, &beats.a, &beats.b, 1, 1);
     return beats;
 }
 
-Beats tuneAndMeasure(Device* device, double voltsA, double voltsB) {
+Beats tuneAndMeasure(Device* device, const MeasConfig* config, double voltsA, double voltsB) {
     Device_selectPhaseNoiseAlgBoardB(device);
     Device_setTuneOutputVoltage(device, voltsB);
     Device_selectPhaseNoiseAlgBoardA(device);
     Device_setTuneOutputVoltage(device, voltsA);
-    return measureBeats(device);
+    return measureBeats(device, config);
 }
 
-Beats openAndMeasure(Device* device) {
+Beats openAndMeasure(Device* device, const MeasConfig* config) {
     Device_selectPhaseNoiseAlgBoardB(device);
     Device_selectPnLoopMode(device, loopOpen);
     Device_setTuneOutputVoltage(device, 0);
     Device_selectPhaseNoiseAlgBoardA(device);
     Device_selectPnLoopMode(device, loopOpen);
     Device_setTuneOutputVoltage(device, 0);
-    return measureBeats(device);
+    return measureBeats(device, config);
 }
 
 double slope(double top, double bottom, double volts) {
@@ -60,11 +60,11 @@ int pn_measure_measureSensitivity(Device* device) {
     const OwnSampling sampling(device);
 
     const double topA = config->referenceVoltage1, topB = config->referenceVoltage2;
-    detectMinimalBeatMeasurementSettings(device);
-    const Beats bottom = openAndMeasure(device);
-    tuneAndMeasure(device, settleStep, settleStep);
-    tuneAndMeasure(device, topA - settleStep, topB - settleStep);
-    const Beats top = tuneAndMeasure(device, topA, topB);
+    detectMinimalBeatMeasurementSettings(device, config);
+    const Beats bottom = openAndMeasure(device, config);
+    tuneAndMeasure(device, config, settleStep, settleStep);
+    tuneAndMeasure(device, config, topA - settleStep, topB - settleStep);
+    const Beats top = tuneAndMeasure(device, config, topA, topB);
     config->refSensA = slope(top.a, bottom.a, topA);
     if (config->measurementMethod == methodCrossCorrelation)
         config->refSensB = slope(top.b, bottom.b, topB);

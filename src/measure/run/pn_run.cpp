@@ -62,8 +62,7 @@ void clearResults(Device* device) {
     clearTestSet(device);
 }
 
-void reportSettings() {
-    const MeasConfig* config = configPNPtr;
+void reportSettings(const MeasConfig* config) {
     printd("---> pnMeasureFull: fO=%.2f-%.0f Hz  iterations=%d  correlations=%d  ppd=%d  method=%u  reference=%u\n",
            config->offsetMin.get(), config->offsetMax.get(), config->iterations.get(), config->correlations.get(),
            config->pointsPerDecade.get(), config->measurementMethod.get(), config->reference.get());
@@ -86,7 +85,7 @@ void shortenCounterGate(Device* device, const MeasConfig& config) {
 int32_t findFrequency(Device* device, MeasConfig* config) {
     config->firstSearch = 1;
     shortenCounterGate(device, *config);
-    for (int attempt = 0; pn_measure_frequencySearch(device) == scpi::executionError;) {
+    for (int attempt = 0; pn_measure_frequencySearch(device, config) == scpi::executionError;) {
         config->doFrequency = 1;
         if (++attempt == searchAttempts)
             return scpi::noSignalDetected;
@@ -96,7 +95,7 @@ int32_t findFrequency(Device* device, MeasConfig* config) {
         config->doFrequency = 1;
         return scpi::noSignalDetected;
     }
-    pn_measure_readPower(device, Device_quicklyGetPower);
+    pn_measure_readPower(device, config, Device_quicklyGetPower);
     return 0;
 }
 
@@ -110,24 +109,24 @@ void setSources(Device* device, double frequency) {
 }
 
 int32_t findConstants(Device* device, MeasConfig* config) {
-    measureKphi(device);
+    measureKphi(device, config);
     if (constantsGood(*config))
         return 0;
     config->doKphi = 1;
     setSources(device, config->frequencyRounded + frequencyJump_Hz);
     setSources(device, config->frequencyRounded);
-    measureKphi(device);
+    measureKphi(device, config);
     if (constantsGood(*config))
         return 0;
     config->doKphi = 1;
     return scpi::noValidBeatDetected;
 }
 
-int32_t closeLoops(Device* device, int attempts, PhaseClock* clock) {
+int32_t closeLoops(Device* device, MeasConfig* config, int attempts, PhaseClock* clock) {
     meas_data.locked = 0;
     for (int attempt = 0; attempt < attempts && meas_data.locked == 0; ++attempt) {
-        lock(device);
-        if (meas_data.locked != 0 && configPNPtr->pulseEnabled == 0 && !lock_holds(device))
+        lock(device, config);
+        if (meas_data.locked != 0 && config->pulseEnabled == 0 && !lock_holds(device, config))
             meas_data.locked = 0;
     }
     if (meas_data.locked == 0)
@@ -141,7 +140,7 @@ bool needsSteadiness() {
 }
 
 int32_t fitGain(Device* device, MeasConfig* config) {
-    adjustGain(device);
+    adjustGain(device, config);
     if (needsSteadiness() && waitUntilSteady(device) == 0)
         return scpi::lockFailed;
     if (config->ifGain < 0) {
@@ -152,8 +151,7 @@ int32_t fitGain(Device* device, MeasConfig* config) {
 }
 
 /// Everything before the captures, for a continuous DUT.
-int32_t prepare(Device* device, PhaseClock* clock) {
-    MeasConfig* config = configPNPtr;
+int32_t prepare(Device* device, MeasConfig* config, PhaseClock* clock) {
     if (const int32_t failure = findFrequency(device, config); failure != 0)
         return failure;
     runSettings_publish();
@@ -162,7 +160,7 @@ int32_t prepare(Device* device, PhaseClock* clock) {
         return failure;
     runSettings_publish();
     clock->stop("kphi", &meas_data.tKphi);
-    if (const int32_t failure = closeLoops(device, lockAttempts, clock); failure != 0)
+    if (const int32_t failure = closeLoops(device, config, lockAttempts, clock); failure != 0)
         return failure;
     if (const int32_t failure = fitGain(device, config); failure != 0)
         return failure;
@@ -174,17 +172,18 @@ int32_t prepare(Device* device, PhaseClock* clock) {
 } // namespace
 
 int32_t pnMeasureFull(Device* device) {
+    MeasConfig* const config = configPNPtr;
     const timeval begin = measure_now();
     PhaseClock clock;
     const OwnSampling sampling(device);
     clearResults(device);
     // A lock is all that a pulsed DUT gets: there is no beat to search or measure, and nothing to correlate.
-    if (configPNPtr->pulseEnabled != 0)
-        return endWith(closeLoops(device, 1, &clock));
-    reportSettings();
-    if (configPNPtr->freqInit != 0)
+    if (config->pulseEnabled != 0)
+        return endWith(closeLoops(device, config, 1, &clock));
+    reportSettings(config);
+    if (config->freqInit != 0)
         waitForSources();
-    if (const int32_t failure = prepare(device, &clock); failure != 0)
+    if (const int32_t failure = prepare(device, config, &clock); failure != 0)
         return endWith(failure);
     measurePhaseNoise(device);
     clock.stop("measurement", &meas_data.tMeas);

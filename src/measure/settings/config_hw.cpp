@@ -122,7 +122,7 @@ int configHW_setSpotFrequency(Device* device, double spotFrequency) {
 int configHW_setFrequency(Device* device) {
     const int enabled = Device_isRfEnabled(device) != 0 ? 0 : Device_enableRf(device);
     if (configPNPtr->frequency > 0)
-        pn_measure_roundFrequency(device);
+        pn_measure_roundFrequency(device, configPNPtr);
     return enabled;
 }
 

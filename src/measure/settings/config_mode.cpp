@@ -215,22 +215,18 @@ int configVCO_resetDetectFlags(Device*) {
     return 0;
 }
 
-bool config_doFrequency(Device*) {
-    MeasConfig* config = configPNPtr;
+bool config_doFrequency(MeasConfig* config) {
     return useUp(&config->doFrequency, config->redoFrequency);
 }
 
-bool config_doAttenuation(Device*) {
-    MeasConfig* config = configPNPtr;
+bool config_doAttenuation(MeasConfig* config) {
     return useUp(&config->doAttenuation, config->redoAttenuation);
 }
 
-bool config_doKphi(Device*) {
-    MeasConfig* config = configPNPtr;
+bool config_doKphi(MeasConfig* config) {
     return useUp(&config->doKphi, config->redoKphi);
 }
 
-bool config_doIFgain(Device*) {
-    MeasConfig* config = configPNPtr;
+bool config_doIFgain(MeasConfig* config) {
     return useUp(&config->doIFgain, config->redoIFgain);
 }

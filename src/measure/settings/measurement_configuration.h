@@ -187,10 +187,10 @@ int configPN_resetDetectFlags(Device* device);
 int configVCO_resetDetectFlags(Device* device);
 
 /// Tells whether the run shall do the step, and uses up the flag: "always" keeps it, anything else clears it.
-[[nodiscard]] bool config_doFrequency(Device* device);
-[[nodiscard]] bool config_doAttenuation(Device* device);
-[[nodiscard]] bool config_doKphi(Device* device);
-[[nodiscard]] bool config_doIFgain(Device* device);
+[[nodiscard]] bool config_doFrequency(MeasConfig* config);
+[[nodiscard]] bool config_doAttenuation(MeasConfig* config);
+[[nodiscard]] bool config_doKphi(MeasConfig* config);
+[[nodiscard]] bool config_doIFgain(MeasConfig* config);
 
 // Hardware side of the settings, on both boards and for the record in force. Each returns 0 or the first failure.
 
