@@ -26,6 +26,7 @@ TEST(AlgStart, SendsTheStartValuesOfEachRevision) {
                                         connect);
     EXPECT_EQ(threshold_freq_high, 13100U);
     EXPECT_EQ(AlgRig(v2C).board.thresholdHigh, hz(9'900'020'000));
+    EXPECT_EQ(AlgRig(v2C).board.counter, 64U);
     AlgRig unknown(v1B);
     TVPNX_ALG_init(&unknown.board, 0, 6);
     EXPECT_EQ(unknown.taken(), first) << "a code that no revision has";

@@ -203,6 +203,10 @@ TEST(AlgPlan, AReferencePlansTheFrequencyAnew) {
         EXPECT_EQ(rig.board.mixerFrequency, f) << version;
         EXPECT_TRUE(rig.line(44));
         TVPNX_ALG_setRefInternal(&rig.board);
+        TVPNX_ALG_setRefTuneLoadExt(&rig.board);
+        EXPECT_TRUE(rig.board.tuneLoadExternal);
+        TVPNX_ALG_setRefTuneLoadIntExt(&rig.board);
+        EXPECT_FALSE(rig.board.tuneLoadExternal) << "both count as the internal load";
         EXPECT_TRUE(rig.line(0)) << version;
         EXPECT_TRUE(rig.line(43));
         TVPNX_ALG_setRefExternalAttAMP(&rig.board);
@@ -234,16 +238,18 @@ TEST(AlgPlan, RequestsOfGainAreTakenToGainsThatTheBoardHas) {
     struct Gain {
         Version version;
         int32_t request;
-        int gain; // -224: refused
+        int gain;            // -224: refused
+        unsigned amplifiers; // bit 0 the first, bit 1 the second
         uint32_t filter;
     };
     const Gain rows[] = {
-        {v1B, -1, 0, 1},    {v1B, 5, 26, 4},         {v1B, 38, 26, 4}, {v1B, 39, 52, 4},   {v1B, 69, 52, 4},
-        {v1B, 70, -224, 4}, {v1C, 4, 0, 1},          {v1C, 5, 20, 1},  {v1C, 23, 20, 1},   {v1C, 24, 26, 4},
-        {v1C, 29, 26, 4},   {v1C, 30, 46, 4},        {v1C, 69, 46, 4}, {v1C, 70, -224, 4}, {v2A, 5, 0, 1},
-        {v2A, 6, 12, 1},    {v2A, 15, 12, 1},        {v2B, 16, 20, 4}, {v2B, 25, 20, 4},   {v2B, 26, 32, 4},
-        {v2C, 37, 32, 4},   {v2C, 38, 44, 4},        {v2C, 49, 44, 4}, {v2C, 50, 56, 4},   {v2D, 5, 0, 2},
-        {v2D, 6, 12, 1},    {v2D, INT32_MAX, 56, 4},
+        {v1B, -1, 0, 2, 1},  {v1B, 5, 26, 2, 4},    {v1B, 38, 26, 2, 4},        {v1B, 39, 52, 3, 4},
+        {v1B, 69, 52, 3, 4}, {v1B, 70, -224, 0, 0}, {v1C, 4, 0, 2, 1},          {v1C, 5, 20, 3, 1},
+        {v1C, 23, 20, 3, 1}, {v1C, 24, 26, 2, 4},   {v1C, 29, 26, 2, 4},        {v1C, 30, 46, 3, 4},
+        {v1C, 69, 46, 3, 4}, {v1C, 70, -224, 0, 0}, {v2A, 5, 0, 0, 1},          {v2A, 6, 12, 2, 1},
+        {v2A, 15, 12, 2, 1}, {v2B, 16, 20, 0, 4},   {v2B, 25, 20, 0, 4},        {v2B, 26, 32, 2, 4},
+        {v2C, 37, 32, 2, 4}, {v2C, 38, 44, 1, 4},   {v2C, 49, 44, 1, 4},        {v2C, 50, 56, 3, 4},
+        {v2D, 5, 0, 0, 2},   {v2D, 6, 12, 2, 1},    {v2D, INT32_MAX, 56, 3, 4},
     };
     for (const Gain& row : rows) {
         SCOPED_TRACE(testing::Message() << "version " << row.version << ", request " << row.request);
@@ -251,8 +257,15 @@ TEST(AlgPlan, RequestsOfGainAreTakenToGainsThatTheBoardHas) {
         rig.board.mixerFrequency = hz(100'000'000);
         EXPECT_EQ(TVPNX_ALG_setIFGain(&rig.board, 40), 0);
         const uint32_t before = TVPNX_ALG_getIFGain(&rig.board);
-        EXPECT_EQ(TVPNX_ALG_setIFGain(&rig.board, row.request), row.gain < 0 ? row.gain : 0);
-        EXPECT_EQ(TVPNX_ALG_getIFGain(&rig.board), row.gain < 0 ? before : static_cast<uint32_t>(row.gain));
+        const int result = TVPNX_ALG_setIFGain(&rig.board, row.request);
+        if (row.gain < 0) {
+            EXPECT_EQ(result, row.gain);
+            EXPECT_EQ(TVPNX_ALG_getIFGain(&rig.board), before);
+            continue;
+        }
+        EXPECT_EQ(result, 0);
+        EXPECT_EQ(TVPNX_ALG_getIFGain(&rig.board), static_cast<uint32_t>(row.gain));
+        EXPECT_EQ(rig.line(rig.first ? 30 : 16) + 2U * rig.line(rig.first ? 31 : 18), row.amplifiers);
         EXPECT_EQ(selectedPath, row.filter);
     }
 }
