@@ -42,7 +42,7 @@ TEST(AlgAdc, ReadingsWaitForTheirLines) {
         };
         uint32_t word = 0;
         EXPECT_NEAR(waited_us(&rig, [&] { EXPECT_EQ(TVPNX_ALG_getDutPowerAdcValue(&rig.board, &word), 0); }),
-                    row.wait_us, 1);
+                    row.wait_us, 0.5);
         EXPECT_EQ(seen, row.seen);
         EXPECT_EQ(rig.lines() & row.mask, row.after);
         EXPECT_EQ(readings, row.version == v2D ? 20 : 2);
@@ -62,14 +62,14 @@ TEST(AlgAdc, TuneAndReferenceReadings) {
     AlgRig rig(v2A);
     rig.tuneSource = [&] { return (rig.line(47) ? 3000 : 20) * reading_V; };
     rig.powerSource = [&] { return (rig.line(36) && !rig.line(34) ? 700 : 1) * reading_V; };
-    EXPECT_NEAR(waited_us(&rig, [&] { EXPECT_EQ(TVPNX_ALG_getTuneAdcValue(&rig.board), 3000); }), 10'000, 1);
-    EXPECT_NEAR(waited_us(&rig, [&] { EXPECT_EQ(TVPNX_ALG_getOffsetAdcValue(&rig.board), 20); }), 10'000, 1);
+    EXPECT_NEAR(waited_us(&rig, [&] { EXPECT_EQ(TVPNX_ALG_getTuneAdcValue(&rig.board), 3000); }), 10'000, 0.5);
+    EXPECT_NEAR(waited_us(&rig, [&] { EXPECT_EQ(TVPNX_ALG_getOffsetAdcValue(&rig.board), 20); }), 10'000, 0.5);
     uint32_t word = 0;
-    EXPECT_NEAR(waited_us(&rig, [&] { EXPECT_EQ(TVPNX_ALG_getRefPowerAdcValue(&rig.board, &word), 0); }), 15'000, 1);
+    EXPECT_NEAR(waited_us(&rig, [&] { EXPECT_EQ(TVPNX_ALG_getRefPowerAdcValue(&rig.board, &word), 0); }), 15'000, 0.5);
     EXPECT_EQ(word, 700U);
     AlgRig later(v2B, 1);
     later.tune_V = 4000 * reading_V;
-    EXPECT_NEAR(waited_us(&later, [&] { EXPECT_EQ(TVPNX_ALG_getTuneAdcValue(&later.board), 4000); }), 0, 1);
+    EXPECT_NEAR(waited_us(&later, [&] { EXPECT_EQ(TVPNX_ALG_getTuneAdcValue(&later.board), 4000); }), 0, 0.5);
 }
 
 TEST(AlgPulse, TheDetectorGetsTheLevelOfItsBand) {

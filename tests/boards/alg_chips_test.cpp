@@ -34,7 +34,7 @@ TEST(AlgStart, SendsTheStartValuesOfEachRevision) {
 
 TEST(AlgStart, TheWideTuneOutputSettlesAtZeroBeforeItIsCutOff) {
     AlgRig rig(v2D);
-    EXPECT_NEAR(waited_us(&rig, [&] { TVPNX_ALG_init(&rig.board, 0, v2D); }), 10'000, 1);
+    EXPECT_NEAR(waited_us(&rig, [&] { TVPNX_ALG_init(&rig.board, 0, v2D); }), 10'000, 0.5);
     EXPECT_EQ(rig.wideDac.output(), vi::Ad5760Model::Output::driven);
     EXPECT_NEAR(rig.wideDac.ratio() * 26.25 - 5.25, 0, 0.001);
     EXPECT_EQ(TVPNX_ALG_isDutTuneVoltageEnabled(&rig.board), 0);
