@@ -99,6 +99,15 @@ TEST_F(WaitTest, APreliminaryResultComesAfterTheNextPassOfTheFirstIterationAndAt
     EXPECT_EQ(progress(), std::pair(2, 1000));
 }
 
+TEST_F(WaitTest, AStoppedRunEndsWellWhateverItsStepFailedIn) {
+    fake->onSearch = [] {
+        measure_stopMeasurement(device);
+        fake->carrier_Hz = NAN;
+    };
+    EXPECT_EQ(runOnce(), 0);
+    EXPECT_TRUE(trace().empty());
+}
+
 TEST_F(WaitTest, ACountIsServedAtTheEndOfThatIteration) {
     configPN_setIterations(device, 5);
     Waiter waiter;

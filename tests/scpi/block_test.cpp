@@ -1,8 +1,10 @@
 #include "engine_fixture.h"
 
 #include <cstring>
+#include <fstream>
 
 using namespace engine;
+using namespace std::string_literals;
 
 namespace {
 
@@ -68,6 +70,18 @@ TEST_F(BlockTest, ASourceThatFailsOrRunsDryIsFilledWithZeros) {
     }
     scpi_exec_startBdSend_file(&link_, "/nonexistent", end, &ended_);
     EXPECT_EQ(sent(size), word(0) + word(0));
+}
+
+TEST_F(BlockTest, AFileLeavesWhole) {
+    const char* path = "/tmp/engine-test-sent";
+    const std::string data = "AB\0CD\r\n"s + std::string(300, 'e');
+    std::ofstream(path, std::ios::binary) << data;
+    for (const int room : {1, 7, int{size}}) {
+        scpi_exec_startBdSend_file(&link_, path, end, &ended_);
+        EXPECT_EQ(sent(room), word(0) + word(static_cast<uint32_t>(data.size())) + data) << room;
+        EXPECT_EQ(std::exchange(ended_, 0), 1);
+    }
+    remove(path);
 }
 
 TEST_F(BlockTest, ABinaryReceptionTakesItsFramingFromAnyPieces) {

@@ -16,6 +16,11 @@ std::string settings(int number) {
     return "/tolvane/cust/sav" + std::to_string(number);
 }
 
+auto openFiles() {
+    const std::filesystem::directory_iterator files("/proc/self/fd");
+    return std::distance(begin(files), end(files));
+}
+
 class SettingsStore : public Engine {
 protected:
     SettingsStore() {
@@ -33,11 +38,13 @@ protected:
 TEST_F(SettingsStore, ARecallRunsTheFilesLinesAndDropsTheirErrors) {
     std::ofstream(settings(7)) << ":SENS:PN:AVER 4\nSENS:NONSENSE\n\nOUTP3 ON\nBLOC?\n"
                                << std::string(70, ' ') << "SENS:PN:CORR 8\nSENS:PN:AVER 9"; // too long; no newline
+    const auto before = openFiles();
     EXPECT_EQ(scpi_recallDeviceSettings(&link_, 7), 0);
     EXPECT_EQ(commands(), (Texts{"aver(4)", "outp(ON)3", "corr(8)"}));
     EXPECT_EQ(errors(), Codes{});
     EXPECT_FALSE(scpi_exec_sendingBlockData(&link_file));
     EXPECT_EQ(scpi_recallDeviceSettings(&link_, 8), 0); // no such file
+    EXPECT_EQ(openFiles(), before);
 }
 
 TEST_F(SettingsStore, AListThatACommandFileCutsOffTakesNoLineOfARecall) {

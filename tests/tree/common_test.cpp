@@ -1,5 +1,6 @@
 /// Common commands, STATus, UNIT and the older forms.
 
+#include "core/tv_event.h"
 #include "fake_instrument.h"
 #include "identity/device_config.h"
 #include "scpi/tree/common.h"
@@ -19,6 +20,21 @@ TEST_F(Common, IdentityIsMakerModelNumberAndVersion) {
     device_config_fwStatus = 0;
     device_config_modelNameExt[0] = 0;
     converse({{"*IDN?;*OPT?", "Tolvane AG,TVPNX,523-456789012-0007,0.4.92;\"0\"\n"}, {"*IDN? 5", "", {-108}}});
+}
+
+TEST_F(Common, AnIdentityAskedForIsNoActivityOfItsLink) {
+    tv_event_setVxiLinks(&link_, nullptr);
+    global_activeLinks = 0;
+    tell("*IDN?");
+    EXPECT_EQ(global_activeLinks, 0u);
+    for (const char* active : {"*IDN? 5", "*OPT?"}) {
+        tell(active);
+        EXPECT_NE(global_activeLinks, 0u) << active;
+        for (int ticks = 0; ticks < 10; ++ticks)
+            tv_event_indicateLinkActivity(nullptr);
+        EXPECT_EQ(global_activeLinks, 0u);
+    }
+    tv_event_setVxiLinks(nullptr, nullptr);
 }
 
 TEST_F(Common, CommandsOfTheStandardKeepTheirRegisters) {
@@ -43,7 +59,12 @@ TEST_F(Common, StoredSettingsHaveTheirNumberInTheHeader) {
     scpi::recall_resetBus = nullptr;
     EXPECT_EQ(notes, (Notes{"bus reset", "Device_reset()", "Device_enableRf()",
                             "Automeasure_configPN_setIterations(400)", "bus reset", "Device_reset()"}));
-    refuses({{"*RCL1000", -113}, {"*RCL", -113}, {"*RCL 12", -113}, {"*RCL12 1", -108}, {"*SDS1000", -113}});
+    refuses({{"*RCL1000", -113},
+             {"*RCL", -113},
+             {"*RCL 12", -113},
+             {"*RCL12 1", -108},
+             {"*SDS1000", -113},
+             {"*SDS", -113}});
     refuses({{"*SAV1000", -113}, {"*SAV 5", -113}, {"*SAV5", -113}}); // the device has no list of settings
     converse({{"*SDS12", ""}});
     EXPECT_FALSE(std::ifstream(path).good());

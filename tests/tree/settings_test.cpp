@@ -179,7 +179,8 @@ TEST_F(Settings, WordsAreSetAndAnsweredBothWays) {
     }
     fill.clear(Device_isTriggerSourceImmediate);
     fill.clear(Device_isTriggerSourceExternal);
-    refuses({{"TRIG:SOUR?", -113}});
+    fill.clear(Device_setTriggerSourceExternal);
+    refuses({{"TRIG:SOUR?", -113}, {"TRIG:SOUR EXT", -113}});
 }
 
 TEST_F(Settings, SeveralNumbersAreTakenAtOnce) {
