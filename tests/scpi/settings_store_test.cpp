@@ -47,6 +47,13 @@ TEST_F(SettingsStore, ARecallRunsTheFilesLinesAndDropsTheirErrors) {
     EXPECT_EQ(openFiles(), before);
 }
 
+TEST_F(SettingsStore, NumbersHaveThreeDigits) {
+    fill(Device_getStoredScpiParameters, [](Device*) { return "OUTP2\n"; });
+    for (const auto operation : {scpi_storeDeviceSettings, scpi_recallDeviceSettings, scpi_deleteDeviceSettings})
+        for (const auto& [number, result] : {std::pair{-1, undefinedHeader}, {0, 0}, {999, 0}, {1000, undefinedHeader}})
+            EXPECT_EQ(operation(&link_, number), result) << number;
+}
+
 TEST_F(SettingsStore, AListThatACommandFileCutsOffTakesNoLineOfARecall) {
     std::ofstream(settings(0)) << "LIST 1,2," << std::string(300, '3');
     scpi_execute_commandFile(&link_file, settings(0).c_str());

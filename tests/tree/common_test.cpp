@@ -59,12 +59,7 @@ TEST_F(Common, StoredSettingsHaveTheirNumberInTheHeader) {
     scpi::recall_resetBus = nullptr;
     EXPECT_EQ(notes, (Notes{"bus reset", "Device_reset()", "Device_enableRf()",
                             "Automeasure_configPN_setIterations(400)", "bus reset", "Device_reset()"}));
-    refuses({{"*RCL1000", -113},
-             {"*RCL", -113},
-             {"*RCL 12", -113},
-             {"*RCL12 1", -108},
-             {"*SDS1000", -113},
-             {"*SDS", -113}});
+    refuses({{"*RCL1000", -113}, {"*RCL", -113}, {"*RCL 12", -113}, {"*RCL12 1", -108}, {"*SDS1000", -113}});
     refuses({{"*SAV1000", -113}, {"*SAV 5", -113}, {"*SAV5", -113}}); // the device has no list of settings
     converse({{"*SDS12", ""}});
     EXPECT_FALSE(std::ifstream(path).good());
