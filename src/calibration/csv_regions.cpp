@@ -219,12 +219,12 @@ bool extractTVPNMultiGainCalibration(CsvReader& reader, uint32_t group) {
 }
 
 constexpr CsvRegion regions[] = {
-    {33000, extractTVPNGainCalibration, 0},       {33001, extractTVPNSingleCalibration, 0},
-    {33002, extractTVPNPowerCalibration, 0},      {33008, extractTVPNSensitivityCalibration, 0},
-    {33100, extractTVPNPowerHeader, 0},           {33110, extractTVPNPowerMultiCalibration, 0},
-    {33120, extractTVPNPowerMultiCalibration, 1}, {33130, extractTVPNPowerMultiCalibration, 2},
-    {33140, extractTVPNPowerMultiCalibration, 3}, {33201, extractTVPNMultiGainCalibration, 0},
-    {33202, extractTVPNMultiGainCalibration, 1},  {33203, extractTVPNMultiGainCalibration, 2},
+    {33000, 0, extractTVPNGainCalibration},       {33001, 0, extractTVPNSingleCalibration},
+    {33002, 0, extractTVPNPowerCalibration},      {33008, 0, extractTVPNSensitivityCalibration},
+    {33100, 0, extractTVPNPowerHeader},           {33110, 0, extractTVPNPowerMultiCalibration},
+    {33120, 1, extractTVPNPowerMultiCalibration}, {33130, 2, extractTVPNPowerMultiCalibration},
+    {33140, 3, extractTVPNPowerMultiCalibration}, {33201, 0, extractTVPNMultiGainCalibration},
+    {33202, 1, extractTVPNMultiGainCalibration},  {33203, 2, extractTVPNMultiGainCalibration},
 };
 
 } // namespace

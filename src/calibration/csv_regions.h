@@ -23,8 +23,8 @@ struct CsvReader {
 /// Takes a region from its first line, which the reader stands on, to its last. False if the file cannot be used.
 struct CsvRegion {
     int32_t number;
-    bool (*extract)(CsvReader& reader, uint32_t table);
     uint32_t table;
+    bool (*extract)(CsvReader& reader, uint32_t table);
 };
 /// Null for a number that means nothing.
 [[nodiscard]] const CsvRegion* csv_regionOf(int32_t number);

@@ -62,6 +62,9 @@ TEST_F(Level, OfAUnitWithoutAFile) {
     EXPECT_NEAR(power(1e9, 0, 0, 3000), 2.0 * 3000 * 5 / 16384 / 0.0195 - 125, 1e-4)
         << "nominal law of the single table";
     EXPECT_NE(power(1e9, 0, 0, 3001), power(1e9, 0, 0, 3000)) << "counts are not rounded to whole steps";
+    for (double frequency :
+         {record->powerFrequency[0], record->detectorTable[3].detectorFrequency[0], record->gainFrequency[0]})
+        EXPECT_EQ(frequency, 100e6);
     EXPECT_FALSE(calibration_tvpn_hasPowerDetectorX3Calibration());
     ASSERT_EQ(load("33100;1\nheader\n"), 0);
     EXPECT_TRUE(calibration_tvpn_hasPowerDetectorX3Calibration());
@@ -118,10 +121,14 @@ TEST_F(Level, FrequencyLosesTheTimeBasesDeviation) {
 struct Gain : Loaded {
     /// What is taken from 0 dB at these offsets.
     std::vector<float> corrections(std::vector<float> offsets, double frequency, int preamp, int path, uint32_t stage) {
-        std::vector<float> values(offsets.size(), 0.0f);
-        EXPECT_EQ(calibration_tvpn_calibrateGain(record.get(), frequency, preamp, path, stage,
-                                                 static_cast<uint32_t>(values.size()), offsets.data(), values.data()),
+        const auto count = static_cast<uint32_t>(offsets.size());
+        std::vector<float> values(count + 1, 0.0f);
+        offsets.push_back(offsets.back()); // whoever goes on behind the last value is seen
+        EXPECT_EQ(calibration_tvpn_calibrateGain(record.get(), frequency, preamp, path, stage, count, offsets.data(),
+                                                 values.data()),
                   0);
+        EXPECT_EQ(values.back(), 0.0f);
+        values.pop_back();
         for (float& value : values)
             value = -value;
         return values;

@@ -22,9 +22,11 @@ struct Loaded : testing::Test {
         calibration_tvpn_gainCalVersion = 0;
     }
 
+    static void put(const std::string& text) { std::ofstream(csvPath, std::ios::binary | std::ios::trunc) << text; }
+    int read() { return Csvtables_TVPNX_Csv2Cal(&device, record.get(), csvPath); }
     int load(const std::string& text) {
-        std::ofstream(csvPath, std::ios::binary | std::ios::trunc) << text;
-        return Csvtables_TVPNX_Csv2Cal(&device, record.get(), csvPath);
+        put(text);
+        return read();
     }
 
     static constexpr char csvPath[] = "/tmp/calibration-test.csv";
