@@ -62,7 +62,7 @@ def configure(instrument: Instrument, setup: Setup) -> Setup:
 def _wait(instrument: Instrument, what: str) -> bool:
     """Waits for a millisecond. Returns whether what was waited for has come. Raises InstrumentError if the run failed.
 
-    While a wait command waits the instrument answers nobody, so it is never asked for longer.
+    While a wait command waits this connection gets no other answer, so it is never asked for longer.
     """
     instrument.write(f"CALC:WAIT:AVER {what},1")
     code, text = instrument.next_error()

@@ -60,7 +60,8 @@ struct scpi_message {
     bool begun = false;        // units from cmdExec up to cmdScan have not run yet
     bool block = false;        // it ends at the header of a block, whose data begins at cmdScan
     int32_t blockSize = 0;     // of that block
-    bool cut = false;          // its end is that of a full buffer
+    bool cut = false;          // a full buffer ends it before its own end: more of it follows
+    bool skip = false;         // its first unit is the rest of one that did not fit and has failed
     bool continuation = false; // a list has more to give and there is no text
     bool lineOpen = false;     // its last answer has no newline yet: another one may follow on the line
     bool waits = false;        // its last unit that ran waits, as `waiting` says

@@ -44,7 +44,7 @@ void endLine(scpi_link* link) {
 void endProgramMessage(scpi_link* link) {
     scpi_parser_execute();
     if (link->message.cut) { // what follows goes on with its line, from its path
-        link->message = {.lineOpen = link->message.lineOpen};
+        link->message = {.skip = link->message.skip, .lineOpen = link->message.lineOpen};
         return;
     }
     endLine(link);
@@ -80,7 +80,10 @@ MessageRun scpi_execute_linkProgramMessage(scpi_link* link, bool park, int* over
             continue;
         if (link->ansLen > link->ansSize)
             return MessageRun::paused;
-        *overflow = std::max(*overflow, runUnit(link, link->cmdBuf + i, marked, last && link->message.cut, park));
+        const bool cut = last && link->message.cut && byte != ';';
+        if (!link->message.skip)
+            *overflow = std::max(*overflow, runUnit(link, link->cmdBuf + i, marked, cut, park));
+        link->message.skip = cut && link->listParser == nullptr; // a list alone takes the rest
         link->cmdExec = i + 1;
         if (link->message.waits)
             return MessageRun::waits;

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
@@ -26,6 +27,7 @@ void cancelTransfers(scpi_link* link) {
     if (scpi_exec_sendingBlockData(link))
         scpi_exec_cancelBlockDataSend(link);
     link->listParser = nullptr;
+    link->message.skip = false;
 }
 
 /// A block that nobody reads: its source need not finish.
@@ -98,13 +100,14 @@ private:
         const bool continuation = link_.listParser != nullptr && more_ == 0 && len_ == 0;
         if (!cbufFull && scan_ >= len_ && !continuation)
             return false;
-        const bool lineOpen = link_.message.lineOpen; // of the part of this message before a cut
+        const scpi_message before = link_.message; // the part of this message before a cut
         link_.message = {.begun = true,
                          .block = block,
                          .blockSize = blockSize_,
                          .cut = cbufFull,
+                         .skip = before.skip,
                          .continuation = continuation,
-                         .lineOpen = lineOpen};
+                         .lineOpen = before.lineOpen};
         link_.lastComma = comma_ = -1;
         link_.hashPos = hash_ = -1;
         return runMessage();
@@ -175,13 +178,16 @@ private:
         return false;
     }
 
-    /// A buffer that is full of text with no end of message, of which nothing has been executed, is cut at its last
-    /// comma, or at its end without one.
+    /// A buffer that is full of text with no end of message, of which nothing has been executed, is cut behind its last
+    /// unit that is complete; one that is full of a single unit at its last comma, or at its end without one.
     bool cutFullBuffer(bool block) {
         if (block || scan_ < len_ || link_.cmdExec != 0 || len_ != link_.cmdSize)
             return false;
         printd("cbufFull\n");
-        if (comma_ >= 0)
+        const std::string_view text(link_.cmdBuf, static_cast<size_t>(len_));
+        if (const size_t separator = text.rfind(';'); separator != std::string_view::npos)
+            scan_ = static_cast<int>(separator);
+        else if (comma_ >= 0)
             scan_ = comma_;
         link_.hashPos = hash_ = -1;
         return true;

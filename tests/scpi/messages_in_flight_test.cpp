@@ -51,6 +51,26 @@ constexpr std::string_view undefined = "-113,\"Undefined header\"";
 
 } // namespace
 
+TEST_F(InFlight, AMessageLongerThanTheBufferIsWholeWhereItsUnitsFit) {
+    for (const int padding : {0, 1, 2, 3, 4, 5, 6, 7}) {
+        const std::string all =
+            std::string(static_cast<size_t>(padding), ' ') + repeated("*OPC?;", 300) + "*OPC?\n*IDN?\n";
+        EXPECT_EQ(asked(all), repeated("1;", 300) + "1\n" + handlerAnswer + "\n") << padding;
+        EXPECT_EQ(errors(), Codes{}) << padding;
+    }
+}
+
+TEST_F(InFlight, TheRestOfAUnitThatDoesNotFitNeverRuns) {
+    for (const char separator : {';', '\n'})
+        for (int length = size - 22; length < 3 * size; ++length) {
+            const std::string unit = "SENS:TWO " + std::string(static_cast<size_t>(length), '7');
+            receive(unit + ":SENS:TWO 1,2" + separator + ":*OPC?\n");
+            EXPECT_EQ(commands(), Texts{"opc?()"}) << length;
+            EXPECT_EQ(errors(), Codes{queueOverflow}) << length;
+            EXPECT_EQ(replies(), "1\n") << length;
+        }
+}
+
 TEST_F(InFlight, NoAnswerIsLostForWantOfRoom) {
     const std::string id = handlerAnswer + "\n";
     EXPECT_EQ(asked(repeated("*IDN?\n", 100)), repeated(id, 100));
