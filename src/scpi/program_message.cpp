@@ -1,10 +1,12 @@
 #include "scpi/program_message.h"
 
+#include "base/error_codes.h"
 #include "base/tvdebug.h"
 #include "core/tv_event.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parameters.h"
+#include "scpi/parser.h"
 #include "scpi/text/ascii.h"
 
 #include <algorithm>
@@ -234,6 +236,8 @@ private:
     bool settle() {
         while (link_.message.waits) {
             if (link_.clientGone != linkClientStays && !link_.waiting.outlivesClient) {
+                if (link_.clientGone == linkClientMakesRoom) // it reads on: what follows comes before its time
+                    scpi_parser_error(scpi::waitTimedOut);
                 dropWait(&link_);
                 break;
             }

@@ -34,15 +34,14 @@ def connect(timeout_s=10.0, starting=False):
     while True:
         try:
             connection = socket.create_connection((HOST, PORT), timeout=timeout_s)
-            break
-        except ConnectionRefusedError:
+            connection.sendall(b"*OPC?\n")
+            if receive_line(connection) == b"1\n":
+                return connection
+            raise ConnectionResetError("the instrument does not serve this client")
+        except (ConnectionRefusedError, ConnectionResetError, BrokenPipeError):  # also by one that is on its way out
             if not starting or time.monotonic() > deadline:
                 raise
             time.sleep(0.005)
-    connection.sendall(b"*OPC?\n")
-    if receive_line(connection) != b"1\n":
-        raise ConnectionError("the instrument does not serve this client")
-    return connection
 
 
 def instrument_pid(process):

@@ -162,6 +162,21 @@ TEST_F(WaitTest, ATimeOutIsToldOnceAndTheRunGoesOn) {
     EXPECT_EQ(pn_measure_getPreliminaryAverageCount(device), 1);
 }
 
+TEST_F(WaitTest, AfterInitNothingOfTheLastRunIsLeft) {
+    fake->open();
+    EXPECT_EQ(runOnce(), 0);
+    for (int round = 0; round < 20; ++round) {
+        fake->allowCaptures(fake->capturesBegun());
+        EXPECT_EQ(measure_startMeasurement(device), 0); // it comes to its first capture soon
+        const float* trace = nullptr;
+        EXPECT_EQ(pn_measure_getSpectrumData(device, &trace), 0);
+        EXPECT_EQ(pn_measure_timedWaitForMeasurement(device, 0, 2, 1), scpi::waitTimedOut);
+        EXPECT_EQ(pn_measure_getPreliminaryCorrelationCount(device), -1);
+        fake->open();
+        EXPECT_EQ(pn_measure_waitForMeasurement(device, 1, 0), 0);
+    }
+}
+
 TEST_F(WaitTest, ASecondInitWaitsAndNobodySleepsIntoItsRun) {
     startHeld(0);
     const uint64_t firstRun = measure_runInProgress();

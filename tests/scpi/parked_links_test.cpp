@@ -164,6 +164,15 @@ TEST_F(ParkedLink, DropsTheWaitOfAClientThatHasGoneAndRunsWhatItHadSent) {
         scpi_link_clientGone(&link_);
     }
     EXPECT_EQ(commands(), (Texts{"opc(1)", "opc(2)"}));
+    EXPECT_EQ(errors(), Codes{});
+    tvcommEvent(&link_, linkEventTcpConnected);
+    {
+        begun = 0;
+        Client client(&link_, "WAIT 9,0\n*OPC 4\n", 1);
+        scpi_link_clientMakesRoom(&link_);
+    }
+    EXPECT_EQ(commands(), Texts{"opc(4)"});
+    EXPECT_EQ(errors(), Codes{waitTimedOut}) << "who still reads is told";
     tvcommEvent(&link_, linkEventTcpConnected);
     begun = 0;
     Client next(&link_, "WAIT 1,0\nKEEP 2,0\n*OPC 3\n", 1);

@@ -123,8 +123,10 @@ int measure_startMeasurement(Device* device) {
             if (hardware_blocksOut != 0)
                 return scpi::settingsConflict;
             // Settings of another mode, or made while a run was on, have not reached the FPGA driver yet.
-            if (measurement_mode == measurementModePN || measurement_mode == measurementModeVCO)
+            if (measurement_mode == measurementModePN || measurement_mode == measurementModeVCO) {
                 staging_handOver(device);
+                pn_measure_forgetTrace();
+            }
             runSettings_take();
             meas_data.idle = 0;
             hardware_takenByRun.store(true, std::memory_order_release);

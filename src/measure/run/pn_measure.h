@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+/// What INIT does before the run begins, so that nobody reads the trace of an earlier run behind it.
+void pn_measure_forgetTrace();
 /// One whole run of the configuration in force, on the measurement thread. Stores its result in lastError and returns
 /// it: 0, also after an abort, or a run failure of base/error_codes.h. A failed step leaves the hardware as it is. Only
 /// the captures of the correlation act on a stop request; the steps before them run to their end.

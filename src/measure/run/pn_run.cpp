@@ -48,13 +48,6 @@ int32_t endWith(int32_t code) {
 }
 
 void clearResults(Device* device) {
-    {
-        MutexLock lock(meas_data.resultMutex);
-        meas_data.pointCount = 0; // so that no stale trace can be read
-        meas_data.spurCount = 0;
-        meas_data.preliminaryAverageCount = 0;
-        meas_data.preliminaryCorrelationCount = 0;
-    }
     meas_data.lockTimeSec = 0;
     for (Shared<double>* phase :
          {&meas_data.tFsearch, &meas_data.tKphi, &meas_data.tLock, &meas_data.tGain, &meas_data.tMeas})
@@ -170,6 +163,14 @@ int32_t prepare(Device* device, MeasConfig* config, PhaseClock* clock) {
 }
 
 } // namespace
+
+void pn_measure_forgetTrace() {
+    MutexLock lock(meas_data.resultMutex);
+    meas_data.pointCount = 0;
+    meas_data.spurCount = 0;
+    meas_data.preliminaryAverageCount = 0;
+    meas_data.preliminaryCorrelationCount = 0;
+}
 
 int32_t pnMeasureFull(Device* device) {
     MeasConfig* const config = configPNPtr;
