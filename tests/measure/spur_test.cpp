@@ -48,6 +48,7 @@ protected:
         configPN_setCorrelations(device, correlations);
         staging_handOver(device);
         EXPECT_EQ(pn_measure_execfrequencySearch(device), 0);
+        pn_measure_forgetTrace(); // as INIT does
         EXPECT_EQ(pnMeasureFull(device), 0);
         return list();
     }

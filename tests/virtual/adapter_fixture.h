@@ -65,6 +65,7 @@ protected:
     static int run(uint32_t correlations = 100) {
         configPN_setCorrelations(device, correlations);
         staging_handOver(device);
+        pn_measure_forgetTrace(); // as INIT does
         return pnMeasureFull(device);
     }
     /// 0: as the instrument chooses.
