@@ -43,6 +43,7 @@ struct AlgRevision {
     AlgColumn column;
     AlgInput input;
     AlgDutTune dutTune;
+    bool pulsed; // has pulse and TRAN modes
     AlgChips chips;
     std::array<uint8_t, 6> start; // of the shift register, line 0 in bit 0 of the first byte
     std::span<const AlgGainStep> gains;
@@ -52,7 +53,6 @@ struct AlgRevision {
     int64_t quarterFrom_Hz;
     std::span<const AlgCounterRule> counterRules;
     int64_t thresholdAmp_Hz; // 0: the amplifier of path 1 follows that of path 0
-    bool pulsed;             // has pulse and TRAN modes
 };
 
 inline constexpr int64_t algNoLimit = std::numeric_limits<int64_t>::max();
@@ -114,6 +114,7 @@ inline constexpr AlgRevision algRevision1B = {.name = "1B",
                                               .column = alg1x,
                                               .input = AlgInput::attenuator,
                                               .dutTune = AlgDutTune::none,
+                                              .pulsed = false,
                                               .chips = algChips1x,
                                               .start = {0x00, 0xEC, 0xB3, 0xBF, 0xD0},
                                               .gains = algGains1B,
@@ -122,8 +123,7 @@ inline constexpr AlgRevision algRevision1B = {.name = "1B",
                                               .counterTop = 0,
                                               .quarterFrom_Hz = 0,
                                               .counterRules = {},
-                                              .thresholdAmp_Hz = 0,
-                                              .pulsed = false};
+                                              .thresholdAmp_Hz = 0};
 inline constexpr AlgRevision algRevision1C = [] {
     AlgRevision row = algRevision1B;
     row.name = "1C";
@@ -135,6 +135,7 @@ inline constexpr AlgRevision algRevision2A = {.name = "2A",
                                               .column = alg2A,
                                               .input = AlgInput::switched,
                                               .dutTune = AlgDutTune::none,
+                                              .pulsed = false,
                                               .chips = algChips2,
                                               .start = {0x00, 0x80, 0x80, 0x34, 0x08, 0x00},
                                               .gains = algGains2,
@@ -143,8 +144,7 @@ inline constexpr AlgRevision algRevision2A = {.name = "2A",
                                               .counterTop = 64,
                                               .quarterFrom_Hz = 0,
                                               .counterRules = {},
-                                              .thresholdAmp_Hz = 0,
-                                              .pulsed = false};
+                                              .thresholdAmp_Hz = 0};
 inline constexpr AlgRevision algRevision2B = [] {
     AlgRevision row = algRevision2A;
     row.name = "2B";
