@@ -25,8 +25,7 @@ constexpr int lookAgain_ms = 1;    // while a newcomer waits to be let in or tur
 // much of that, the moment has not begun.
 constexpr int64_t nsPerMs = 1'000'000, nsPerSecond = 1'000'000'000;
 constexpr int64_t patience_ns = 10 * nsPerMs, patienceBehindMuch_ns = nsPerSecond;
-constexpr int64_t patienceForMuch_ns = 10 * nsPerSecond; // in all
-constexpr int unreadMuch = 4096;                         // bytes that the link has not taken yet
+constexpr int unreadMuch = 4096; // bytes that the link has not taken yet
 
 // Who has closed and reads no more answers holds up those in line no longer than this.
 constexpr int stalledReader_ms = 10'000;
@@ -76,6 +75,7 @@ void acceptNewcomer(Tvsocket* socket) {
         socket->newcomerFd = fd;
         socket->newcomerSince_ns = now_ns();
         socket->patienceUntil_ns = socket->newcomerSince_ns + patience_ns;
+        socket->roomAsked = false;
     } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
         printd("Tvsocket_listen(): error in accept()\n");
         pauseBeforeRetry();
@@ -102,10 +102,20 @@ void decide(Tvsocket* socket, scpi_link* link) {
         return;
     }
     const int64_t now = now_ns();
-    if (hasSentMuch(last))
-        socket->patienceUntil_ns = std::min(now + patienceBehindMuch_ns, socket->newcomerSince_ns + patienceForMuch_ns);
+    const bool sentMuch = hasSentMuch(last);
+    const int64_t end_ns = socket->newcomerSince_ns + (socket->roomAsked ? 2 : 1) * socket->patienceForMuch_ns;
+    if (sentMuch)
+        socket->patienceUntil_ns = std::min(now + patienceBehindMuch_ns, end_ns);
     if (now < socket->patienceUntil_ns)
         return;
+    if (sentMuch && !socket->roomAsked) {
+        // Behind so much that nobody reads, because the link waits, the news that he has gone may not get through.
+        socket->roomAsked = true;
+        scpi_link_clientMakesRoom(link);
+        return;
+    }
+    if (socket->roomAsked)
+        scpi_link_clientStays(link);
     Tvsocket_turnAway(socket->newcomerFd);
     socket->newcomerFd = -1;
 }

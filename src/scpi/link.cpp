@@ -152,6 +152,11 @@ void scpi_link_clientMakesRoom(scpi_link* link) {
     tvcommDo.setAndWake(1);
 }
 
+void scpi_link_clientStays(scpi_link* link) {
+    if (link->clientGone == linkClientMakesRoom)
+        link->clientGone = linkClientStays;
+}
+
 int scpi_link_flush(scpi_link* link) {
     link->ansRead = link->ansLen = 0;
     link->cmdLen = link->cmdExec = link->cmdScan = 0;

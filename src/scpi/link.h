@@ -153,6 +153,8 @@ void scpi_link_clientGone(scpi_link* link);
 /// The client will send nothing more, and others stand in line behind it: what it waits for ends at once, as above, but
 /// its answers and blocks still go to it. Not to be called while another thread calls scpi_link_clientGone.
 void scpi_link_clientMakesRoom(scpi_link* link);
+/// It stays after all: what it waits for from now on is waited for.
+void scpi_link_clientStays(scpi_link* link);
 /// Puts back what a client has set for its link, query echo, list and path: it does not outlive the client. Main
 /// thread.
 void scpi_link_resetSettings(scpi_link* link);

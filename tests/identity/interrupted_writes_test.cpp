@@ -101,7 +101,8 @@ TEST(InterruptedWrites, LeaveTheNetworkSettingsOldOrNewAfterTheNextStart) {
         other{device_config_setLanConfigMan, "10.0.0.3"};
     const std::pair<LanSettings, LanSettings> changes[] = {
         {automatic, fixed}, {fixed, other}, {fixed, dynamic}, {dynamic, automatic}};
-    for (const auto& [from, to] : changes) {
+    for (const auto& [from, next] : changes) {
+        const LanSettings& to = next; // a lambda may take it
         ASSERT_EQ(apply(to), 0);
         const Files after = lanFiles();
         ASSERT_EQ(apply(from), 0);

@@ -34,6 +34,10 @@ public:
     bool send(std::string_view text) {
         return ::send(fd_, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
     }
+    /// False once the kernel takes no more.
+    bool sendsAtOnce(std::string_view text) {
+        return ::send(fd_, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT) == static_cast<ssize_t>(text.size());
+    }
     /// Reads until `count` bytes are there or the connection ends.
     std::string read(size_t count) {
         std::string text(count, '\0');

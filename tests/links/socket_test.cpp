@@ -87,7 +87,7 @@ TEST_F(SocketLink, ManyWhoOnlySpeakStandInLineAndOneWhoStaysTurnsOthersAway) {
     constexpr int visits = 300; // more than the line holds
     deviceAccessMutex.lock();   // the main thread is at work elsewhere
     for (int i = 0; i < visits; ++i)
-        ASSERT_TRUE(Client(port).send("TOUC\n")) << i;
+        EXPECT_TRUE(Client(port).send("TOUC\n")) << i;
     Client there(port);
     Client late(port);
     deviceAccessMutex.unlock();
@@ -136,6 +136,28 @@ TEST_F(SocketLink, TheLinkHearsOfAClientThatDiesOrHasToMakeRoomWhileItsThreadIsB
         ASSERT_TRUE(reaches(lampOff, 2));
         lampOff = 0;
     }
+}
+
+TEST_F(SocketLink, WhoDiesInAWaitWithMoreBehindItThanTheKernelTakesKeepsNobodyOut) {
+    socket_.patienceForMuch_ns = 1'500'000'000;
+    auto stuffed = std::make_unique<Client>(port);
+    ASSERT_TRUE(reaches(lampOn, 1));
+    std::optional<Client> next;
+    {
+        MutexLock busy(deviceAccessMutex); // as in a long wait
+        EXPECT_TRUE(stuffed->send("TOUC\n"));
+        while (link_.handleRequest.get() == 0)
+            std::this_thread::yield();
+        while (stuffed->sendsAtOnce("TOUC\n")) {
+        }
+        stuffed.reset(); // its end stands behind all that
+        next.emplace(port);
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (link_.clientGone != linkClientMakesRoom && std::chrono::steady_clock::now() < end)
+            std::this_thread::yield();
+        EXPECT_EQ(link_.clientGone, linkClientMakesRoom);
+    }
+    EXPECT_EQ(next->ask("*IDN?\n", identity.size()), identity);
 }
 
 TEST_F(SocketLink, ABlockOfManyBuffersArrivesWhole) {

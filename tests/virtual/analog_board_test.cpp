@@ -19,7 +19,7 @@ struct Rig {
     explicit Rig(AnalogRevision revision, uint32_t first = analogBoardA)
         : boards(unitBoards_of(serialNumbers[static_cast<size_t>(revision)])), first_(first),
           board(bus, boards, first,
-                {[this](Detector d) { return d == Detector::low ? 1.25 : 2.5; }, [this] { return tune_V; }}) {
+                {[](Detector d) { return d == Detector::low ? 1.25 : 2.5; }, [this] { return tune_V; }}) {
         board.onChange([this](const AnalogCircuit&) { ++changes; });
     }
     /// A frame of so many bytes to the chip at an offset; what comes last on the wire lies first.

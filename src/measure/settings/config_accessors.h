@@ -90,10 +90,9 @@ const Limits& setting_ofThisBoard(const Limits& limits, const Limits& on1C);
 /// The limits of a number on the boards of this unit.
 template <auto field> const Limits& setting_limits() {
     constexpr const auto& row = numberRow<field>;
-    if constexpr (row.limitsOn1C != nullptr)
+    if (row.limitsOn1C != nullptr)
         return setting_ofThisBoard(row.limits, *row.limitsOn1C);
-    else
-        return row.limits;
+    return row.limits;
 }
 template <auto field> ValueOf<field> setting_min(Device*) {
     return static_cast<ValueOf<field>>(setting_limits<field>().min);
@@ -115,7 +114,7 @@ template <class Where, auto field> int setting_set(Device* device, ValueOf<field
     if (!Where::addressed())
         return scpi::illegalParameterValue;
     auto& record = Where::record();
-    if constexpr (row.storeBy != nullptr)
+    if constexpr (row.beyond == Beyond::asStoreByDoes)
         row.storeBy(&record, value);
     else if constexpr (row.beyond == Beyond::heldToLimits)
         record.*field = limited(value, row.limits);

@@ -21,7 +21,7 @@ template <class T> struct Default {
 };
 
 /// What a setter does with a value outside the limits. The commands that ask for the limits hold to them before.
-enum class Beyond { stored, heldToLimits, raisedToMin };
+enum class Beyond { stored, heldToLimits, raisedToMin, asStoreByDoes };
 
 /// What a new value makes stale, besides the hardware.
 enum Outdated : uint32_t {
@@ -54,8 +54,8 @@ template <class Record, class T> struct Number {
     Limits limits;
     const Limits* limitsOn1C = nullptr; // analog board 1C, where it differs
     Default<T> initial;
-    void (*storeBy)(Record*, double) = nullptr; // where more than the field is stored
     Beyond beyond = Beyond::stored;
+    void (*storeBy)(Record*, double) = nullptr; // with Beyond::asStoreByDoes: stores more than the field
     uint32_t outdates = nothingElse;
     std::optional<HardwareSide> moves{};
     NumberSlots<T> own{};
