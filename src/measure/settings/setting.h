@@ -54,8 +54,8 @@ template <class Record, class T> struct Number {
     Limits limits;
     const Limits* limitsOn1C = nullptr; // analog board 1C, where it differs
     Default<T> initial;
-    Beyond beyond = Beyond::stored;
     void (*storeBy)(Record*, double) = nullptr; // with Beyond::asStoreByDoes: stores more than the field
+    Beyond beyond = Beyond::stored;
     uint32_t outdates = nothingElse;
     std::optional<HardwareSide> moves{};
     NumberSlots<T> own{};
