@@ -27,9 +27,9 @@ struct Tvsocket {
     int port = 0;         // in use; 2000 above the one asked for where that cannot be had
     uint32_t address = 0; // IPv4, network byte order; 0: of all interfaces
     int newcomerFd = -1;  // the door's: who has come and is neither in line nor turned away yet
-    int64_t newcomerSince_ns = 0, patienceUntil_ns = 0; // the door's, on the monotonic clock
-    int64_t patienceForMuch_ns = 10'000'000'000;        // of a newcomer behind a client with much unread, in all
-    bool roomAsked = false;                             // the door's: the client has been asked to wait no more
+    int64_t patienceUntil_ns = 0, patienceEnd_ns = 0; // the door's, on the monotonic clock
+    int64_t patienceForMuch_ns = 10'000'000'000; // behind a client with much unread, until he is asked to make room
+    bool roomAsked = false;                      // the door's: the client has been asked to wait no more
     Mutex connMutex; // guards the following; the link's thread alone changes connFd and reads it without
     int connFd = -1; // the client who is served; -1 when none
     std::array<int, socketLineRoom> line{};

@@ -25,7 +25,8 @@ constexpr int lookAgain_ms = 1;    // while a newcomer waits to be let in or tur
 // much of that, the moment has not begun.
 constexpr int64_t nsPerMs = 1'000'000, nsPerSecond = 1'000'000'000;
 constexpr int64_t patience_ns = 10 * nsPerMs, patienceBehindMuch_ns = nsPerSecond;
-constexpr int unreadMuch = 4096; // bytes that the link has not taken yet
+constexpr int unreadMuch = 4096;                           // bytes that the link has not taken yet
+constexpr int64_t patienceOnceAsked_ns = 10 * nsPerSecond; // behind much, from when the client is asked to make room
 
 // Who has closed and reads no more answers holds up those in line no longer than this.
 constexpr int stalledReader_ms = 10'000;
@@ -73,8 +74,9 @@ void acceptNewcomer(Tvsocket* socket) {
     const int fd = accept4(socket->listenFd, nullptr, nullptr, SOCK_CLOEXEC);
     if (fd >= 0) {
         socket->newcomerFd = fd;
-        socket->newcomerSince_ns = now_ns();
-        socket->patienceUntil_ns = socket->newcomerSince_ns + patience_ns;
+        const int64_t now = now_ns();
+        socket->patienceUntil_ns = now + patience_ns;
+        socket->patienceEnd_ns = now + socket->patienceForMuch_ns;
         socket->roomAsked = false;
     } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
         printd("Tvsocket_listen(): error in accept()\n");
@@ -103,14 +105,14 @@ void decide(Tvsocket* socket, scpi_link* link) {
     }
     const int64_t now = now_ns();
     const bool sentMuch = hasSentMuch(last);
-    const int64_t end_ns = socket->newcomerSince_ns + (socket->roomAsked ? 2 : 1) * socket->patienceForMuch_ns;
     if (sentMuch)
-        socket->patienceUntil_ns = std::min(now + patienceBehindMuch_ns, end_ns);
+        socket->patienceUntil_ns = std::min(now + patienceBehindMuch_ns, socket->patienceEnd_ns);
     if (now < socket->patienceUntil_ns)
         return;
     if (sentMuch && !socket->roomAsked) {
         // Behind so much that nobody reads, because the link waits, the news that he has gone may not get through.
         socket->roomAsked = true;
+        socket->patienceEnd_ns = now + patienceOnceAsked_ns;
         scpi_link_clientMakesRoom(link);
         return;
     }
