@@ -9,6 +9,7 @@ inline constexpr int32_t commandError = -100;
 inline constexpr int32_t parameterNotAllowed = -108;
 inline constexpr int32_t missingParameter = -109;
 inline constexpr int32_t undefinedHeader = -113;
+inline constexpr int32_t headerSuffixOutOfRange = -114;
 inline constexpr int32_t invalidSuffix = -131;
 inline constexpr int32_t commandNotYetImplemented = -190;
 inline constexpr int32_t notInThisMode = -191;

@@ -1,0 +1,53 @@
+#pragma once
+/// The bus of a board's tests: what a board sends, as text. Every test ends with no frame refused.
+
+#include "drivers/tvspi.h"
+#include "identity/device_config_sn.h"
+#include "virtual/bus/spi_bus.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+#include <utility>
+
+class WireRig {
+public:
+    /// `unit` is the serial number that the boards ask.
+    explicit WireRig(const char* unit) {
+        strcpy(device_config_sn, unit);
+        vi::rtdm_register("tvko", &bus);
+        EXPECT_EQ(tvspiOpen(), 0);
+        bus.intercept([this](const vi::SpiTransfer& transfer) {
+            char text[16];
+            snprintf(text, sizeof text, "%s%u:", wire_.empty() ? "" : " ", transfer.address);
+            wire_ += text;
+            for (const uint8_t byte : transfer.frame) {
+                snprintf(text, sizeof text, "%02X", byte);
+                wire_ += text;
+            }
+            if (transfersLeft_ == 0)
+                return false;
+            --transfersLeft_;
+            return true;
+        });
+    }
+    ~WireRig() {
+        EXPECT_EQ(bus.faults(), 0U) << bus.faultTexts();
+        tvspiClose();
+        vi::rtdm_unregister(&bus);
+        device_config_sn[0] = 0;
+    }
+
+    /// The transfers since the last call, "address:frame as it lies in memory"; a read has no frame.
+    std::string taken() { return std::exchange(wire_, {}); }
+
+    /// From now on the bus takes `transfers` more.
+    void breakAfter(uint64_t transfers) { transfersLeft_ = transfers; }
+    void mend() { transfersLeft_ = UINT64_MAX; }
+
+    vi::SpiBus bus;
+
+private:
+    std::string wire_;
+    uint64_t transfersLeft_ = UINT64_MAX;
+};
