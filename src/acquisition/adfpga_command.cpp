@@ -1,5 +1,6 @@
 // The command link: ASCII texts over the SPI bus.
 
+#include "acquisition/adfpga_generation.h"
 #include "acquisition/adfpga_link.h"
 #include "base/error_codes.h"
 #include "base/tvdebug.h"
@@ -18,8 +19,7 @@
 namespace {
 
 constexpr uint32_t commandSlave = 251, answerSlave = 254;
-constexpr uint32_t answerModeFirst = 9, answerModeSecond = 0; // SPI mode words by generation
-constexpr size_t commandTextMax = 255;                        // characters of a formatted list
+constexpr size_t commandTextMax = 255; // characters of a formatted list
 constexpr uint64_t firstDelay_us = 20000, delaySumMax_us = 999999;
 
 constexpr mode_t logFileMode = 0666;
@@ -36,7 +36,7 @@ int sendCommand(std::string_view command) {
 }
 
 int readAnswer(TVPN_ADFPGA* board, char* buffer, uint32_t length) {
-    const uint32_t mode = adfpga_isSecondGeneration(board) ? answerModeSecond : answerModeFirst;
+    const uint32_t mode = adfpga_generation(board).answerMode;
     return tvspiRecv(answerSlave, 0, length, mode, buffer) == 0 ? 0 : scpi::executionError;
 }
 

@@ -9,6 +9,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <tuple>
 
 namespace {
 
@@ -123,7 +124,7 @@ int TVPN_ADFPGA_countFrequencyAdc(TVPN_ADFPGA* board, tvfreq* frequencyA, tvfreq
         if (tv_abstime_secondsSince(start) > limit_s)
             status = scpi::timeOutError;
     }
-    TVPN_ADFPGA_sendFpga(board, "freqad");
+    std::ignore = TVPN_ADFPGA_sendFpga(board, "freqad"); // the count stands, or has failed already
     for (size_t channel = 0; channel < counts.size(); ++channel) {
         const Count& count = counts[channel];
         toFrequency(count.ticks != 0 ? count.periods * board->baseSampleFrequency / count.ticks : 0,

@@ -1,6 +1,7 @@
 // Spectra: the transfer task lets the FPGA run its stages and fetches them one after the other.
 
 #include "acquisition/adfpga_capture.h"
+#include "acquisition/adfpga_generation.h"
 #include "acquisition/adfpga_link.h"
 #include "acquisition/adfpga_start.h"
 #include "base/tvdebug.h"
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <tuple>
 
 namespace {
 
@@ -19,7 +21,6 @@ constexpr double longestRead_s = 3600;
 constexpr double shortestRead_s = 0.1;      // where stages before have used up the budget
 constexpr uint64_t sleepSlice_us = 100'000; // a cancel interrupts a sleep after that time
 constexpr uint32_t softFftRate = 100'000;   // samples per second that the soft core transforms by itself
-constexpr uint32_t firstSettableStage = 6;  // of the first generation
 constexpr std::array<const char*, 3> channelCommands = {"muxax0,muxbx1", "muxax1,muxbx0", "muxax0,muxbx0"};
 
 bool cancelled(const TVPN_ADFPGA* board) {
@@ -32,7 +33,7 @@ uint32_t toMicroseconds(double seconds) {
 
 int configureStage(TVPN_ADFPGA* board, uint32_t stage) {
     const AdfpgaSettings& settings = board->inForce;
-    if (adfpga_isSecondGeneration(board) || stage >= firstSettableStage)
+    if (stage >= adfpga_generation(board).firstSettableStage)
         if (const int status = TVPN_ADFPGA_fpgaCommandF(board, "stage%ul%u", stage, settings.fdSamplesCount[stage] * 2);
             status != 0)
             return status;
@@ -60,7 +61,7 @@ void logTimeout(const TVPN_ADFPGA* board, uint32_t stage, uint32_t tmoUs) {
     const AdfpgaSettings& settings = board->inForce;
     const uint32_t points = settings.fdSamplesCount[stage];
     adfpga_log("TVPN_ADFPGA_captureFdSamples(): FPGA data reception timed out\n");
-    if (!adfpga_isSecondGeneration(board))
+    if (adfpga_generation(board).logsPointsReceived)
         printd("TVPN_ADFPGA_captureFdSamples(): stage %d, samples %d, fdSamplesCount %d\n\n", stage,
                points - board->sscRemaining / adfpga_fdPointBytes, points);
     adfpga_log("TVPN_ADFPGA_captureFdSamples(): stage %d, correlations %d, tmo_us %d\n\n", stage,
@@ -105,7 +106,7 @@ int fetchStage(TVPN_ADFPGA* board, uint32_t stage, double budget_s) {
 
 void endCapture(TVPN_ADFPGA* board, int status) {
     if (cancelled(board))
-        TVPN_ADFPGA_fpgaCommandF(board, "stagea");
+        std::ignore = TVPN_ADFPGA_fpgaCommandF(board, "stagea"); // the capture has its status
     TVPN_ADFPGA_exitTransferTask(board, status);
 }
 
@@ -133,7 +134,7 @@ double captureBudget_s(const TVPN_ADFPGA* board) {
     for (uint32_t stage = 0; stage < settings.fdStages; ++stage) {
         const double work = 2.0 * settings.fdCorrelations[stage] * settings.fdSamplesCount[stage];
         sampling_s = std::max(sampling_s, work / board->fdSamplingFreq[stage] * (stage == 0 ? 2 : 1));
-        if (settings.fdSamplesCount[stage] != adfpga_fdSamplesCountHW[stage])
+        if (settings.fdSamplesCount[stage] != adfpga_generation(board).hardwarePoints[stage])
             softFft_s += work / softFftRate;
     }
     return std::max(sampling_s, softFft_s) * reserve + reserve_s;

@@ -14,29 +14,29 @@
 inline constexpr size_t adfpga_commandMax = 103; // characters of one command
 
 /// Sends one command with its NUL. Returns 0; -200 if the bus failed; -321, and nothing is sent, if it is too long.
-int TVPN_ADFPGA_sendFpga(TVPN_ADFPGA* board, const char* command);
+[[nodiscard]] int TVPN_ADFPGA_sendFpga(TVPN_ADFPGA* board, const char* command);
 /// Sends commands that are separated by commas, each as a message of its own. Null and an empty text send nothing.
 /// Returns 0 or the first failure; the others are sent all the same.
-int TVPN_ADFPGA_fpgaCommandsImmediate(TVPN_ADFPGA* board, const char* commands);
+[[nodiscard]] int TVPN_ADFPGA_fpgaCommandsImmediate(TVPN_ADFPGA* board, const char* commands);
 /// The same with a formatted text of at most 255 characters; a longer one gives -321 and sends nothing.
-[[gnu::format(printf, 2, 3)]] int TVPN_ADFPGA_fpgaCommandF(TVPN_ADFPGA* board, const char* format, ...);
+[[nodiscard, gnu::format(printf, 2, 3)]] int TVPN_ADFPGA_fpgaCommandF(TVPN_ADFPGA* board, const char* format, ...);
 /// Reads `length` characters of an answer, at most adfpga_commandMax + 1. With `wait` not 0 it comes back when the
 /// answer is there, after 1.26 s at the latest; the text is then all NUL. Returns 0, or -200 if the bus failed.
-int TVPN_ADFPGA_receiveFpga(TVPN_ADFPGA* board, char* buffer, uint32_t length, int wait);
+[[nodiscard]] int TVPN_ADFPGA_receiveFpga(TVPN_ADFPGA* board, char* buffer, uint32_t length, int wait);
 
 // ---- sample stream --------------------------------------------------------------------------------------------------
 
 /// Opens the stream and arms it for one block, before the command that makes the FPGA send it. `timeoutUs` is that of
 /// each read, 0 for none. Returns 0, or -200 without a change of sscState.
-int TVPN_ADFPGA_listenSsc_nonrt(TVPN_ADFPGA* board, uint32_t bytes, uint32_t timeoutUs);
+[[nodiscard]] int TVPN_ADFPGA_listenSsc_nonrt(TVPN_ADFPGA* board, uint32_t bytes, uint32_t timeoutUs);
 /// Takes what has arrived, at most `maxBytes` rounded down to a multiple of 4, and waits for it. A block that is
 /// complete, and a stream that failed or was cancelled, give 0 bytes. Returns 0, or -365 after the time-out.
-int TVPN_ADFPGA_receiveSsc_rt(TVPN_ADFPGA* board, void* buffer, uint32_t maxBytes, uint32_t* received);
+[[nodiscard]] int TVPN_ADFPGA_receiveSsc_rt(TVPN_ADFPGA* board, void* buffer, uint32_t maxBytes, uint32_t* received);
 /// The same from a thread in secondary mode, which it is again afterwards.
-int TVPN_ADFPGA_receiveSsc(TVPN_ADFPGA* board, void* buffer, uint32_t maxBytes, uint32_t* received);
+[[nodiscard]] int TVPN_ADFPGA_receiveSsc(TVPN_ADFPGA* board, void* buffer, uint32_t maxBytes, uint32_t* received);
 /// Sends a command that is answered by a text of `bytes` bytes over the stream. Returns 0, -200 or -365.
-int TVPN_ADFPGA_receiveStreamText(TVPN_ADFPGA* board, const char* command, uint32_t timeoutUs, char* text,
-                                  uint32_t bytes);
+[[nodiscard]] int TVPN_ADFPGA_receiveStreamText(TVPN_ADFPGA* board, const char* command, uint32_t timeoutUs, char* text,
+                                                uint32_t bytes);
 void TVPN_ADFPGA_closeSsc(TVPN_ADFPGA* board);
 /// Ends the block that is being received, from any thread. Without one nothing happens.
 void TVPN_ADFPGA_cancelSsc(TVPN_ADFPGA* board);
@@ -65,7 +65,7 @@ void TVPN_ADFPGA_exitTransferTask(TVPN_ADFPGA* board, int status);
 /// Waits for the end of the task; `status`, if not null, receives what it ended with. Returns 0.
 int TVPN_ADFPGA_joinTransferTask(TVPN_ADFPGA* board, int* status);
 /// The same for `timeoutUs` microseconds at most; -365 if the task goes on.
-int TVPN_ADFPGA_joinTransferTask_timeout(TVPN_ADFPGA* board, int* status, uint64_t timeoutUs);
+[[nodiscard]] int TVPN_ADFPGA_joinTransferTask_timeout(TVPN_ADFPGA* board, int* status, uint64_t timeoutUs);
 /// Makes the task end and waits for it.
 void TVPN_ADFPGA_cancelTransferTask(TVPN_ADFPGA* board);
 void TVPN_ADFPGA_waitComplete(TVPN_ADFPGA* board);
@@ -80,8 +80,10 @@ int TVPN_ADFPGA_abort(TVPN_ADFPGA* board);
 void TVPN_ADFPGA_initializeRing(FvstRing* ring);
 int TVPN_ADFPGA_openWriteAccess(FvstRing* ring, uint32_t wanted, uint32_t** position, uint32_t* count);
 int TVPN_ADFPGA_openReadAccess(FvstRing* ring, uint32_t wanted, uint32_t** position, uint32_t* count);
-int TVPN_ADFPGA_openBlockingWriteAccess(FvstRing* ring, uint32_t wanted, uint32_t** position, uint32_t* count);
-int TVPN_ADFPGA_openBlockingReadAccess(FvstRing* ring, uint32_t wanted, uint32_t** position, uint32_t* count);
+[[nodiscard]] int TVPN_ADFPGA_openBlockingWriteAccess(FvstRing* ring, uint32_t wanted, uint32_t** position,
+                                                      uint32_t* count);
+[[nodiscard]] int TVPN_ADFPGA_openBlockingReadAccess(FvstRing* ring, uint32_t wanted, uint32_t** position,
+                                                     uint32_t* count);
 int TVPN_ADFPGA_closeWriteAccess(FvstRing* ring);
 int TVPN_TVFPGA_closeReadAccess(FvstRing* ring);
 

@@ -4,6 +4,8 @@
 #include "base/tvdebug.h"
 #include "core/signals.h"
 
+#include <tuple>
+
 namespace {
 
 void endAtExit(void* board) {
@@ -15,7 +17,8 @@ int receiveBlock(TVPN_ADFPGA* board, uint32_t* position, uint32_t count) {
     const bool isA = board->activeRing == &board->fvstRing[0];
     if (const int status = TVPN_ADFPGA_listenSsc_nonrt(board, count * 4, 0); status != 0)
         return status;
-    TVPN_ADFPGA_fpgaCommandF(board, "dmaf%cd%u", isA ? 'a' : 'b', count);
+    // Without the command no words come: the reading tells.
+    std::ignore = TVPN_ADFPGA_fpgaCommandF(board, "dmaf%cd%u", isA ? 'a' : 'b', count);
     auto* const bytes = reinterpret_cast<uint8_t*>(position);
     int status = 0;
     for (uint32_t done = 0, received = 1; received != 0 && status == 0; done += received)

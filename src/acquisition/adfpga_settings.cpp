@@ -1,6 +1,7 @@
 // Settings of the acquisition board and their queries.
 
 #include "acquisition/adfpga_capture.h"
+#include "acquisition/adfpga_generation.h"
 #include "numeric/tvmath.h"
 
 #include <algorithm>
@@ -8,7 +9,6 @@
 namespace {
 
 constexpr uint32_t tdDividerMax = 2'000'000;
-constexpr uint32_t firstSettableStage = 6; // of the first generation
 
 bool exists(int32_t stage) {
     return stage >= 0 && stage < static_cast<int32_t>(adfpga_stagesMax);
@@ -85,7 +85,7 @@ int TVPN_ADFPGA_setFdSamplesCount(TVPN_ADFPGA* board, int32_t stage, uint32_t po
     if (!exists(stage))
         return 0;
     const auto number = static_cast<uint32_t>(stage);
-    if (adfpga_isSecondGeneration(board) || number >= firstSettableStage)
+    if (number >= adfpga_generation(board).firstSettableStage)
         board->settings.fdSamplesCount[number] =
             tvmath_roundToPow2(std::clamp(points, adfpga_fdPointsMin, adfpga_fdPointsMax));
     return 0;

@@ -3,6 +3,7 @@
 #include "acquisition/adfpga_start.h"
 
 #include "acquisition/adfpga_capture.h"
+#include "acquisition/adfpga_generation.h"
 #include "acquisition/adfpga_link.h"
 #include "base/error_codes.h"
 #include "core/abstime.h"
@@ -12,42 +13,35 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <tuple>
 
 namespace {
 
 constexpr uint32_t controlSlave = 248, clockSlave = 249, adcSlave = 250;
 constexpr uint32_t busSegment = 0, plainMode = 0;
-constexpr uint32_t controlBytes = 3, statusBytes = 1;
+constexpr uint32_t statusBytes = 1;
 
 // Status lines.
 constexpr uint64_t statusReferenceMissing = 1U << 2; // second generation
 constexpr uint64_t statusLocked = 1U << 3;
 
-constexpr double baseFrequencyFirst_Hz = 125e6, baseFrequencySecond_Hz = 250e6;
 constexpr double stageOneFrequency_Hz = 12.5e6; // of both generations; each stage behind it has a tenth
 constexpr double stageStep = 10;
 
 constexpr int32_t sampleMemoryBytes = 4 << 20; // rings and TD buffers, half for each channel
-constexpr int32_t fdBufferBytes = adfpga_fdPointsMax * adfpga_fdPointBytes;
-constexpr uint32_t fixedPoints = 512;      // of the stages of the first generation that cannot be set
-constexpr uint32_t firstSettableStage = 6; // of the first generation
-constexpr int32_t fixedFdBufferBytes = fixedPoints * adfpga_fdPointBytes;
 
 constexpr uint32_t transferBytesAtStart = 400;
 constexpr uint32_t counterMinimumAtStart = 1000;
 
-uint32_t fdSamplesAtStart(const TVPN_ADFPGA* board, uint32_t stage) {
-    if (!adfpga_isSecondGeneration(board))
-        return fixedPoints;
-    return adfpga_fdSamplesCountHW[stage] != 0 ? adfpga_fdSamplesCountHW[stage] : adfpga_fdPointsMin;
-}
-
-int32_t fdBufferBytesOf(const TVPN_ADFPGA* board, uint32_t stage) {
-    return adfpga_isSecondGeneration(board) || stage >= firstSettableStage ? fdBufferBytes : fixedFdBufferBytes;
+int32_t fdBufferBytesOf(const AdfpgaGeneration& generation, uint32_t stage) {
+    const uint32_t pointsMax =
+        stage >= generation.firstSettableStage ? adfpga_fdPointsMax : generation.pointsAtStart[stage];
+    return static_cast<int32_t>(pointsMax * adfpga_fdPointBytes);
 }
 
 void setDefaults(TVPN_ADFPGA* board) {
-    board->baseSampleFrequency = adfpga_isSecondGeneration(board) ? baseFrequencySecond_Hz : baseFrequencyFirst_Hz;
+    const AdfpgaGeneration& generation = adfpga_generation(board);
+    board->baseSampleFrequency = generation.baseSampleFrequency_Hz;
     board->fdSamplingFreq[0] = board->baseSampleFrequency;
     double frequency_Hz = stageOneFrequency_Hz;
     for (uint32_t stage = 1; stage < adfpga_stagesMax; ++stage, frequency_Hz /= stageStep)
@@ -62,7 +56,7 @@ void setDefaults(TVPN_ADFPGA* board) {
     settings.fdStages = 7;
     for (uint32_t stage = 0; stage < adfpga_stagesMax; ++stage) {
         settings.fdCorrelations[stage] = 1;
-        settings.fdSamplesCount[stage] = fdSamplesAtStart(board, stage);
+        settings.fdSamplesCount[stage] = generation.pointsAtStart[stage];
     }
     board->fdStageFlag = 1;
     board->counterMinimum = counterMinimumAtStart;
@@ -84,38 +78,36 @@ void takeMemory(TVPN_ADFPGA* board) {
         board->fvstRing[channel].cancel = &board->transferCancel;
     }
     for (uint32_t stage = 0; stage < adfpga_stagesMax; ++stage)
-        board->fdBuffer[stage] = static_cast<uint8_t*>(tvmemAlloc(fdBufferBytesOf(board, stage)));
+        board->fdBuffer[stage] = static_cast<uint8_t*>(tvmemAlloc(fdBufferBytesOf(adfpga_generation(board), stage)));
 }
 
 // ---- first generation -----------------------------------------------------------------------------------------------
 
-constexpr std::array<uint8_t, controlBytes> controlStartFirst{0x00, 0x01, 0xE4};
 constexpr uint32_t pllReference = 2, pllFeedback = 25; // 10 MHz / 2 = 125 MHz / 25
 constexpr uint32_t pllShowsLock = 1;                   // on its output pin
 constexpr uint32_t clockInput = 1;
 constexpr std::array<uint32_t, 2> clockOutputs{1, 2}; // ADC and FPGA
 
 void startPll(TVPN_ADFPGA* board) REQUIRES(board->controlMutex) {
-    SRI_setBit(&board->sri, adfpga_sriPllSetup);
+    chip_carryOn(SRI_setBit(&board->sri, adfpga_sriPllSetup));
     ADF4002_init(&board->referencePll, clockSlave, busSegment, plainMode);
-    ADF4002_setManualRNConfig(&board->referencePll, pllReference, pllFeedback);
-    ADF4002_setMUX(&board->referencePll, pllShowsLock);
-    SRI_clearBit(&board->sri, adfpga_sriPllSetup);
+    chip_carryOn(ADF4002_setManualRNConfig(&board->referencePll, pllReference, pllFeedback));
+    chip_carryOn(ADF4002_setMUX(&board->referencePll, pllShowsLock));
+    chip_carryOn(SRI_clearBit(&board->sri, adfpga_sriPllSetup));
 }
 
 void startClock(AD9512* clock) {
     AD9512_init(clock, clockSlave, busSegment);
-    AD9512_setClockInput(clock, clockInput);
+    chip_carryOn(AD9512_setClockInput(clock, clockInput));
     for (const uint32_t output : clockOutputs) {
-        AD9512_powerUp(clock, output);
-        AD9512_setDivideRatio(clock, output, 1);
+        chip_carryOn(AD9512_powerUp(clock, output));
+        chip_carryOn(AD9512_setDivideRatio(clock, output, 1));
     }
-    AD9512_update(clock);
+    chip_carryOn(AD9512_update(clock));
 }
 
 // ---- second generation ----------------------------------------------------------------------------------------------
 
-constexpr std::array<uint8_t, controlBytes> controlStartSecond{};
 constexpr uint64_t lockFirst_us = 10'000, lockPoll_us = 1000;
 constexpr uint32_t lockPolls = 100;
 constexpr uint64_t clockSync_us = 2000;
@@ -131,9 +123,9 @@ void awaitLock(TVPN_ADFPGA* board) {
 }
 
 void synchronizeClock(SRI* sri) {
-    SRI_setBit(sri, adfpga_sriClockSync);
+    chip_carryOn(SRI_setBit(sri, adfpga_sriClockSync));
     tvstuff_delay_us(clockSync_us);
-    SRI_clearBit(sri, adfpga_sriClockSync);
+    chip_carryOn(SRI_clearBit(sri, adfpga_sriClockSync));
     tvstuff_delay_us(clockSync_us);
 }
 
@@ -165,7 +157,7 @@ constexpr uint64_t resetPulse_us = 100'000, load_us = 30'000'000;
 void pulseReset(TVPN_ADFPGA* board) {
     const auto set = [board](int (*change)(SRI*, uint32_t)) {
         MutexLock lock(board->controlMutex);
-        change(&board->sri, adfpga_sriReset);
+        chip_carryOn(change(&board->sri, adfpga_sriReset));
     };
     set(SRI_setBit);
     tvstuff_delay_us(resetPulse_us);
@@ -188,13 +180,14 @@ void TVPN_ADFPGA_init(TVPN_ADFPGA* board, uint32_t version) {
 void TVPN_ADFPGA_1_init(TVPN_ADFPGA* board) {
     {
         MutexLock lock(board->controlMutex);
-        SRI_init(&board->sri, controlSlave, busSegment, controlStartFirst.data(), controlBytes);
+        SRI_init(&board->sri, controlSlave, busSegment, adfpga_generation(board).controlAtStart.data(),
+                 adfpga_controlBytes);
         if (board->version > 0)
             startPll(board);
         startClock(&board->clock);
         AD9268_init(&board->adc, adcSlave, busSegment);
-        AD9268_setOutputTypeLvds(&board->adc);
-        AD9268_setOutputMode2Complement(&board->adc);
+        chip_carryOn(AD9268_setOutputTypeLvds(&board->adc));
+        chip_carryOn(AD9268_setOutputMode2Complement(&board->adc));
     }
     SRO_init(&board->sro, controlSlave, busSegment, statusBytes);
     setDefaults(board);
@@ -210,21 +203,22 @@ void TVPN_ADFPGA_2_init(TVPN_ADFPGA* board) {
 /// The FPGA is held in reset until its clocks run.
 void ADFPGA_2_init_hw(TVPN_ADFPGA* board) {
     MutexLock lock(board->controlMutex);
-    SRI_init(&board->sri, controlSlave, busSegment, controlStartSecond.data(), controlBytes);
-    SRI_setBit(&board->sri, adfpga_sriReset);
+    SRI_init(&board->sri, controlSlave, busSegment, adfpga_generation(board).controlAtStart.data(),
+             adfpga_controlBytes);
+    chip_carryOn(SRI_setBit(&board->sri, adfpga_sriReset));
     SRO_init(&board->sro, controlSlave, busSegment, statusBytes);
     LTC6950_init(&board->ltc6950, clockSlave, busSegment);
-    SRI_setBit(&board->sri, adfpga_sriClockReady);
+    chip_carryOn(SRI_setBit(&board->sri, adfpga_sriClockReady));
     awaitLock(board);
     synchronizeClock(&board->sri);
     ADFPGA_2_select_ADC(board, adfpga_channelA);
     AD9467_init(&board->adcA, adcSlave, busSegment);
-    AD9467_setOutputMode2Complement(&board->adcA);
+    chip_carryOn(AD9467_setOutputMode2Complement(&board->adcA));
     ADFPGA_2_select_ADC(board, adfpga_channelB);
     AD9467_init(&board->adcB, adcSlave, busSegment);
-    AD9467_setOutputMode2Complement(&board->adcB);
+    chip_carryOn(AD9467_setOutputMode2Complement(&board->adcB));
     ADFPGA_2_deselect_ADCs(board);
-    SRI_clearBit(&board->sri, adfpga_sriReset);
+    chip_carryOn(SRI_clearBit(&board->sri, adfpga_sriReset));
 }
 
 void TVPN_ADFPGA_free(TVPN_ADFPGA* board) {
@@ -239,13 +233,13 @@ void ADFPGA_2_select_ADC(TVPN_ADFPGA* board, uint32_t channel) {
     presetLine(&board->sri, adfpga_sriAdcA, isA);
     presetLine(&board->sri, adfpga_sriSelectAdcA, !isA);
     presetLine(&board->sri, adfpga_sriSelectAdcB, isA);
-    SRI_applyPreset(&board->sri);
+    chip_carryOn(SRI_applyPreset(&board->sri));
 }
 
 void ADFPGA_2_deselect_ADCs(TVPN_ADFPGA* board) {
     SRI_presetSetBit(&board->sri, adfpga_sriSelectAdcA);
     SRI_presetSetBit(&board->sri, adfpga_sriSelectAdcB);
-    SRI_applyPreset(&board->sri);
+    chip_carryOn(SRI_applyPreset(&board->sri));
 }
 
 void TVPN_ADFPGA_ADC_setOutputMode2Complement(TVPN_ADFPGA* board) {
@@ -258,8 +252,8 @@ void TVPN_ADFPGA_ADC_setOutputModeOffsetBinary(TVPN_ADFPGA* board) {
 
 void adfpga_setTestMode(TVPN_ADFPGA* board, uint32_t mode) {
     onAdcs(
-        board, [mode](AD9268* adc) { AD9268_setTestMode(adc, mode); },
-        [mode](AD9467* adc) { AD9467_setTestMode(adc, mode); });
+        board, [mode](AD9268* adc) { chip_carryOn(AD9268_setTestMode(adc, mode)); },
+        [mode](AD9467* adc) { chip_carryOn(AD9467_setTestMode(adc, mode)); });
 }
 
 int TVPN_ADFPGA_setRefInternal(TVPN_ADFPGA* board, int internal) {
@@ -267,7 +261,7 @@ int TVPN_ADFPGA_setRefInternal(TVPN_ADFPGA* board, int internal) {
         return 0;
     MutexLock lock(board->controlMutex);
     presetLine(&board->sri, adfpga_sriRefExternal, internal == 0);
-    SRI_applyPreset(&board->sri);
+    chip_carryOn(SRI_applyPreset(&board->sri));
     board->refInternal = internal != 0 ? 1 : 0;
     return 0;
 }
@@ -277,9 +271,10 @@ int TVPN_ADFPGA_getRefInternal(const TVPN_ADFPGA* board) {
 }
 
 int TVPN_ADFPGA_isRefExternalLocked(TVPN_ADFPGA* board) {
-    SRO_getValue64(&board->sro); // the lines of the read before come first
+    chip_carryOn(SRO_getValue64(&board->sro)); // the lines of the read before come first
     const uint64_t lines = SRO_getValue64(&board->sro);
-    const bool referenceMissing = adfpga_isSecondGeneration(board) && (lines & statusReferenceMissing) != 0;
+    const bool referenceMissing =
+        adfpga_generation(board).reportsMissingReference && (lines & statusReferenceMissing) != 0;
     return (lines & statusLocked) != 0 && !referenceMissing ? 1 : 0;
 }
 
@@ -288,7 +283,7 @@ int TVPN_ADFPGA_resetFpga(TVPN_ADFPGA* board, int wait) {
     pulseReset(board);
     if (wait != 0)
         tvstuff_delay_us(load_us);
-    adfpga_captureSamples(board, 2, 1);
+    std::ignore = adfpga_captureSamples(board, 2, 1); // warms up: the first ones after a reset may fail
     AdfpgaSettings settings = board->settings;
     settings.fdStages = 1;
     settings.fdCorrelations[0] = 1;

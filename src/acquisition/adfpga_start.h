@@ -3,9 +3,6 @@
 
 #include "acquisition/TVPN_ADFPGA.h"
 
-/// Points for which a stage of the second generation computes its spectrum in hardware; 0 for none.
-inline constexpr std::array<uint32_t, adfpga_stagesMax> adfpga_fdSamplesCountHW{4096, 512, 512, 512, 512, 512, 0, 0};
-
 void TVPN_ADFPGA_1_init(TVPN_ADFPGA* board);
 void TVPN_ADFPGA_2_init(TVPN_ADFPGA* board);
 void ADFPGA_2_init_hw(TVPN_ADFPGA* board);
@@ -16,12 +13,12 @@ void ADFPGA_2_deselect_ADCs(TVPN_ADFPGA* board) REQUIRES(board->controlMutex);
 /// Test pattern of both ADCs, as in fast_adc.h.
 void adfpga_setTestMode(TVPN_ADFPGA* board, uint32_t mode);
 
-int TVPN_ADFPGA_1_selftest(TVPN_ADFPGA* board);
-int TVPN_ADFPGA_2_selftest(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_1_selftest(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_2_selftest(TVPN_ADFPGA* board);
 
 int TVPN_ADFPGA_1_tryCaptureFdSamples(TVPN_ADFPGA* board);
 int TVPN_ADFPGA_2_tryCaptureFdSamples(TVPN_ADFPGA* board);
 
 /// Captures with values of their own, which leave the board's settings alone.
 int adfpga_startFdCapture(TVPN_ADFPGA* board, const AdfpgaSettings& settings);
-int adfpga_captureSamples(TVPN_ADFPGA* board, uint32_t samples, uint32_t divider);
+[[nodiscard]] int adfpga_captureSamples(TVPN_ADFPGA* board, uint32_t samples, uint32_t divider);

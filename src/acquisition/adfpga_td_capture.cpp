@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <tuple>
 
 namespace {
 
@@ -28,7 +29,7 @@ uint32_t timeout_us(const TVPN_ADFPGA* board, uint32_t samples, uint32_t divider
     return static_cast<uint32_t>(std::min(time_us, double{UINT32_MAX}));
 }
 
-int startSampling(TVPN_ADFPGA* board, uint32_t divider, uint32_t samples) {
+[[nodiscard]] int startSampling(TVPN_ADFPGA* board, uint32_t divider, uint32_t samples) {
     return TVPN_ADFPGA_fpgaCommandF(board, "dbg0,muxr,muxaa,muxba,dmad%u,muxe,dmas%u", divider, samples);
 }
 
@@ -160,7 +161,7 @@ int TVPN_ADFPGA_startHMode(TVPN_ADFPGA* board) {
     board->hChannel = board->settings.tdChannel;
     board->hBytes = bothChannels(board) ? samples * pairBytes : samples * pairBytes / 2;
     if (TVPN_ADFPGA_listenSsc_nonrt(board, samples * pairBytes, tmoUs) == 0)
-        startSampling(board, divider, samples);
+        std::ignore = startSampling(board, divider, samples); // without it no samples come: the handler tells
     return 0;
 }
 

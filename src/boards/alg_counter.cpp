@@ -46,9 +46,9 @@ int presetDivider(TVPNX_ALG* board, const Divider& divider, int32_t ratio) {
         return scpi::illegalParameterValue;
     }
     board->counter = static_cast<uint32_t>(ratio);
-    ADF4106_setManualRNConfig(&board->counterDivider, divider.feedback ? 1 : board->counter,
-                              divider.feedback ? board->counter : 1);
-    ADF4106_setMUX(&board->counterDivider, divider.mux);
+    chip_carryOn(ADF4106_setManualRNConfig(&board->counterDivider, divider.feedback ? 1 : board->counter,
+                                           divider.feedback ? board->counter : 1));
+    chip_carryOn(ADF4106_setMUX(&board->counterDivider, divider.mux));
     alg_presetBit(board, CNT_UHF_BIT, divider.feedback);
     return 0;
 }

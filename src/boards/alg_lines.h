@@ -1,9 +1,8 @@
 #pragma once
 /// How the operations of the analog board reach its lines. For the files of the board alone.
 ///
-/// Results of the chips' operations are dropped throughout: a transfer that fails is told by its driver on the error
-/// output, the board carries on, and the shadow keeps what was asked for. The shift register is sent when its shadow
-/// differs from what it is known to hold, so the next change takes along what a failed transfer left behind.
+/// The board carries on when a transfer fails (chip_carryOn). The shift register is sent when its shadow differs from
+/// what it is known to hold, so the next change takes along what a failed transfer left behind.
 
 #include "boards/alg_revisions.h"
 #include "boards/tvpnx_alg.h"
@@ -39,7 +38,7 @@ inline void alg_presetBit(TVPNX_ALG* board, AlgBit bit, bool on) {
 
 /// Lines that changed since the last transfer go out together.
 inline void alg_send(TVPNX_ALG* board) {
-    SRI_applyChanges(&board->sri);
+    chip_carryOn(SRI_applyChanges(&board->sri));
 }
 inline void alg_apply(TVPNX_ALG* board, const AlgPattern& pattern) {
     alg_preset(board, pattern);

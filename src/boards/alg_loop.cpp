@@ -32,7 +32,8 @@ uint32_t limited(double ohm) {
 int setDriver(AD5293* chip, double volt, double supply_V) {
     if (std::isnan(volt))
         return scpi::illegalParameterValue;
-    AD5293_setWiper(chip, alg_word(wiperSteps - wiperSteps * volt / supply_V, static_cast<uint32_t>(wiperSteps)));
+    chip_carryOn(
+        AD5293_setWiper(chip, alg_word(wiperSteps - wiperSteps * volt / supply_V, static_cast<uint32_t>(wiperSteps))));
     return 0;
 }
 
@@ -44,18 +45,18 @@ int TVPNX_ALG_setLoopFilterR1(TVPNX_ALG* board, double ohm) {
         return scpi::illegalParameterValue;
     }
     board->r1 = limited(ohm);
-    AD5293_setWAResistance(&board->loopR1, board->r1);
+    chip_carryOn(AD5293_setWAResistance(&board->loopR1, board->r1));
     return 0;
 }
 
 int TVPNX_ALG_setLoopFilterR2(TVPNX_ALG* board, double ohm) {
     board->r2 = limited(ohm);
-    AD5293_setWAResistance(&board->loopR2, board->r2);
+    chip_carryOn(AD5293_setWAResistance(&board->loopR2, board->r2));
     return 0;
 }
 
 int TVPNX_ALG_setLoopFilterR3(TVPNX_ALG* board, double ohm) {
-    AD5293_setWAResistance(&board->loopR3, limited(ohm));
+    chip_carryOn(AD5293_setWAResistance(&board->loopR3, limited(ohm)));
     return 0;
 }
 
@@ -80,12 +81,12 @@ int TVPNX_ALG_setAcquisitionDriverVout(TVPNX_ALG* board, double volt) {
 }
 
 int TVPNX_ALG_setAcquisitionShutdownMode(TVPNX_ALG* board) {
-    AD5293_setShutdownMode(&board->loopR3);
+    chip_carryOn(AD5293_setShutdownMode(&board->loopR3));
     return 0;
 }
 
 int TVPNX_ALG_setAcquisitionNormalMode(TVPNX_ALG* board) {
-    AD5293_setNormalMode(&board->loopR3);
+    chip_carryOn(AD5293_setNormalMode(&board->loopR3));
     return 0;
 }
 
@@ -100,6 +101,6 @@ int TVPNX_ALG_setLoopSupplyVoltage(TVPNX_ALG* board, double volt) {
     }
     board->loopSupplyVoltage = volt;
     const double ohm = (volt / supplyReference_V - 1) * supplyLower_ohm - supplyUpper_ohm;
-    AD5293_setWBResistance(&board->loopSupply, alg_word(ohm, ohmMax));
+    chip_carryOn(AD5293_setWBResistance(&board->loopSupply, alg_word(ohm, ohmMax)));
     return 0;
 }

@@ -55,13 +55,13 @@ Band bandOf(const TVPNX_ALG* board) {
 
 void setPulseLevel(TVPNX_ALG* board, Band band, bool third) {
     if (band == lower)
-        AD5640_setValue(&board->dutTune, pulseLevelLower);
+        chip_carryOn(AD5640_setValue(&board->dutTune, pulseLevelLower));
     else if (band == middle)
-        AD5640_setValue(&board->dutTune, pulseLevelMiddle);
+        chip_carryOn(AD5640_setValue(&board->dutTune, pulseLevelMiddle));
     else if (third)
-        AD5640_setValue(&board->dutTune, pulseLevelThird);
+        chip_carryOn(AD5640_setValue(&board->dutTune, pulseLevelThird));
     else if (!alg_atLeast(board->dutFrequency, pulseLevelTo_Hz))
-        AD5640_setValue(&board->dutTune, pulseLevelHigh);
+        chip_carryOn(AD5640_setValue(&board->dutTune, pulseLevelHigh));
 }
 
 uint32_t read2D(TVPNX_ALG* board) {

@@ -72,22 +72,22 @@ void initChips(TVPNX_ALG* board, uint32_t segment) {
 }
 
 void startResistors(TVPNX_ALG* board) {
-    AD5293_daisyChain(&board->loopR1, &board->loopR2);
-    AD5293_daisyChain(&board->loopR3, &board->acquisitionDriver);
+    chip_carryOn(AD5293_daisyChain(&board->loopR1, &board->loopR2));
+    chip_carryOn(AD5293_daisyChain(&board->loopR3, &board->acquisitionDriver));
     for (AD5293* chip : {&board->loopR1, &board->loopR2, &board->loopR3, &board->acquisitionDriver,
                          &board->calibrationDriver, &board->loopSupply})
-        AD5293_enableSpiControl(chip);
+        chip_carryOn(AD5293_enableSpiControl(chip));
 }
 
 void startCounterDivider(TVPNX_ALG* board) {
-    ADF4106_powerUp(&board->counterDivider);
-    ADF4106_setMUX(&board->counterDivider, counterPinShowsN);
-    ADF4106_setCpPinThreeState(&board->counterDivider);
+    chip_carryOn(ADF4106_powerUp(&board->counterDivider));
+    chip_carryOn(ADF4106_setMUX(&board->counterDivider, counterPinShowsN));
+    chip_carryOn(ADF4106_setCpPinThreeState(&board->counterDivider));
 }
 
 void startWideDutTune(TVPNX_ALG* board) {
     TVPNX_ALG_setDutTuneVout(board, board->dutTuneVoltage);
-    AD5760_setOutputDac(&board->dutTuneWide);
+    chip_carryOn(AD5760_setOutputDac(&board->dutTuneWide));
     tvstuff_delay_us(dutTuneSettling_us);
     TVPNX_ALG_disableDutTuneVoltage(board);
 }

@@ -188,7 +188,7 @@ int TVPNX_ALG_setDUTAttenuation(TVPNX_ALG* board, uint32_t steps) {
     }
     const bool amplified = steps >= amplifierFrom, wasAmplified = board->dutAttenuation >= amplifierFrom;
     board->dutAttenuation = steps;
-    HMC624_setAttenuation(&board->dutAttenuator, amplified ? steps - amplifierFrom : steps);
+    chip_carryOn(HMC624_setAttenuation(&board->dutAttenuator, amplified ? steps - amplifierFrom : steps));
     return amplified == wasAmplified ? 0 : TVPNX_ALG_setDUTPath(board);
 }
 

@@ -187,12 +187,14 @@ int TVPNX_ALG_setDutTuneVout(TVPNX_ALG* board, double volt) {
     case AlgDutTune::none: return scpi::hardwareMissing;
     case AlgDutTune::narrow: {
         const double word = volt / narrowReference_V * narrowFullScale / narrowGain1 / narrowGain2;
-        AD5640_setValue(&board->dutTune, volt > dutTuneMax_V ? narrowWordAbove : alg_word(word, narrowFullScale));
+        chip_carryOn(
+            AD5640_setValue(&board->dutTune, volt > dutTuneMax_V ? narrowWordAbove : alg_word(word, narrowFullScale)));
         connectDutTune(board, true);
         return 0;
     }
     case AlgDutTune::wide:
-        AD5760_setValue(&board->dutTuneWide, alg_word((volt - wideMin_V) * wideFullScale / wideSpan_V, wideFullScale));
+        chip_carryOn(AD5760_setValue(&board->dutTuneWide,
+                                     alg_word((volt - wideMin_V) * wideFullScale / wideSpan_V, wideFullScale)));
         return 0;
     }
     return scpi::hardwareMissing;
@@ -248,7 +250,7 @@ int TVPNX_ALG_setRefExternalAttAMP(TVPNX_ALG* board) {
         planAnew(board);
     if (alg_isFirst(board)) {
         alg_apply(board, referenceAmplified);
-        HMC624_setAttenuation(&board->referenceAttenuator, 0);
+        chip_carryOn(HMC624_setAttenuation(&board->referenceAttenuator, 0));
     }
     return 0;
 }
@@ -256,6 +258,6 @@ int TVPNX_ALG_setRefExternalAttAMP(TVPNX_ALG* board) {
 int TVPNX_ALG_setRefExtAttenuation(TVPNX_ALG* board, uint32_t value) {
     if (!alg_isFirst(board))
         return scpi::hardwareMissing;
-    HMC624_setAttenuation(&board->referenceAttenuator, value);
+    chip_carryOn(HMC624_setAttenuation(&board->referenceAttenuator, value));
     return 0;
 }

@@ -43,13 +43,10 @@ public:
     /// True when the operation is there: neither unregistered nor null.
     explicit operator bool() const { return function_ != unregistered && function_ != nullptr; }
 
-    Result operator()(Arguments... arguments) const {
-        if (function_ == nullptr) [[unlikely]]
-            return unregistered(arguments...);
-        if (onBoards_ && hardware_isTaken()) [[unlikely]]
-            return refused(arguments...);
-        return function_(arguments...);
-    }
+    /// An order: its error number may be dropped where what it does shows in what is measured next.
+    Result operator()(Arguments... arguments) const requires std::is_same_v<Result, int> { return call(arguments...); }
+    /// A reading.
+    [[nodiscard]] Result operator()(Arguments... arguments) const { return call(arguments...); }
 
     /// What stands in the slot; a call of it passes the slot by.
     [[nodiscard]] Function function() const { return function_; }
@@ -58,6 +55,14 @@ public:
 
 private:
     friend class SlotRegistrar;
+
+    Result call(Arguments... arguments) const {
+        if (function_ == nullptr) [[unlikely]]
+            return unregistered(arguments...);
+        if (onBoards_ && hardware_isTaken()) [[unlikely]]
+            return refused(arguments...);
+        return function_(arguments...);
+    }
 
     static Result unregistered(Arguments...) {
         Device_unregisteredFunction();

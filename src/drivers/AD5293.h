@@ -18,19 +18,19 @@ void AD5293_init(AD5293* chip, uint32_t address, uint32_t board, uint32_t nomina
 
 /// Makes `next` follow `chip`, which lies nearer to the bus. Refuses (-224) a chip that has a neighbour on that side, a
 /// ring, and a chain of more than AD5293_chainMax chips.
-int AD5293_daisyChain(AD5293* chip, AD5293* next);
+[[nodiscard]] int AD5293_daisyChain(AD5293* chip, AD5293* next);
 
-int AD5293_setNormalMode(AD5293* chip);
+[[nodiscard]] int AD5293_setNormalMode(AD5293* chip);
 /// Opens terminal A and joins the wiper with B.
-int AD5293_setShutdownMode(AD5293* chip);
+[[nodiscard]] int AD5293_setShutdownMode(AD5293* chip);
 /// The chip takes wiper positions only after this.
-int AD5293_enableSpiControl(AD5293* chip);
+[[nodiscard]] int AD5293_enableSpiControl(AD5293* chip);
 
 /// Values above 1023 count as 1023.
-int AD5293_setWiper(AD5293* chip, uint32_t value);
+[[nodiscard]] int AD5293_setWiper(AD5293* chip, uint32_t value);
 /// Resistance from the wiper to B and to A in ohm, cut to a step, the nominal value at most.
-int AD5293_setWBResistance(AD5293* chip, uint32_t ohm);
-int AD5293_setWAResistance(AD5293* chip, uint32_t ohm);
+[[nodiscard]] int AD5293_setWBResistance(AD5293* chip, uint32_t ohm);
+[[nodiscard]] int AD5293_setWAResistance(AD5293* chip, uint32_t ohm);
 
 void AD5293_printErrMsg(const AD5293* chip, const char* what);
 void AD5293_printInfo(const AD5293* chip);

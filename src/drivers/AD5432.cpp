@@ -23,8 +23,8 @@ static_assert(daisyChainOff == 36864 && loadAndUpdate == 0x1000);
 void AD5432_init(AD5432* chip, uint32_t address, uint32_t board) {
     *chip = {};
     chip_attach(&chip->bus, "AD5432 DAC", address, board, chip_clockPhase);
-    chip_send(&chip->bus, name, daisyChainOff, frameBytes);
-    AD5432_setValue(chip, 0);
+    chip_carryOn(chip_send(&chip->bus, name, daisyChainOff, frameBytes));
+    chip_carryOn(AD5432_setValue(chip, 0));
 }
 
 int AD5432_setValue(AD5432* chip, uint32_t value) {

@@ -11,7 +11,7 @@ struct AD5432 {
 /// Ends the chip's daisy-chain mode and sends value 0.
 void AD5432_init(AD5432* chip, uint32_t address, uint32_t board);
 /// 1024 and above are refused.
-int AD5432_setValue(AD5432* chip, uint32_t value);
+[[nodiscard]] int AD5432_setValue(AD5432* chip, uint32_t value);
 
 void AD5432_printErrMsg(const AD5432* chip, const char* what);
 void AD5432_printInfo(const AD5432* chip);

@@ -30,7 +30,7 @@ void init(AD5640* chip, uint32_t address, uint32_t board, uint32_t isAD5660) {
     *chip = {};
     chip_attach(&chip->bus, "AD5640 DAC", address, board, 0);
     chip->isAD5660 = isAD5660;
-    AD5640_setValue(chip, 0);
+    chip_carryOn(AD5640_setValue(chip, 0));
 }
 
 int setData(AD5640* chip, uint64_t data) {

@@ -45,10 +45,10 @@ void AD5760_init(AD5760* chip, uint32_t address, uint32_t board) {
     chip_attach(&chip->bus, "AD5760 DAC", address, board, chip_clockPhase);
     chip->data = dataStart;
     chip->control = controlStart;
-    AD5760_setDacFormatBinary(chip);
-    AD5760_disableSdo(chip);
-    AD5760_setOutputWeakGnd(chip);
-    AD5760_setValue(chip, 0);
+    chip_carryOn(AD5760_setDacFormatBinary(chip));
+    chip_carryOn(AD5760_disableSdo(chip));
+    chip_carryOn(AD5760_setOutputWeakGnd(chip));
+    chip_carryOn(AD5760_setValue(chip, 0));
 }
 
 int AD5760_setValue(AD5760* chip, uint32_t value) {

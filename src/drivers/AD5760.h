@@ -13,14 +13,14 @@ struct AD5760 {
 void AD5760_init(AD5760* chip, uint32_t address, uint32_t board);
 
 /// Values above 65535 are refused. Writes the data and then has the chip take it over to the output.
-int AD5760_setValue(AD5760* chip, uint32_t value);
-int AD5760_setDacFormatBinary(AD5760* chip);
-int AD5760_disableSdo(AD5760* chip);
+[[nodiscard]] int AD5760_setValue(AD5760* chip, uint32_t value);
+[[nodiscard]] int AD5760_setDacFormatBinary(AD5760* chip);
+[[nodiscard]] int AD5760_disableSdo(AD5760* chip);
 
 /// What drives the output: nothing, the DAC, or a resistor of 6 kohm to ground.
-int AD5760_setOutputHiZ(AD5760* chip);
-int AD5760_setOutputDac(AD5760* chip);
-int AD5760_setOutputWeakGnd(AD5760* chip);
+[[nodiscard]] int AD5760_setOutputHiZ(AD5760* chip);
+[[nodiscard]] int AD5760_setOutputDac(AD5760* chip);
+[[nodiscard]] int AD5760_setOutputWeakGnd(AD5760* chip);
 
 void AD5760_printErrMsg(const AD5760* chip, const char* what);
 void AD5760_printInfo(const AD5760* chip);

@@ -40,7 +40,7 @@ void AD5932_init(AD5932* chip, uint32_t address, uint32_t board) {
     *chip = {};
     chip_attach(&chip->bus, "AD5932 sweep generator", address, board, chip_clockPhase);
     chip->control = controlStart;
-    chip_send(&chip->bus, name, chip->control, 2);
+    chip_carryOn(chip_send(&chip->bus, name, chip->control, 2));
     FTW_init(&chip->ftw, wordBits);
     FTW_set(&chip->ftw, clockStart, outputStart);
     sendWord(chip);

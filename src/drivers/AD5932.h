@@ -15,17 +15,17 @@ struct AD5932 {
 void AD5932_init(AD5932* chip, uint32_t address, uint32_t board);
 
 /// Clock and output frequency; both send the word.
-int AD5932_setRefFreq(AD5932* chip, tvfreq clock);
-int AD5932_setStartFreq(AD5932* chip, tvfreq frequency);
+[[nodiscard]] int AD5932_setRefFreq(AD5932* chip, tvfreq clock);
+[[nodiscard]] int AD5932_setStartFreq(AD5932* chip, tvfreq frequency);
 
-int AD5932_setSineOut(AD5932* chip);
-int AD5932_setTriangleOut(AD5932* chip);
+[[nodiscard]] int AD5932_setSineOut(AD5932* chip);
+[[nodiscard]] int AD5932_setTriangleOut(AD5932* chip);
 /// The square wave on the MSB pin.
-int AD5932_enableMsbout(AD5932* chip);
-int AD5932_disableMsbout(AD5932* chip);
+[[nodiscard]] int AD5932_enableMsbout(AD5932* chip);
+[[nodiscard]] int AD5932_disableMsbout(AD5932* chip);
 /// The DAC behind sine and triangle.
-int AD5932_powerUp(AD5932* chip);
-int AD5932_powerDown(AD5932* chip);
+[[nodiscard]] int AD5932_powerUp(AD5932* chip);
+[[nodiscard]] int AD5932_powerDown(AD5932* chip);
 
 void AD5932_printErrMsg(const AD5932* chip, const char* what);
 void AD5932_printInfo(const AD5932* chip);

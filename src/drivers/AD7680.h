@@ -10,7 +10,7 @@ struct AD7680 {
 /// Sends nothing.
 void AD7680_init(AD7680* chip, uint32_t address, uint32_t board);
 /// One conversion, 0 to 65535 of the supply voltage; 0 if the bus failed.
-uint32_t AD7680_getValue(const AD7680* chip);
+[[nodiscard]] uint32_t AD7680_getValue(const AD7680* chip);
 
 void AD7680_printErrMsg(const AD7680* chip, const char* what);
 /// Takes a reading.

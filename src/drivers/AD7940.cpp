@@ -18,7 +18,7 @@ void AD7940_init(AD7940* chip, uint32_t address, uint32_t board) {
 }
 
 uint32_t AD7940_getValue(const AD7940* chip) {
-    chip_receive(&chip->bus, name, frameBytes);
+    chip_carryOn(chip_receive(&chip->bus, name, frameBytes));
     return field_get(static_cast<uint32_t>(chip_receive(&chip->bus, name, frameBytes)), conversion);
 }
 

@@ -11,7 +11,7 @@ struct AD7940 {
 void AD7940_init(AD7940* chip, uint32_t address, uint32_t board);
 /// A fresh conversion, 0 to 16383 of the supply voltage: the second of two readings, as the first hands out what stood
 /// at the input long ago. 0 if the bus failed.
-uint32_t AD7940_getValue(const AD7940* chip);
+[[nodiscard]] uint32_t AD7940_getValue(const AD7940* chip);
 
 void AD7940_printErrMsg(const AD7940* chip, const char* what);
 /// Takes a reading.

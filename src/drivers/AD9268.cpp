@@ -10,7 +10,7 @@ constexpr uint32_t outputModeStart = 0; // CMOS, offset binary
 void AD9268_init(AD9268* chip, uint32_t address, uint32_t board) {
     *chip = {};
     chip_attach(&chip->adc.bus, "AD9268 ADC", address, board, 0);
-    AD9268_softReset(chip);
+    chip_carryOn(AD9268_softReset(chip));
 }
 
 int AD9268_softReset(AD9268* chip) {

@@ -10,14 +10,14 @@ struct AD9268 {
 
 /// Resets the chip: CMOS outputs in offset binary.
 void AD9268_init(AD9268* chip, uint32_t address, uint32_t board);
-int AD9268_softReset(AD9268* chip);
+[[nodiscard]] int AD9268_softReset(AD9268* chip);
 /// Low-voltage differential outputs instead of CMOS levels.
-int AD9268_setOutputTypeLvds(AD9268* chip);
-int AD9268_setOutputModeOffsetBinary(AD9268* chip);
-int AD9268_setOutputMode2Complement(AD9268* chip);
-int AD9268_setOutputModeInvert(AD9268* chip);
-int AD9268_setOutputModeDisable(AD9268* chip);
-int AD9268_setTestMode(AD9268* chip, uint32_t mode);
+[[nodiscard]] int AD9268_setOutputTypeLvds(AD9268* chip);
+[[nodiscard]] int AD9268_setOutputModeOffsetBinary(AD9268* chip);
+[[nodiscard]] int AD9268_setOutputMode2Complement(AD9268* chip);
+[[nodiscard]] int AD9268_setOutputModeInvert(AD9268* chip);
+[[nodiscard]] int AD9268_setOutputModeDisable(AD9268* chip);
+[[nodiscard]] int AD9268_setTestMode(AD9268* chip, uint32_t mode);
 
 void AD9268_printErrMsg(const AD9268* chip, const char* what);
 void AD9268_printInfo(const AD9268* chip);

@@ -15,10 +15,10 @@ constexpr uint32_t directCoupled = 4;
 void AD9467_init(AD9467* chip, uint32_t address, uint32_t board) {
     *chip = {};
     chip_attach(&chip->adc.bus, "AD9467 ADC", address, board, 0);
-    AD9467_softReset(chip);
-    fastAdc_writeRegister(&chip->adc, name, outputAdjust, outputCurrent);
-    fastAdc_writeRegister(&chip->adc, name, analogInput, directCoupled);
-    fastAdc_transfer(&chip->adc, name);
+    chip_carryOn(AD9467_softReset(chip));
+    chip_carryOn(fastAdc_writeRegister(&chip->adc, name, outputAdjust, outputCurrent));
+    chip_carryOn(fastAdc_writeRegister(&chip->adc, name, analogInput, directCoupled));
+    chip_carryOn(fastAdc_transfer(&chip->adc, name));
 }
 
 int AD9467_softReset(AD9467* chip) {

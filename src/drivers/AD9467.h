@@ -10,13 +10,13 @@ struct AD9467 {
 
 /// Resets the chip, then sets its output current and the direct-coupled input.
 void AD9467_init(AD9467* chip, uint32_t address, uint32_t board);
-int AD9467_softReset(AD9467* chip);
+[[nodiscard]] int AD9467_softReset(AD9467* chip);
 
-int AD9467_setOutputModeOffsetBinary(AD9467* chip);
-int AD9467_setOutputMode2Complement(AD9467* chip);
-int AD9467_setOutputModeInvert(AD9467* chip);
-int AD9467_setOutputModeDisable(AD9467* chip);
-int AD9467_setTestMode(AD9467* chip, uint32_t mode);
+[[nodiscard]] int AD9467_setOutputModeOffsetBinary(AD9467* chip);
+[[nodiscard]] int AD9467_setOutputMode2Complement(AD9467* chip);
+[[nodiscard]] int AD9467_setOutputModeInvert(AD9467* chip);
+[[nodiscard]] int AD9467_setOutputModeDisable(AD9467* chip);
+[[nodiscard]] int AD9467_setTestMode(AD9467* chip, uint32_t mode);
 
 void AD9467_printErrMsg(const AD9467* chip, const char* what);
 void AD9467_printInfo(const AD9467* chip);

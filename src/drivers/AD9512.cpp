@@ -75,8 +75,8 @@ void AD9512_init(AD9512* chip, uint32_t address, uint32_t board) {
         sendOutput(chip, output);
         sendDivider(chip, output);
     }
-    AD9512_setClockInput(chip, 1);
-    AD9512_update(chip);
+    chip_carryOn(AD9512_setClockInput(chip, 1));
+    chip_carryOn(AD9512_update(chip));
 }
 
 int AD9512_update(const AD9512* chip) {

@@ -25,19 +25,19 @@ struct AD9512 {
 void AD9512_init(AD9512* chip, uint32_t address, uint32_t board);
 
 /// Everything written since the last update takes effect at once.
-int AD9512_update(const AD9512* chip);
+[[nodiscard]] int AD9512_update(const AD9512* chip);
 
 // An output above 4 is refused.
 
 /// `level` 0 to 3.
-int AD9512_setLevel(AD9512* chip, uint32_t output, uint32_t level);
-int AD9512_powerUp(AD9512* chip, uint32_t output);
-int AD9512_powerDown(AD9512* chip, uint32_t output);
+[[nodiscard]] int AD9512_setLevel(AD9512* chip, uint32_t output, uint32_t level);
+[[nodiscard]] int AD9512_powerUp(AD9512* chip, uint32_t output);
+[[nodiscard]] int AD9512_powerDown(AD9512* chip, uint32_t output);
 /// `ratio` 1 to 32. Any other ratio leaves the divider as it is, sends it again and gives -224.
-int AD9512_setDivideRatio(AD9512* chip, uint32_t output, uint32_t ratio);
+[[nodiscard]] int AD9512_setDivideRatio(AD9512* chip, uint32_t output, uint32_t ratio);
 
 /// Input 1, or with any other number input 2.
-int AD9512_setClockInput(AD9512* chip, uint32_t input);
+[[nodiscard]] int AD9512_setClockInput(AD9512* chip, uint32_t input);
 
 void AD9512_printErrMsg(const AD9512* chip, const char* what);
 void AD9512_printInfo(const AD9512* chip);

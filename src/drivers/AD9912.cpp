@@ -36,7 +36,7 @@ void AD9912_init(AD9912* chip, uint32_t address, uint32_t board) {
     FTW_init(&chip->ftw, wordBits);
     chip->power = powerStart;
     sendPower(chip);
-    AD9912_setFsc(chip, fullScaleStart);
+    chip_carryOn(AD9912_setFsc(chip, fullScaleStart));
 }
 
 int AD9912_powerUp(AD9912* chip) {

@@ -46,7 +46,7 @@ void AD9914_init(AD9914* chip, uint32_t address, uint32_t board, int (*ioUpdate)
     chip->ioUpdate = ioUpdate;
     FTW_init(&chip->ftw, wordBits);
     for (uint32_t number = 0; number < controlStart.size(); ++number)
-        AD9914_writeRegister(chip, number, controlStart[number]);
+        chip_carryOn(AD9914_writeRegister(chip, number, controlStart[number]));
 }
 
 int AD9914_writeRegister(const AD9914* chip, uint32_t number, uint32_t value) {

@@ -23,18 +23,18 @@ constexpr int64_t adf5355_getFvcoMin() {
 
 /// Has the chip choose the VCO band for `frequency`, as the VCO itself makes it, in steps of 10 MHz / 2^24, cut; takes
 /// 10 ms. Refuses frequencies outside 0 to under 655.36 GHz, the end of the register.
-int ADF5355_selectVco(ADF5355* chip, tvfreq frequency);
+[[nodiscard]] int ADF5355_selectVco(ADF5355* chip, tvfreq frequency);
 /// Divider between the VCO and output A: 1, 2, 4, 8, 16, 32, 64; others are refused.
-int ADF5355_setRfDvidier(ADF5355* chip, uint32_t divider);
+[[nodiscard]] int ADF5355_setRfDvidier(ADF5355* chip, uint32_t divider);
 /// Output A: 0 -4 dBm, 1 -1 dBm, 2 +2 dBm, 3 +5 dBm; others are refused.
-int ADF5355_setRfOutAOutputGain(ADF5355* chip, uint32_t gain);
-int ADF5355_enableRfOutA(ADF5355* chip);
-int ADF5355_disableRfOutA(ADF5355* chip);
+[[nodiscard]] int ADF5355_setRfOutAOutputGain(ADF5355* chip, uint32_t gain);
+[[nodiscard]] int ADF5355_enableRfOutA(ADF5355* chip);
+[[nodiscard]] int ADF5355_disableRfOutA(ADF5355* chip);
 /// Output B: the VCO doubled.
-int ADF5355_enableRfOutB(ADF5355* chip);
-int ADF5355_disableRfOutB(ADF5355* chip);
-int ADF5355_powerUp(ADF5355* chip);
-int ADF5355_powerDown(ADF5355* chip);
+[[nodiscard]] int ADF5355_enableRfOutB(ADF5355* chip);
+[[nodiscard]] int ADF5355_disableRfOutB(ADF5355* chip);
+[[nodiscard]] int ADF5355_powerUp(ADF5355* chip);
+[[nodiscard]] int ADF5355_powerDown(ADF5355* chip);
 
 void ADF5355_printErrMsg(const ADF5355* chip, const char* what);
 void ADF5355_printInfo(const ADF5355* chip);

@@ -13,7 +13,7 @@ constexpr double step_dB = 0.5;
 void init(HMC624* chip, uint32_t address, uint32_t board, uint32_t mode) {
     *chip = {};
     chip_attach(&chip->bus, "HMC624 attenuator", address, board, mode);
-    HMC624_setAttenuation(chip, 0);
+    chip_carryOn(HMC624_setAttenuation(chip, 0));
 }
 
 } // namespace

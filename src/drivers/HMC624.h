@@ -13,8 +13,8 @@ void HMC624_init(HMC624* chip, uint32_t address, uint32_t board);
 void HMC624_initInvertedLE(HMC624* chip, uint32_t address, uint32_t board);
 
 /// In steps; values above 63 count as 63.
-int HMC624_setAttenuation(HMC624* chip, uint32_t attenuation);
-uint32_t HMC624_getAttenuation(const HMC624* chip);
+[[nodiscard]] int HMC624_setAttenuation(HMC624* chip, uint32_t attenuation);
+[[nodiscard]] uint32_t HMC624_getAttenuation(const HMC624* chip);
 
 void HMC624_printErrMsg(const HMC624* chip, const char* what);
 void HMC624_printInfo(const HMC624* chip);

@@ -15,13 +15,13 @@ struct HMC988 {
 void HMC988_init(HMC988* chip, uint32_t address, uint32_t board, uint32_t chipId);
 
 /// 1, 2, 4, 8, 16, 32; others are refused.
-int HMC988_setDivider(HMC988* chip, uint32_t divider);
-int HMC988_powerUp(HMC988* chip);
-int HMC988_powerDown(HMC988* chip);
+[[nodiscard]] int HMC988_setDivider(HMC988* chip, uint32_t divider);
+[[nodiscard]] int HMC988_powerUp(HMC988* chip);
+[[nodiscard]] int HMC988_powerDown(HMC988* chip);
 /// The chip biases its input itself.
-int HMC988_enableRxBufferDcBias(HMC988* chip);
+[[nodiscard]] int HMC988_enableRxBufferDcBias(HMC988* chip);
 /// The divider no longer listens to the pin that starts it in step with others.
-int HMC988_disableExternalSyncPin(HMC988* chip);
+[[nodiscard]] int HMC988_disableExternalSyncPin(HMC988* chip);
 
 void HMC988_printErrMsg(const HMC988* chip, const char* what);
 void HMC988_printInfo(const HMC988* chip);

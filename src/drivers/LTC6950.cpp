@@ -22,7 +22,7 @@ void LTC6950_init(LTC6950* chip, uint32_t address, uint32_t board) {
     *chip = {};
     chip_attach(&chip->bus, "LTC6950 clock divider", address, board, 0);
     chip->reg = LTC6950::reg_default;
-    LTC6950_write(chip);
+    chip_carryOn(LTC6950_write(chip));
 }
 
 int LTC6950_write(const LTC6950* chip) {

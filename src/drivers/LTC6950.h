@@ -19,11 +19,11 @@ struct LTC6950 {
 
 void LTC6950_init(LTC6950* chip, uint32_t address, uint32_t board);
 /// Sends all registers.
-int LTC6950_write(const LTC6950* chip);
+[[nodiscard]] int LTC6950_write(const LTC6950* chip);
 
 /// Tests of the charge pump: it sinks or sources its current all the time. There is no way back but LTC6950_init.
-int LTC6950_CP_sink(LTC6950* chip);
-int LTC6950_CP_source(LTC6950* chip);
+[[nodiscard]] int LTC6950_CP_sink(LTC6950* chip);
+[[nodiscard]] int LTC6950_CP_source(LTC6950* chip);
 
 void LTC6950_printErrMsg(const LTC6950* chip, const char* what);
 void LTC6950_printInfo(const LTC6950* chip);

@@ -20,7 +20,7 @@ static_assert(fieldsFit({data, command, memory}, 8 * frameBytes));
 void MCP4131_init(MCP4131* chip, uint32_t address, uint32_t board) {
     *chip = {};
     chip_attach(&chip->bus, "MCP4131 digital resistor", address, board, 0);
-    MCP4131_setWiper(chip, 0);
+    chip_carryOn(MCP4131_setWiper(chip, 0));
 }
 
 int MCP4131_setWiper(MCP4131* chip, uint32_t wiper) {

@@ -27,7 +27,7 @@ void SRI_init(SRI* sri, uint32_t address, uint32_t board, const uint8_t* values,
     chip_attach(&sri->bus, "ShiftRegisterIn", address, board, 0);
     sri->length = std::min(length, lengthMax);
     sri->value = chip_fromMemory(values, sri->length);
-    SRI_writeValue(sri);
+    chip_carryOn(SRI_writeValue(sri));
 }
 
 void SRI_presetSetBit(SRI* sri, uint32_t bit) {

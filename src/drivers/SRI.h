@@ -25,22 +25,22 @@ void SRI_presetChangeByte(SRI* sri, uint32_t index, uint8_t value);
 void SRI_presetValue(SRI* sri, uint64_t value);
 
 /// Send the shadow; the two are the same.
-int SRI_applyPreset(SRI* sri);
-int SRI_writeValue(SRI* sri);
-int SRI_applyPreset_async(SRI* sri);
-int SRI_writeValue_async(SRI* sri);
+[[nodiscard]] int SRI_applyPreset(SRI* sri);
+[[nodiscard]] int SRI_writeValue(SRI* sri);
+[[nodiscard]] int SRI_applyPreset_async(SRI* sri);
+[[nodiscard]] int SRI_writeValue_async(SRI* sri);
 /// Sends the shadow unless the register is known to hold it.
-int SRI_applyChanges(SRI* sri);
+[[nodiscard]] int SRI_applyChanges(SRI* sri);
 
 /// Change and send.
-int SRI_setBit(SRI* sri, uint32_t bit);
-int SRI_clearBit(SRI* sri, uint32_t bit);
-int SRI_changeByte(SRI* sri, uint32_t index, uint8_t value);
-int SRI_setValue(SRI* sri, uint64_t value);
+[[nodiscard]] int SRI_setBit(SRI* sri, uint32_t bit);
+[[nodiscard]] int SRI_clearBit(SRI* sri, uint32_t bit);
+[[nodiscard]] int SRI_changeByte(SRI* sri, uint32_t index, uint8_t value);
+[[nodiscard]] int SRI_setValue(SRI* sri, uint64_t value);
 
 /// The shadow.
-uint32_t SRI_getBit(const SRI* sri, uint32_t bit);
-uint64_t SRI_getValue(const SRI* sri);
+[[nodiscard]] uint32_t SRI_getBit(const SRI* sri, uint32_t bit);
+[[nodiscard]] uint64_t SRI_getValue(const SRI* sri);
 
 void SRI_printErrMsg(const SRI* sri, const char* what);
 void SRI_printInfo(const SRI* sri);

@@ -11,8 +11,8 @@ struct TC77 {
 void TC77_init(TC77* chip, uint32_t address, uint32_t board);
 
 /// Degrees Celsius in steps of 0.0625; 0 if the bus failed.
-double TC77_getTemperature(const TC77* chip);
-double TC77_getTemperature_async(const TC77* chip);
+[[nodiscard]] double TC77_getTemperature(const TC77* chip);
+[[nodiscard]] double TC77_getTemperature_async(const TC77* chip);
 
 void TC77_printErrMsg(const TC77* chip, const char* what);
 /// Takes a reading.

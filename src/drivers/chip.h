@@ -38,12 +38,13 @@ inline constexpr uint32_t chip_clockPhase = 1;
 
 /// A frame of up to 8 bytes, its last bit in bit 0 of `frame`. `modeBits` are ORed into the chip's mode word. Returns 0
 /// or -200, told on the error output.
-int chip_send(const ChipBus* bus, const char* chipName, uint64_t frame, size_t length, uint32_t modeBits = 0);
+[[nodiscard]] int chip_send(const ChipBus* bus, const char* chipName, uint64_t frame, size_t length,
+                            uint32_t modeBits = 0);
 /// The same with the bytes as they lie in memory, any number of them.
-int chip_sendBytes(const ChipBus* bus, const char* chipName, const uint8_t* bytes, size_t length,
-                   uint32_t modeBits = 0);
+[[nodiscard]] int chip_sendBytes(const ChipBus* bus, const char* chipName, const uint8_t* bytes, size_t length,
+                                 uint32_t modeBits = 0);
 /// Reads a frame of up to 8 bytes; its last bit comes in bit 0. A failure is told and gives 0.
-uint64_t chip_receive(const ChipBus* bus, const char* chipName, size_t length);
+[[nodiscard]] uint64_t chip_receive(const ChipBus* bus, const char* chipName, size_t length);
 
 /// Result of an operation that takes several steps, each of which was done: the first that is not 0.
 constexpr int chip_firstFailure(std::initializer_list<int> results) {
@@ -53,6 +54,10 @@ constexpr int chip_firstFailure(std::initializer_list<int> results) {
     return 0;
 }
 
+/// Takes the result of an operation that nobody waits for: its driver has told a failed transfer on the error output,
+/// the shadow keeps what was asked for, and the caller carries on.
+constexpr void chip_carryOn(int) {}
+
 /// The first `length` bytes of `frame` as they lie in memory: least significant byte first.
 void chip_toMemory(uint64_t frame, uint8_t* bytes, size_t length);
-uint64_t chip_fromMemory(const uint8_t* bytes, size_t length);
+[[nodiscard]] uint64_t chip_fromMemory(const uint8_t* bytes, size_t length);

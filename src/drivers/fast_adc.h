@@ -15,22 +15,22 @@ enum class FastAdcFormat : uint32_t { offsetBinary = 0, twosComplement = 1 };
 inline constexpr uint32_t fastAdc_testOff = 0;
 inline constexpr uint32_t fastAdc_testModeMax = 7;
 
-int fastAdc_writeRegister(const FastAdc* adc, const char* chipName, uint32_t number, uint32_t value);
+[[nodiscard]] int fastAdc_writeRegister(const FastAdc* adc, const char* chipName, uint32_t number, uint32_t value);
 /// What was written to the buffered registers takes effect.
-int fastAdc_transfer(const FastAdc* adc, const char* chipName);
+[[nodiscard]] int fastAdc_transfer(const FastAdc* adc, const char* chipName);
 /// Registers to their power-on values; takes 1000 us.
-int fastAdc_softReset(const FastAdc* adc, const char* chipName);
+[[nodiscard]] int fastAdc_softReset(const FastAdc* adc, const char* chipName);
 
 /// Low-voltage differential outputs instead of CMOS levels, on chips that have both.
-int fastAdc_setLvds(FastAdc* adc, const char* chipName);
+[[nodiscard]] int fastAdc_setLvds(FastAdc* adc, const char* chipName);
 /// Outputs on, neither inverted nor disabled.
-int fastAdc_setFormat(FastAdc* adc, const char* chipName, FastAdcFormat format);
+[[nodiscard]] int fastAdc_setFormat(FastAdc* adc, const char* chipName, FastAdcFormat format);
 /// Inverts the outputs, in the format in force.
-int fastAdc_setInvert(FastAdc* adc, const char* chipName);
+[[nodiscard]] int fastAdc_setInvert(FastAdc* adc, const char* chipName);
 /// Switches the outputs off, until a format is set.
-int fastAdc_setDisable(FastAdc* adc, const char* chipName);
+[[nodiscard]] int fastAdc_setDisable(FastAdc* adc, const char* chipName);
 /// 0 off, 1 mid-scale, 2 and 3 positive and negative full scale, 4 checkerboard, 5 and 6 long and short pseudo-random
 /// sequence, 7 words of ones and zeros; above that refused.
-int fastAdc_setTestMode(FastAdc* adc, const char* chipName, uint32_t mode);
+[[nodiscard]] int fastAdc_setTestMode(FastAdc* adc, const char* chipName, uint32_t mode);
 
 void fastAdc_printInfo(const FastAdc* adc, const char* chipName);

@@ -11,10 +11,10 @@ int send(const PllLatches* latches, const char* chipName, uint32_t word) {
 }
 
 void start(PllLatches* latches, const char* chipName) {
-    send(latches, chipName, latches->function);
-    send(latches, chipName, latches->r);
-    send(latches, chipName, latches->n);
-    setFunction(latches, chipName, counterReset, 0);
+    chip_carryOn(send(latches, chipName, latches->function));
+    chip_carryOn(send(latches, chipName, latches->r));
+    chip_carryOn(send(latches, chipName, latches->n));
+    chip_carryOn(setFunction(latches, chipName, counterReset, 0));
 }
 
 int setFunction(PllLatches* latches, const char* chipName, const Field& field, uint32_t value) {

@@ -28,11 +28,11 @@ inline constexpr uint32_t rStart = 4;               // R = 1
 inline constexpr uint32_t functionStart = 0x1F8006; // full pump current, counters held in reset
 static_assert(field_get(rStart, number) == rLatch && field_get(functionStart, number) == functionLatch);
 
-int send(const PllLatches* latches, const char* chipName, uint32_t word);
+[[nodiscard]] int send(const PllLatches* latches, const char* chipName, uint32_t word);
 /// Sends all three with the counters held in reset, and then lets them run.
 void start(PllLatches* latches, const char* chipName);
 /// Changes a field of the function latch and sends it; -224 for a value that does not fit.
-int setFunction(PllLatches* latches, const char* chipName, const Field& field, uint32_t value);
+[[nodiscard]] int setFunction(PllLatches* latches, const char* chipName, const Field& field, uint32_t value);
 
 void printInfo(const PllLatches* latches, const char* chipName);
 

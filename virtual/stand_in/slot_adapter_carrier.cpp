@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <tuple>
 
 using namespace vi;
 
@@ -242,7 +243,8 @@ const tvpow* getPowerRaw(Device*) {
 double countAt(Unit* unit, Device* device, uint32_t ratio) {
     changeBoth(*unit, [=](ChannelSettings& s) { s.counterRatio = ratio; });
     std::array<tvfreq, channels> counted{};
-    TVPN_ADFPGA_countFrequencyAdc(device->adfpga, &counted[channelA], &counted[channelB]);
+    std::ignore =
+        TVPN_ADFPGA_countFrequencyAdc(device->adfpga, &counted[channelA], &counted[channelB]); // the counts tell
     changeBoth(*unit, [](ChannelSettings& s) { s.counterRatio = 0; });
     const auto carrier_Hz = [&](Channel c) {
         return hertz(&counted[c]) * ratio * bench_settings(unit->bench, c).prescaler;
