@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <tuple>
 
 namespace {
 
@@ -168,7 +169,7 @@ double TVPN_DUT_SUPPLY_getCurrentAdc(const TVPN_DUT_SUPPLY* supply, int32_t chan
     const DutSupplyChannel* found = find(supply, channel);
     if (found == nullptr)
         return 0;
-    AD7940_getValue(&found->adc);
+    std::ignore = AD7940_getValue(&found->adc); // a reading tells what the converter saw at the one before
     float sum = 0;
     for (int i = 0; i < readings; ++i)
         sum += static_cast<float>(AD7940_getValue(&found->adc));
