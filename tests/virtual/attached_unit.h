@@ -25,6 +25,8 @@ inline vi::Unit& attachUnit(Device* device, const char* serial, const vi::Dut& d
     const bool isNew = unit == nullptr;
     if (isNew)
         unit = std::make_unique<vi::Unit>(boards, vi::DutFile{"", dut, {}}, seed);
+    else
+        unit->fit(boards);
     unit->connect();
     vi::bench_init(&unit->bench, boards, {"", dut, {}}, seed);
     unit->acquisition.core().reseed(seed);

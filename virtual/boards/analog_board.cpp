@@ -32,50 +32,45 @@ double wiper_V(const Ad5293Chain& chain, size_t chip, double nominal_ohm, double
 
 } // namespace
 
-AnalogBoard::AnalogBoard(SpiBus& bus, const UnitBoards& boards, uint32_t firstAddress, AnalogInputs inputs)
-    : boards_(boards), inputs_(std::move(inputs)), lines_(analogWiring_of(boards.analog) == AnalogWiring::w1 ? 5 : 6),
+AnalogBoard::AnalogBoard(SpiBus& bus, const UnitBoards& boards, uint32_t firstAddress, AnalogInputs inputs,
+                         const std::string& name)
+    : WatchedBoard(bus), boards_(boards), inputs_(std::move(inputs)),
+      lines_(analogWiring_of(boards.analog) == AnalogWiring::w1 ? 5 : 6),
       powerAdc_(adcReference_V,
                 [this] {
-                    const PowerDetector& power = circuit_.power;
+                    const PowerDetector& power = circuit().power;
                     const bool reads = power.powered && power.detector != Detector::none;
                     return reads ? inputs_.detector_V(power.detector) : 0;
                 }),
-      tuneAdc_(adcReference_V, [this] { return circuit_.tuneAtAdc ? inputs_.tune_V() / tuneDivider : 0; }),
+      tuneAdc_(adcReference_V, [this] { return circuit().tuneAtAdc ? inputs_.tune_V() / tuneDivider : 0; }),
       counterPll_(Adf4xxxModel::Kind::adf4106, spiPlain), r1AndR2_({resistors_ohm, resistors_ohm}),
       r3AndAid_({resistors_ohm, potentiometers_ohm}), calibration_({potentiometers_ohm}), loopSupply_({resistors_ohm}),
-      dac14_(14), circuit_(decode()) {
+      dac14_(14) {
     const struct {
         SpiChip* chip;
+        const char* name;
         uint32_t place[5]; // above the first address, by AnalogWiring
     } chips[] = {
         // clang-format off
         // chip               1B/1C 2A 2B 2C 2D
-        {&lines_,               {0,  0,  0,  0,  0}},
-        {&dutAttenuator_,       {1,  no, no, no, no}},
-        {&powerAdc_,            {2,  1,  1,  1,  1}},
-        {&tuneAdc_,             {no, 2,  2,  2,  2}},
-        {&counterPll_,          {4,  no, no, no, no}},
-        {&r1AndR2_,             {8,  3,  3,  3,  3}},
-        {&r3AndAid_,            {9,  4,  4,  4,  4}},
-        {&calibration_,         {10, 5,  5,  5,  5}},
-        {&loopSupply_,          {11, 6,  6,  6,  6}},
-        {&referenceAttenuator_, {12, no, no, no, no}},
-        {&dac14_,               {no, 7,  7,  7,  7}},
-        {&dac16_,               {no, no, no, no, 8}},
+        {&lines_, "lines", {0,  0,  0,  0,  0}},
+        {&dutAttenuator_, "dut_attenuator", {1,  no, no, no, no}},
+        {&powerAdc_, "power_adc", {2,  1,  1,  1,  1}},
+        {&tuneAdc_, "tune_adc", {no, 2,  2,  2,  2}},
+        {&counterPll_, "counter_pll", {4,  no, no, no, no}},
+        {&r1AndR2_, "r1", {8,  3,  3,  3,  3}},
+        {&r3AndAid_, "r3", {9,  4,  4,  4,  4}},
+        {&calibration_, "calibration", {10, 5,  5,  5,  5}},
+        {&loopSupply_, "loop_supply", {11, 6,  6,  6,  6}},
+        {&referenceAttenuator_, "ref_attenuator", {12, no, no, no, no}},
+        {&dac14_, "dut_tune", {no, 7,  7,  7,  7}},
+        {&dac16_, "dut_tune16", {no, no, no, no, 8}},
         // clang-format on
     };
-    for (const auto& [chip, place] : chips)
+    for (const auto& [chip, chipName, place] : chips)
         if (const uint32_t own = place[static_cast<size_t>(analogWiring_of(boards.analog))]; own != no)
-            bus.attach(firstAddress + own, &onBus_.emplace_back(*chip, [this] { update(); }));
-}
-
-void AnalogBoard::update() {
-    const AnalogCircuit now = decode();
-    if (now == circuit_)
-        return;
-    circuit_ = now;
-    if (changed_)
-        changed_(circuit_);
+            attach(firstAddress + own, *chip, name + "." + chipName);
+    update();
 }
 
 AnalogCircuit AnalogBoard::decode() const {

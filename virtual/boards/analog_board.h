@@ -8,14 +8,13 @@
 
 #include "virtual/boards/analog_circuit.h"
 #include "virtual/boards/analog_lines.h"
-#include "virtual/boards/watched_chip.h"
+#include "virtual/boards/watched_board.h"
 #include "virtual/bus/spi_bus.h"
 #include "virtual/chips/analog.h"
 #include "virtual/chips/sensors.h"
 #include "virtual/chips/shift_register.h"
 #include "virtual/chips/synthesizers.h"
 
-#include <deque>
 #include <functional>
 
 namespace vi {
@@ -30,22 +29,17 @@ struct AnalogInputs {
 
 /// To be built before the first transfer and to outlive the bus. All but the constructor is called under the bus's
 /// lock: `circuit` may be looked at when no transfer is on its way, or from the callback.
-class AnalogBoard {
+class AnalogBoard final : public WatchedBoard<AnalogCircuit> {
 public:
-    AnalogBoard(SpiBus& bus, const UnitBoards& boards, uint32_t firstAddress, AnalogInputs inputs);
-    AnalogBoard(const AnalogBoard&) = delete;
-    AnalogBoard& operator=(const AnalogBoard&) = delete;
-
-    [[nodiscard]] const AnalogCircuit& circuit() const { return circuit_; }
-    /// Called after each frame that has changed the circuit. An empty function ends it.
-    void onChange(std::function<void(const AnalogCircuit&)> changed) { changed_ = std::move(changed); }
+    /// Its chips' names begin with `name`.
+    AnalogBoard(SpiBus& bus, const UnitBoards& boards, uint32_t firstAddress, AnalogInputs inputs,
+                const std::string& name = "alg");
 
 private:
-    [[nodiscard]] AnalogCircuit decode() const;
+    [[nodiscard]] AnalogCircuit decode() const override;
     void decodeFirst(const AnalogLines& lines, AnalogCircuit* circuit) const;
     void decodeLoop(LoopFilter* loop) const;
     [[nodiscard]] DutTune dutTune(bool relayClosed) const;
-    void update();
 
     UnitBoards boards_;
     AnalogInputs inputs_;
@@ -56,9 +50,6 @@ private:
     Ad5293Chain r1AndR2_, r3AndAid_, calibration_, loopSupply_;
     Ad5640Model dac14_; // DUT tune, on 2D the threshold of the pulse gate
     Ad5760Model dac16_; // DUT tune of 2D
-    std::deque<WatchedChip> onBus_;
-    AnalogCircuit circuit_;
-    std::function<void(const AnalogCircuit&)> changed_;
 };
 
 } // namespace vi

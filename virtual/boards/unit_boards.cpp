@@ -40,6 +40,30 @@ SourceBoards sourceBoards(bool gate, char code) {
     return gate && code == '7' ? SourceBoards::firstPair : SourceBoards::none;
 }
 
+ControllerBoards controllerBoards(char code) {
+    if (code == '4')
+        return ControllerBoards::fs;
+    if (code > '2')
+        return ControllerBoards::from1F;
+    return code > '1' ? ControllerBoards::from1E : ControllerBoards::before1E;
+}
+
+SupplyBoards supplyBoards(char code) {
+    if (code <= '1')
+        return SupplyBoards::none;
+    if (code == '5')
+        return SupplyBoards::relayOnly;
+    return code == '3' ? SupplyBoards::high12V : SupplyBoards::low5V;
+}
+
+/// FNV-1a.
+uint64_t hash(std::string_view text) {
+    uint64_t value = 0xcbf29ce484222325;
+    for (const char c : text)
+        value = (value ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+    return value;
+}
+
 /// The source boards want no more than this at the mixer.
 double prescalerThreshold_Hz(SourceBoards sources, AnalogRevision analog) {
     if (sources == SourceBoards::secondPair)
@@ -79,6 +103,9 @@ UnitBoards unitBoards_of(std::string_view serialNumber) {
     boards.fpga = at(9) == '6' ? FpgaGeneration::second : FpgaGeneration::first;
     boards.acquisitionPll = at(9) == '4' || at(9) == '5';
     boards.sources = sourceBoards(gate, at(10));
+    boards.controller = controllerBoards(at(5));
+    boards.supply = supplyBoards(at(7));
+    boards.individual = hash(serialNumber);
     boards.carrierMin_Hz = 1e6;
     boards.carrierMax_Hz = at(1) == '4' ? 7e9 : 29.5e9;
     boards.prescalerThreshold_Hz = prescalerThreshold_Hz(boards.sources, boards.analog);

@@ -63,8 +63,57 @@ void SpiBus::attach(uint32_t address, SpiChip* chip, uint32_t segment) {
     slot.writer = chip;
     std::erase_if(slot.readers, [&](const Reader& reader) { return reader.segment == segment; });
     slot.readers.push_back({segment, chip});
+    remember(chip);
+}
+
+void SpiBus::attachSends(uint32_t address, SpiChip* chip) {
+    const std::lock_guard lock(mutex_);
+    slots_.at(address).writer = chip;
+    remember(chip);
+}
+
+void SpiBus::detach(SpiChip* chip) {
+    const std::lock_guard lock(mutex_);
+    for (Slot& slot : slots_) {
+        const size_t readers = slot.readers.size();
+        std::erase_if(slot.readers, [chip](const Reader& reader) { return reader.chip == chip; });
+        if (slot.writer == chip)
+            slot.writer = nullptr;
+        else if (slot.readers.size() == readers)
+            continue;
+        slot.name.clear();
+    }
+    std::erase(chips_, chip);
+    if (selected_ == chip)
+        selected_ = nullptr;
+}
+
+void SpiBus::remember(SpiChip* chip) {
     if (std::find(chips_.begin(), chips_.end(), chip) == chips_.end())
         chips_.push_back(chip);
+}
+
+void SpiBus::setName(uint32_t address, const std::string& name) {
+    const std::lock_guard lock(mutex_);
+    slots_.at(address).name = name;
+}
+
+std::vector<std::string> SpiBus::names() const {
+    const std::lock_guard lock(mutex_);
+    std::vector<std::string> found;
+    for (const Slot& slot : slots_)
+        if (!slot.name.empty())
+            found.push_back(slot.name);
+    return found;
+}
+
+void SpiBus::setBroken(std::function<bool(const std::string& name)> broken) {
+    const std::lock_guard lock(mutex_);
+    broken_ = std::move(broken);
+}
+
+bool SpiBus::broken(uint32_t address) const {
+    return broken_ && address < spiAddresses && !slots_[address].name.empty() && broken_(slots_[address].name);
 }
 
 void SpiBus::setPin(uint32_t request, uint32_t level) {
@@ -157,6 +206,8 @@ int SpiBus::transfer(const Pass& pass) {
         return fault(text(kind, " of ", pass.length, " bytes at address ", pass.address));
     const std::span<const uint8_t> frame(pass.data, pass.read ? 0 : pass.length);
     if (interceptor_ && !interceptor_({pass.read, pass.address, pass.mode, pass.board, frame}))
+        return -EIO;
+    if (broken(pass.address))
         return -EIO;
     SpiChip* const chip = find(pass);
     if (chip == nullptr)

@@ -35,6 +35,17 @@ public:
     /// carry no segment, from whoever had them, and the reads on the given segment.
     void attach(uint32_t address, SpiChip* chip, uint32_t segment = spiAnySegment);
 
+    /// The same for the sends alone: what is read there stays with whoever has it.
+    void attachSends(uint32_t address, SpiChip* chip);
+    /// Takes a chip off the bus; its places are empty then and have no names.
+    void detach(SpiChip* chip);
+    /// How the chip at an address is called. Empty: it has no name.
+    void setName(uint32_t address, const std::string& name);
+    [[nodiscard]] std::vector<std::string> names() const;
+    /// Chips that do not answer: transfers to a chip fail while the function says so of its name. It is asked at each
+    /// transfer to a chip that has one, under the bus's lock; such a failure is no fault.
+    void setBroken(std::function<bool(const std::string& name)> broken);
+
     /// Level of a pin by the request that reads it; 0 at start. A source is asked at each reading.
     void setPin(uint32_t request, uint32_t level);
     void setPinSource(uint32_t request, std::function<uint32_t()> source);
@@ -66,6 +77,7 @@ private:
         SpiChip* chip;
     };
     struct Slot {
+        std::string name;
         SpiChip* writer = nullptr;
         std::vector<Reader> readers;
     };
@@ -88,6 +100,8 @@ private:
     int fault(const std::string& text);
     [[nodiscard]] const Pin* findPin(uint32_t request) const;
     [[nodiscard]] SpiChip* find(const Pass& pass) const;
+    void remember(SpiChip* chip);
+    [[nodiscard]] bool broken(uint32_t address) const;
 
     mutable std::mutex mutex_; // guards all below
     std::array<Slot, spiAddresses> slots_;
@@ -101,6 +115,7 @@ private:
     uint64_t faults_ = 0;
     std::string faultTexts_;
     std::function<bool(const SpiTransfer&)> interceptor_;
+    std::function<bool(const std::string& name)> broken_;
 };
 
 } // namespace vi

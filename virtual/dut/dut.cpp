@@ -130,6 +130,22 @@ uint32_t readStages(const toml::node& node, const std::string& name) {
     return bits;
 }
 
+std::vector<std::string> readNames(const toml::node& node, const std::string& name) {
+    const toml::array* list = node.as_array();
+    if (list == nullptr)
+        refuseKind(node, name, "a list of names");
+    if (list->size() > rowsMax)
+        refuse(node.source(), name + " has more than " + std::to_string(rowsMax) + " names");
+    std::vector<std::string> names;
+    for (const toml::node& entry : *list) {
+        const auto text = entry.value_exact<std::string>();
+        if (!text)
+            refuseKind(entry, "an entry of " + name, "a name");
+        names.push_back(*text);
+    }
+    return names;
+}
+
 Faults readFaults(const toml::table& table) {
     Faults faults;
     const std::pair<std::string_view, bool*> flags[] = {
@@ -143,7 +159,7 @@ Faults readFaults(const toml::table& table) {
         {"samples_missing", &faults.samplesMissing},
         {"fpga_silent", &faults.fpgaSilent},
     };
-    constexpr std::string_view drift = "drift_hz_per_s", stages = "stage_timeout";
+    constexpr std::string_view drift = "drift_hz_per_s", stages = "stage_timeout", chips = "spi_fails";
     for (const auto& [key, value] : table) {
         const std::string_view given = key.str();
         const std::string name = "faults." + std::string(given);
@@ -153,6 +169,8 @@ Faults readFaults(const toml::table& table) {
             faults.drift_HzPerS = readNumber(value, name, driftRange_HzPerS);
         else if (given == stages)
             faults.stageTimeout = readStages(value, name);
+        else if (given == chips)
+            faults.spiFails = readNames(value, name);
         else if (flag == std::end(flags))
             refuse(key.source(), "unknown key " + name);
         else if (!value.is_boolean())

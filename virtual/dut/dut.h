@@ -29,6 +29,7 @@
 ///   samples_missing   = false        # samples never come
 ///   fpga_silent       = false        # the FPGA takes commands and does nothing
 ///   stage_timeout     = []           # the spectra of these stages, 0 to 7, never come
+///   spi_fails         = []           # transfers to the chips of these names fail, such as "A.alg.r1"
 ///
 /// Offsets are 1e-6 to 1e12 Hz and ascend; a list has at most 1000 rows. A key that is not in this list, a wrong type,
 /// a value out of range, a missing key or a file above 1 MiB is refused as a whole.
@@ -59,6 +60,7 @@ struct Faults {
     bool samplesMissing = false;
     bool fpgaSilent = false;
     uint32_t stageTimeout = 0; // bit n: stage n
+    std::vector<std::string> spiFails = {};
 };
 
 /// The carrier is there from the start of each period for `width_s`. A period of 0: all the time.

@@ -347,6 +347,15 @@ Faults bench_faults(Bench* bench) {
     return bench->dutFile.dut.faults;
 }
 
+bool bench_chipBroken(Bench* bench, const std::string& name) {
+    const Guard guard(bench->mutex);
+    const std::vector<std::string>& broken = bench->dutFile.dut.faults.spiFails;
+    if (broken.empty())
+        return false;
+    benchState_update(bench);
+    return std::find(broken.begin(), broken.end(), name) != broken.end();
+}
+
 ChannelTruth bench_truth(Bench* bench, Channel channel) {
     const Guard guard(bench->mutex);
     benchState_update(bench);

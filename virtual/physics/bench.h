@@ -108,6 +108,9 @@ void bench_takeRecord(Bench* bench, const RecordRequest& request, std::span<uint
 /// Those of the DUT in force; does not look at the file, so it costs next to nothing.
 [[nodiscard]] Faults bench_faults(Bench* bench);
 
+/// A chip of this name does not answer. Looks at the file while there is one that does not.
+[[nodiscard]] bool bench_chipBroken(Bench* bench, const std::string& name);
+
 /// What the spectra of a moment are drawn from.
 struct BenchSnapshot {
     SignalChain chain{};

@@ -6,10 +6,16 @@
 
 namespace vi {
 
-Unit::Unit(const UnitBoards& boards, DutFile dut, uint64_t seed)
-    : acquisition(bus, {boards.fpga, boards.acquisitionPll}, source, seed) {
-    bench_init(&bench, boards, std::move(dut), seed);
+Unit::Unit(const UnitBoards& kind, DutFile dut, uint64_t seed)
+    : acquisition(bus, {kind.fpga, kind.acquisitionPll}, source, seed) {
+    bench_init(&bench, kind, std::move(dut), seed);
+    fit(kind);
     connect();
+}
+
+void Unit::fit(const UnitBoards& kind) {
+    boards.reset();
+    boards.emplace(bus, bench, kind);
 }
 
 Unit::~Unit() {

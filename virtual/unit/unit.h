@@ -5,23 +5,30 @@
 #include "virtual/bus/spi_bus.h"
 #include "virtual/physics/bench.h"
 #include "virtual/physics/bench_source.h"
+#include "virtual/unit/board_box.h"
+
+#include <optional>
 
 namespace vi {
 
 /// To be built before the firmware starts and to outlive it.
 struct Unit {
-    Unit(const UnitBoards& boards, DutFile dut, uint64_t seed);
+    Unit(const UnitBoards& kind, DutFile dut, uint64_t seed);
     ~Unit();
     Unit(const Unit&) = delete;
     Unit& operator=(const Unit&) = delete;
 
     /// Makes the unit the one that the firmware finds when it opens its devices, as a new unit is.
     void connect();
+    /// Puts the boards of a unit on the bus, new ones in the place of those that were there. The acquisition board
+    /// stays.
+    void fit(const UnitBoards& kind);
 
     Bench bench;
     BenchSource source{bench};
     SpiBus bus;
     AcquisitionBoard acquisition;
+    std::optional<BoardBox> boards;
 };
 
 } // namespace vi
