@@ -77,8 +77,8 @@ def add_address(parser: argparse.ArgumentParser, default: tuple[str, int] | None
         metavar="HOST[:PORT]",
         action=_TakeAddress,
         default=default,
-        help=f"the instrument, as HOST, HOST:PORT or HOST PORT (port {DEFAULT_PORT} unless told; a virtual one tells its "
-        "own at start)",
+        help=f"the instrument, as HOST, HOST:PORT or HOST PORT (port {DEFAULT_PORT} unless told; a virtual one tells "
+        "its own at start)",
     )
 
 

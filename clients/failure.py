@@ -15,12 +15,12 @@ LOWEST_DBM = -25  # at which a carrier is found
 WEAK_DBM = -20  # at which a beat is good on most boards
 
 NO_BEAT_HINT = (
-    f"the carrier has no usable beat with the sources: below {WEAK_DBM} dBm it is too weak, and a unit whose serial number "
-    "names no sources or analog boards has none (docs/serial-numbers.md); docs/limits.md tells the rest"
+    f"the carrier has no usable beat with the sources: below {WEAK_DBM} dBm it is too weak, and a unit whose serial "
+    "number names no sources or analog boards has none (docs/serial-numbers.md); docs/limits.md tells the rest"
 )
 NO_EXTERNAL_HINT = (
-    "two tunable oscillators near the carrier must stand at the reference inputs (of a virtual instrument [reference_a] "
-    "and [reference_b] of its DUT file), and --external-volts suit them: docs/virtual-instrument.md"
+    "two tunable oscillators near the carrier must stand at the reference inputs (of a virtual instrument "
+    "[reference_a] and [reference_b] of its DUT file), and --external-volts suit them: docs/virtual-instrument.md"
 )
 LOCK_HINT = "noisy carriers want a wider --loop or --reference HIGH, quiet low ones a narrower loop: docs/limits.md"
 
@@ -28,8 +28,8 @@ LOCK_HINT = "noisy carriers want a wider --loop or --reference HIGH, quiet low o
 def _no_signal_hint(instrument: Instrument) -> str:
     lowest, highest = (engineering_hz(instrument.number(f"SENS:FREQ? {end}")) for end in ("MIN", "MAX"))
     return (
-        f"no carrier was found: is the device on and connected, above {LOWEST_DBM} dBm and between {lowest} and {highest}? "
-        "docs/limits.md"
+        f"no carrier was found: is the device on and connected, above {LOWEST_DBM} dBm and between {lowest} and "
+        f"{highest}? docs/limits.md"
     )
 
 

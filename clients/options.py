@@ -80,8 +80,8 @@ def parse(
         "--correlations",
         "N",
         _count,
-        "ten times as many take 5 dB off the instrument's own noise (%(default)s, which take the hardware a quarter of an "
-        "hour from 10 Hz on and 83 s from 100 Hz on)",
+        "ten times as many take 5 dB off the instrument's own noise (%(default)s, which take the hardware a quarter of "
+        "an hour from 10 Hz on and 83 s from 100 Hz on)",
         default=setup.correlations,
     )
     _option(group, "--averages", "N", _count, "traces averaged in dB (%(default)s)", default=setup.averages)
@@ -91,7 +91,8 @@ def parse(
         "--reference",
         None,
         str.upper,
-        "which internal references (the instrument's default), or external ones, whose sensitivities are measured first",
+        "which internal references (the instrument's default), or external ones, whose sensitivities are measured "
+        "first",
         choices=("NORM", "LN", "HIGH", "EXT"),
     )
     beat_v, run_v = setup.external_v
@@ -109,11 +110,15 @@ def parse(
         "--loop",
         "HZ",
         _number,
-        "bandwidth of the loops; wider ones hold noisier oscillators (automatic; if those do not lock, narrower or wider "
-        "ones are tried). The design may have to raise it; the results say to what",
+        "bandwidth of the loops; wider ones hold noisier oscillators (automatic; if those do not lock, narrower or "
+        "wider ones are tried). The design may have to raise it; the results say to what",
     )
     _option(
-        group, "--smoothing", "PERCENT", _percent, "aperture as a share of the trace; 0 is off (the instrument's default)"
+        group,
+        "--smoothing",
+        "PERCENT",
+        _percent,
+        "aperture as a share of the trace; 0 is off (the instrument's default)",
     )
     group.add_argument(
         "--no-spurs", action="store_true", help="leave discrete lines in the noise instead of listing them"

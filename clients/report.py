@@ -37,7 +37,8 @@ def run_lines(run: RunInfo):
     """How the instrument prepared, both channels one after the other, as far as it came."""
     a, b = run.channels
     if max(a.detector_v_rad, b.detector_v_rad) > 0:
-        yield f"detector {a.detector_v_rad:.3f} and {b.detector_v_rad:.3f} V/rad, IF gain {run.gain_db:g} dB"
+        gain = f", IF gain {run.gain_db:g} dB" if run.gain_db >= 0 else ""
+        yield f"detector {a.detector_v_rad:.3f} and {b.detector_v_rad:.3f} V/rad{gain}"
         state = "locked" if run.locked else "not locked"
         if min(a.bandwidth_hz, b.bandwidth_hz) > 0:  # designed
             state += f", {a.bandwidth_hz:.1f} and {b.bandwidth_hz:.1f} Hz, damping {a.damping:.1f} and {b.damping:.1f}"
@@ -72,7 +73,8 @@ def doubt_lines(trace: Trace):
     few = setup.correlations
     if few < TRUSTED_CORRELATIONS:
         above_db = 5 * math.log10(TRUSTED_CORRELATIONS / few)
-        yield f"caution: with {few} correlation{'s' if few > 1 else ''} the instrument's own noise stands {above_db:.0f} dB above"
+        of_them = f"{few} correlation{'s' if few > 1 else ''}"
+        yield f"caution: with {of_them} the instrument's own noise stands {above_db:.0f} dB above"
         yield f"that with {TRUSTED_CORRELATIONS}; levels that fall with --correlations {10 * few} are not the device's."
 
 

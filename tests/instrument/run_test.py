@@ -147,7 +147,8 @@ class Run(ProcessTest):
     def test_what_a_serial_number_names_is_told_and_what_it_does_not_is_warned_of(self):
         done = self.run_to_end("--serial", "123", *SHORT)
         self.assertEqual(done.returncode, 4)
-        self.assertRegex(done.stderr, r"^unit 123: no board that is known\nwarning: [^\n]* no analog boards, [^\n]*\nmeasure: ")
+        warning = r"^unit 123: no board that is known\nwarning: [^\n]* no analog boards, [^\n]*\nmeasure: "
+        self.assertRegex(done.stderr, warning)
         self.assertIn("docs/serial-numbers.md", done.stderr)
 
     def test_a_wrong_option_is_told_in_a_line_with_one_status(self):

@@ -40,8 +40,8 @@ def arguments(words):
         description="Runs the analyzer's firmware on virtual hardware. Without --serve it measures the device under "
         "test, prints the figures and spurs, writes trace.csv, trace.png, allan.csv and allan.png in the current "
         "directory, and stops.",
-        epilog="Options of the measurement follow --, for instance ./run -- --start 1 --correlations 100; ./run -- --help "
-        "lists them.",
+        epilog="Options of the measurement follow --, for instance ./run -- --start 1 --correlations 100; "
+        "./run -- --help lists them.",
     )
     parser.add_argument("--serve", action="store_true", help="stay up for clients until Ctrl-C")
     for name, metavar, reader, default, purpose in (
