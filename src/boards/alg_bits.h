@@ -1,11 +1,7 @@
 #pragma once
-/// Control lines of the analog board: a row a bit, a column a build of the board. Patterns of them are worked out by
-/// the compiler, so an operation moves masks.
+/// Control lines of the analog board: a row a bit, a column a build of the board.
 
-#include <array>
-#include <cstdint>
-#include <initializer_list>
-#include <string_view>
+#include "boards/line_table.h"
 
 /// Builds of the board that differ in their lines.
 enum AlgColumn : uint8_t { alg1x, alg2A, alg2BC, alg2D, algColumns }; // 1B and 1C; 2A; 2B and 2C; 2D
@@ -39,12 +35,7 @@ enum AlgBit : uint8_t {
     algBits
 };
 
-inline constexpr uint8_t algNoLine = 255;
-
-struct AlgBitRow {
-    AlgBit bit;
-    std::array<uint8_t, algColumns> line; // 255: this build has none
-};
+using AlgBitRow = LineRow<AlgBit, algColumns>;
 
 inline constexpr AlgBitRow algBitRows[] = {
     //                       1B 1C     2A        2B 2C     2D
@@ -126,54 +117,12 @@ inline constexpr AlgBitRow algBitRows[] = {
 
 inline constexpr std::array<uint8_t, algColumns> algRegisterBytes = {5, 6, 6, 6};
 
-constexpr uint64_t alg_mask(AlgBit bit, size_t column) {
-    const uint8_t line = algBitRows[bit].line[column];
-    return line == algNoLine ? 0 : uint64_t{1} << line;
-}
+static_assert(linesFit(algBitRows, algBits, algRegisterBytes),
+              "a bit without a row, a line beyond the register, or two bits on a line");
 
-/// Every bit has its row, each line lies in the register of its build, and no build has two bits on one line.
-consteval bool algBitsFit() {
-    if (std::size(algBitRows) != algBits)
-        return false;
-    for (size_t column = 0; column < algColumns; ++column) {
-        uint64_t taken = 0;
-        for (size_t bit = 0; bit < algBits; ++bit) {
-            const uint8_t line = algBitRows[bit].line[column];
-            if (algBitRows[bit].bit != bit || (line != algNoLine && line >= 8 * algRegisterBytes[column]))
-                return false;
-            const uint64_t mask = alg_mask(static_cast<AlgBit>(bit), column);
-            if ((taken & mask) != 0)
-                return false;
-            taken |= mask;
-        }
-    }
-    return true;
-}
-static_assert(algBitsFit(), "a bit without a row, a line beyond the register, or two bits on a line");
+using AlgPattern = LinePattern<algColumns>;
 
-/// Lines to set and lines to clear, by build; the others stay.
-struct AlgPattern {
-    std::array<uint64_t, algColumns> set;
-    std::array<uint64_t, algColumns> clear;
-};
-
-inline void alg_patternIsWrong() {} // ends the compilation of a pattern that calls it
-
-/// A character of `values` a bit: '1' sets it, '0' clears it, '-' leaves it. Bits that a build does not have are left
-/// out there.
+/// A character of `values` a bit, see line_pattern.
 consteval AlgPattern alg_pattern(std::initializer_list<AlgBit> bits, std::string_view values) {
-    AlgPattern pattern{};
-    if (bits.size() != values.size())
-        alg_patternIsWrong();
-    for (size_t i = 0; i < bits.size(); ++i) {
-        if (values[i] != '0' && values[i] != '1' && values[i] != '-')
-            alg_patternIsWrong();
-        for (size_t column = 0; column < algColumns; ++column) {
-            const uint64_t mask = alg_mask(bits.begin()[i], column);
-            if (((pattern.set[column] | pattern.clear[column]) & mask) != 0)
-                alg_patternIsWrong();
-            (values[i] == '1' ? pattern.set : pattern.clear)[column] |= values[i] == '-' ? 0 : mask;
-        }
-    }
-    return pattern;
+    return line_pattern(algBitRows, bits, values);
 }

@@ -89,7 +89,7 @@ int switchCounter(TVPNX_ALG* board, bool on) {
 
 int alg_presetCounter(TVPNX_ALG* board, int32_t ratio) {
     if (alg_isFirst(board))
-        return presetDivider(board, alg_atLeast(board->mixerFrequency, uhfFrom_Hz) ? uhf : hf, ratio);
+        return presetDivider(board, tvfreqAtLeastInt(board->mixerFrequency, uhfFrom_Hz) ? uhf : hf, ratio);
     presetChain(board, ratio);
     return 0;
 }

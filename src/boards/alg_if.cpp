@@ -58,9 +58,9 @@ int setFilter(TVPNX_ALG* board, Filter filter) {
 Filter filterOf(const TVPNX_ALG* board, uint32_t channel) {
     if (channel == 0)
         return dc;
-    if (board->pulseMode || !alg_atLeast(board->mixerFrequency, band20MFrom_Hz))
+    if (board->pulseMode || !tvfreqAtLeastInt(board->mixerFrequency, band20MFrom_Hz))
         return band5M;
-    return alg_atLeast(board->mixerFrequency, band50MFrom_Hz) ? band50M : band20M;
+    return tvfreqAtLeastInt(board->mixerFrequency, band50MFrom_Hz) ? band50M : band20M;
 }
 
 const AlgGainStep* gainStep(const TVPNX_ALG* board, int32_t gain) {

@@ -28,12 +28,10 @@ inline bool alg_hasThresholds(const TVPNX_ALG* board) {
 
 /// Change the shadow, and send nothing.
 inline void alg_preset(TVPNX_ALG* board, const AlgPattern& pattern) {
-    const AlgColumn column = alg_revision(board).column;
-    SRI_presetValue(&board->sri, (SRI_getValue(&board->sri) & ~pattern.clear[column]) | pattern.set[column]);
+    line_preset(&board->sri, pattern, alg_revision(board).column);
 }
 inline void alg_presetBit(TVPNX_ALG* board, AlgBit bit, bool on) {
-    const uint8_t line = algBitRows[bit].line[alg_revision(board).column];
-    on ? SRI_presetSetBit(&board->sri, line) : SRI_presetClearBit(&board->sri, line);
+    line_presetBit(&board->sri, algBitRows[bit].line[alg_revision(board).column], on);
 }
 
 /// Lines that changed since the last transfer go out together.
@@ -47,13 +45,6 @@ inline void alg_apply(TVPNX_ALG* board, const AlgPattern& pattern) {
 inline void alg_applyBit(TVPNX_ALG* board, AlgBit bit, bool on) {
     alg_presetBit(board, bit, on);
     alg_send(board);
-}
-
-inline bool alg_atLeast(const tvfreq& frequency, int64_t hertz) {
-    return frequency.intPart >= hertz;
-}
-inline bool alg_above(const tvfreq& frequency, int64_t hertz) {
-    return frequency.intPart > hertz || (frequency.intPart == hertz && frequency.fracPart != 0);
 }
 
 /// `value` cut to a whole number and held within 0 to `max`.

@@ -28,7 +28,7 @@ constexpr AlgPattern ifPathPatterns[] = {
 
 /// The limit that holds for `frequency`: `edge_Hz`, and a little more for who comes from below.
 tvfreq threshold(const tvfreq& frequency, const tvfreq& old, int64_t edge_Hz) {
-    const bool above = tvfreqCompare(&frequency, &old) >= 0 && alg_atLeast(frequency, edge_Hz);
+    const bool above = tvfreqCompare(&frequency, &old) >= 0 && tvfreqAtLeastInt(frequency, edge_Hz);
     return {edge_Hz + (above ? 0 : hysteresis_Hz), 0};
 }
 
@@ -41,13 +41,13 @@ void choosePath(TVPNX_ALG* board, const tvfreq& f) {
     if (tvfreqCompare(&f, &board->thresholdHigh) >= 0) {
         if (board->referenceInternal) {
             board->dutPath = divider;
-            board->prescaler = alg_atLeast(f, revision.quarterFrom_Hz) ? 4 : 2;
+            board->prescaler = tvfreqAtLeastInt(f, revision.quarterFrom_Hz) ? 4 : 2;
         }
         if (board->counterEnabled)
-            board->prescaler = alg_atLeast(f, countedQuarterFrom_Hz) ? 4 : 2;
+            board->prescaler = tvfreqAtLeastInt(f, countedQuarterFrom_Hz) ? 4 : 2;
     }
     for (const AlgCounterRule& rule : revision.counterRules)
-        if (board->counterEnabled && alg_above(f, rule.above_Hz)) {
+        if (board->counterEnabled && tvfreqAboveInt(f, rule.above_Hz)) {
             board->dutPath = divider;
             board->prescaler = rule.prescaler;
             break;
@@ -78,7 +78,7 @@ void presetReference(TVPNX_ALG* board) {
 }
 
 int planByThresholds(TVPNX_ALG* board, const tvfreq& f) {
-    if (!alg_atLeast(f, frequencyMin_Hz))
+    if (!tvfreqAtLeastInt(f, frequencyMin_Hz))
         return scpi::illegalParameterValue;
     board->dutFrequency = f;
     board->thresholdHigh = threshold(f, board->thresholdHigh, threshold_freq_high * hertzPerMegahertz);

@@ -48,9 +48,9 @@ bool hasThird(const TVPNX_ALG* board) {
 Band bandOf(const TVPNX_ALG* board) {
     const bool is2D = alg_revision(board).pulsed;
     const int64_t middleBelow_Hz = is2D ? middleBelow2D_Hz : threshold_freq_high * hertzPerMegahertz + hysteresis_Hz;
-    if (!alg_atLeast(board->dutFrequency, lowerBandBelow_Hz))
+    if (!tvfreqAtLeastInt(board->dutFrequency, lowerBandBelow_Hz))
         return lower;
-    return alg_atLeast(board->dutFrequency, middleBelow_Hz) ? high : middle;
+    return tvfreqAtLeastInt(board->dutFrequency, middleBelow_Hz) ? high : middle;
 }
 
 void setPulseLevel(TVPNX_ALG* board, Band band, bool third) {
@@ -60,7 +60,7 @@ void setPulseLevel(TVPNX_ALG* board, Band band, bool third) {
         chip_carryOn(AD5640_setValue(&board->dutTune, pulseLevelMiddle));
     else if (third)
         chip_carryOn(AD5640_setValue(&board->dutTune, pulseLevelThird));
-    else if (!alg_atLeast(board->dutFrequency, pulseLevelTo_Hz))
+    else if (!tvfreqAtLeastInt(board->dutFrequency, pulseLevelTo_Hz))
         chip_carryOn(AD5640_setValue(&board->dutTune, pulseLevelHigh));
 }
 
@@ -109,7 +109,7 @@ int TVPNX_ALG_getDutPowerAdcValue(TVPNX_ALG* board, uint32_t* word) {
         alg_apply(board, selectDut);
         *word = readAfter(board, settling2A_us);
     } else {
-        if (alg_above(board->dutFrequency, readableTo1x_Hz))
+        if (tvfreqAboveInt(board->dutFrequency, readableTo1x_Hz))
             return scpi::executionError;
         TVPNX_ALG_setDUT_RFinDirect(board);
         *word = readAfter(board, settling1x_us);

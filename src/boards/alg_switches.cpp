@@ -63,7 +63,7 @@ int64_t threshold_Hz(const TVPNX_ALG* board) {
 /// The first of 1, 2, 4, 8 that brings `f` down to the threshold, else 8.
 uint32_t autoRatio(const TVPNX_ALG* board, const tvfreq& f) {
     uint32_t ratio = 1;
-    for (int i = 0; i < autoDoublings && alg_above(f, threshold_Hz(board) * ratio); ++i)
+    for (int i = 0; i < autoDoublings && tvfreqAboveInt(f, threshold_Hz(board) * ratio); ++i)
         ratio *= 2;
     return ratio;
 }
@@ -83,15 +83,15 @@ int32_t planFirst(TVPNX_ALG* board) {
         board->dutPath = board->dutAttenuation >= amplifierFrom ? amplifier : direct;
         presetInput(board, static_cast<Input>(board->dutPath));
     }
-    return alg_atLeast(board->mixerFrequency, countedHighFrom_Hz) ? 128 : 8;
+    return tvfreqAtLeastInt(board->mixerFrequency, countedHighFrom_Hz) ? 128 : 8;
 }
 
 /// 2A. Returns the counter's ratio.
 int32_t planSecond(TVPNX_ALG* board, const tvfreq& f) {
     constexpr int64_t middleFrom_Hz = 1'990'000'000, upperFrom_Hz = 13'000'000'000;
     constexpr int64_t countedDividedFrom_Hz = 30'000'000;
-    board->dutPath = alg_atLeast(f, upperFrom_Hz) ? 2 : alg_atLeast(f, middleFrom_Hz) ? 1 : 0;
-    const bool low = !alg_atLeast(f, threshold_Hz(board));
+    board->dutPath = tvfreqAtLeastInt(f, upperFrom_Hz) ? 2 : tvfreqAtLeastInt(f, middleFrom_Hz) ? 1 : 0;
+    const bool low = !tvfreqAtLeastInt(f, threshold_Hz(board));
     alg_presetBit(board, REF_EXT_BIT, !board->referenceInternal);
     if (board->referenceInternal)
         alg_presetBit(board, REF_MUX_BIT, board->prescaler != 1);
@@ -105,7 +105,7 @@ int32_t planSecond(TVPNX_ALG* board, const tvfreq& f) {
         presetDivider(board);
     else
         presetInput(board, direct);
-    return alg_atLeast(board->mixerFrequency, countedDividedFrom_Hz) ? 64 : 1;
+    return tvfreqAtLeastInt(board->mixerFrequency, countedDividedFrom_Hz) ? 64 : 1;
 }
 
 } // namespace

@@ -125,6 +125,14 @@ constexpr int tvfreqCompare(const tvfreq* a, const tvfreq* b) {
     return (a->fracPart > b->fracPart) - (a->fracPart < b->fracPart);
 }
 
+/// Against whole hertz: `f` > `hertz`, and `f` >= `hertz`.
+constexpr bool tvfreqAboveInt(const tvfreq& f, int64_t hertz) {
+    return f.intPart > hertz || (f.intPart == hertz && f.fracPart != 0);
+}
+constexpr bool tvfreqAtLeastInt(const tvfreq& f, int64_t hertz) {
+    return f.intPart >= hertz;
+}
+
 /// Clamps in place to `min` and `max`, both in whole hertz.
 constexpr void tvfreqLimitInt(tvfreq* f, int64_t min, int64_t max) {
     if (f->intPart < min)
