@@ -1,11 +1,12 @@
 /// What the processor does between a capture and the figures that a client reads: saves with and without spur
 /// detection, figures over the trace, Allan deviation. 961 points, 1 Hz to 50 MHz; the captures cost nothing.
 
-#include "measure/results/allan_variance.h"
+#include "measure/results/pn_results.h"
 #include "measure/results/statistics.h"
 #include "measure/run/pn_measure.h"
+#include "measure/run/trace_arrays.h"
 #include "measure/settings/config_accessors.h"
-#include "measure/settings/measurement_configuration.h"
+#include "measure/settings/config_mode.h"
 
 #include <array>
 #include <benchmark/benchmark.h>
@@ -64,7 +65,7 @@ void save(benchmark::State& state, uint32_t spurOmission, int records, int lines
     makeSpectra(records, lines);
     configPN.spurOmission = spurOmission;
     for (auto _ : state)
-        measurePhaseNoise(device);
+        measurePhaseNoise(device, &configPN);
     state.SetItemsProcessed(state.iterations() * savesPerRun);
 }
 
@@ -72,18 +73,18 @@ void figure(benchmark::State& state, int mode, uint32_t spurOmission) {
     setUp();
     makeSpectra(100, 8);
     configPN.spurOmission = 1;
-    measurePhaseNoise(device); // makes the list of spurs
+    measurePhaseNoise(device, &configPN); // makes the list of spurs
     configPN.spurOmission = spurOmission;
     MutexLock lock(meas_data.resultMutex);
     for (auto _ : state)
-        benchmark::DoNotOptimize(calculateStatistics(device, mode));
+        benchmark::DoNotOptimize(calculateStatistics(traceArrays_view(), configPN, mode));
     state.SetItemsProcessed(state.iterations());
 }
 
 void allanDeviation(benchmark::State& state) {
     setUp();
     makeSpectra(100, 0);
-    measurePhaseNoise(device);
+    measurePhaseNoise(device, &configPN);
     for (auto _ : state)
         if (pn_measure_calculateAVariance(device) != 0)
             state.SkipWithError("no result");

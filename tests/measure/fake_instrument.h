@@ -4,11 +4,17 @@
 /// and locks at once.
 
 #include "identity/device_variants.h"
+#include "measure/preparation/lock_check.h"
 #include "measure/results/pn_output.h"
+#include "measure/results/pn_results.h"
 #include "measure/results/test_set.h"
 #include "measure/run/measure.h"
-#include "measure/run/pn_measure.h"
+#include "measure/run/pn_report.h"
+#include "measure/run/pn_run.h"
+#include "measure/run/pn_wait.h"
 #include "measure/settings/config_accessors.h"
+#include "measure/settings/config_hw.h"
+#include "measure/settings/config_mode.h"
 
 #include <complex>
 #include <condition_variable>

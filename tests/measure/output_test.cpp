@@ -1,7 +1,9 @@
 #include "fake_instrument.h"
 #include "measure/preparation/adc_scale.h"
+#include "measure/run/trace_arrays.h"
 
 #include <cmath>
+#include <numeric>
 
 // The fixture holds resultMutex from SetUp to TearDown; the analysis sees one function at a time.
 #if defined(__clang__)
@@ -26,9 +28,7 @@ protected:
         configPN.offsetMin = offsetMin;
         configPN.offsetMax = offsetMax;
         configPN.pointsPerDecade = pointsPerDecade;
-        StagingPlan plan;
-        getStaging(&plan);
-        prepareOutputArrays(&plan);
+        prepareOutputArrays(staging_makePlan(offsetMin, 1), &configPN);
     }
 };
 
@@ -89,63 +89,59 @@ TEST_F(OutputTest, LoopCorrectionIsTheInverseOfTheErrorFunction) {
 
 TEST_F(OutputTest, DeembeddingEndsWithTheFirstPointThatNeedsNoneOrAtTheLimit) {
     prepare(10, 50e6, 120);
-    std::fill_n(meas_data.spectrumData, tracePointsMax, -100.0F);
-    meas_data.loopWnA = 628.0;
-    meas_data.loopZetaA = 1.5; // 1.2 behind the tune port
-    deembed(device);
-    int i = 0;
+    const auto offsets = traceArrays_frequency();
+    const auto deembedded = [&](double zeta) {
+        std::vector<float> trace(offsets.size(), -100.0F);
+        deembed(offsets, trace, {.wn = 628, .zeta = zeta, .ifGain = 0, .is1C = false});
+        return trace;
+    };
+    const auto trace = deembedded(1.5); // 1.2 behind the tune port
+    size_t i = 0;
     for (double correction = 1; correction > 0.1; ++i) {
-        correction = pn_output_loopCorrection(meas_data.spectrumFreq[i], 628, 1.2, false, 0);
-        ASSERT_NEAR(meas_data.spectrumData[i], -100 + correction, 1e-5) << i;
+        correction = pn_output_loopCorrection(offsets[i], 628, 1.2, false, 0);
+        ASSERT_NEAR(trace[i], -100 + correction, 1e-5) << i;
     }
-    ASSERT_TRUE(i > 100 && i < meas_data.pointCount) << i;
-    for (; i < meas_data.pointCount; ++i)
-        ASSERT_EQ(meas_data.spectrumData[i], -100.0F) << i;
+    ASSERT_TRUE(i > 100 && i < trace.size()) << i;
+    for (; i < trace.size(); ++i)
+        ASSERT_EQ(trace[i], -100.0F) << i;
 
-    meas_data.loopZetaA = 10; // so much damping that the correction stays above 0.1 dB up to the limit
-    std::fill_n(meas_data.spectrumData, tracePointsMax, -100.0F);
-    deembed(device);
-    for (i = 0; i < meas_data.pointCount; ++i)
-        ASSERT_EQ(meas_data.spectrumData[i] == -100.0F, meas_data.spectrumFreq[i] >= 6280.0F) << i;
+    const auto overdamped = deembedded(10); // the correction stays above 0.1 dB up to the limit
+    for (i = 0; i < overdamped.size(); ++i)
+        ASSERT_EQ(overdamped[i] == -100.0F, offsets[i] >= 6280.0F) << i;
 }
 
-TEST_F(OutputTest, SmoothingIsACentredMeanThatNarrowsAtTheEnds) {
+TEST(Smoothing, IsACentredMeanThatNarrowsAtTheEnds) {
     const struct {
         int points;
         double aperture; // percent
         int width;
     } rows[] = {{721, 2.9, 21}, {481, 20, 97}, {721, 0.1, 1}, {10, 100, 9}, {5, 1e300, 5}, {721, -5, 1}, {721, NAN, 1}};
-    for (const bool enabled : {true, false})
-        for (const auto& [points, aperture, width] : rows) {
-            SCOPED_TRACE(testing::Message() << points << " points, " << aperture);
-            std::vector<float> noise(points);
-            for (int i = 0; i < points; ++i)
-                noise[i] = -120 + 5 * std::sin(0.1F * static_cast<float>(i * i));
-            const auto expected = enabled ? slowlySmoothed(noise, width) : noise;
-            std::ranges::copy(noise, meas_data.spectrumData);
-            meas_data.pointCount = points;
-            configPN.smoothing = enabled;
-            configPN.smoothingAperture = aperture;
-            applySmoothing();
-            for (int i = 0; i < points; ++i)
-                ASSERT_NEAR(meas_data.spectrumData[i], expected[i], 1e-3) << i;
-        }
+    for (const auto& [points, aperture, width] : rows) {
+        SCOPED_TRACE(testing::Message() << points << " points, " << aperture);
+        std::vector<float> level(points);
+        for (int i = 0; i < points; ++i)
+            level[i] = -120 + 5 * std::sin(0.1F * static_cast<float>(i * i));
+        const auto expected = slowlySmoothed(level, width);
+        applySmoothing(level, aperture);
+        for (int i = 0; i < points; ++i)
+            ASSERT_NEAR(level[i], expected[i], 1e-3) << i;
+    }
 }
 
 TEST_F(OutputTest, SpotLevelIsTheMeanOfSevenPoints) {
     prepare(1000, 50e6, 120);
-    const int last = meas_data.pointCount - 1;
-    for (int i = 0; i <= last; ++i)
-        meas_data.spectrumData[i] = static_cast<float>(i);
-    const auto levelAt = [](int i) { return pn_output_levelAt(static_cast<double>(meas_data.spectrumFreq[i])); };
+    const auto level = traceArrays_level();
+    std::iota(level.begin(), level.end(), 0.0F);
+    const TraceView trace = traceArrays_view();
+    const auto last = trace.frequency.size() - 1;
+    const auto levelAt = [&](size_t i) { return pn_output_levelAt(trace, static_cast<double>(trace.frequency[i])); };
     EXPECT_EQ(levelAt(0), 3); // the first seven
     EXPECT_EQ(levelAt(100), 100);
-    EXPECT_EQ(pn_output_levelAt(meas_data.spectrumFreq[99] * 1.001), 100); // between: around the upper one
-    EXPECT_EQ(levelAt(last), last - 1.5);                                  // the four that are there
+    EXPECT_EQ(pn_output_levelAt(trace, trace.frequency[99] * 1.001), 100); // between: around the upper one
+    EXPECT_EQ(levelAt(last), static_cast<double>(last) - 1.5);             // the four that are there
     for (const double outside : {999.0, 51e6, double{NAN}})
-        EXPECT_EQ(pn_output_levelAt(outside), -1000.0);
-    meas_data.pointCount = 0;
-    EXPECT_EQ(pn_output_levelAt(1000), -1000.0);
+        EXPECT_EQ(pn_output_levelAt(trace, outside), -1000.0);
+    EXPECT_EQ(pn_output_levelAt({}, 1000), -1000.0);
 }
 
 TEST(LowPass, PassesTheLowerBandStopsTheUpperAndSkipsWhatIsTooLong) {

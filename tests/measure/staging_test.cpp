@@ -1,5 +1,3 @@
-#include "measure/run/meas_data.h"
-#include "measure/settings/measurement_configuration.h"
 #include "measure/settings/staging.h"
 
 #include <gtest/gtest.h>
@@ -54,8 +52,8 @@ TEST(Staging, EveryStartOffsetIsCoveredWithoutAGap) {
 }
 
 TEST(Staging, AStageOwnsItsLowerBoundary) {
-    meas_data.plan = staging_makePlan(1000, 1);
+    const StagingPlan plan = staging_makePlan(1000, 1);
     for (const auto& [offset, stage] :
          {std::pair{60e6, 0}, {50e6, 0}, {5e6, 0}, {4.9e6, 1}, {5e5, 1}, {1000.0, 3}, {999.0, 0}})
-        EXPECT_EQ(config_getStageFromOffset(nullptr, offset), stage) << offset;
+        EXPECT_EQ(staging_stageOf(plan, offset), stage) << offset;
 }

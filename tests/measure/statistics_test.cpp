@@ -1,7 +1,7 @@
 #include "base/error_codes.h"
 #include "fake_instrument.h"
-#include "measure/results/allan_variance.h"
 #include "measure/results/statistics.h"
+#include "measure/run/trace_arrays.h"
 
 #include <cmath>
 
@@ -43,7 +43,7 @@ protected:
     }
     static double figure(int mode) {
         MutexLock lock(meas_data.resultMutex);
-        return calculateStatistics(device, mode);
+        return calculateStatistics(traceArrays_view(), configPN, mode);
     }
     /// The integral over the range in linear power.
     static double integral() { return std::pow(10, figure(statisticsIntegral) / 10); }

@@ -6,9 +6,13 @@
 #include "device_table/device_fptrs.h"
 #include "measure/preparation/adc_scale.h"
 #include "measure/preparation/frequency_search.h"
-#include "measure/run/pn_measure.h"
+#include "measure/results/pn_results.h"
+#include "measure/run/pn_report.h"
+#include "measure/run/pn_run.h"
 #include "measure/settings/config_accessors.h"
-#include "measure/settings/measurement_configuration.h"
+#include "measure/settings/config_hw.h"
+#include "measure/settings/config_mode.h"
+#include "measure/settings/staging.h"
 #include "tests/virtual/attached_unit.h"
 
 #include <cmath>
@@ -64,9 +68,9 @@ protected:
     }
     static int run(uint32_t correlations = 100) {
         configPN_setCorrelations(device, correlations);
-        staging_handOver(device);
+        staging_handOver(device, configPN);
         pn_measure_forgetTrace(); // as INIT does
-        return pnMeasureFull(device);
+        return pnMeasureFull(device, &configPN);
     }
     /// 0: as the instrument chooses.
     static void setUserBandwidth(double bandwidth_Hz) {

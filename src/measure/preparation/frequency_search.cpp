@@ -4,13 +4,15 @@
 #include "base/tvdebug.h"
 #include "core/abstime.h"
 #include "identity/device_variants.h"
+#include "measure/preparation/analog_board.h"
 #include "measure/preparation/beat.h"
 #include "measure/preparation/gain.h"
+#include "measure/preparation/internal_reference.h"
 #include "measure/preparation/loop_modes.h"
 #include "measure/preparation/time_samples.h"
 #include "measure/preparation/whole_hertz.h"
 #include "measure/run/measure.h"
-#include "measure/settings/measurement_configuration.h"
+#include "measure/settings/config_mode.h"
 
 #include <bit>
 #include <cmath>
@@ -18,21 +20,12 @@
 
 namespace {
 
-// Hints for the counters, Hz, in the order of the attempts.
-constexpr double lastFrequency = -1;                                               // the one in force
-constexpr double withoutHint = 1;                                                  // read the input undivided
-constexpr double hints2A[] = {lastFrequency, 40e6, 100e6, 2.5e9, 5e9, 10e9, 10e6}; // and 1B
-constexpr double hints1C[] = {lastFrequency, 40e6, 1.5e9, 3e9, withoutHint};
-constexpr double hints2B[] = {lastFrequency, 10e6, 4e9, 10e9, 20e9};
-constexpr double hints2CD[] = {lastFrequency, 10e6, 4e9, 8e9, 16e9, 26e9};
-
 constexpr double countedMin_Hz = 500e3;
 constexpr double countedMax_Hz = 32e9;
 constexpr double notFound = -1;
 
-constexpr int counterGain_dB = 46;            // IF gain
-constexpr uint32_t counterAttenuation1C = 64; // half-dB steps
-constexpr double counterTune1C_V = 6.5;
+constexpr uint32_t countAttenuation = 64; // half-dB steps
+constexpr double countTune_V = 6.5;
 constexpr uint64_t settle_us = 20000;
 constexpr tv_time commandedGateMax_s = 0.02;
 constexpr double unreadableLevel = -100.0; // dBm
@@ -51,19 +44,8 @@ constexpr uint32_t beatChannels = 2;
 constexpr double offsetsMax = 3; // a beat counts up to that many offsets
 
 constexpr double roundingStep_Hz = 1e6;
-constexpr int selection1GHz = 2; // Device_getInternalReferenceSelection
 constexpr double reach1GHz_V = 1;
 constexpr double reach_V = 5;
-
-std::span<const double> searchHints() {
-    if (device_config_usesTVPNX_ALG_1C())
-        return hints1C;
-    if (device_config_usesTVPNX_ALG_2B())
-        return hints2B;
-    if (device_config_usesTVPNX_ALG_2C() || device_config_usesTVPNX_ALG_2D())
-        return hints2CD;
-    return hints2A;
-}
 
 template <class Operation> void onBothBoards(Device* device, Operation operation) {
     Device_selectPhaseNoiseAlgBoardB(device);
@@ -73,12 +55,13 @@ template <class Operation> void onBothBoards(Device* device, Operation operation
 }
 
 void prepareBoards(Device* device) {
-    if (device_config_usesTVPNX_ALG_2A() || device_config_usesTVPNX_ALG_1C())
-        Device_setLnaGain(device, counterGain_dB);
-    if (device_config_usesTVPNX_ALG_1C())
+    const AnalogBoard& board = analogBoard();
+    if (board.counterGain >= 0)
+        Device_setLnaGain(device, board.counterGain);
+    if (board.attenuatedCount)
         onBothBoards(device, [&] {
-            Device_setTotalStepAttenuation(device, counterAttenuation1C);
-            Device_setTuneOutputVoltage(device, counterTune1C_V);
+            Device_setTotalStepAttenuation(device, countAttenuation);
+            Device_setTuneOutputVoltage(device, countTune_V);
             Device_selectPnLoopMode(device, loopOpen);
         });
 }
@@ -94,7 +77,7 @@ const BeatRow& beatRowFor(double frequency) {
 /// beat. Returns the corrected frequency, or the counted one if there is no plausible beat.
 double correctByBeat(Device* device, MeasConfig* config, double counted) {
     const BeatRow& row = beatRowFor(counted);
-    Device_setLnaGain(device, counterGain_dB);
+    Device_setLnaGain(device, analogBoard().counterGain);
     meas_data.beatSamples = std::bit_ceil(row.samples);
     meas_data.beatDivider = row.divider;
     meas_data.beatChannels = beatChannels;
@@ -117,9 +100,15 @@ double correctByBeat(Device* device, MeasConfig* config, double counted) {
 
     Device_disableRf(device);
     Device_setLnaGain(device, 0);
-    if (device_config_usesTVPNX_ALG_1C())
+    if (analogBoard().attenuatedCount)
         onBothBoards(device, [&] { Device_setTotalStepAttenuation(device, 0); });
     return frequency;
+}
+
+bool isCoarse() {
+    const BeatCorrection correction = analogBoard().beatCorrection;
+    return correction == BeatCorrection::always ||
+           (correction == BeatCorrection::unlessSecondCounter && !device_config_usesTVPN_ADFPGA_1E());
 }
 
 /// One attempt of the counters; notFound outside their range.
@@ -127,16 +116,15 @@ double attempt(Device* device, MeasConfig* config, double hint) {
     const double counted = Device_getPhaseNoiseDUTFrequency(device, hint);
     if (!(counted >= countedMin_Hz && counted <= countedMax_Hz))
         return notFound;
-    const bool is2A = device_config_usesTVPNX_ALG_2A();
-    if (device_config_usesTVPNX_ALG_1C() || (is2A && !device_config_usesTVPN_ADFPGA_1E()))
+    if (isCoarse())
         return correctByBeat(device, config, counted);
-    if (is2A)
+    if (analogBoard().counterGain >= 0)
         Device_setLnaGain(device, 0);
     return counted;
 }
 
 bool findCarrier(Device* device, MeasConfig* config) {
-    const std::span<const double> hints = searchHints();
+    const std::span<const double> hints = analogBoard().hints;
     for (size_t i = config->frequency < 0 ? 1 : 0; i < hints.size(); ++i) {
         const double found = attempt(device, config, hints[i]);
         const bool once = config->ateMode != 0;
@@ -188,7 +176,8 @@ double pn_measure_roundFrequency(Device* device, MeasConfig* config) {
     const double before = config->frequencyRounded;
     double rounded = before;
     if (Device_isRfEnabled(device) != 0) {
-        const double deltaMax = Device_getInternalReferenceSelection(device) == selection1GHz ? reach1GHz_V : reach_V;
+        const double deltaMax =
+            Device_getInternalReferenceSelection(device) == internalReference1GHz ? reach1GHz_V : reach_V;
         const double prescaler = Device_getPrescaler(device);
         const double frequency = config->frequency;
         double sensitivity = Device_getFmSensitivity(device);
@@ -224,7 +213,7 @@ int pn_measure_frequencySearch(Device* device, MeasConfig* config) {
     enableInternalSources(device);
     config->frequencyRounded = pn_measure_roundFrequency(device, config);
     detectMinimalBeatMeasurementSettings(device, config);
-    if (device_config_usesTVPNX_ALG_2A())
+    if (analogBoard().settlesAfterSearch)
         tvstuff_delay_us(settle_us);
     return 0;
 }

@@ -1,9 +1,11 @@
 #include "measure/preparation/gain.h"
 
 #include "base/tvdebug.h"
-#include "identity/device_variants.h"
+#include "measure/preparation/analog_board.h"
+#include "measure/preparation/internal_reference.h"
 #include "measure/preparation/time_samples.h"
 #include "measure/settings/config_accessors.h"
+#include "measure/settings/config_mode.h"
 
 #include <algorithm>
 #include <bit>
@@ -17,27 +19,14 @@ namespace {
 constexpr double preamplifierOn_dB = 32; // as meas_data.inputAttenuation tells the preamplifier's state
 constexpr double preamplifierOff_dB = 0;
 
-/// Above a carrier of `above` Hz: levels of the DUT, dBm, below which the preamplifier goes on and above which off.
-struct LevelRow {
-    double above;
-    double lower;
-    double upper;
-};
-constexpr LevelRow levels2A[] = {{200e6, 7, 8}, {-INFINITY, 4, 5}};
-constexpr LevelRow levels2B[] = {{5e9, 12, 13}, {1.5e9, 10, 11}, {1e9, 4, 5}, {300e6, 1, 2}, {-INFINITY, -1, 0}};
-constexpr LevelRow levels2CD[] = {{5e9, 6, 7}, {2e9, 4, 5}, {1.5e9, 9, 10}, {300e6, 4, 5}, {-INFINITY, 1, 2}};
-
-bool usesPreamplifierBoard() {
-    return device_config_usesTVPNX_ALG_2A() || device_config_usesTVPNX_ALG_2B() || device_config_usesTVPNX_ALG_2C() ||
-           device_config_usesTVPNX_ALG_2D();
-}
-
 const LevelRow& levelsAt(double frequency) {
-    const std::span<const LevelRow> rows = device_config_usesTVPNX_ALG_2A()   ? std::span<const LevelRow>(levels2A)
-                                           : device_config_usesTVPNX_ALG_2B() ? std::span<const LevelRow>(levels2B)
-                                                                              : std::span<const LevelRow>(levels2CD);
+    const std::span<const LevelRow> rows = analogBoard().preamplifier;
     const auto row = std::ranges::find_if(rows, [&](const LevelRow& r) { return frequency > r.above; });
     return row != rows.end() ? *row : rows.back();
+}
+
+bool hasPreamplifier() {
+    return !analogBoard().preamplifier.empty();
 }
 
 enum class Preamplifier { keep, on, off };
@@ -59,7 +48,7 @@ void adjustPreamplifier(Device* device, const MeasConfig& config) {
     const Preamplifier wanted = preamplifierFor(levelsAt(config.frequency), config.power, meas_data.inputAttenuation);
     if (wanted != Preamplifier::keep)
         meas_data.inputAttenuation = wanted == Preamplifier::on ? preamplifierOn_dB : preamplifierOff_dB;
-    else if (!device_config_usesTVPNX_ALG_2A()) // that board is told its state every time
+    else if (!analogBoard().preamplifierToldAlways)
         return;
     if (meas_data.inputAttenuation == preamplifierOn_dB)
         Device_enablePreamplifier(device);
@@ -97,14 +86,6 @@ void adjustStepAttenuator(Device* device, const MeasConfig& config) {
 
 // ---- IF gain --------------------------------------------------------------------------------------------------------
 
-struct GainScan {
-    int start;     // dB
-    int step;      // dB
-    int lowest;    // dB
-    int spanLimit; // counts
-};
-constexpr GainScan scan1C{50, 25, 25, 0};
-constexpr GainScan scanOthers{48, 12, 0, 10000};
 constexpr uint32_t gainSamples = 64;
 constexpr uint32_t gainDivider = 1024;
 constexpr uint32_t bothChannels = 2;
@@ -143,7 +124,6 @@ struct BeatCapture {
 };
 constexpr double highCarrier_Hz = 2e9;
 constexpr double slowDivider_Hz = 30e6;
-constexpr int selection1GHz = 2; // Device_getInternalReferenceSelection
 
 /// Decimation for an external reference: a low sensitivity has slow beats.
 uint32_t externalDivider(double frequency, double sensitivity, uint32_t otherwise) {
@@ -153,13 +133,13 @@ uint32_t externalDivider(double frequency, double sensitivity, uint32_t otherwis
 }
 
 BeatCapture beatCaptureFor(Device* device, const MeasConfig& config, double sensitivity) {
-    const bool newBoard = usesPreamplifierBoard();
+    const bool newBoard = hasPreamplifier();
     BeatCapture capture{newBoard ? 0.0001 : 0.1 / sensitivity + 0.00004, newBoard ? 8U : 32U};
     if (!(config.frequency < highCarrier_Hz))
         capture.divider = 4;
     if (config.reference == referenceExternal)
         capture.divider = externalDivider(config.frequency, sensitivity, capture.divider);
-    if (newBoard && Device_getInternalReferenceSelection(device) == selection1GHz)
+    if (newBoard && Device_getInternalReferenceSelection(device) == internalReference1GHz)
         capture = {5 / sensitivity, 2};
     return capture;
 }
@@ -167,7 +147,7 @@ BeatCapture beatCaptureFor(Device* device, const MeasConfig& config, double sens
 } // namespace
 
 void adjustInputAttenuation(Device* device, const MeasConfig* config) {
-    if (usesPreamplifierBoard())
+    if (hasPreamplifier())
         adjustPreamplifier(device, *config);
     else
         adjustStepAttenuator(device, *config);
@@ -175,7 +155,7 @@ void adjustInputAttenuation(Device* device, const MeasConfig* config) {
 
 void adjustGain(Device* device, MeasConfig* config) {
     if (config_doIFgain(config))
-        return scanGains(device, config, device_config_usesTVPNX_ALG_1C() ? scan1C : scanOthers);
+        return scanGains(device, config, analogBoard().gainScan);
     const double stored = std::fmax(std::fmin(config->ifGain, storedGainMax_dB), -storedGainMax_dB);
     Device_setLnaGain(device, static_cast<int>(stored));
 }

@@ -3,10 +3,11 @@
 #include "base/tvdebug.h"
 #include "core/abstime.h"
 #include "measure/preparation/adc_scale.h"
+#include "measure/preparation/internal_reference.h"
 #include "measure/preparation/time_samples.h"
 #include "measure/preparation/whole_hertz.h"
 #include "measure/results/pn_output.h"
-#include "measure/settings/measurement_configuration.h"
+#include "measure/settings/config_mode.h"
 
 #include <algorithm>
 #include <array>
@@ -21,7 +22,6 @@ constexpr int offsetUp = 1;
 constexpr int offsetBack = 0;
 constexpr uint64_t settle_us = 5000;
 constexpr double filterBelow_Hz = 30e6;
-constexpr int selection1GHz = 2; // Device_getInternalReferenceSelection
 
 constexpr int32_t hysteresis = 1228; // counts: 30 mV
 constexpr uint32_t slopeAngle = 10;  // to each side of a crossing, of the 360 of a period
@@ -133,7 +133,7 @@ bool measureOnce(Device* device, MeasConfig* config) {
 }
 
 void restartBeat(Device* device, const MeasConfig* config) {
-    if (Device_getInternalReferenceSelection(device) != selection1GHz) {
+    if (Device_getInternalReferenceSelection(device) != internalReference1GHz) {
         moveSources(device, config->frequencyRounded, offsetBack);
         moveSources(device, config->frequency - beatOffset_Hz, offsetUp);
     }

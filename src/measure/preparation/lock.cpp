@@ -4,8 +4,11 @@
 #include "core/abstime.h"
 #include "measure/preparation/adc_scale.h"
 #include "measure/preparation/frequency_search.h"
+#include "measure/preparation/internal_reference.h"
 #include "measure/preparation/lock_channel.h"
+#include "measure/preparation/lock_check.h"
 #include "measure/preparation/loop_params.h"
+#include "measure/preparation/pulse_lock.h"
 #include "measure/settings/measurement_configuration.h"
 
 #include <algorithm>

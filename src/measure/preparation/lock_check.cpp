@@ -1,8 +1,7 @@
-// What the mixer outputs tell of a lock.
+#include "measure/preparation/lock_check.h"
 
 #include "base/tvdebug.h"
 #include "measure/preparation/adc_scale.h"
-#include "measure/preparation/lock.h"
 #include "measure/preparation/time_samples.h"
 #include "measure/results/pn_output.h"
 #include "measure/settings/measurement_configuration.h"

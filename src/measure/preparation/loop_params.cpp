@@ -3,6 +3,8 @@
 #include "base/tvdebug.h"
 #include "identity/device_config.h"
 #include "measure/preparation/adc_scale.h"
+#include "measure/preparation/analog_board.h"
+#include "measure/preparation/internal_reference.h"
 #include "measure/settings/setting_rows.h"
 
 #include <algorithm>
@@ -210,7 +212,7 @@ bool calcLoopParams(Device* device, MeasConfig* config, double wantedBandwidth) 
     const BothChannels sensitivity = tuningSensitivities(device, *config);
     const BothChannels volts = detectorVolts(config);
 
-    if (device_config_usesTVPNX_ALG_2A() && config->autoLoopBW != 0 && config->reference == referenceNormal &&
+    if (analogBoard().fixedFilter && config->autoLoopBW != 0 && config->reference == referenceNormal &&
         !(wantedBandwidth > 0)) {
         useFixedFilter(config, {volts.a * sensitivity.a * circle, volts.b * sensitivity.b * circle});
         return true;

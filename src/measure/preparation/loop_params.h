@@ -9,14 +9,6 @@
 
 struct MeasConfig;
 
-/// What Device_getInternalReferenceSelection answers.
-enum InternalReference : int {
-    internalReference10MHz = 0,
-    internalReference100MHz = 1,
-    internalReference1GHz = 2,
-    internalReferencePll = 3,
-};
-
 /// Picks capacitor and resistances of both channels for a bandwidth of `wantedBandwidth` Hz; 0 or below: the instrument
 /// chooses. The largest capacitor that fits is taken. A bandwidth that no filter gives is raised, never lowered.
 ///

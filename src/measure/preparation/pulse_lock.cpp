@@ -1,15 +1,18 @@
-// Locking to a pulsed DUT: the loop sees the DUT only part of the time, so it is given time, and asked often.
+#include "measure/preparation/pulse_lock.h"
 
 #include "base/tvdebug.h"
 #include "core/abstime.h"
 #include "measure/preparation/frequency_search.h"
-#include "measure/preparation/lock.h"
+#include "measure/preparation/internal_reference.h"
 #include "measure/preparation/lock_channel.h"
+#include "measure/preparation/lock_check.h"
 #include "measure/preparation/loop_params.h"
 #include "measure/settings/measurement_configuration.h"
 
 #include <algorithm>
 #include <cmath>
+
+// The loop sees the DUT only part of the time, so it is given time, and asked often.
 
 namespace {
 

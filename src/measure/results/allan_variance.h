@@ -8,12 +8,12 @@
 /// Where the integrand lies within the range, that makes sigma^2 too large by (r - 1) / ln r, r the ratio of
 /// neighbouring offsets: sigma by 0.5 % at 120 points per decade.
 
-#include "device_table/device_fptrs.h"
+#include "measure/results/statistics.h"
 
-/// Computes aVarianceTau (s) and aVarianceSigma from the trace in hand, over the function range, for the carrier of the
-/// configuration in force. tau runs from 1 / hi in steps of 1.1 up to below 1 / lo, aVariancePointsMax values at most;
-/// with lo at or above hi there is none. Holds resultMutex throughout.
-///
-/// Returns 0, or -327880 if there is no trace (see statistics_range), no range above 0 Hz or no known carrier; the
-/// arrays then keep the last result.
-int pn_measure_calculateAVariance(Device* device);
+#include <cstdint>
+
+/// Computes averaging times (s) and deviations of `trace` over `range`, whose ends lie above 0 Hz; `trace` has a known
+/// carrier and at most tracePointsMax points. tau runs from 1 / hi in steps of 1.1 up to below 1 / lo, as many values
+/// as `tau` and `sigma` hold at most; with lo at or above hi there is none. Returns their number. One thread at a time.
+[[nodiscard]] int32_t allanDeviation(const TraceView& trace, const FunctionRange& range, std::span<float> tau,
+                                     std::span<float> sigma);

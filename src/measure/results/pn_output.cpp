@@ -1,8 +1,6 @@
 #include "measure/results/pn_output.h"
 
 #include "base/tvdebug.h"
-#include "identity/device_variants.h"
-#include "measure/settings/measurement_configuration.h"
 
 #include <algorithm>
 #include <array>
@@ -23,15 +21,6 @@ constexpr int32_t reportEvery = 80;               // points between two lines on
 
 constexpr int32_t spotPoints = 7;
 
-/// What the grid in hand was made for.
-struct Grid {
-    double offsetMin;
-    double offsetMax;
-    int32_t pointCount;
-    bool operator==(const Grid&) const = default;
-};
-Grid gridInHand GUARDED_BY(meas_data.resultMutex){};
-
 constexpr int tapCount = 21;
 constexpr std::array<double, tapCount> FILTER_TAPS = [] {
     constexpr double half[] = {
@@ -47,14 +36,6 @@ constexpr std::array<double, tapCount> FILTER_TAPS = [] {
 constexpr int32_t filterSamplesMax = 32768;
 std::array<uint16_t, filterSamplesMax> dataOut;
 
-void makeGrid(const Grid& grid) REQUIRES(meas_data.resultMutex) {
-    const double ratio = grid.offsetMax / grid.offsetMin;
-    for (int32_t i = 0; i < grid.pointCount; ++i)
-        meas_data.spectrumFreq[i] =
-            static_cast<float>(grid.offsetMin * std::pow(ratio, static_cast<double>(i) / (grid.pointCount - 1)));
-    gridInHand = grid;
-}
-
 /// Half of the window of applySmoothing, at most what fits to both sides of a point of the trace.
 int32_t smoothingHalfWidth(double aperture, int32_t pointCount) {
     const double width = std::trunc(aperture * 0.01 * pointCount);
@@ -68,26 +49,11 @@ int32_t pn_output_pointCount(int32_t pointsPerDecade, int32_t stageCount) {
     return std::clamp(pointsPerDecade, 1, pointsPerDecadeMax) * stageCount + 1;
 }
 
-void prepareOutputArrays(const StagingPlan* plan) {
-    MeasConfig* config = configPNPtr;
-    const bool changed = config->gridChanged.exchange(0) != 0;
-    const Grid grid = {
-        .offsetMin = plan->offsetMin,
-        .offsetMax = std::fmax(config->offsetMax, plan->offsetMin),
-        .pointCount = pn_output_pointCount(config->pointsPerDecade, plan->stageCount),
-    };
-    meas_data.pointCount = grid.pointCount;
-    meas_data.preliminaryAverageCount = 0;
-    meas_data.lastError = 0;
-    // A client that asked before the run came this far keeps its place.
-    if (meas_data.previewTrigger == 0)
-        meas_data.previewTarget = 0;
-    std::fill_n(meas_data.accumRe, grid.pointCount, 0.0);
-    std::fill_n(meas_data.accumIm, grid.pointCount, 0.0);
-    std::fill_n(meas_data.spectrumData, grid.pointCount, static_cast<float>(levelUnknown));
-    std::fill_n(meas_data.spectrumPowerData, grid.pointCount, static_cast<float>(levelUnknown));
-    if (changed || gridInHand != grid)
-        makeGrid(grid);
+void pn_output_makeGrid(std::span<float> frequency, double first, double last) {
+    const double ratio = last / first;
+    const auto intervals = static_cast<double>(frequency.size() - 1);
+    for (size_t i = 0; i < frequency.size(); ++i)
+        frequency[i] = static_cast<float>(first * std::pow(ratio, static_cast<double>(i) / intervals));
 }
 
 double pn_output_loopCorrection(double offset, double wn, double z, bool is1C, double ifGain) {
@@ -103,32 +69,27 @@ double pn_output_loopCorrection(double offset, double wn, double z, bool is1C, d
     return 20 * std::log10(high);
 }
 
-void deembed(Device*) {
-    const double wn = meas_data.loopWnA;
-    const double z = dampingFactor * meas_data.loopZetaA;
-    const double ifGain = configPNPtr->ifGain;
-    const bool is1C = device_config_usesTVPNX_ALG_1C();
-    const double limit = limitFactor * wn;
-    printd("   deembed: go!   wn=%.1f Hz   z=%.1f\n", wn, z);
+void deembed(std::span<const float> frequency, std::span<float> level, const MeasuringLoop& loop) {
+    const double z = dampingFactor * loop.zeta;
+    const double limit = limitFactor * loop.wn;
+    printd("   deembed: go!   wn=%.1f Hz   z=%.1f\n", loop.wn, z);
     double correction = INFINITY;
-    for (int32_t i = 0; i < meas_data.pointCount && correction > smallestCorrection; ++i) {
-        const auto offset = static_cast<double>(meas_data.spectrumFreq[i]);
+    for (size_t i = 0; i < frequency.size() && correction > smallestCorrection; ++i) {
+        const auto offset = static_cast<double>(frequency[i]);
         if (!(offset < limit))
             break;
-        correction = pn_output_loopCorrection(offset, wn, z, is1C, ifGain);
-        meas_data.spectrumData[i] = static_cast<float>(static_cast<double>(meas_data.spectrumData[i]) + correction);
+        correction = pn_output_loopCorrection(offset, loop.wn, z, loop.is1C, loop.ifGain);
+        level[i] = static_cast<float>(static_cast<double>(level[i]) + correction);
         if (i % reportEvery == 0)
-            printd("   deembed subS: f=%.2f Hz, corr=%.1f dB  zeta=%.1f  fn=%.1f \n", offset, correction, z, wn / 6.28);
+            printd("   deembed subS: f=%.2f Hz, corr=%.1f dB  zeta=%.1f  fn=%.1f \n", offset, correction, z,
+                   loop.wn / 6.28);
     }
 }
 
-void applySmoothing() {
-    const MeasConfig* config = configPNPtr;
-    if (config->smoothing == 0)
-        return;
-    const int32_t points = meas_data.pointCount;
-    const int32_t half = smoothingHalfWidth(config->smoothingAperture, points);
-    float* y = meas_data.spectrumData;
+void applySmoothing(std::span<float> level, double aperture) {
+    const auto points = static_cast<int32_t>(level.size());
+    const int32_t half = smoothingHalfWidth(aperture, points);
+    float* y = level.data();
     double sum = 0;
     int32_t count = 0;
     // In place: the window takes out what it has already smoothed, which makes the filter slightly recursive.
@@ -150,27 +111,23 @@ void applySmoothing() {
     }
 }
 
-double pn_output_levelAt(double offset) {
-    const int32_t points = meas_data.pointCount;
-    const float* frequencies = meas_data.spectrumFreq;
-    const float* last = frequencies + points;
-    if (points == 0 || !(offset >= static_cast<double>(frequencies[0])) || !(offset <= static_cast<double>(last[-1])))
+double pn_output_levelAt(const TraceView& trace, double offset) {
+    const std::span<const float> frequencies = trace.frequency;
+    if (frequencies.empty() || !(offset >= static_cast<double>(frequencies.front())) ||
+        !(offset <= static_cast<double>(frequencies.back())))
         return levelUnknown;
-    if (points == 1)
+    if (frequencies.size() == 1)
         return 0;
-    const float* above = std::lower_bound(frequencies + 1, last, offset, [](float frequency, double value) {
-        return static_cast<double>(frequency) < value;
-    });
-    const int32_t first = std::max(static_cast<int32_t>(above - frequencies) - spotPoints / 2, 0);
+    const auto above =
+        std::lower_bound(frequencies.begin() + 1, frequencies.end(), offset,
+                         [](float frequency, double value) { return static_cast<double>(frequency) < value; });
+    const auto points = static_cast<int32_t>(frequencies.size());
+    const int32_t first = std::max(static_cast<int32_t>(above - frequencies.begin()) - spotPoints / 2, 0);
     const int32_t end = std::min(first + spotPoints, points);
     double sum = 0;
     for (int32_t i = first; i < end; ++i)
-        sum += static_cast<double>(meas_data.spectrumData[i]);
+        sum += static_cast<double>(trace.level[static_cast<size_t>(i)]);
     return sum / (end - first);
-}
-
-double pn_measure_getSpotSpectrumData_noMutex(Device*) {
-    return pn_output_levelAt(configPNPtr->spotFrequency);
 }
 
 void lowPass10Percent(uint16_t* samples, int32_t count) {

@@ -3,7 +3,6 @@
 #include "base/tvdebug.h"
 #include "core/numbers.h"
 #include "measure/run/measure.h"
-#include "measure/settings/measurement_configuration.h"
 
 #include <algorithm>
 #include <cmath>
@@ -58,18 +57,18 @@ float localDeviation(const float* trace, const float* smoothed, int32_t from, in
 }
 
 /// Points that stand out, replaced at once so that a spur does not raise the deviation of those behind it.
-void findCandidates(int32_t count, int32_t half, float factor, float* trace, const float* smoothed, int32_t* list,
-                    int32_t* found) {
+void findCandidates(int32_t count, int32_t half, float factor, float* trace, const float* smoothed, float* deviation,
+                    int32_t* list, int32_t* found) {
     for (int32_t i = half; i < count; ++i) {
-        __std[i] = localDeviation(trace, smoothed, i - half, std::min(i + half, count - 1));
-        const float scaled = factor * __std[i];
+        deviation[i] = localDeviation(trace, smoothed, i - half, std::min(i + half, count - 1));
+        const float scaled = factor * deviation[i];
         const float threshold = scaled < distanceMin ? distanceMin : scaled; // not a number stays so: no candidate
         if (threshold < std::fabs(std::trunc(trace[i] - smoothed[i]))) {
             append(list, found, i);
             trace[i] = smoothed[i];
         }
     }
-    std::fill_n(__std, half, __std[half]); // for skirts that reach below the first candidate
+    std::fill_n(deviation, half, deviation[half]); // for skirts that reach below the first candidate
 }
 
 /// Where the trace rises towards the spur at `top` from below, and stands above the smoothed trace at the mirror point.
@@ -111,14 +110,15 @@ void appendSkirts(int32_t count, const float* original, const float* smoothed, i
 }
 
 /// Gives the points of the list what the trace around them would look like, noise included.
-void repair(int32_t count, int32_t width, float* trace, float* smoothed, const int32_t* list, int32_t found) {
+void repair(int32_t count, int32_t width, float* trace, float* smoothed, const float* deviation, const int32_t* list,
+            int32_t found) {
     for (int pass = 0; pass < repairPasses; ++pass) {
         smooth(trace, smoothed, count, width);
         for (int32_t k = 0; k < found; ++k) {
             const int32_t point = list[k];
             const auto deviate = static_cast<double>(tvstuff_randn(0, 1.0F));
             const double level =
-                static_cast<double>(smoothed[point]) + repairShare * static_cast<double>(__std[point]) * deviate;
+                static_cast<double>(smoothed[point]) + repairShare * static_cast<double>(deviation[point]) * deviate;
             if (std::isfinite(level))
                 trace[point] = static_cast<float>(level);
         }
@@ -179,14 +179,14 @@ void smooth(const float* input, float* output, int32_t count, int32_t width) {
     }
 }
 
-void findSpurs(int32_t count, int32_t width, float factor, const float*, float* trace, const float* original,
-               float* smoothed, int32_t* list, int32_t* found) {
+void findSpurs(int32_t count, int32_t width, float factor, float* trace, const float* original, float* smoothed,
+               float* deviation, int32_t* list, int32_t* found) {
     if (count <= 0)
         return;
-    findCandidates(count, width / 2, factor, trace, smoothed, list, found);
+    findCandidates(count, width / 2, factor, trace, smoothed, deviation, list, found);
     appendSkirts(count, original, smoothed, list, found);
     std::sort(list, list + *found);
-    repair(count, width, trace, smoothed, list, *found);
+    repair(count, width, trace, smoothed, deviation, list, *found);
 }
 
 void mergeSpurs(int32_t* list, int32_t* found, const float* original) {
@@ -205,24 +205,19 @@ void mergeSpurs(int32_t* list, int32_t* found, const float* original) {
     *found = groups + 1;
 }
 
-void cleanSpurs(Device* device, int32_t* list, int32_t* found, const float* frequencies, const float* trace,
+void cleanSpurs(double comb, int32_t* list, int32_t* found, const float* frequencies, const float* trace,
                 const float* original) {
-    const uint32_t prescaler = std::max(Device_getPrescaler(device), 1U);
-    const double comb = combSpacing(configPNPtr->frequency / prescaler);
+    const double spacing = combSpacing(comb);
     const auto dropped = [&](int32_t point) {
         const bool high = original[point] - trace[point] >= spurHeightMin;
-        return point == 0 || !high || onComb(comb, frequencies[point]);
+        return point == 0 || !high || onComb(spacing, frequencies[point]);
     };
     *found = static_cast<int32_t>(std::remove_if(list, list + *found, dropped) - list);
 }
 
-void spur_detector_adjustForRBW(Device* device) {
-    for (int32_t k = 0; k < meas_data.spurCount; ++k) {
-        const int stage = Automeasure_getStageFromOffset(device, static_cast<double>(meas_data.spurFreq[k]));
-        const double bandwidth = Device_getFdSamplingFreq(device, stage) / meas_data.plan.stageSamples[stage];
-        meas_data.spurData[k] =
-            static_cast<float>(static_cast<double>(meas_data.spurData[k]) + 10 * std::log10(bandwidth));
-    }
+double spur_detector_bandwidth(const SpurSearch& search, double offset) {
+    const auto stage = static_cast<size_t>(staging_stageOf(search.plan, offset));
+    return 10 * std::log10(search.rates[stage] / search.plan.stageSamples[stage]);
 }
 
 void printSpursToConsole(const int32_t* list, int32_t count, const float* frequencies, const float* levels) {
@@ -234,27 +229,25 @@ void printSpursToConsole(const int32_t* list, int32_t count, const float* freque
     }
 }
 
-void spur_detector_detectSpurs(Device* device, float* trace, const float* frequencies, int32_t count) {
+int32_t spur_detector_detectSpurs(const SpurSearch& search, std::span<const float> frequencies, std::span<float> trace,
+                                  const SpurScratch& scratch, const SpurList& list) {
     const timeval begin = measure_now();
-    count = std::clamp(count, 0, tracePointsMax);
+    const auto count = static_cast<int32_t>(trace.size());
     const auto width = static_cast<int32_t>(count * windowShare);
-    std::copy_n(trace, count, ORIGINAL);
-    smooth(trace, SMOOTHED, count, width);
+    const auto& [points, original, smoothed, deviation] = scratch;
+    std::copy_n(trace.data(), count, original);
+    smooth(trace.data(), smoothed, count, width);
 
     int32_t found = 0;
-    findSpurs(count, width, deviationFactor, frequencies, trace, ORIGINAL, SMOOTHED, SPURS, &found);
-    mergeSpurs(SPURS, &found, ORIGINAL);
-    cleanSpurs(device, SPURS, &found, frequencies, trace, ORIGINAL);
-    printSpursToConsole(SPURS, found, frequencies, ORIGINAL);
+    findSpurs(count, width, deviationFactor, trace.data(), original, smoothed, deviation, points, &found);
+    mergeSpurs(points, &found, original);
+    cleanSpurs(search.comb, points, &found, frequencies.data(), trace.data(), original);
+    printSpursToConsole(points, found, frequencies.data(), original);
     for (int32_t k = 0; k < found; ++k) {
-        meas_data.spurFreq[k] = frequencies[SPURS[k]];
-        meas_data.spurData[k] = ORIGINAL[SPURS[k]];
+        list.frequency[k] = frequencies[static_cast<size_t>(points[k])];
+        list.level[k] = static_cast<float>(static_cast<double>(original[points[k]]) +
+                                           spur_detector_bandwidth(search, static_cast<double>(list.frequency[k])));
     }
-    meas_data.spurCount = found;
-    spur_detector_adjustForRBW(device);
     printd("   >> finished spur detection: %.1fms\n", measure_secondsSince(begin) * 1e3);
-}
-
-void spurDetection(Device* device) {
-    spur_detector_detectSpurs(device, meas_data.spectrumData, meas_data.spectrumFreq, meas_data.pointCount);
+    return found;
 }

@@ -1,6 +1,5 @@
 #include "measure/results/statistics.h"
 
-#include "measure/results/pn_output.h"
 #include "measure/settings/measurement_configuration.h"
 #include "numeric/tvmath.h"
 
@@ -34,34 +33,34 @@ double noise(const Stretch& part, double taken, int mode) {
 
 /// The spurs of the list that count, and how far the integration has passed them.
 struct Spurs {
-    int32_t next;
-    int32_t count;
+    std::span<const float> frequency;
+    std::span<const float> level;
     double threshold; // dB
+    size_t next = 0;
 
-    [[nodiscard]] bool below(double f) const REQUIRES(meas_data.resultMutex) {
-        return next < count && static_cast<double>(meas_data.spurFreq[next]) < f;
+    [[nodiscard]] bool below(double f) const {
+        return next < frequency.size() && static_cast<double>(frequency[next]) < f;
     }
 };
 
-Spurs spursFrom(double f) REQUIRES(meas_data.resultMutex) {
-    const MeasConfig* config = configPNPtr;
-    Spurs spurs = {
-        .next = 0,
-        .count = config->spurOmission != 0 ? 0 : meas_data.spurCount,
-        .threshold = config->spurThreshold,
-    };
+Spurs spursFrom(double f, const TraceView& trace, const MeasSettings& settings) {
+    Spurs spurs{.frequency = {}, .level = {}, .threshold = settings.spurThreshold};
+    if (settings.spurOmission == 0) {
+        spurs.frequency = trace.spurFrequency;
+        spurs.level = trace.spurLevel;
+    }
     while (spurs.below(f))
         ++spurs.next;
     return spurs;
 }
 
 /// Power of a segment that holds at least one spur; passes its spurs.
-double splitSegment(Stretch segment, Spurs* spurs, int mode) REQUIRES(meas_data.resultMutex) {
+double splitSegment(Stretch segment, Spurs* spurs, int mode) {
     double power = 0;
     Stretch rest = segment;
     for (; spurs->below(segment.f1); ++spurs->next) {
-        const auto f = static_cast<double>(meas_data.spurFreq[spurs->next]);
-        const auto level = static_cast<double>(meas_data.spurData[spurs->next]);
+        const auto f = static_cast<double>(spurs->frequency[spurs->next]);
+        const auto level = static_cast<double>(spurs->level[spurs->next]);
         const double floor =
             ((segment.f1 - f) * segment.p0 + segment.p1 * (f - segment.f0)) / (segment.f1 - segment.f0);
         rest = {f, floor, segment.f1, segment.p1};
@@ -74,14 +73,14 @@ double splitSegment(Stretch segment, Spurs* spurs, int mode) REQUIRES(meas_data.
     return power + noise(rest, halfLineBand_Hz, mode);
 }
 
-double integrate(const FunctionRange& range, int mode) REQUIRES(meas_data.resultMutex) {
-    const float* frequencies = meas_data.spectrumFreq;
-    const float* end = frequencies + meas_data.pointCount;
+double integrate(const TraceView& trace, const MeasSettings& settings, const FunctionRange& range, int mode) {
+    const float* frequencies = trace.frequency.data();
+    const float* end = frequencies + trace.frequency.size();
     const float* f = std::lower_bound(frequencies, end, range.lo);
     if (f == end)
         return 0;
-    const float* level = meas_data.spectrumData + (f - frequencies);
-    Spurs spurs = spursFrom(static_cast<double>(*f));
+    const float* level = trace.level.data() + (f - frequencies);
+    Spurs spurs = spursFrom(static_cast<double>(*f), trace, settings);
     double sum = 0;
     double p0 = linear(*level);
     for (; f + 1 < end && f[1] < range.hi; ++f) {
@@ -95,28 +94,25 @@ double integrate(const FunctionRange& range, int mode) REQUIRES(meas_data.result
 
 } // namespace
 
-bool statistics_range(FunctionRange* range) {
-    const int32_t points = meas_data.pointCount;
+bool statistics_range(const TraceView& trace, const MeasSettings& settings, FunctionRange* range) {
     // A save gives all points a level.
-    if (points < 2 || meas_data.spectrumData[0] == static_cast<float>(levelUnknown))
+    if (trace.level.size() < 2 || trace.level.front() == static_cast<float>(levelUnknown))
         return false;
-    const MeasConfig* config = configPNPtr;
     *range = {
-        .lo = tvmath_maxf(static_cast<float>(config->functionRangeStart), meas_data.spectrumFreq[0]),
-        .hi = tvmath_minf(static_cast<float>(config->functionRangeStop), meas_data.spectrumFreq[points - 1]),
+        .lo = tvmath_maxf(static_cast<float>(settings.functionRangeStart), trace.frequency.front()),
+        .hi = tvmath_minf(static_cast<float>(settings.functionRangeStop), trace.frequency.back()),
     };
     return true;
 }
 
-double calculateStatistics(Device*, int mode) {
+double calculateStatistics(const TraceView& trace, const MeasSettings& settings, int mode) {
     FunctionRange range;
-    if (!statistics_range(&range))
+    if (!statistics_range(trace, settings, &range))
         return statisticsUnknown;
-    const double frequency = meas_data.carrier;
-    const double sum = integrate(range, mode);
+    const double sum = integrate(trace, settings, range, mode);
     const double rms = std::sqrt(2 * sum); // rad; in residual FM Hz
     switch (mode) {
-    case statisticsJitter: return frequency > 0 ? rms / (circle * frequency) : statisticsUnknown;
+    case statisticsJitter: return trace.carrier > 0 ? rms / (circle * trace.carrier) : statisticsUnknown;
     case statisticsIntegral: return 10 * std::log10(sum);
     case statisticsMillidegrees: return rms * 360 / circle * 1000;
     case statisticsMilliradians: return rms * 1000;

@@ -4,8 +4,9 @@
 /// The trace is the single sideband level L(f) in dBc/Hz. With sum the integral of 10^(L/10) over the function range,
 /// the mean square phase is 2 sum rad^2, as both sidebands carry it.
 
-#include "device_table/device_fptrs.h"
-#include "measure/run/meas_data.h"
+#include "measure/results/trace.h"
+
+struct MeasSettings;
 
 /// The numbers are those that the test set and the commands know.
 enum StatisticsMode : int {
@@ -25,9 +26,9 @@ struct FunctionRange {
 };
 /// False, with `range` untouched, if there is no trace: fewer than two points, or a run without a save so far. `lo` may
 /// lie above `hi`. A limit that is no number counts as the end of the trace.
-[[nodiscard]] bool statistics_range(FunctionRange* range) REQUIRES(meas_data.resultMutex);
+[[nodiscard]] bool statistics_range(const TraceView& trace, const MeasSettings& settings, FunctionRange* range);
 
-/// The figure `mode` of the trace in hand, for the carrier `frequency` of the configuration in force.
+/// The figure `mode` of `trace` over the function range of `settings`.
 ///
 /// Integrates by trapezoids in linear power over the whole segments between neighbouring points from `lo` on and ending
 /// below `hi`: the segment that reaches `hi` does not count. Without any segment the sum is 0: minus infinity in dBc, 0
@@ -42,4 +43,4 @@ struct FunctionRange {
 /// Residual FM weighs each power by the square of its frequency: phase of offset f and RMS value phi deviates the
 /// frequency by f phi RMS. A segment or a piece of a split one weighs at its centre, a line at its own offset: a line
 /// of peak deviation b f, that is of level 10 log10(b^2 / 4), gives a mean square of b^2 f^2 / 2.
-[[nodiscard]] double calculateStatistics(Device* device, int mode) REQUIRES(meas_data.resultMutex);
+[[nodiscard]] double calculateStatistics(const TraceView& trace, const MeasSettings& settings, int mode);

@@ -95,34 +95,35 @@ int configPN_getTestSet(Device*, const char** text) {
     return 0;
 }
 
-void clearTestSet(Device*) {
+void clearTestSet() {
     MutexLock lock(meas_data.testSetMutex);
     clearResults();
 }
 
-void insertTestSetPowerFreq(int withFrequency, int, double frequency, int withPower, double power) {
+void insertTestSetPowerFreq(double frequency, double power) {
     MutexLock lock(meas_data.testSetMutex);
     double* result = configPN.testSetResults;
     for (const TestSetDefinition& entry : entries()) {
-        if (entry.type == testSetFrequency && withFrequency != 0)
+        if (entry.type == testSetFrequency)
             *result = frequency;
-        if (entry.type == testSetPower && withPower != 0)
+        if (entry.type == testSetPower)
             *result = power;
         ++result;
     }
 }
 
-void insertTestSetOffsets(Device* device) {
+void insertTestSetOffsets(const TraceView& trace, const MeasSettings& settings) {
+    const auto figure = [&](int mode) { return calculateStatistics(trace, settings, mode); };
     MutexLock lock(meas_data.testSetMutex);
     double* result = configPN.testSetResults;
     for (const TestSetDefinition& entry : entries()) {
         switch (entry.type) {
-        case testSetOffsetNoise: *result = pn_output_levelAt(entry.value); break;
-        case testSetJitter: *result = calculateStatistics(device, statisticsJitter) * fsPerSecond; break;
-        case testSetIntegral: *result = calculateStatistics(device, statisticsIntegral); break;
-        case testSetResidualD: *result = calculateStatistics(device, statisticsMillidegrees); break;
-        case testSetResidualR: *result = calculateStatistics(device, statisticsMilliradians); break;
-        case testSetResidualM: *result = calculateStatistics(device, statisticsResidualFm); break;
+        case testSetOffsetNoise: *result = pn_output_levelAt(trace, entry.value); break;
+        case testSetJitter: *result = figure(statisticsJitter) * fsPerSecond; break;
+        case testSetIntegral: *result = figure(statisticsIntegral); break;
+        case testSetResidualD: *result = figure(statisticsMillidegrees); break;
+        case testSetResidualR: *result = figure(statisticsMilliradians); break;
+        case testSetResidualM: *result = figure(statisticsResidualFm); break;
         default: break;
         }
         ++result;

@@ -3,7 +3,9 @@
 /// testSetMutex guards it, inside resultMutex.
 
 #include "device_table/device_fptrs.h"
-#include "measure/run/meas_data.h"
+#include "measure/results/trace.h"
+
+struct MeasSettings;
 
 /// Takes the entries up to the end mark and sets all results to 0; null makes the set empty. Returns 0; -224 for a list
 /// without an end mark in its testSetSize entries (the old set stays).
@@ -16,9 +18,9 @@ int configPN_getTestSetDefinition(Device* device, const char** text);
 int configPN_getTestSet(Device* device, const char** text);
 
 /// All results to 0.
-void clearTestSet(Device* device);
-/// `frequency` (Hz) goes to its entries unless `withFrequency` is 0, `power` (dBm) likewise.
-void insertTestSetPowerFreq(int withFrequency, int, double frequency, int withPower, double power);
-/// All other entries from the published trace: noise at the offsets that the set asks for, dBc/Hz; jitter in fs; the
-/// other figures of statistics.h in their units.
-void insertTestSetOffsets(Device* device) REQUIRES(meas_data.resultMutex);
+void clearTestSet();
+/// `frequency` (Hz) and `power` (dBm) go to their entries.
+void insertTestSetPowerFreq(double frequency, double power);
+/// All other entries from `trace`: noise at the offsets that the set asks for, dBc/Hz; jitter in fs; the other figures
+/// of statistics.h in their units, by `settings`.
+void insertTestSetOffsets(const TraceView& trace, const MeasSettings& settings);

@@ -7,17 +7,15 @@
 
 #include "base/shared.h"
 #include "base/sync.h"
+#include "measure/results/spur_detector.h"
+#include "measure/results/trace.h"
 #include "measure/settings/staging.h"
 
 #include <cstdint>
 
-inline constexpr int32_t pointsPerDecadeMax = 500;
-inline constexpr int32_t tracePointsMax =
-    pointsPerDecadeMax * stageCountMax + 1;         // entries of each array over the trace
-inline constexpr int32_t spursMax = tracePointsMax; // of a list of points while they are sought: a line has many
-inline constexpr int32_t aVariancePointsMax = 300;
-
 struct MeasData {
+    // Arrays over the trace have tracePointsMax entries.
+
     double* accumRe; // sum over the captures of an iteration, per point; the measurement thread's own
     double* accumIm;
 
@@ -55,6 +53,7 @@ struct MeasData {
     int32_t spurCount GUARDED_BY(resultMutex) = 0;
     float* spurData GUARDED_BY(resultMutex); // dBc
     float* spurFreq GUARDED_BY(resultMutex); // Hz
+    SpurScratch spurScratch GUARDED_BY(resultMutex);
     int32_t aVarianceCount GUARDED_BY(resultMutex) = 0;
     float* aVarianceSigma GUARDED_BY(resultMutex);                   // Allan deviation
     float* aVarianceTau GUARDED_BY(resultMutex);                     // averaging time, s

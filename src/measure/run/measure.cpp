@@ -4,9 +4,10 @@
 #include "base/tvdebug.h"
 #include "core/thread.h"
 #include "measure/run/meas_data.h"
-#include "measure/run/pn_measure.h"
+#include "measure/run/pn_run.h"
 #include "measure/run/run_settings.h"
-#include "measure/settings/measurement_configuration.h"
+#include "measure/settings/config_hw.h"
+#include "measure/settings/config_mode.h"
 
 #include <cstring>
 #include <utility>
@@ -20,7 +21,7 @@ constexpr int cutRepeat_ms = 100; // between two attempts to cut a capture
 
 int32_t runMode(Device* device, uint32_t mode) {
     if (mode == measurementModePN)
-        return pnMeasureFull(device);
+        return pnMeasureFull(device, runSettings_ofRun());
     MutexLock lock(meas_data.resultMutex);
     meas_data.lastError = 0;
     return 0;
@@ -124,7 +125,7 @@ int measure_startMeasurement(Device* device) {
                 return scpi::settingsConflict;
             // Settings of another mode, or made while a run was on, have not reached the FPGA driver yet.
             if (measurement_mode == measurementModePN || measurement_mode == measurementModeVCO) {
-                staging_handOver(device);
+                staging_handOver(device, *configPNPtr);
                 pn_measure_forgetTrace();
             }
             runSettings_take();

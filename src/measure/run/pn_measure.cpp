@@ -5,10 +5,12 @@
 #include "base/waiting.h"
 #include "core/numbers.h"
 #include "measure/preparation/adc_scale.h"
+#include "measure/preparation/analog_board.h"
 #include "measure/results/pn_output.h"
 #include "measure/results/spur_detector.h"
 #include "measure/results/test_set.h"
 #include "measure/run/measure.h"
+#include "measure/run/trace_arrays.h"
 #include "measure/settings/measurement_configuration.h"
 
 #include <algorithm>
@@ -27,64 +29,63 @@ static_assert(sizeof(FdPoint) == 8, "the FPGA delivers 8 bytes a point");
 
 /// What a run goes by from its first capture to its last.
 struct CorrelationRun {
+    const MeasConfig* config;
     int32_t iterations;
     int32_t correlations;
     int32_t capturePasses;
     int32_t stageCount;
     int32_t pointCount;
+    std::array<double, stageCountMax> rates; // samples per second of each stage
     double scaleDb;
     uint32_t repairSeed;                          // of the random numbers that replace spurs
     std::array<int32_t, stageCountMax + 1> bound; // stage s serves the points from bound[s + 1] up to below bound[s]
     std::array<int32_t, tracePointsMax> bin;      // of each point: its place in the spectrum of its stage
 };
-using StageRates = std::array<double, stageCountMax>; // samples per second
-
 CorrelationRun run; // the measurement thread's own; static because of the thread's small stack
 
 /// Detector constants, IF gain and prescaler in one term, dB.
-double levelScale(Device* device) {
-    const MeasConfig* config = configPNPtr;
-    const double kA = kphiVolts(config->kphiA);
+double levelScale(Device* device, const MeasConfig& config) {
+    const double kA = kphiVolts(config.kphiA);
     // With channel A alone both factors of a product are A's; a constant of B may be there from an earlier run.
-    const double kB = config->measurementMethod == methodCrossCorrelation ? kphiVolts(config->kphiB) : kA;
-    return 10 * std::log10(kA) + 10 * std::log10(kB) + config->ifGain -
+    const double kB = config.measurementMethod == methodCrossCorrelation ? kphiVolts(config.kphiB) : kA;
+    return 10 * std::log10(kA) + 10 * std::log10(kB) + config.ifGain -
            20 * std::log10(static_cast<double>(Device_getPrescaler(device)));
 }
 
 /// Gives each point of the grid its stage and its place in the stage's spectrum. The nearest point counts; there is no
 /// interpolation.
-void assignPoints(const StagingPlan& plan, const StageRates& rates) REQUIRES(meas_data.resultMutex) {
+void assignPoints(const StagingPlan& plan, std::span<const float> frequency) {
     int32_t k = run.pointCount - 1;
     run.bound[0] = run.pointCount;
     for (int32_t stage = 0; stage < run.stageCount; ++stage) {
-        const double scale = (1 / rates[stage] + 1 / rates[stage]) * (plan.stageSamples[stage] - 1);
+        const double scale = (1 / run.rates[stage] + 1 / run.rates[stage]) * (plan.stageSamples[stage] - 1);
         // In the grid's own precision: rounding must not push the start offset out of the last stage.
         const auto low = static_cast<float>(plan.stageLow[stage]);
-        for (; k >= 0 && meas_data.spectrumFreq[k] >= low; --k) {
-            const double bin = scale * static_cast<double>(meas_data.spectrumFreq[k]) + 0.5;
+        for (; k >= 0 && frequency[k] >= low; --k) {
+            const double bin = scale * static_cast<double>(frequency[k]) + 0.5;
             run.bin[k] = bin > 0 ? static_cast<int32_t>(std::fmin(bin, INT32_MAX)) : 0;
         }
         run.bound[stage + 1] = k + 1;
     }
 }
 
-void prepareRun(Device* device) {
+void prepareRun(Device* device, MeasConfig* config) {
     const StagingPlan& plan = meas_data.plan;
-    run.iterations = configPNPtr->iterations;
+    run.config = config;
+    run.iterations = config->iterations;
     run.correlations = plan.correlations;
     run.capturePasses = plan.capturePasses;
     run.stageCount = plan.stageCount;
-    run.scaleDb = levelScale(device);
+    run.scaleDb = levelScale(device, *config);
     run.repairSeed = static_cast<uint32_t>(tvstuff_getRandomNumber(0, INT32_MAX));
-    StageRates rates{};
     for (int32_t stage = 0; stage < run.stageCount; ++stage)
-        rates[stage] = Device_getFdSamplingFreq(device, stage);
+        run.rates[stage] = Device_getFdSamplingFreq(device, stage);
 
     MutexLock lock(meas_data.resultMutex);
-    prepareOutputArrays(&plan);
-    meas_data.carrier = configPNPtr->frequency;
+    prepareOutputArrays(plan, config);
+    meas_data.carrier = config->frequency;
     run.pointCount = meas_data.pointCount;
-    assignPoints(plan, rates);
+    assignPoints(plan, traceArrays_frequency());
 }
 
 void clearSums() {
@@ -152,23 +153,38 @@ void averageLevels(int32_t done, int32_t passes) REQUIRES(meas_data.resultMutex)
 /// All saves of an iteration draw the same random numbers, so that a client who asks for preliminary results does not
 /// change the trace that the run ends with.
 void omitSpurs(Device* device, int32_t done) REQUIRES(meas_data.resultMutex) {
-    if (configPNPtr->spurOmission == 0) {
+    if (run.config->spurOmission == 0) {
         printd("     > Spur Detection: NO\n");
         return;
     }
     tvstuff_seedRandom(run.repairSeed + static_cast<uint32_t>(done));
-    spurDetection(device);
+    const SpurSearch search = {.comb = run.config->frequency / std::max(Device_getPrescaler(device), 1U),
+                               .plan = meas_data.plan,
+                               .rates = run.rates};
+    meas_data.spurCount =
+        spur_detector_detectSpurs(search, traceArrays_frequency(), traceArrays_level(), meas_data.spurScratch,
+                                  {.frequency = meas_data.spurFreq, .level = meas_data.spurData});
+}
+
+/// What the trace goes through from the raw average to what is published.
+void makeTrace(Device* device, int32_t done) REQUIRES(meas_data.resultMutex) {
+    std::copy_n(meas_data.pnAverage, run.pointCount, meas_data.spectrumData);
+    deembed(traceArrays_frequency(), traceArrays_level(),
+            {.wn = meas_data.loopWnA,
+             .zeta = meas_data.loopZetaA,
+             .ifGain = run.config->ifGain,
+             .is1C = analogBoard().highPassesInTrace});
+    Device_calibrateTVPNGain(device, run.pointCount, meas_data.spectrumFreq, meas_data.spectrumData);
+    std::copy_n(meas_data.spectrumData, run.pointCount, meas_data.spectrumPowerData);
+    omitSpurs(device, done);
+    if (run.config->smoothing != 0)
+        applySmoothing(traceArrays_level(), run.config->smoothingAperture);
 }
 
 /// Publishes the trace after `passes` captures of the iteration that follows `done` finished ones.
 void save(Device* device, int32_t done, int32_t passes) REQUIRES(meas_data.resultMutex) {
     averageLevels(done, passes);
-    std::copy_n(meas_data.pnAverage, run.pointCount, meas_data.spectrumData);
-    deembed(device);
-    Device_calibrateTVPNGain(device, run.pointCount, meas_data.spectrumFreq, meas_data.spectrumData);
-    std::copy_n(meas_data.spectrumData, run.pointCount, meas_data.spectrumPowerData);
-    omitSpurs(device, done);
-    applySmoothing();
+    makeTrace(device, done);
     meas_data.preliminaryCorrelationCount =
         static_cast<int32_t>(int64_t{run.correlations} * passes / run.capturePasses);
     if (passes == run.capturePasses) {
@@ -176,8 +192,8 @@ void save(Device* device, int32_t done, int32_t passes) REQUIRES(meas_data.resul
         if (done + 1 < run.iterations)
             meas_data.preliminaryCorrelationCount = 0;
     }
-    insertTestSetPowerFreq(1, 0, meas_data.carrier, 1, configPNPtr->power);
-    insertTestSetOffsets(device);
+    insertTestSetPowerFreq(meas_data.carrier, run.config->power);
+    insertTestSetOffsets(traceArrays_view(), *run.config);
     ++meas_data.saves;
 }
 
@@ -251,8 +267,8 @@ void settleFirstIteration(Device* device, int32_t passes) {
 
 } // namespace
 
-void measurePhaseNoise(Device* device) {
-    prepareRun(device);
+void measurePhaseNoise(Device* device, MeasConfig* config) {
+    prepareRun(device, config);
     for (int32_t done = 0; done < run.iterations; ++done) {
         const int32_t passes = runIteration(device, done);
         const bool stopped = passes < run.capturePasses;

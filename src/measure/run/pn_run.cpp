@@ -1,13 +1,15 @@
-// A phase noise run from INIT to the last result: what is done in which order, and what each failure means for the
-// user.
+/// What is done in which order, and what each failure means for the user.
+#include "measure/run/pn_run.h"
+
 #include "base/error_codes.h"
 #include "base/tvdebug.h"
 #include "core/abstime.h"
-#include "identity/device_variants.h"
+#include "measure/preparation/analog_board.h"
 #include "measure/preparation/frequency_search.h"
 #include "measure/preparation/gain.h"
 #include "measure/preparation/kphi.h"
 #include "measure/preparation/lock.h"
+#include "measure/preparation/lock_check.h"
 #include "measure/preparation/time_samples.h"
 #include "measure/preparation/whole_hertz.h"
 #include "measure/results/test_set.h"
@@ -47,12 +49,12 @@ int32_t endWith(int32_t code) {
     return code;
 }
 
-void clearResults(Device* device) {
+void clearResults() {
     meas_data.lockTimeSec = 0;
     for (Shared<double>* phase :
          {&meas_data.tFsearch, &meas_data.tKphi, &meas_data.tLock, &meas_data.tGain, &meas_data.tMeas})
         *phase = 0;
-    clearTestSet(device);
+    clearTestSet();
 }
 
 void reportSettings(const MeasConfig* config) {
@@ -128,13 +130,9 @@ int32_t closeLoops(Device* device, MeasConfig* config, int attempts, PhaseClock*
     return 0;
 }
 
-bool needsSteadiness() {
-    return !device_config_usesTVPNX_ALG_2B() && !device_config_usesTVPNX_ALG_2C() && !device_config_usesTVPNX_ALG_2D();
-}
-
 int32_t fitGain(Device* device, MeasConfig* config) {
     adjustGain(device, config);
-    if (needsSteadiness() && waitUntilSteady(device) == 0)
+    if (analogBoard().waitsUntilSteady && waitUntilSteady(device) == 0)
         return scpi::lockFailed;
     if (config->ifGain < 0) {
         config->doIFgain = 1;
@@ -172,12 +170,11 @@ void pn_measure_forgetTrace() {
     meas_data.preliminaryCorrelationCount = 0;
 }
 
-int32_t pnMeasureFull(Device* device) {
-    MeasConfig* const config = configPNPtr;
+int32_t pnMeasureFull(Device* device, MeasConfig* config) {
     const timeval begin = measure_now();
     PhaseClock clock;
     const OwnSampling sampling(device);
-    clearResults(device);
+    clearResults();
     // A lock is all that a pulsed DUT gets: there is no beat to search or measure, and nothing to correlate.
     if (config->pulseEnabled != 0)
         return endWith(closeLoops(device, config, 1, &clock));
@@ -186,7 +183,7 @@ int32_t pnMeasureFull(Device* device) {
         waitForSources();
     if (const int32_t failure = prepare(device, config, &clock); failure != 0)
         return endWith(failure);
-    measurePhaseNoise(device);
+    measurePhaseNoise(device, config);
     clock.stop("measurement", &meas_data.tMeas);
     Device_setLnaGain(device, 0);
     meas_data.lastTimeSec = measure_secondsSince(begin);

@@ -44,6 +44,10 @@ void runSettings_use() {
     ConfigInForce::ofRun = &copy;
 }
 
+MeasConfig* runSettings_ofRun() {
+    return &copy;
+}
+
 void runSettings_publish() {
     if (ConfigInForce::ofRun == nullptr) // the record itself is being worked on
         return;

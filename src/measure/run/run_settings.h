@@ -8,6 +8,8 @@
 #include "base/sync.h"
 #include "measure/run/meas_data.h"
 
+struct MeasConfig;
+
 /// Makes the copy of the record in force, with what commands the next run is to do once. No run may be on.
 void runSettings_take() REQUIRES(meas_data.stateMutex);
 
@@ -15,6 +17,8 @@ void runSettings_take() REQUIRES(meas_data.stateMutex);
 
 /// From now on configPNPtr is the copy.
 void runSettings_use();
+/// The copy.
+[[nodiscard]] MeasConfig* runSettings_ofRun();
 /// Gives the record what the run has found so far.
 void runSettings_publish();
 /// The same at the end of the run, and the flags; configPNPtr is the record again.

@@ -3,6 +3,7 @@
 /// says beyond storing follows the value. The names beneath are for those who call an accessor without its slot.
 
 #include "base/error_codes.h"
+#include "measure/settings/setting_follow.h"
 #include "measure/settings/setting_rows.h"
 
 // Where the accessors of a row work. `addressed` tells whether the commands reach the record, `active` whether the
@@ -84,9 +85,6 @@ template <auto field> using ValueOf = typename ValueOfField<std::remove_const_t<
 /// What the number of a record that the commands do not reach reads, and what switching there returns.
 inline constexpr int unaddressed = 3;
 
-/// `on1C` if the analog board of this unit is a 1C, else `limits`.
-const Limits& setting_ofThisBoard(const Limits& limits, const Limits& on1C);
-
 /// The limits of a number on the boards of this unit.
 template <auto field> const Limits& setting_limits() {
     constexpr const auto& row = numberRow<field>;
@@ -100,10 +98,6 @@ template <auto field> ValueOf<field> setting_min(Device*) {
 template <auto field> ValueOf<field> setting_max(Device*) {
     return static_cast<ValueOf<field>>(setting_limits<field>().max);
 }
-
-/// Marks and moves what a new value of `config` asks for. Returns what moving gave.
-int setting_follow(Device* device, MeasConfig* config, uint32_t outdates, std::optional<HardwareSide> moves,
-                   bool active);
 
 template <class Where, auto field> ValueOf<field> setting_get(Device*) {
     return Where::addressed() ? (Where::record().*field).get() : ValueOf<field>{unaddressed};

@@ -1,28 +1,19 @@
-// The hardware side of the settings.
+#include "measure/settings/config_hw.h"
 
 #include "base/error_codes.h"
 #include "base/tvdebug.h"
-#include "identity/device_variants.h"
+#include "measure/preparation/analog_board.h"
 #include "measure/preparation/frequency_search.h"
+#include "measure/preparation/internal_reference.h"
 #include "measure/settings/config_accessors.h"
 
 #include <cmath>
-#include <span>
 
 namespace {
 
-/// Internal reference selection for each reference code: 100 MHz x 10, 100 MHz through a PLL x 10, 1 GHz.
-constexpr int internalSelection[] = {1, 3, 2};
-
-/// IF gains of the boards: requests below `below` give `gain`.
-struct GainStep {
-    double below;
-    double gain;
-};
-constexpr double gainRequestMax1C = 50;
-constexpr double gainRequestMax = 60;
-constexpr GainStep gainSteps1C[] = {{10, 0}, {35, 26}, {INFINITY, 46}};
-constexpr GainStep gainSteps[] = {{10, 0}, {15, 12}, {22, 20}, {30, 26}, {35, 32}, {50, 44}, {INFINITY, 56}};
+/// Internal reference selection for each reference code.
+constexpr InternalReference internalSelection[] = {internalReference100MHz, internalReferencePll,
+                                                   internalReference1GHz};
 
 constexpr double attenuatorStepsMax = 2 * numberRow<&MeasConfig::attenuation>.limits.max;
 
@@ -142,11 +133,10 @@ int configHW_setReferenceSens(Device*, int32_t channel, double sensitivity) {
 }
 
 int configHW_setIFgain(Device* device, double gain) {
-    const bool is1C = device_config_usesTVPNX_ALG_1C();
-    if (!(gain >= 0 && gain <= (is1C ? gainRequestMax1C : gainRequestMax)))
+    const AnalogBoard& board = analogBoard();
+    if (!(gain >= 0 && gain <= board.gainRequestMax))
         return scpi::illegalParameterValue;
-    const auto steps = is1C ? std::span<const GainStep>(gainSteps1C) : std::span<const GainStep>(gainSteps);
-    const GainStep* step = steps.data();
+    const GainStep* step = board.gains.data();
     while (gain >= step->below)
         ++step;
     configPNPtr->ifGain = step->gain;

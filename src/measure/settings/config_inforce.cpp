@@ -1,8 +1,9 @@
-// Settings of the record in force with rules of their own.
+#include "measure/settings/config_inforce.h"
 
 #include "base/tvdebug.h"
 #include "measure/preparation/adc_scale.h"
 #include "measure/settings/config_accessors.h"
+#include "measure/settings/config_hw.h"
 
 #include <cmath>
 

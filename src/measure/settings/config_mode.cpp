@@ -1,12 +1,12 @@
-// Measurement mode, reset, detect flags, and the start-up of this layer.
+#include "measure/settings/config_mode.h"
 
 #include "base/error_codes.h"
-#include "core/tvmem.h"
 #include "measure/preparation/loop_modes.h"
-#include "measure/results/spur_detector.h"
 #include "measure/run/measure.h"
+#include "measure/run/trace_arrays.h"
 #include "measure/settings/config_accessors.h"
-#include "measure/settings/setting_restore.h"
+#include "measure/settings/config_hw.h"
+#include "measure/settings/config_register.h"
 #include "measure/settings/staging.h"
 
 namespace {
@@ -14,7 +14,6 @@ namespace {
 // Device_setPath
 constexpr int pathPhaseNoise = 3;
 constexpr int pathTransient = 5;
-// Device_selectPnLoopMode
 // Channel numbers of the operations on one channel
 constexpr int channelA = 1;
 constexpr int channelB = 2;
@@ -116,23 +115,6 @@ void forgetRun() {
     meas_data.previewTarget = 0;
 }
 
-template <class T> bool take(T** array, int32_t entries) {
-    *array = static_cast<T*>(tvmemAlloc(entries * static_cast<int32_t>(sizeof(T))));
-    return *array != nullptr;
-}
-
-bool takeResultArrays() {
-    MutexLock result(meas_data.resultMutex);
-    MutexLock testSet(meas_data.testSetMutex);
-    return take(&meas_data.accumRe, tracePointsMax) && take(&meas_data.accumIm, tracePointsMax) &&
-           take(&configPN.testSetDefinition, testSetSize) && take(&configPN.testSetResults, testSetSize) &&
-           take(&meas_data.pnAverage, tracePointsMax) && take(&meas_data.spectrumData, tracePointsMax) &&
-           take(&meas_data.spectrumPowerData, tracePointsMax) && take(&meas_data.spectrumFreq, tracePointsMax) &&
-           take(&meas_data.spurData, spursMax) && take(&meas_data.spurFreq, spursMax) && take(&SPURS, spursMax) &&
-           take(&ORIGINAL, tracePointsMax) && take(&SMOOTHED, tracePointsMax) && take(&__std, tracePointsMax) &&
-           take(&meas_data.aVarianceSigma, aVariancePointsMax) && take(&meas_data.aVarianceTau, aVariancePointsMax);
-}
-
 } // namespace
 
 int initMeasurementConfiguration(Device* device) {
@@ -142,7 +124,7 @@ int initMeasurementConfiguration(Device* device) {
     setting_restore(&configVCO);
     setting_restore(&configBB);
     measureFullPnWithEverything = 1;
-    if (!takeResultArrays())
+    if (!traceArrays_take())
         return scpi::outOfMemory;
     configPN_setIFgain(device, 0);
     return config_reset(device);

@@ -1,7 +1,8 @@
-// Phase noise settings with rules of their own.
+#include "measure/settings/config_pn.h"
 
 #include "base/error_codes.h"
 #include "measure/settings/config_accessors.h"
+#include "measure/settings/config_hw.h"
 
 namespace {
 

@@ -1,12 +1,15 @@
-// What this layer publishes in the device table.
+#include "measure/settings/config_register.h"
 
 #include "measure/preparation/frequency_search.h"
 #include "measure/preparation/sensitivity.h"
-#include "measure/results/allan_variance.h"
+#include "measure/results/pn_results.h"
 #include "measure/results/test_set.h"
 #include "measure/run/measure.h"
-#include "measure/run/pn_measure.h"
+#include "measure/run/pn_report.h"
+#include "measure/run/pn_wait.h"
 #include "measure/settings/config_accessors.h"
+#include "measure/settings/config_hw.h"
+#include "measure/settings/config_mode.h"
 #include "measure/settings/staging.h"
 
 #include <utility>

@@ -1,7 +1,8 @@
-// Settings of the sweep with rules of their own.
+#include "measure/settings/config_vco.h"
 
 #include "base/error_codes.h"
 #include "measure/settings/config_accessors.h"
+#include "measure/settings/config_hw.h"
 
 #include <algorithm>
 

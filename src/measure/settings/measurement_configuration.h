@@ -1,7 +1,6 @@
 #pragma once
-/// What the user asks of a measurement: the records, the mode in force, reset, and the detect flags that tell which
-/// automatic steps a run repeats. setting_rows.h has the settings one by one, config_accessors.h the operations on
-/// them.
+/// What the user asks of a measurement: the records, and the mode in force. setting_rows.h has the settings one by one,
+/// config_accessors.h the operations on them.
 ///
 /// The main thread writes the settings. A run works on a copy that it takes at its start, and gives back what it finds
 /// (frequency, power, gain, detector constants, flags); see run_settings.h.
@@ -164,36 +163,6 @@ inline double limited(double value, const Limits& limits) {
     return std::fmin(std::fmax(value, limits.min), limits.max);
 }
 
-/// Once at the start: fills the slots of this layer, takes the arrays of meas_data from the pool and resets. Returns 0,
-/// or -321 if the pool could not give them.
-[[nodiscard]] int initMeasurementConfiguration(Device* device);
-
-/// One assignment a slot. What other layers fill stays as it is.
-void registerAutomeasureFunctions();
-
-/// *RST: every setting to its default and the hardware with it. A run in progress is stopped first. Results of the last
-/// run stay readable. Returns 0.
-int config_reset(Device* device);
-
-/// Stores the mode and moves the hardware to it. A run in progress is stopped first, as by ABORt. An unknown number is
-/// stored and changes nothing else. Returns 0, also when a step failed.
-int config_setMeasurementMode(Device* device, int mode);
-int config_getMeasurementMode(Device* device);
-int config_selectConfiguration(Device* device, int mode);
-
-/// Arms the automatic steps: each runs in the next run unless its redo code is "never". Returns 0.
-int config_resetDetectFlags(Device* device); // of the record in force
-int configPN_resetDetectFlags(Device* device);
-int configVCO_resetDetectFlags(Device* device);
-
-/// Tells whether the run shall do the step, and uses up the flag: "always" keeps it, anything else clears it.
-[[nodiscard]] bool config_doFrequency(MeasConfig* config);
-[[nodiscard]] bool config_doAttenuation(MeasConfig* config);
-[[nodiscard]] bool config_doKphi(MeasConfig* config);
-[[nodiscard]] bool config_doIFgain(MeasConfig* config);
-
-// Hardware side of the settings, on both boards and for the record in force. Each returns 0 or the first failure.
-
 /// What of the hardware settings move.
 enum HardwareSide : uint32_t {
     sideReference = 1,
@@ -204,23 +173,3 @@ enum HardwareSide : uint32_t {
     sideIFgain = 32,
     sidePulse = 64,
 };
-/// Moves a side of the hardware to what the record in force says. While a run is on it waits for the end of that; 0.
-int configHW_move(Device* device, HardwareSide side);
-/// Moves the `sides` that a run made wait, on its thread.
-void configHW_moveWaiting(Device* device, uint32_t sides);
-
-int configHW_setReference(Device* device, uint32_t reference);
-/// Stores the code of a reference in `config` and, if that is the record of the active mode, moves the boards to it. A
-/// failure of that is returned and leaves the code that stood there.
-int config_changeReference(Device* device, MeasConfig* config, uint32_t reference, bool active);
-/// `attenuation` in dB, cut to half-dB steps.
-int configHW_setAttenuation(Device* device, double attenuation);
-int configHW_setSpotFrequency(Device* device, double spotFrequency);
-int configHW_setFrequency(Device* device);
-/// Supply and top tune voltage of the two external references, V.
-int configHW_setReferenceVoltage(Device* device, double voltage1, double voltage2);
-/// Stores the sensitivity (Hz/V) of channel 1 or 2; -224 for another channel.
-int configHW_setReferenceSens(Device* device, int32_t channel, double sensitivity);
-/// Rounds `gain` (dB) to a gain that the boards have, stores it and moves the boards to it; -224 outside 0 to 50 (1C)
-/// or 60.
-int configHW_setIFgain(Device* device, double gain);

@@ -64,7 +64,7 @@ template <class Record, class T> struct Number {
     Slot<T(Device*)>* max = nullptr;
 };
 
-/// Several numbers with one range that are set together; their operations are in config_rules.h.
+/// Several numbers with one range that are set together; their operations are in config_vco.h.
 template <class Record, size_t count> struct NumberList {
     std::array<Shared<double>, count> Record::*field;
     Limits limits;

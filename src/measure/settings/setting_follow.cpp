@@ -1,8 +1,8 @@
-// What of the settings is not made for each row: limits by board, what follows a new value, and the defaults.
+#include "measure/settings/setting_follow.h"
 
 #include "identity/device_variants.h"
-#include "measure/settings/config_accessors.h"
-#include "measure/settings/setting_restore.h"
+#include "measure/settings/config_hw.h"
+#include "measure/settings/setting_rows.h"
 #include "measure/settings/staging.h"
 
 namespace {

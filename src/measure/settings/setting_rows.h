@@ -6,7 +6,9 @@
 /// A new setting is its field in the record, a row here, the declaration of its slots in fptrs_configuration.h, and a
 /// row in the command tree.
 
-#include "measure/settings/config_rules.h"
+#include "measure/settings/config_inforce.h"
+#include "measure/settings/config_pn.h"
+#include "measure/settings/config_vco.h"
 #include "measure/settings/setting.h"
 
 inline constexpr Limits gainLimitsOn1C{0, 46}; // dB
@@ -61,7 +63,7 @@ inline constexpr Number<MeasSettings, double> measNumbers[] = {
      .own = {&Automeasure_configPN_getSmoothingAperture, &Automeasure_configPN_setSmoothingAperture},
      .min = &Automeasure_getMinSmoothingAperture,
      .max = &Automeasure_getMaxSmoothingAperture},
-    // Their commands name them by a channel or in pairs: accessors in config_rules.h.
+    // Their commands name them by a channel or in pairs: accessors in config_pn.h.
     {.field = &MeasSettings::functionRangeStart, .limits = unlimited, .initial = 10},
     {.field = &MeasSettings::functionRangeStop, .limits = unlimited, .initial = 50e6},
     {.field = &MeasSettings::referenceSens, .limits = referenceSensLimits, .initial = 1},
@@ -211,7 +213,7 @@ inline constexpr Number<VcoConfig, double> sweepNumbers[] = {
      .own = {&Automeasure_configVCO_getVoltageStop, &Automeasure_configVCO_setVoltageStop},
      .min = &Automeasure_configVCO_getMinVoltageStop,
      .max = &Automeasure_configVCO_getMaxVoltageStop},
-    {.field = &VcoConfig::tuneDelay, .limits = {0, 10e6}, .initial = 0}, // handed over by address: config_rules.h
+    {.field = &VcoConfig::tuneDelay, .limits = {0, 10e6}, .initial = 0}, // handed over by address: config_vco.h
 };
 
 inline constexpr Number<VcoConfig, int32_t> sweepCounts[] = {

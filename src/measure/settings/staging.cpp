@@ -121,20 +121,21 @@ StagingPlan staging_makePlan(double offsetMin, int32_t correlations) {
     return plan;
 }
 
-void getStaging(StagingPlan* plan) {
-    const MeasConfig* config = configPNPtr;
-    *plan = staging_makePlan(config->offsetMin, config->correlations);
+int staging_stageOf(const StagingPlan& plan, double offset) {
+    for (int stage = 0; stage < plan.stageCount; ++stage)
+        if (plan.stageLow[stage] <= offset && offset <= plan.stageHigh[stage])
+            return stage;
+    return 0;
 }
 
-void staging_handOver(Device* device) {
-    getStaging(&meas_data.plan);
-    const StagingPlan& plan = meas_data.plan;
+void staging_handOver(Device* device, const MeasConfig& config) {
+    const StagingPlan plan = meas_data.plan = staging_makePlan(config.offsetMin, config.correlations);
     Device_setFdStages(device, static_cast<uint32_t>(plan.stageCount));
     for (int32_t stage = 0; stage < plan.stageCount; ++stage) {
         Device_setFdCorrelations(device, stage, static_cast<uint32_t>(plan.stageCorrelations[stage]));
         Device_setFdSamplesCount(device, stage, static_cast<uint32_t>(plan.stageSamples[stage]));
     }
-    if (configPNPtr->measurementMethod == methodCrossCorrelation)
+    if (config.measurementMethod == methodCrossCorrelation)
         Device_setFdChannelCrosscorrelation(device);
     else
         Device_setFdChannelAOnly(device);
@@ -143,14 +144,10 @@ void staging_handOver(Device* device) {
 int config_staging(Device* device) {
     MutexLock lock(meas_data.stateMutex);
     if (meas_data.idle != 0 || measure_isMeasurementThread())
-        staging_handOver(device);
+        staging_handOver(device, *configPNPtr);
     return 0;
 }
 
 int config_getStageFromOffset(Device*, double offset) {
-    const StagingPlan& plan = meas_data.plan;
-    for (int stage = 0; stage < plan.stageCount; ++stage)
-        if (plan.stageLow[stage] <= offset && offset <= plan.stageHigh[stage])
-            return stage;
-    return 0;
+    return staging_stageOf(meas_data.plan, offset);
 }

@@ -7,6 +7,8 @@
 #include <array>
 #include <cstdint>
 
+struct MeasConfig;
+
 inline constexpr int stageCountMax = 8;
 
 struct StagingPlan {
@@ -24,15 +26,15 @@ struct StagingPlan {
 /// and the last one reaches down to `offsetMin`.
 [[nodiscard]] StagingPlan staging_makePlan(double offsetMin, int32_t correlations);
 
-/// Fills `plan` for the configuration in force.
-void getStaging(StagingPlan* plan);
+/// Number of the first stage of `plan` that holds `offset` (Hz), so that a boundary belongs to the stage of the higher
+/// offsets; 0 if none does.
+[[nodiscard]] int staging_stageOf(const StagingPlan& plan, double offset);
 
 /// Makes the plan of the configuration in force and hands it to the FPGA driver. While a run is on, its plan stays and
 /// nothing happens: every INIT hands over anew. Returns 0.
 int config_staging(Device* device);
-/// The same unconditionally, for the start of a run; the caller holds stateMutex.
-void staging_handOver(Device* device);
+/// The same unconditionally for `config`, for the start of a run; the caller holds stateMutex.
+void staging_handOver(Device* device, const MeasConfig& config);
 
-/// Number of the first stage of the plan in hand that holds `offset` (Hz), so that a boundary belongs to the stage of
-/// the higher offsets; 0 if none does.
+/// staging_stageOf the plan in hand.
 [[nodiscard]] int config_getStageFromOffset(Device* device, double offset);

@@ -1,13 +1,11 @@
 #pragma once
-/// Operations on settings whose rules do not fit a row. config_ works on the record in force, configPN_, configVCO_ and
-/// configBB_ on their own. Setters return 0 or a negative error number and store nothing then. Writing a parameter
-/// while its mode is active also moves the hardware.
+/// Phase noise settings whose rules do not fit a row, on configPN, and that of configBB. Setters return 0 or a negative
+/// error number and store nothing then. Writing a parameter while its mode is active also moves the hardware.
 
 #include "measure/settings/measurement_configuration.h"
 
 // clang-format off
 
-// Phase noise.
 int     configPN_setMeasurementMethod(Device* device, int method); // -224 for 0 and 1 with the normal reference
 int     configPN_setIFgain(Device* device, double gain); // -224 outside mode 0; success ends the automatic gain
 int     configPN_setKphi(Device* device, double kphi); // of the selected board
@@ -18,21 +16,6 @@ int     configPN_setReferenceSens(Device* device, int32_t channel, double sensit
 int     configPN_setReferenceVoltage(Device* device, int32_t channel, double voltage);  // -224 unless 3 <= it <= 20
 
 int     configBB_setMeasurementMethod(Device* device, int method); // -224 for 1
-
-// Record in force.
-int     config_setFrequency(Device* device, double frequency); // held to its limits; one channel in the transient mode
-double  config_getFrequencyRaw(Device* device);
-double  config_getPowerRaw(Device* device);
-double  config_getKphi(Device* device);           // of channel A, ADC counts
-double  config_getKphi_converted(Device* device); // of channel A, V, from whole counts
-
-// Sweep of an oscillator.
-const tv_time* configVCO_getTuneDelay(Device* device);           // of the moment of the call
-int     configVCO_setTuneDelay(Device* device, const tv_time* delay); // 3 outside 0 to 10000000
-int     configVCO_setReference(Device* device, int reference);
-double  configVCO_getPnOffset(Device* device, int32_t number); // 1 to 4, else -1
-int     configVCO_setPnOffsets(Device* device, double offset1, double offset2, double offset3, double offset4);
-int     configVCO_getNumberOfUsedOffsets(Device* device);
 
 // clang-format on
 
