@@ -4,6 +4,7 @@
 /// Lock order over the whole firmware, outermost first:
 ///   deviceAccessMutex > scpi_link::handleMutex or scpi_link::bufMutex (never both)
 ///   meas_data.stateMutex > meas_data.resultMutex > meas_data.testSetMutex
+///   tvcont_linesMutex > spiMutex
 
 #include <atomic>
 #include <cstdint>

@@ -6,6 +6,7 @@
 #include "virtual/bus/spi_bus.h"
 
 #include <cstring>
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <utility>
@@ -28,6 +29,8 @@ public:
             if (transfersLeft_ == 0)
                 return false;
             --transfersLeft_;
+            if (watch)
+                watch(transfer);
             return true;
         });
     }
@@ -46,6 +49,7 @@ public:
     void mend() { transfersLeft_ = UINT64_MAX; }
 
     vi::SpiBus bus;
+    std::function<void(const vi::SpiTransfer&)> watch; // sees each transfer that the bus takes
 
 private:
     std::string wire_;
