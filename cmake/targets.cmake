@@ -66,6 +66,12 @@ function(virtual_library name)
   target_link_libraries(${name} PUBLIC project_options ${ARG_USES} PRIVATE ${ARG_PRIVATE} ${ARG_LIBRARIES})
 endfunction()
 
+# How much longer than in a release build a test may take, also on a slow and busy machine.
+set(TEST_TIME_FACTOR 1)
+if(TOLVANE_SANITIZE)
+  set(TEST_TIME_FACTOR 5)
+endif()
+
 # instrument_test(NAME SOURCES ... USES ... [SANDBOX] [TIMEOUT s] [LABELS ...]): a GoogleTest program as one CTest test.
 # SANDBOX runs it in a fresh unit's file tree with a private network, where /tolvane, port 18 and the rest are its own.
 function(instrument_test name)
@@ -81,6 +87,7 @@ function(instrument_test name)
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
+  math(EXPR ARG_TIMEOUT "${ARG_TIMEOUT} * ${TEST_TIME_FACTOR}")
   set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
   if(ARG_LABELS)
     set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}")

@@ -76,6 +76,8 @@ int Tvsocket_receive(Tvsocket* socket, char* where, int room) {
     do {
         count = recv(socket->connFd, where, static_cast<size_t>(room), 0);
     } while (count < 0 && errno == EINTR);
+    if (count > 0)
+        socket->taken += static_cast<uint64_t>(count);
     // What was on its way when the reset came is not carried out any more.
     return count < 0 || socket->resetRequest ? 0 : static_cast<int>(count);
 }

@@ -29,12 +29,14 @@ struct Tvsocket {
     int newcomerFd = -1;  // the door's: who has come and is neither in line nor turned away yet
     int64_t patienceUntil_ns = 0, patienceEnd_ns = 0; // the door's, on the monotonic clock
     int64_t patienceForMuch_ns = 10'000'000'000; // behind a client with much unread, until he is asked to make room
+    uint64_t takenLast = 0, takenWhenAsked = 0;  // the door's: of `taken`
     bool roomAsked = false;                      // the door's: the client has been asked to wait no more
     Mutex connMutex; // guards the following; the link's thread alone changes connFd and reads it without
     int connFd = -1; // the client who is served; -1 when none
     std::array<int, socketLineRoom> line{};
     size_t lineCount = 0;
     Condition lineGrew;
+    std::atomic<uint64_t> taken{0};   // bytes that the link has read, of all clients
     std::atomic<int> resetRequest{0}; // 1: the client is to be dropped
 };
 

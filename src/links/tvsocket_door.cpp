@@ -25,8 +25,12 @@ constexpr int lookAgain_ms = 1;    // while a newcomer waits to be let in or tur
 // much of that, the moment has not begun.
 constexpr int64_t nsPerMs = 1'000'000, nsPerSecond = 1'000'000'000;
 constexpr int64_t patience_ns = 10 * nsPerMs, patienceBehindMuch_ns = nsPerSecond;
-constexpr int unreadMuch = 4096;                           // bytes that the link has not taken yet
-constexpr int64_t patienceOnceAsked_ns = 10 * nsPerSecond; // behind much, from when the client is asked to make room
+constexpr int unreadMuch = 4096; // bytes that the link has not taken yet
+
+// Behind much, once the client has been asked to make room: from the link's last read of what he has left; who has been
+// read more than the kernel keeps for one connection is still sending.
+constexpr int64_t patienceOnceAsked_ns = 10 * nsPerSecond;
+constexpr uint64_t keptByKernel = 64 << 20; // bytes
 
 // Who has closed and reads no more answers holds up those in line no longer than this.
 constexpr int stalledReader_ms = 10'000;
@@ -63,6 +67,15 @@ bool isConnected(int fd) {
 bool hasSentMuch(int fd) {
     int unread = 0;
     return ioctl(fd, FIONREAD, &unread) == 0 && unread >= unreadMuch;
+}
+
+/// While the link works through what the client has left, his end comes nearer.
+void prolongPatience(Tvsocket* socket, int64_t now) {
+    const uint64_t taken = socket->taken;
+    if (taken == socket->takenLast || taken - socket->takenWhenAsked > keptByKernel)
+        return;
+    socket->takenLast = taken;
+    socket->patienceEnd_ns = now + patienceOnceAsked_ns;
 }
 
 /// The client who came last: if he has gone, so have all before him.
@@ -105,6 +118,8 @@ void decide(Tvsocket* socket, scpi_link* link) {
     }
     const int64_t now = now_ns();
     const bool sentMuch = hasSentMuch(last);
+    if (socket->roomAsked)
+        prolongPatience(socket, now);
     if (sentMuch)
         socket->patienceUntil_ns = std::min(now + patienceBehindMuch_ns, socket->patienceEnd_ns);
     if (now < socket->patienceUntil_ns)
@@ -113,6 +128,7 @@ void decide(Tvsocket* socket, scpi_link* link) {
         // Behind so much that nobody reads, because the link waits, the news that he has gone may not get through.
         socket->roomAsked = true;
         socket->patienceEnd_ns = now + patienceOnceAsked_ns;
+        socket->takenLast = socket->takenWhenAsked = socket->taken;
         scpi_link_clientMakesRoom(link);
         return;
     }

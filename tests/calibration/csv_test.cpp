@@ -2,7 +2,6 @@
 #include "loaded.h"
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <iterator>
 #include <random>
@@ -247,9 +246,7 @@ TEST_F(CsvFile, IsRefusedWholeAndLeavesAllAsItWas) {
     };
     for (const auto& [what, text] : files) {
         put(start + text);
-        const auto begin = std::chrono::steady_clock::now();
         EXPECT_EQ(read(), 1) << what;
-        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5)) << what;
         EXPECT_TRUE(holds(*before) && sensitivities.empty()) << what;
         EXPECT_TRUE(calibration_tvpn_hasPowerDetectorX3Calibration()) << what;
     }

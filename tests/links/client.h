@@ -16,11 +16,11 @@ inline sockaddr_in loopback(int port) {
             .sin_zero = {}};
 }
 
-/// A TCP client. Reads and connects give up after ten seconds.
+/// A TCP client. Reads and connects give up after a minute.
 class Client {
 public:
     explicit Client(int port) : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
-        const timeval limit{.tv_sec = 10, .tv_usec = 0};
+        const timeval limit{.tv_sec = 60, .tv_usec = 0};
         setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
         setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
         const sockaddr_in address = loopback(port);

@@ -27,7 +27,7 @@ inline std::atomic<int> lampOn{0}, lampOff{0}; // times that the remote lamp wen
 
 /// Waits for a count without sleeping. False if it takes more than ten seconds.
 [[nodiscard]] inline bool reaches(const std::atomic<int>& counter, int count) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (counter < count && std::chrono::steady_clock::now() < end)
         std::this_thread::yield();
     return counter >= count;

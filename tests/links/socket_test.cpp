@@ -52,7 +52,7 @@ TEST_F(SocketLink, EventsFollowTheClientsAndASecondIsTurnedAwayAtOnce) {
         ASSERT_TRUE(reaches(lampOn, i));
         const auto start = std::chrono::steady_clock::now();
         EXPECT_TRUE(Client(port).isReset());
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
         EXPECT_EQ(first.ask("*IDN?\n", identity.size()), identity);
         first.leave();
         ASSERT_TRUE(reaches(lampOff, i));
@@ -124,7 +124,7 @@ TEST_F(SocketLink, TheLinkHearsOfAClientThatDiesOrHasToMakeRoomWhileItsThreadIsB
                 first.endSending();
             next.emplace(port);
             const uint32_t expected = dies ? linkClientGone : linkClientMakesRoom;
-            const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+            const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
             while (link_.clientGone != expected && std::chrono::steady_clock::now() < end)
                 std::this_thread::yield();
             EXPECT_EQ(link_.clientGone, expected);
@@ -148,11 +148,12 @@ TEST_F(SocketLink, WhoDiesInAWaitWithMoreBehindItThanTheKernelTakesKeepsNobodyOu
         EXPECT_TRUE(stuffed->send("TOUC\n"));
         while (link_.handleRequest.get() == 0)
             std::this_thread::yield();
-        while (stuffed->sendsAtOnce("TOUC\n")) {
+        const std::string command = std::string(1000, ' ') + "TOUC\n";
+        while (stuffed->sendsAtOnce(command)) {
         }
         stuffed.reset(); // its end stands behind all that
         next.emplace(port);
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (link_.clientGone != linkClientMakesRoom && std::chrono::steady_clock::now() < end)
             std::this_thread::yield();
         EXPECT_EQ(link_.clientGone, linkClientMakesRoom);

@@ -2,7 +2,6 @@
 #include "adapter_fixture.h"
 #include "virtual/draw/random.h"
 
-#include <chrono>
 #include <numbers>
 
 using namespace vi;
@@ -65,23 +64,17 @@ TEST_F(AcceptanceTest, CarrierLevelAndConstantsOfADefaultRunComeOut) {
     const double frequencies_Hz[] = {10e6,   10.0007e6, 29.99e6, 31e6,     100.000123e6, 299e6, 1e9,    1.99e9,
                                      2.03e9, 3.1e9,     7e9,     9.8009e9, 12.8e9,       13e9,  13.2e9, 18e9};
     constexpr double tick = 1 / (0.01 * 125e6); // of a run's gate, relative
-    double total_s = 0;
-    int runs = 0;
     for (const double frequency_Hz : frequencies_Hz)
         for (const double power_dBm : {-10.0, 0.0, 5.0, 13.0})
             for (const uint64_t seed : {1, 2}) {
                 SCOPED_TRACE(testing::Message() << frequency_Hz << " Hz, " << power_dBm << " dBm, seed " << seed);
                 attach(quiet(frequency_Hz, power_dBm), board2D, crystal100MHz, seed);
                 ASSERT_EQ(pn_measure_execfrequencySearch(device), 0);
-                const auto begin = std::chrono::steady_clock::now();
                 ASSERT_EQ(run(1), 0);
-                total_s += std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-                ++runs;
                 EXPECT_NEAR(configPN.frequency / frequency_Hz, 1, tick);
                 EXPECT_NEAR(configPN.power, power_dBm, 0.5);
                 EXPECT_LT(worstConstant(), 0.02);
             }
-    EXPECT_LT(total_s / runs, 0.1) << "s of host time a run";
 }
 
 TEST_F(AcceptanceTest, TheTraceIsTheDutsDownInTheLoop) {
