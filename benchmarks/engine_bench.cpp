@@ -1,7 +1,7 @@
 /// The command path without a network: one link in memory, served on the calling thread.
 
 #include "device_table/device_fptrs.h"
-#include "scpi/execution_cycle.h"
+#include "links/memory_transport.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/tree/command_tree.h"
@@ -42,13 +42,8 @@ std::string joined(const char* unit, int count) {
 
 /// One line through the link, its answer thrown away.
 void serve(const std::string& line) {
-    tvcommWriteCmd(&link, line.data(), static_cast<int>(line.size()));
-    scpi_link_doHandle(&link);
-    scpi_execute_link(&link);
-    char* where = nullptr;
-    const int count = tvcommPeekAns(&link, &where, nullptr);
-    benchmark::DoNotOptimize(where);
-    tvcommClearAns(&link, count, nullptr);
+    MemoryMedium client{.unsent = line};
+    memory_converse({.link = &link, .transport = &memoryTransport, .medium = &client, .alone = true});
 }
 
 void lineOf(benchmark::State& state, const char* unit, int count) {

@@ -2,12 +2,13 @@
 /// Mutex, condition and wake-up flag of the firmware, annotated so that Clang checks which lock guards what.
 ///
 /// Lock order over the whole firmware, outermost first:
-///   deviceAccessMutex > scpi_link::handleMutex or scpi_link::bufMutex (never both)
-///   meas_data.stateMutex > meas_data.resultMutex > meas_data.testSetMutex
+///   deviceAccessMutex > scpi_link::bufMutex > Tvsocket::connMutex > scpi_link::bdInterruptMutex
+///   deviceAccessMutex > meas_data.stateMutex > meas_data.resultMutex > meas_data.testSetMutex
 ///   tvcont_linesMutex > spiMutex
 
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
 #include <ctime>
 #include <pthread.h>
 
@@ -24,6 +25,7 @@
 #define TRY_ACQUIRE(...) TV_LOCK_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
 #define RELEASE(...) TV_LOCK_ATTRIBUTE(release_capability(__VA_ARGS__))
 #define EXCLUDES(...) TV_LOCK_ATTRIBUTE(locks_excluded(__VA_ARGS__))
+#define ASSERT_CAPABILITY(x) TV_LOCK_ATTRIBUTE(assert_capability(x))
 #define NO_THREAD_SAFETY_ANALYSIS TV_LOCK_ATTRIBUTE(no_thread_safety_analysis)
 
 class CAPABILITY("mutex") Mutex {
@@ -35,6 +37,14 @@ public:
     void lock() ACQUIRE() { pthread_mutex_lock(&native_); }
     void unlock() RELEASE() { pthread_mutex_unlock(&native_); }
     [[nodiscard]] bool try_lock() TRY_ACQUIRE(true) { return pthread_mutex_trylock(&native_) == 0; }
+    /// For code behind a function pointer, to which no annotation reaches: its caller holds the lock. Debug and
+    /// sanitizer builds look whether anybody does.
+    void assertHeld() ASSERT_CAPABILITY(this) {
+#ifdef TOLVANE_CHECK_LOCKS
+        if (pthread_mutex_trylock(&native_) == 0)
+            abort();
+#endif
+    }
 
 private:
     friend class Condition;
@@ -72,8 +82,8 @@ private:
     pthread_cond_t native_ = PTHREAD_COND_INITIALIZER;
 };
 
-/// A word that one thread sets and another sleeps on, without a mutex: the hand-over between a transport and the main
-/// thread costs one system call a side, and none when the other side is awake.
+/// A word that one thread sets and another sleeps on, without a mutex: a hand-over between threads costs one system
+/// call a side, and none when the other side is awake.
 class WakeWord {
 public:
     constexpr WakeWord() = default;

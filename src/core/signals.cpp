@@ -47,8 +47,7 @@ constexpr Fault faults[] = {
 };
 static_assert(faults[0].line.size() == 48, "readers of the log know the length of the line");
 
-constexpr int signalStatusBase = 128;         // as a shell tells of a process that a signal has ended
-constexpr size_t faultStackBytes = 64 * 1024; // the main thread's handler has it when the stack itself has overflowed
+constexpr int signalStatusBase = 128; // as a shell tells of a process that a signal has ended
 
 std::atomic<int> exitStatus{EXIT_SUCCESS};
 
@@ -139,6 +138,12 @@ void startExitThread() {
 
 } // namespace
 
+void signals_useFaultStack(std::span<char> stack) {
+    const stack_t alternative{
+        .ss_sp = stack.data(), .ss_flags = stack.empty() ? SS_DISABLE : 0, .ss_size = stack.size()};
+    sigaltstack(&alternative, nullptr);
+}
+
 void installSignalHandlers() {
     // The first back-trace loads a library; a handler must not be the one to do that.
     void* address;
@@ -146,8 +151,7 @@ void installSignalHandlers() {
     if (!exitThreadWaits)
         startExitThread();
     static std::array<char, faultStackBytes> faultStack;
-    const stack_t alternative{.ss_sp = faultStack.data(), .ss_flags = 0, .ss_size = faultStack.size()};
-    sigaltstack(&alternative, nullptr);
+    signals_useFaultStack(faultStack);
     for (int number = 0; number < signalsEnd; ++number) {
         if (std::ranges::find(leftToTheSystem, number) != std::end(leftToTheSystem))
             continue;

@@ -6,6 +6,14 @@
 /// signal.
 
 #include <atomic>
+#include <cstddef>
+#include <span>
+
+inline constexpr size_t faultStackBytes = 64 * 1024;
+
+/// Gives the calling thread a stack for its handlers, so that an overflow of its own is logged too; an empty one takes
+/// it back. The main thread has one from installSignalHandlers.
+void signals_useFaultStack(std::span<char> stack);
 
 /// Starts the thread that leaves, and installs signal_handler for all signals that the instrument answers to.
 void installSignalHandlers();

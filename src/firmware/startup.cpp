@@ -10,8 +10,8 @@
 #include "device/device.h"
 #include "device_table/device_fptrs.h"
 #include "drivers/tvspi.h"
+#include "firmware/link_rows.h"
 #include "identity/device_config.h"
-#include "links/console.h"
 #include "links/discovery.h"
 #include "links/own_address.h"
 #include "links/rmt.h"
@@ -36,36 +36,21 @@
 namespace {
 
 constexpr int tickMs = 250;
-constexpr int fileLinkSize = 128;         // bytes of each buffer
-constexpr int textLinkSize = 1024;        // the same for a link that people and programs use
-constexpr size_t linkThreadStack = 16384; // bytes
+constexpr size_t helperStack = 16384; // bytes
 constexpr unsigned addressWatchSeconds = 2;
 constexpr pid_t initProcess = 1;
 constexpr mode_t everybody = 0777;
 constexpr double microsecondsPerSecond = 1e6;
 
-pthread_t consoleLinkThread, socketLinkThread, socketDoorThread, ipAddressChangeThread, rmtdevFinderThread;
+pthread_t socketDoorThread, ipAddressChangeThread, rmtdevFinderThread;
 
 void startThread(pthread_t* thread, void* (*body)(void*), void* argument = nullptr) {
-    tvstuffPthreadCreate(thread, body, argument, linkThreadStack);
-}
-
-void* consoleLinkHandler(void*) {
-    while (Tvconsole_handle(&link_console) == 0) {
-    }
-    printd("consoleLinkHandler(): end of input\n");
-    pthread_detach(pthread_self()); // nobody waits for it
-    return nullptr;
-}
-
-void* socketLinkHandler(void*) {
-    for (;;)
-        Tvsocket_handle(&tvsocket, &link_socket);
+    tvstuffPthreadCreate(thread, body, argument, helperStack);
 }
 
 void* socketDoorHandler(void*) {
     for (;;)
-        Tvsocket_listen(&tvsocket, &link_socket);
+        Tvsocket_listen(&tvsocket);
 }
 
 void* rmtdevFinderHandler(void*) {
@@ -75,7 +60,7 @@ void* rmtdevFinderHandler(void*) {
     return nullptr;
 }
 
-/// Ages the link activity, unless the main thread is at work: the lamps are its own, and who works is not idle.
+/// Ages the link activity, unless a command is at work: the lamps are the device's, and who works is not idle.
 void ageLinkActivity() {
     if (!deviceAccessMutex.try_lock())
         return;
@@ -113,10 +98,11 @@ void serveOldForms() {
     };
 }
 
-void startSocketLink() {
-    scpi_link_init(&link_list, &link_socket, textLinkSize, textLinkSize, "Socket Port 18");
+void startLinkThreads() {
     startThread(&socketDoorThread, socketDoorHandler);
-    startThread(&socketLinkThread, socketLinkHandler);
+    for (const LinkRow& row : linkRows)
+        if (!row.alone)
+            link_start(row);
 }
 
 /// An init script may start the process with closed descriptors. The next file or socket would take their numbers, and
@@ -186,12 +172,11 @@ void initialize() {
     Device_registerMandatoryFunctions();
     Device_sealSlots();
 
-    Tvsocket_open(&tvsocket, firmware_place.port, firmware_place.address);
-    scpi_link_init(&link_list, &link_file, fileLinkSize, fileLinkSize, "File");
-    scpi_link_init(&link_list, &link_console, textLinkSize, textLinkSize, "Console");
+    Tvsocket_open(&tvsocket, &link_socket, firmware_place.port, firmware_place.address);
+    for (const LinkRow& row : linkRows)
+        scpi_link_init(&link_list, row.link, row.cmdSize, row.ansSize, row.name);
     loadDefaultSettings(); // before anybody outside can reach the instrument
-    startThread(&consoleLinkThread, consoleLinkHandler);
-    startSocketLink();
+    startLinkThreads();
     startThread(&ipAddressChangeThread, ipAddressChangeHandler, device);
     tvsocketBcastOpen(&rmtdevFinderSocket, discoveryPort, device, firmware_place.address);
     startThread(&rmtdevFinderThread, rmtdevFinderHandler);
@@ -214,5 +199,7 @@ void preparePaths() {
 }
 
 void loadDefaultSettings() {
-    scpi_execute_commandFile(&link_file, "/tolvane/cust/sav0");
+    for (const LinkRow& row : linkRows)
+        if (row.alone)
+            (void)link_visit(row);
 }

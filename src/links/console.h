@@ -1,8 +1,11 @@
 #pragma once
-/// The console link: SCPI text on standard input, answers on standard output.
+/// The console: SCPI text on standard input, answers on standard output.
 
-struct scpi_link;
+#include "links/transport.h"
 
-/// Takes one read of standard input through the link and writes the answers. Returns 0, or -1 at the end of the input:
-/// nothing will ever come again.
-[[nodiscard]] int Tvconsole_handle(scpi_link* link);
+struct Console {
+    bool ended = false; // nothing will ever come again
+};
+
+/// One client, from the start to the end of the input.
+extern const Transport consoleTransport;

@@ -21,7 +21,7 @@ constexpr mode_t everybody = 0777;
 
 constexpr time_t silenceLimit_s = 10;
 
-/// Bounds each read and write of a transfer: the main thread runs it, and a silent client must not hold up the rest of
+/// Bounds each read and write of a transfer: a command runs it, and a silent client must not hold up the rest of
 /// the instrument. A step that takes longer fails like a connection that is gone.
 class TimeLimit {
 public:

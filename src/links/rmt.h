@@ -2,7 +2,7 @@
 /// A small file transfer on the raw socket's connection, for text without '/' (calibration tables). "/\n" ends a
 /// transfer, and acknowledges each read of a file on its way in.
 ///
-/// Both run on the main thread, from a command of the raw socket itself, while the link's thread waits for the command.
+/// Both run within a command of the raw socket itself, whose link's thread does nothing else meanwhile.
 
 struct Tvsocket;
 

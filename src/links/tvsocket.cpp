@@ -13,12 +13,6 @@
 
 namespace {
 
-void endConnection(Tvsocket* socket, scpi_link* link) {
-    TvsocketCloseCommunicationSocket(socket);
-    scpi_link_flush(link);
-    tvcommEvent(link, linkEventTcpGone);
-}
-
 void sendAwayTheLine(Tvsocket* socket) REQUIRES(socket->connMutex) {
     for (; socket->lineCount > 0; --socket->lineCount)
         Tvsocket_turnAway(socket->line[socket->lineCount - 1]);
@@ -34,7 +28,8 @@ void closeAndForget(int* fd) {
 
 Tvsocket tvsocket;
 
-void Tvsocket_open(Tvsocket* socket, int port, uint32_t address) {
+void Tvsocket_open(Tvsocket* socket, scpi_link* link, int port, uint32_t address) {
+    socket->link = link;
     socket->port = port;
     socket->address = address;
     socket->resetRequest = 0;
@@ -63,12 +58,6 @@ void TvsocketCloseCommunicationSocket(Tvsocket* socket) {
     socket->resetRequest = 0;
 }
 
-void Tvsocket_handle(Tvsocket* socket, scpi_link* link) {
-    if (socket->connFd < 0)
-        Tvsocket_takeClient(socket, link);
-    Tvsocket_read(socket, link);
-}
-
 int Tvsocket_receive(Tvsocket* socket, char* where, int room) {
     if (socket->connFd < 0 || room <= 0)
         return 0;
@@ -95,42 +84,45 @@ bool Tvsocket_send(Tvsocket* socket, const char* data, size_t count, bool more) 
     return true;
 }
 
-void Tvsocket_read(Tvsocket* socket, scpi_link* link) {
-    // The read itself waits for the client: its thread alone uses the link, so nobody else needs the command buffer.
-    char* where;
-    const int room = tvcommOpenCmd(link, &where);
-    const int count = Tvsocket_receive(socket, where, room);
-    tvcommCloseCmd(link, count);
-    if (count == 0) { // also without room, which no client that keeps to the rules runs into
-        endConnection(socket, link);
-        return;
-    }
-    int more = 0;
-    do {
-        scpi_link_doHandle(link);
-        if (more != 0)
-            link->handleRequest.linger(1); // the next piece of a block is soon there
-        scpi_link_waitHandled(link);
-        more = Tvsocket_write(socket, link);
-    } while (more != 0);
+namespace {
+
+Tvsocket* of(void* medium) {
+    return static_cast<Tvsocket*>(medium);
 }
 
-int Tvsocket_write(Tvsocket* socket, scpi_link* link) {
-    char* where;
-    int more;
-    const int count = tvcommPeekAns(link, &where, &more);
-    if (!Tvsocket_send(socket, where, static_cast<size_t>(count), more != 0)) {
-        printd("Tvsocket_write(): %d bytes of an answer lost\n", count);
-        MutexLock lock(socket->connMutex); // see scpi_link_clientMakesRoom
-        scpi_link_clientGone(link);
-    }
-    if (count == 0) {
-        setSocketOption(socket->connFd, IPPROTO_TCP, TCP_QUICKACK, 1); // no answer that carries the acknowledgement
-        setSocketOption(socket->connFd, IPPROTO_TCP, TCP_NODELAY, 1);  // sends what waited for more
-    }
-    tvcommClearAns(link, count, &more);
-    return more;
+bool open(void* medium, const char*) {
+    Tvsocket_takeClient(of(medium));
+    return true;
 }
+
+Received receive(void* medium, char* where, int room) {
+    const int count = Tvsocket_receive(of(medium), where, room);
+    return {count, count == 0 ? Said::gone : Said::bytes};
+}
+
+/// The rest of an answer is lost with its client, and so is a block. The next receive tells of it.
+Said sendAnswer(void* medium, const char* data, int count, bool more) {
+    Tvsocket* const socket = of(medium);
+    if (!Tvsocket_send(socket, data, static_cast<size_t>(count), more)) {
+        printd("Tvsocket: %d bytes of an answer lost\n", count);
+        MutexLock lock(socket->connMutex); // see scpi_link_clientMakesRoom
+        scpi_link_clientGone(socket->link);
+    } else if (count == 0) {
+        setSocketOption(socket->connFd, IPPROTO_TCP, TCP_QUICKACK, 1); // no answer that carries the acknowledgement
+        if (socket->moreAnnounced)
+            setSocketOption(socket->connFd, IPPROTO_TCP, TCP_NODELAY, 1); // sends what waited for more
+    }
+    socket->moreAnnounced = more;
+    return Said::bytes;
+}
+
+void closeConnection(void* medium) {
+    TvsocketCloseCommunicationSocket(of(medium));
+}
+
+} // namespace
+
+const Transport tcpTransport{open, receive, sendAnswer, closeConnection, nullptr};
 
 void Tvsocket_reset(Tvsocket* socket) {
     MutexLock lock(socket->connMutex);

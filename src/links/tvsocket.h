@@ -2,7 +2,7 @@
 /// The raw socket link: SCPI text from one TCP client at a time.
 ///
 /// The port is always open. Two threads share it: the door (Tvsocket_listen) accepts whoever comes, and the link's
-/// thread (Tvsocket_handle) serves one client after the other. Who comes while another client is there is turned away
+/// thread (tcpTransport) serves one client after the other. Who comes while another client is there is turned away
 /// at once, with a reset. Who comes after the other has closed stands in line, however soon that is, and is served when
 /// all that the others had sent has been carried out. So of the clients in line only the last can still be there.
 ///
@@ -11,6 +11,7 @@
 /// it.
 
 #include "base/sync.h"
+#include "links/transport.h"
 
 #include <array>
 #include <atomic>
@@ -22,6 +23,7 @@ struct scpi_link;
 inline constexpr size_t socketLineRoom = 64; // clients; who comes beyond that waits in the kernel
 
 struct Tvsocket {
+    scpi_link* link = nullptr;
     int listenFd = -1;
     int watchFd = -1;     // tells the door of listenFd, and of the death of connFd
     int port = 0;         // in use; 2000 above the one asked for where that cannot be had
@@ -31,6 +33,7 @@ struct Tvsocket {
     int64_t patienceForMuch_ns = 10'000'000'000; // behind a client with much unread, until he is asked to make room
     uint64_t takenLast = 0, takenWhenAsked = 0;  // the door's: of `taken`
     bool roomAsked = false;                      // the door's: the client has been asked to wait no more
+    bool moreAnnounced = false;                  // the link's thread's: the kernel may wait for more to send
     Mutex connMutex; // guards the following; the link's thread alone changes connFd and reads it without
     int connFd = -1; // the client who is served; -1 when none
     std::array<int, socketLineRoom> line{};
@@ -42,18 +45,17 @@ struct Tvsocket {
 
 extern Tvsocket tvsocket;
 
-/// Listens on `port` of `address`; clients wait from here on until the threads serve them. On failure there is no
-/// listening socket, and the door tries again.
-void Tvsocket_open(Tvsocket* socket, int port, uint32_t address = 0);
+/// The transport of the clients; its medium is a Tvsocket that is open.
+extern const Transport tcpTransport;
+
+/// Listens on `port` of `address` for the clients of `link`, who wait from here on until the threads serve them. On
+/// failure there is no listening socket, and the door tries again.
+void Tvsocket_open(Tvsocket* socket, scpi_link* link, int port, uint32_t address = 0);
 /// Closes whatever is open. No thread may be using the socket.
 void Tvsocket_close(Tvsocket* socket);
 
-/// One step of the door's thread: waits until somebody comes or the client of `link` dies, and sees to it.
-void Tvsocket_listen(Tvsocket* socket, scpi_link* link);
-
-/// One step of the link's thread: waits for a client, or takes one read of the client's text through the link and sends
-/// the answers, or notices that the client has gone.
-void Tvsocket_handle(Tvsocket* socket, scpi_link* link);
+/// One step of the door's thread: waits until somebody comes or the client dies, and sees to it.
+void Tvsocket_listen(Tvsocket* socket);
 
 /// Drops the client and those in line, whatever the connection is doing. Callable from any thread; returns at once.
 void Tvsocket_reset(Tvsocket* socket);
@@ -68,13 +70,8 @@ void TvsocketCloseCommunicationSocket(Tvsocket* socket);
 void Tvsocket_watchPort(Tvsocket* socket, int operation);
 /// Ends a connection that was not served, with a reset.
 void Tvsocket_turnAway(int fd);
-/// Waits for the next client in line and raises the event of its connection.
-void Tvsocket_takeClient(Tvsocket* socket, scpi_link* link);
-/// One read and all its answers; or, if the client has gone or is to go, the end of the connection and its event.
-void Tvsocket_read(Tvsocket* socket, scpi_link* link);
-/// Sends what the link has to say and returns whether there is more. A failed write loses the rest of that answer and
-/// ends a block.
-[[nodiscard]] int Tvsocket_write(Tvsocket* socket, scpi_link* link);
+/// Waits for the next client in line.
+void Tvsocket_takeClient(Tvsocket* socket);
 /// Sends all of `count` bytes. With `more` they may wait a moment for those of the next call, so that a long block goes
 /// in few segments. False if the connection failed.
 [[nodiscard]] bool Tvsocket_send(Tvsocket* socket, const char* data, size_t count, bool more = false);

@@ -98,21 +98,21 @@ void acceptNewcomer(Tvsocket* socket) {
 }
 
 /// Others stand in line behind a client who has closed: he gets his answers, but waits for nothing more.
-void hurry(const Tvsocket* socket, scpi_link* link) REQUIRES(socket->connMutex) {
+void hurry(const Tvsocket* socket) REQUIRES(socket->connMutex) {
     if (socket->connFd < 0 || socket->lineCount == 0)
         return;
     setSocketOption(socket->connFd, IPPROTO_TCP, TCP_USER_TIMEOUT, stalledReader_ms);
-    scpi_link_clientMakesRoom(link);
+    scpi_link_clientMakesRoom(socket->link);
 }
 
 /// Lets the newcomer into the line, turns him away, or leaves that for later.
-void decide(Tvsocket* socket, scpi_link* link) {
+void decide(Tvsocket* socket) {
     MutexLock lock(socket->connMutex);
     const int last = lastClient(socket);
     if (!isThere(last)) {
         socket->line[socket->lineCount++] = socket->newcomerFd;
         socket->lineGrew.signal();
-        hurry(socket, link);
+        hurry(socket);
         socket->newcomerFd = -1;
         return;
     }
@@ -129,20 +129,20 @@ void decide(Tvsocket* socket, scpi_link* link) {
         socket->roomAsked = true;
         socket->patienceEnd_ns = now + patienceOnceAsked_ns;
         socket->takenLast = socket->takenWhenAsked = socket->taken;
-        scpi_link_clientMakesRoom(link);
+        scpi_link_clientMakesRoom(socket->link);
         return;
     }
     if (socket->roomAsked)
-        scpi_link_clientStays(link);
+        scpi_link_clientStays(socket->link);
     Tvsocket_turnAway(socket->newcomerFd);
     socket->newcomerFd = -1;
 }
 
 /// The watch may have told of an earlier client; what counts is how the present one does.
-void noticeDeath(Tvsocket* socket, scpi_link* link) {
+void noticeDeath(Tvsocket* socket) {
     MutexLock lock(socket->connMutex);
     if (socket->connFd >= 0 && (socket->resetRequest || !isConnected(socket->connFd)))
-        scpi_link_clientGone(link);
+        scpi_link_clientGone(socket->link);
 }
 
 /// The port is looked at again once there is room for who stands there.
@@ -165,7 +165,7 @@ void Tvsocket_turnAway(int fd) {
     close(fd);
 }
 
-void Tvsocket_listen(Tvsocket* socket, scpi_link* link) {
+void Tvsocket_listen(Tvsocket* socket) {
     TvsocketOpenListenSocket(socket);
     if (socket->listenFd < 0) {
         pauseBeforeRetry();
@@ -175,31 +175,28 @@ void Tvsocket_listen(Tvsocket* socket, scpi_link* link) {
     const int timeout_ms = socket->newcomerFd >= 0 ? lookAgain_ms : -1;
     const bool told = epoll_wait(socket->watchFd, &event, 1, timeout_ms) == 1;
     if (told && event.data.u32 == watchedClient)
-        noticeDeath(socket, link);
+        noticeDeath(socket);
     else if (told)
         acceptNewcomer(socket);
     if (socket->newcomerFd >= 0)
-        decide(socket, link);
+        decide(socket);
     watchPortAgain(socket);
 }
 
-void Tvsocket_takeClient(Tvsocket* socket, scpi_link* link) {
-    {
-        MutexLock lock(socket->connMutex);
-        while (socket->lineCount == 0)
-            socket->lineGrew.wait(socket->connMutex);
-        socket->connFd = socket->line[0];
-        std::move(socket->line.begin() + 1, socket->line.begin() + socket->lineCount, socket->line.begin());
-        if (socket->lineCount-- == socket->line.size())
-            Tvsocket_watchPort(socket, EPOLL_CTL_MOD);
-        socket->resetRequest = 0; // it was meant for an earlier client
-        // Without a wish the watch tells only of the end, and the traffic of the client disturbs nobody.
-        epoll_event death{.events = EPOLLET, .data = {.u32 = watchedClient}};
-        epoll_ctl(socket->watchFd, EPOLL_CTL_ADD, socket->connFd, &death);
-    }
-    tvcommEvent(link, linkEventTcpConnected);
+void Tvsocket_takeClient(Tvsocket* socket) {
     MutexLock lock(socket->connMutex);
-    hurry(socket, link); // those who came before the event, which has made a fresh start
+    while (socket->lineCount == 0)
+        socket->lineGrew.wait(socket->connMutex);
+    socket->connFd = socket->line[0];
+    std::move(socket->line.begin() + 1, socket->line.begin() + socket->lineCount, socket->line.begin());
+    if (socket->lineCount-- == socket->line.size())
+        Tvsocket_watchPort(socket, EPOLL_CTL_MOD);
+    socket->resetRequest = 0; // it was meant for an earlier client
+    // Without a wish the watch tells only of the end, and the traffic of the client disturbs nobody.
+    epoll_event death{.events = EPOLLET, .data = {.u32 = watchedClient}};
+    epoll_ctl(socket->watchFd, EPOLL_CTL_ADD, socket->connFd, &death);
+    scpi_link_clientStays(socket->link); // what was asked of an earlier one
+    hurry(socket);                       // those who came before
     if (!isConnected(socket->connFd))
-        scpi_link_clientGone(link);
+        scpi_link_clientGone(socket->link);
 }

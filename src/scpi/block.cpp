@@ -57,12 +57,13 @@ void stop(scpi_block& block) {
         block.bdEndFunction(block.bdEndArgument, block.bdFileName.data());
 }
 
-void setInterrupt(scpi_link* link, BdInterruptFunction interrupt) {
+void setInterrupt(scpi_link* link, BdInterruptFunction interrupt) REQUIRES(deviceAccessMutex) {
     MutexLock lock(link->bdInterruptMutex);
     link->bdInterrupt = interrupt;
+    link->bdInterruptArgument = link->bdSend.bdDataArgument;
 }
 
-void stopSend(scpi_link* link) {
+void stopSend(scpi_link* link) REQUIRES(deviceAccessMutex) {
     setInterrupt(link, nullptr); // first: it must not meet the next user of the source
     stop(link->bdSend);
 }
@@ -76,7 +77,7 @@ scpi_block& restart(scpi_block& block) {
     return block;
 }
 
-scpi_block& restartSend(scpi_link* link) {
+scpi_block& restartSend(scpi_link* link) REQUIRES(deviceAccessMutex) {
     setInterrupt(link, nullptr);
     return restart(link->bdSend);
 }
@@ -90,10 +91,10 @@ int copyPiece(char* buffer, int room, uint64_t position, uint64_t start, const c
     return count;
 }
 
-int sendFraming(scpi_link* link, char* buffer, int room) {
+int sendFraming(scpi_link* link, char* buffer, int room) REQUIRES(deviceAccessMutex) {
     scpi_block& block = link->bdSend;
     int done = 0;
-    const auto piece = [&](uint64_t start, const char* bytes, uint64_t size) {
+    const auto piece = [&](uint64_t start, const char* bytes, uint64_t size) REQUIRES(deviceAccessMutex) {
         const int count = copyPiece(buffer + done, room - done, block.bdPosition, start, bytes, size);
         done += count;
         block.bdPosition += static_cast<uint32_t>(count);
@@ -130,6 +131,7 @@ int memoryHandler(void* argument, int count, uint32_t offset, char* buffer) {
 
 /// A piece never crosses from one fragment into the next.
 int fragmentedMemoryHandler(void* argument, int count, uint32_t offset, char* buffer) {
+    deviceAccessMutex.assertHeld();
     const auto* link = static_cast<const scpi_link*>(argument);
     for (int i = 0; i < link->bdFragmentCount; ++i) {
         const bd_fragment& fragment = link->bdFragments[static_cast<size_t>(i)];
@@ -151,14 +153,17 @@ void scpi_exec_initBlockDataConfig(scpi_block* record) {
 }
 
 bool scpi_exec_receivingBlockData(const scpi_link* link) {
+    deviceAccessMutex.assertHeld();
     return (link->bdReceive.bdFlags & bdActive) != 0;
 }
 bool scpi_exec_sendingBlockData(const scpi_link* link) {
+    deviceAccessMutex.assertHeld();
     return (link->bdSend.bdFlags & bdActive) != 0;
 }
 
 void scpi_exec_startBdSend_handler(scpi_link* link, int32_t dataSize, BdDataFunction dataFunction, void* dataArgument,
                                    BdEndFunction endFunction, void* endArgument) {
+    deviceAccessMutex.assertHeld();
     scpi_block& block = restartSend(link);
     block.bdDataSize = std::max(dataSize, 0);
     block.bdDataFunction = dataFunction;
@@ -168,15 +173,18 @@ void scpi_exec_startBdSend_handler(scpi_link* link, int32_t dataSize, BdDataFunc
 
 void scpi_exec_startBdSend_memory(scpi_link* link, int32_t dataSize, const void* data, BdEndFunction endFunction,
                                   void* endArgument) {
+    deviceAccessMutex.assertHeld();
     scpi_exec_startBdSend_handler(link, dataSize, memoryHandler, const_cast<void*>(data), endFunction, endArgument);
 }
 
 void scpi_exec_bd_clearFragments(scpi_link* link) {
+    deviceAccessMutex.assertHeld();
     link->bdFragmentCount = 0;
     link->bdSendHeader.fill(0);
 }
 
 int scpi_exec_bd_appendFragment(scpi_link* link, int32_t length, const void* data) {
+    deviceAccessMutex.assertHeld();
     if (link->bdFragmentCount >= bdFragmentMax)
         return scpi::executionError;
     link->bdFragments[static_cast<size_t>(link->bdFragmentCount++)] = {data, std::max(length, 0)};
@@ -184,6 +192,7 @@ int scpi_exec_bd_appendFragment(scpi_link* link, int32_t length, const void* dat
 }
 
 void scpi_exec_startBdSend_fragmentedMemory(scpi_link* link, BdEndFunction endFunction, void* endArgument) {
+    deviceAccessMutex.assertHeld();
     int64_t size = 0;
     link->bdSendHeader[0] = 1;
     for (int i = 0; i < link->bdFragmentCount; ++i) {
@@ -197,6 +206,7 @@ void scpi_exec_startBdSend_fragmentedMemory(scpi_link* link, BdEndFunction endFu
 }
 
 void scpi_exec_startBdSend_file(scpi_link* link, const char* path, BdEndFunction endFunction, void* endArgument) {
+    deviceAccessMutex.assertHeld();
     scpi_block& block = restartSend(link);
     setName(block, path);
     setEnd(block, endFunction, endArgument);
@@ -211,6 +221,7 @@ void scpi_exec_startBdSend_file(scpi_link* link, const char* path, BdEndFunction
 }
 
 int scpi_exec_bdSend_asciiHeader(scpi_link* link) {
+    deviceAccessMutex.assertHeld();
     scpi_block& block = link->bdSend;
     if (block.bdHeaderSize != 0)
         return scpi::executionError;
@@ -224,11 +235,13 @@ int scpi_exec_bdSend_asciiHeader(scpi_link* link) {
 }
 
 void scpi_exec_bdSend_interruptWith(scpi_link* link, BdInterruptFunction interrupt) {
+    deviceAccessMutex.assertHeld();
     setInterrupt(link, interrupt);
 }
 
 void scpi_exec_startBdReceive_file(scpi_link* link, const char* path, BdEndFunction endFunction, void* endArgument,
                                    const char* headerText) {
+    deviceAccessMutex.assertHeld();
     scpi_block& block = restart(link->bdReceive);
     setName(block, path);
     setEnd(block, endFunction, endArgument);
@@ -250,6 +263,7 @@ void scpi_exec_startBdReceive_file(scpi_link* link, const char* path, BdEndFunct
 }
 
 void scpi_exec_startBdReceive_nowhere(scpi_link* link, int32_t dataSize) {
+    deviceAccessMutex.assertHeld();
     scpi_block& block = restart(link->bdReceive);
     block.bdAsciiHeader[0] = '#';
     block.bdDataSize = dataSize;
@@ -258,6 +272,7 @@ void scpi_exec_startBdReceive_nowhere(scpi_link* link, int32_t dataSize) {
 }
 
 int scpi_exec_handleBlockDataSend(scpi_link* link, char* buffer, int room) {
+    deviceAccessMutex.assertHeld();
     scpi_block& block = link->bdSend;
     int done = sendFraming(link, buffer, room);
     const uint64_t framing = framingBytes(block);
@@ -290,11 +305,12 @@ int scpi_exec_handleBlockDataSend(scpi_link* link, char* buffer, int room) {
 }
 
 int scpi_exec_handleBlockDataReceive(scpi_link* link, const char* data, int count) {
+    deviceAccessMutex.assertHeld();
     scpi_block& block = link->bdReceive;
     int done = 0;
     uint64_t framing = 0;
     if (!isAscii(block)) {
-        const auto collect = [&](uint64_t start, uint32_t& word) {
+        const auto collect = [&](uint64_t start, uint32_t& word) REQUIRES(deviceAccessMutex) {
             while (done < count && block.bdPosition >= start && block.bdPosition < start + wordBytes) {
                 const auto byte = static_cast<uint32_t>(static_cast<unsigned char>(data[done]));
                 word |= byte << (8 * (block.bdPosition - start));
@@ -340,22 +356,26 @@ int scpi_exec_handleBlockDataReceive(scpi_link* link, const char* data, int coun
 }
 
 void scpi_exec_stopBlockDataSend(scpi_link* link) {
+    deviceAccessMutex.assertHeld();
     stopSend(link);
 }
 void scpi_exec_stopBlockDataReceive(scpi_link* link) {
+    deviceAccessMutex.assertHeld();
     stop(link->bdReceive);
 }
 void scpi_exec_cancelBlockDataReceive(scpi_link* link) {
+    deviceAccessMutex.assertHeld();
     stop(link->bdReceive);
 }
 
 void scpi_exec_interruptBlockDataSend(scpi_link* link) {
     MutexLock lock(link->bdInterruptMutex);
     if (link->bdInterrupt != nullptr)
-        link->bdInterrupt(link->bdSend.bdDataArgument);
+        link->bdInterrupt(link->bdInterruptArgument);
 }
 
 void scpi_exec_cancelBlockDataSend(scpi_link* link) {
+    deviceAccessMutex.assertHeld();
     scpi_block& block = link->bdSend;
     const uint64_t framing = framingBytes(block);
     uint64_t offset = block.bdPosition > framing ? block.bdPosition - framing : 0;

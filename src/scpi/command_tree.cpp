@@ -93,8 +93,12 @@ public:
 private:
     enum class Branch { done, notMine };
 
-    [[nodiscard]] bool replaying() const { return *unit_.link->storedPathPos != 0; }
-    [[nodiscard]] char* text() const { return replaying() ? unit_.link->storedPathPos : unit_.cursor; }
+    [[nodiscard]] char* replay() const {
+        deviceAccessMutex.assertHeld();
+        return unit_.link->storedPathPos;
+    }
+    [[nodiscard]] bool replaying() const { return *replay() != 0; }
+    [[nodiscard]] char* text() const { return replaying() ? replay() : unit_.cursor; }
 
     /// The node below `parent` whose short or long form is `text`, or 0.
     [[nodiscard]] uint16_t lookUp(uint16_t parent, uint32_t hash, std::string_view text) const {
@@ -141,6 +145,7 @@ private:
     /// Moves the cursor (or the replay of the stored path) past the matched word.
     void take(const Node& node) {
         scpi_link* const link = unit_.link;
+        deviceAccessMutex.assertHeld();
         if (replaying()) {
             link->storedPathPos = word_.end;
             unit_.mode = passTerminator(link->storedPathPos);
@@ -156,6 +161,7 @@ private:
 
     void expandStoredPath(const Node& node) {
         scpi_link* const link = unit_.link;
+        deviceAccessMutex.assertHeld();
         char* const end = link->storedPathPos;
         if (end + node.shortLength + 2 > link->storedPath.data() + storedPathSize) {
             printd("scpi_expandStoredPath(): Path too long!");

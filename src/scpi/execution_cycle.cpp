@@ -9,7 +9,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <atomic>
 
 namespace {
 
@@ -22,9 +22,11 @@ struct DeferredCall {
 constexpr int64_t nanosecondsPerSecond = 1'000'000'000;
 constexpr uint32_t microsecondsPerMs = 1000;
 
+// The main thread's.
 int64_t abstime;                              // the next tick on CLOCK_MONOTONIC, ns; zero makes the first cycle a tick
 int64_t nearestDeadline_ns = waiting_forEver; // of the links that are parked
-bool moreFollows;                             // a link has not said all that it has to say
+
+std::atomic<int> waitForDevice{0}; // threads that do
 uint8_t pdivCounter;
 std::array<DeferredCall, 2> deferredCalls;
 
@@ -55,57 +57,41 @@ void tick(Device* device, int periodMs) {
 } // namespace
 
 void scpi_execute(scpi_link* firstLink, Device* device, int periodMs) {
-    if (moreFollows) // its transport comes back at once
-        tvcommDo.linger(0);
     const int64_t wake_ns = std::min(abstime, nearestDeadline_ns);
     tvcommDo.waitWhileUntil(0, {.tv_sec = wake_ns / nanosecondsPerSecond, .tv_nsec = wake_ns % nanosecondsPerSecond});
-    tvcommDo.exchange(0);
 
-    MutexLock access(deviceAccessMutex);
+    openSynchronousDeviceAccess();
+    tvcommDo.exchange(0); // not before: until here it keeps the transports from the device
     if (waiting_now() >= abstime)
         tick(device, periodMs);
-    moreFollows = false;
     nearestDeadline_ns = waiting_forEver;
-    for (scpi_link* link = firstLink; link != nullptr; link = link->next) {
+    for (scpi_link* link = firstLink; link != nullptr; link = link->next)
         nearestDeadline_ns = std::min(nearestDeadline_ns, scpi_serveLink(link));
-        moreFollows = moreFollows || link->ansMore != 0; // this thread alone writes it
-    }
+    closeSynchronousDeviceAccess();
 }
 
-void scpi_execute_commandFile(scpi_link* link, const char* path) {
-    FILE* const file = fopen(path, "r");
-    if (file == nullptr)
-        return;
-    while (!feof(file) && !ferror(file)) {
-        char* where = nullptr;
-        const int room = tvcommOpenCmd(link, &where);
-        // One byte of the room stays free, as in any read of a line, unless that would stand still.
-        const int limit = room > 1 ? room - 1 : room;
-        int length = 0;
-        for (int c = 0; length < limit && c != '\n' && (c = getc(file)) != EOF;)
-            where[length++] = static_cast<char>(c);
-        tvcommCloseCmd(link, length);
-
-        int more = 1;
-        while (more != 0) {
-            scpi_link_doHandle(link);
-            openSynchronousDeviceAccess();
-            scpi_execute_link(link);
-            closeSynchronousDeviceAccess();
-            scpi_link_waitHandled(link);
-            char* answer = nullptr;
-            const int count = tvcommPeekAns(link, &answer, nullptr);
-            fwrite(answer, 1, static_cast<size_t>(count), stdout);
-            tvcommClearAns(link, count, &more);
-        }
-    }
-    fclose(file);
+bool scpi_serveLinkHere(scpi_link* link) {
+    if (tvcommDo.get() != 0 || waitForDevice != 0 || !deviceAccessMutex.try_lock())
+        return false;
+    scpi_serveLink(link); // the main thread finds out about its deadline
+    deviceAccessMutex.unlock();
+    return link->handleRequest.get() == 0;
 }
 
-void openSynchronousDeviceAccess() NO_THREAD_SAFETY_ANALYSIS {
+void scpi_link_serveAlone(scpi_link* link) {
+    scpi_link_doHandle(link);
+    openSynchronousDeviceAccess();
+    while (link->handleRequest.get() != 0) // a device clear takes two passes
+        scpi_execute_link(link);
+    closeSynchronousDeviceAccess();
+}
+
+void openSynchronousDeviceAccess() {
+    ++waitForDevice;
     deviceAccessMutex.lock();
+    --waitForDevice;
 }
-void closeSynchronousDeviceAccess() NO_THREAD_SAFETY_ANALYSIS {
+void closeSynchronousDeviceAccess() {
     deviceAccessMutex.unlock();
 }
 

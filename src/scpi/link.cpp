@@ -15,7 +15,7 @@ WakeWord tvcommDo;
 
 void scpi_link_initAll(scpi_link** head) {
     *head = nullptr;
-    tvcommDo.set(0);
+    tvcommDo.set(1); // whoever comes before the main loop waits for it
     waiting_wakeKeeper = [] { tvcommDo.setAndWake(1); };
 }
 
@@ -26,6 +26,8 @@ void scpi_link_init(scpi_link** head, scpi_link* link, int cmdSize, int ansSize,
         abort(); // start-up on a machine without 3 kB: nothing can be served
     link->cmdSize = cmdSize;
     link->ansSize = ansSize;
+    MutexLock access(deviceAccessMutex);
+    MutexLock lock(link->bufMutex);
     link->message = {};
     scpi_link_flush(link);
     link->ansMore = 0;
@@ -39,10 +41,7 @@ void scpi_link_init(scpi_link** head, scpi_link* link, int cmdSize, int ansSize,
     link->clientGone = linkClientStays;
     scpi_exec_initBlockDataConfig(&link->bdReceive);
     scpi_exec_initBlockDataConfig(&link->bdSend);
-    {
-        MutexLock lock(link->bdInterruptMutex);
-        link->bdInterrupt = nullptr;
-    }
+    scpi_exec_bdSend_interruptWith(link, nullptr);
     scpi_exec_bd_clearFragments(link);
     link->next = nullptr;
 
@@ -108,10 +107,13 @@ int tvcommClearAns(scpi_link* link, int count, int* more) {
 void scpi_link_doHandle(scpi_link* link) {
     if (link != nullptr)
         link->handleRequest.set(1);
-    tvcommDo.setAndWake(1);
+    else
+        tvcommDo.setAndWake(1);
 }
 
 void scpi_link_waitHandled(scpi_link* link) {
+    if (!scpi_serveLinkHere(link))
+        tvcommDo.setAndWake(1);
     link->handleRequest.waitWhile(1);
 }
 
@@ -120,20 +122,23 @@ void tvcommEvent(scpi_link* link, int code) {
         scpi_executeNullLinkEvent(code);
         return;
     }
-    {
-        MutexLock lock(link->bufMutex);
-        link->eventRequest = code;
-    }
+    link->eventRequest = code;
     scpi_link_doHandle(link);
     scpi_link_waitHandled(link);
 }
 
-void tvcommClear(scpi_link* link) {
-    printd("tvcommClear()\n");
+void tvcommFlush(scpi_link* link) {
+    openSynchronousDeviceAccess();
     {
         MutexLock lock(link->bufMutex);
-        link->clearRequest = 1;
+        scpi_link_flush(link);
     }
+    closeSynchronousDeviceAccess();
+}
+
+void tvcommClear(scpi_link* link) {
+    printd("tvcommClear()\n");
+    link->clearRequest = 1;
     scpi_link_doHandle(link);
     scpi_link_waitHandled(link);
     printd("tvcommClear(): done\n");
@@ -181,11 +186,14 @@ constexpr uint32_t flagQueryEcho = 1;
 }
 
 bool scpi_link_isQueryEchoEnabled(const scpi_link* link) {
+    deviceAccessMutex.assertHeld();
     return (link->linkFlags & flagQueryEcho) != 0;
 }
 void scpi_link_enableQueryEcho(scpi_link* link) {
+    deviceAccessMutex.assertHeld();
     link->linkFlags |= flagQueryEcho;
 }
 void scpi_link_disableQueryEcho(scpi_link* link) {
+    deviceAccessMutex.assertHeld();
     link->linkFlags &= ~flagQueryEcho;
 }

@@ -1,19 +1,18 @@
 #pragma once
-/// A link is the meeting point of a transport and the one main thread. A transport owns a thread that moves bytes
-/// between its medium and the link's two buffers, through the tvcomm functions alone; the main thread scans the command
-/// buffer, runs the parser and fills the answer buffer. A transport blocks after handing in bytes until the main thread
-/// has served the link: a rendezvous, not a queue.
+/// A link is the meeting point of a transport and the engine. A transport owns a thread that moves bytes between its
+/// medium and the link's two buffers, through the tvcomm functions alone; a service pass scans the command buffer, runs
+/// the parser and fills the answer buffer. A transport goes on when the pass that it has asked for has ended: a
+/// rendezvous, not a queue. links/link_thread.cpp is the loop.
 ///
-/// The transport's standard loop:
-///   room = tvcommOpenCmd(link, &where); n = read(medium, where, room); tvcommCloseCmd(link, n);
-///   do { scpi_link_doHandle(link); scpi_link_waitHandled(link);
-///        count = tvcommPeekAns(link, &where, nullptr); write(medium, where, count);
-///        tvcommClearAns(link, count, &more); } while (more);
+/// The pass runs on the transport's own thread if the device is free and nobody else waits for it; else the main thread
+/// runs it, when it serves all links in their order. So commands run one at a time, and a client that has always more
+/// to say lets the others in after each pass.
 ///
 /// A client that leaves while its transport is blocked in scpi_link_waitHandled: whoever notices calls
 /// scpi_link_clientGone, on any thread. The transport comes back soon, and then raises its event as always.
 ///
-/// Locks: a transport takes bufMutex alone. The main thread takes deviceAccessMutex, then each link's bufMutex.
+/// Locks: a transport takes bufMutex alone, and holds it while it reads or writes its medium. Whoever serves takes
+/// deviceAccessMutex, then the link's bufMutex for the whole pass.
 
 #include "base/shared.h"
 #include "base/sync.h"
@@ -25,6 +24,9 @@
 #include <cstdint>
 
 struct scpi_link;
+
+/// Whoever serves links or runs device functions holds it. Outermost lock.
+extern Mutex deviceAccessMutex;
 
 /// A continuation that takes the text of the link's next units instead of the command tree: lists longer than a buffer.
 /// Returns the length of the answer.
@@ -69,42 +71,48 @@ struct scpi_message {
 };
 
 struct scpi_link {
-    char* cmdBuf; // cmdSize + 1 bytes
-    int32_t cmdSize;
-    int32_t cmdLen;         // bytes now in cmdBuf
-    int32_t cmdExec;        // first byte not yet executed; 0 between service passes
-    int32_t cmdScan;        // the text has been scanned up to here
-    int32_t lastComma;      // index of the last comma seen; -1 when none
-    int32_t hashPos;        // index of a '#' that may open a block header; -1 when none
-    int32_t endMark;        // last byte of a message that came with an end indicator; -1 when none
-    char* ansBuf;           // 2 * ansSize + linkAnswerMargin bytes: a unit runs only with room for ansSize more
-    int32_t ansSize;        // most bytes of one unit's answer, with the newline and an end
-    int32_t ansLen;         // end of the valid answer bytes
-    int32_t ansRead;        // of them taken by the transport
-    int32_t ansMore;        // non-zero: ask for service again, more answer will come
-    Mutex bufMutex;         // guards all above, eventRequest and clearRequest
-    WakeWord handleRequest; // 1: the transport waits for a service pass; its own lock and condition in one word
-    int32_t clearRequest;
-    Shared<uint32_t> clientGone; // LinkClient; until the event of a client that has gone or has come
-    int32_t eventRequest;        // LinkEvent, 0 for none; a second event overwrites the first
+    char* cmdBuf;                         // cmdSize + 1 bytes
+    int32_t cmdSize;                      // fixed, like all that has no lock and is no single shared value
+    int32_t cmdLen GUARDED_BY(bufMutex);  // bytes now in cmdBuf
+    int32_t endMark GUARDED_BY(bufMutex); // last byte of a message that came with an end indicator; -1 when none
+    char* ansBuf;                        // 2 * ansSize + linkAnswerMargin bytes: a unit runs only with room for ansSize
+    int32_t ansSize;                     // most bytes of one unit's answer, with the newline and an end
+    int32_t ansLen GUARDED_BY(bufMutex); // end of the valid answer bytes
+    int32_t ansRead GUARDED_BY(bufMutex); // of them taken by the transport
+    int32_t ansMore GUARDED_BY(bufMutex); // non-zero: ask for service again, more answer will come
+    Mutex bufMutex;                       // of the transport's side of the buffers
+    WakeWord handleRequest;               // 1: the transport waits for a service pass
+    Shared<int32_t> clearRequest;         // 1: a device clear
+    Shared<int32_t> eventRequest;         // LinkEvent, 0 for none; a second event overwrites the first
+    Shared<uint32_t> clientGone;          // LinkClient; until the event of a client that has gone
     std::array<char, 33> name;
-    scpi_block bdReceive;
-    scpi_block bdSend;
+
+    int32_t cmdExec GUARDED_BY(deviceAccessMutex);   // first byte not yet executed; 0 between service passes
+    int32_t cmdScan GUARDED_BY(deviceAccessMutex);   // the text has been scanned up to here
+    int32_t lastComma GUARDED_BY(deviceAccessMutex); // index of the last comma seen; -1 when none
+    int32_t hashPos GUARDED_BY(deviceAccessMutex);   // index of a '#' that may open a block header; -1 when none
+    scpi_block bdReceive GUARDED_BY(deviceAccessMutex);
+    scpi_block bdSend GUARDED_BY(deviceAccessMutex);
+    std::array<bd_fragment, bdFragmentMax> bdFragments GUARDED_BY(deviceAccessMutex);
+    int32_t bdFragmentCount GUARDED_BY(deviceAccessMutex);
+    /// 1, then the length of each fragment in use.
+    std::array<uint32_t, 1 + bdFragmentMax> bdSendHeader GUARDED_BY(deviceAccessMutex);
+    scpi_message message GUARDED_BY(deviceAccessMutex);
+    Waiting waiting GUARDED_BY(deviceAccessMutex); // of message
+    ListParser listParser GUARDED_BY(deviceAccessMutex);
+    int32_t listError GUARDED_BY(deviceAccessMutex);
+    int32_t listIndex GUARDED_BY(deviceAccessMutex); // elements of the list taken or answered so far
+    std::array<TestSetDefinition, testSetSize> listEntries GUARDED_BY(deviceAccessMutex); // those of a test set
+    /// Short node forms, each with ':' behind it.
+    std::array<char, storedPathSize> storedPath GUARDED_BY(deviceAccessMutex);
+    char* storedPathPos GUARDED_BY(deviceAccessMutex);
+    uint32_t linkFlags GUARDED_BY(deviceAccessMutex); // bit 0: query echo
+
     Mutex bdInterruptMutex;
     BdInterruptFunction bdInterrupt GUARDED_BY(bdInterruptMutex); // of bdSend; null when it has none or is idle
-    std::array<bd_fragment, bdFragmentMax> bdFragments;
-    int32_t bdFragmentCount;
-    std::array<uint32_t, 1 + bdFragmentMax> bdSendHeader; // 1, then the length of each fragment in use
-    scpi_message message;
-    Waiting waiting; // of message
-    ListParser listParser;
-    int32_t listError;
-    int32_t listIndex;                                      // elements of the list taken or answered so far
-    std::array<TestSetDefinition, testSetSize> listEntries; // those of a test set
-    std::array<char, storedPathSize> storedPath;            // short node forms, each with ':' behind it
-    char* storedPathPos;
+    void* bdInterruptArgument GUARDED_BY(bdInterruptMutex);
+
     int32_t queryInterruptOff; // 1 on every link
-    uint32_t linkFlags;        // bit 0: query echo
     scpi_link* next;
 };
 
@@ -112,9 +120,7 @@ struct scpi_link {
 extern scpi_link link_file, link_console, link_socket;
 extern scpi_link* link_list;
 
-/// The main thread holds it while it serves links and runs device functions. Outermost lock.
-extern Mutex deviceAccessMutex;
-/// 1: somebody asks for service; the main thread sleeps on it.
+/// 1: somebody waits for the main thread, which sleeps on it; until it has come nobody else begins a pass.
 extern WakeWord tvcommDo;
 
 void scpi_link_initAll(scpi_link** head);
@@ -138,15 +144,18 @@ int tvcommPeekAns(scpi_link* link, char** where, int* more) ACQUIRE(link->bufMut
 /// Takes `count` bytes off, at most those unread; returns the number taken. `more` may be null.
 int tvcommClearAns(scpi_link* link, int count, int* more) RELEASE(link->bufMutex);
 
-/// Asks for a service pass (`link` may be null: only wakes the main thread) and waits for its end.
+/// Asks for a service pass; with null only wakes the main thread.
 void scpi_link_doHandle(scpi_link* link);
+/// Has the pass run, here or by the main thread, and returns when it has ended.
 void scpi_link_waitHandled(scpi_link* link);
-/// Hands an event to the main thread in order with the text and waits for it; with a null link it is handled here.
+/// Has an event handled in order with the text and waits for that; with a null link it is handled here.
 void tvcommEvent(scpi_link* link, int code);
+/// Drops what a client that has gone has left in the buffers. While no pass is asked for.
+void tvcommFlush(scpi_link* link);
 /// Device clear: empties the link and cancels its transfers. Waits until that is done.
 void tvcommClear(scpi_link* link);
-/// The client has gone: what it waits for and blocks that it reads end at once, now and for as long as no event tells
-/// of a client that has gone or has come. What else it has sent still runs. Callable from any thread; returns at once
+/// The client has gone: what it waits for and blocks that it reads end at once, now and until an event tells of a
+/// client that has gone. What else it has sent still runs. Callable from any thread; returns at once
 /// and waits for nothing. Called twice, or with nothing under way, it does no harm; it must not come later than the
 /// event that tells that this client has gone.
 void scpi_link_clientGone(scpi_link* link);
@@ -155,11 +164,10 @@ void scpi_link_clientGone(scpi_link* link);
 void scpi_link_clientMakesRoom(scpi_link* link);
 /// It stays after all: what it waits for from now on is waited for.
 void scpi_link_clientStays(scpi_link* link);
-/// Puts back what a client has set for its link, query echo, list and path: it does not outlive the client. Main
-/// thread.
-void scpi_link_resetSettings(scpi_link* link);
-/// Empties both buffers, and with them the message under way; takes no lock. Returns 1.
-int scpi_link_flush(scpi_link* link);
+/// Puts back what a client has set for its link, query echo, list and path: it does not outlive the client.
+void scpi_link_resetSettings(scpi_link* link) REQUIRES(deviceAccessMutex);
+/// Empties both buffers, and with them the message under way. Returns 1.
+int scpi_link_flush(scpi_link* link) REQUIRES(deviceAccessMutex, link->bufMutex);
 
 [[nodiscard]] bool scpi_link_isQueryEchoEnabled(const scpi_link* link);
 void scpi_link_enableQueryEcho(scpi_link* link);

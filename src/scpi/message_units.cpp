@@ -9,12 +9,12 @@ namespace {
 
 constexpr int answerReserve = 2; // bytes of a unit's room kept for a newline and an end
 
-void putAnswerByte(scpi_link* link, char byte) {
+void putAnswerByte(scpi_link* link, char byte) REQUIRES(link->bufMutex) {
     link->ansBuf[link->ansLen++] = byte;
 }
 
 /// Where the next answer of the line begins: one byte is left for the ';' in front of it.
-char* answerPlace(scpi_link* link) {
+char* answerPlace(scpi_link* link) REQUIRES(deviceAccessMutex, link->bufMutex) {
     return link->ansBuf + link->ansLen + (link->message.lineOpen ? 1 : 0);
 }
 
@@ -23,7 +23,7 @@ int answerRoom(const scpi_link* link) {
 }
 
 /// Joins the answer that the parser has left at answerPlace. Returns how many bytes found no room.
-int joinAnswer(scpi_link* link, int result) {
+int joinAnswer(scpi_link* link, int result) REQUIRES(deviceAccessMutex, link->bufMutex) {
     if (result == 0)
         return 0;
     const int length = result == 1 && *answerPlace(link) == 0 ? 0 : result;
@@ -35,13 +35,13 @@ int joinAnswer(scpi_link* link, int result) {
     return std::max(length + 1 - room, 0);
 }
 
-void endLine(scpi_link* link) {
+void endLine(scpi_link* link) REQUIRES(deviceAccessMutex, link->bufMutex) {
     if (link->message.lineOpen)
         putAnswerByte(link, '\n');
     link->message.lineOpen = false;
 }
 
-void endProgramMessage(scpi_link* link) {
+void endProgramMessage(scpi_link* link) REQUIRES(deviceAccessMutex, link->bufMutex) {
     scpi_parser_execute();
     if (link->message.cut) { // what follows goes on with its line, from its path
         link->message = {.skip = link->message.skip, .lineOpen = link->message.lineOpen};
@@ -53,14 +53,17 @@ void endProgramMessage(scpi_link* link) {
     link->message = {};
 }
 
-/// Runs the unit that ends at `end`; at the end mark the byte there belongs to the unit. `cut`: its text goes on.
-int runUnit(scpi_link* link, char* end, bool marked, bool cut, bool park) {
+int cutOf(const scpi_link* link) REQUIRES(deviceAccessMutex, link->bufMutex) {
+    return link->cmdScan >= link->cmdLen ? unitCutAnywhere : unitCutAtComma;
+}
+
+/// Runs the unit that ends at `end`; at the end mark the byte there belongs to the unit. `cut` is the parser's.
+int runUnit(scpi_link* link, char* end, bool marked, int cut, bool park) REQUIRES(deviceAccessMutex, link->bufMutex) {
     char* const place = marked ? end + 1 : end;
     const char saved = *place;
     *place = 0;
     const WaitingPlace waiting(park ? &link->waiting : nullptr);
-    const int result =
-        scpi_parser(link, link->cmdBuf + link->cmdExec, answerPlace(link), answerRoom(link), cut ? 1 : 0, 0);
+    const int result = scpi_parser(link, link->cmdBuf + link->cmdExec, answerPlace(link), answerRoom(link), cut, 0);
     if (marked)
         *place = saved;
     return joinAnswer(link, result);
@@ -82,7 +85,7 @@ MessageRun scpi_execute_linkProgramMessage(scpi_link* link, bool park, int* over
             return MessageRun::paused;
         const bool cut = last && link->message.cut && byte != ';';
         if (!link->message.skip)
-            *overflow = std::max(*overflow, runUnit(link, link->cmdBuf + i, marked, cut, park));
+            *overflow = std::max(*overflow, runUnit(link, link->cmdBuf + i, marked, cut ? cutOf(link) : 0, park));
         link->message.skip = cut && link->listParser == nullptr; // a list alone takes the rest
         link->cmdExec = i + 1;
         if (link->message.waits)

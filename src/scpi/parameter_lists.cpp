@@ -36,14 +36,15 @@ int32_t entryType(char letter) {
 }
 
 /// Was the buffer, full of text without a comma, cut at its end and not between two items?
-bool endsInsideItem(const scpi_link* link, const char* text) {
+bool endsInsideItem(int cut, const char* text) {
     const size_t length = strlen(text);
-    return link->cmdScan >= link->cmdLen && length > 0 && !scpi::isBlank(text[length - 1]);
+    return cut == unitCutAnywhere && length > 0 && !scpi::isBlank(text[length - 1]);
 }
 
 } // namespace
 
 int paramListParser_AteTestSetCmd(scpi_link* link, char* text, char*, int, int cbufFull) {
+    deviceAccessMutex.assertHeld();
     std::array<TestSetDefinition, testSetSize>& entries = link->listEntries;
     int32_t& count = link->listIndex;
     if (link->listParser == nullptr) {
@@ -51,7 +52,7 @@ int paramListParser_AteTestSetCmd(scpi_link* link, char* text, char*, int, int c
         link->listParser = paramListParser_AteTestSetCmd;
         count = 0;
     }
-    const bool itemGoesOn = cbufFull != 0 && endsInsideItem(link, text);
+    const bool itemGoesOn = endsInsideItem(cbufFull, text);
     int found = 2;
     while (found == 2 && link->listError == 0) {
         char* item = nullptr;

@@ -19,11 +19,8 @@ namespace {
 bool isGone(int event) {
     return event == linkEventTcpGone || event == linkEventUsbGone || event == linkEventGpibGone;
 }
-bool isArrival(int event) {
-    return event == linkEventTcpConnected || event == linkEventUsbConnected || event == linkEventGpibInUse;
-}
 
-void cancelTransfers(scpi_link* link) {
+void cancelTransfers(scpi_link* link) REQUIRES(deviceAccessMutex) {
     if (scpi_exec_receivingBlockData(link))
         scpi_exec_cancelBlockDataReceive(link);
     if (scpi_exec_sendingBlockData(link))
@@ -33,12 +30,12 @@ void cancelTransfers(scpi_link* link) {
 }
 
 /// A block that nobody reads: its source need not finish.
-void dropBlock(scpi_link* link) {
+void dropBlock(scpi_link* link) REQUIRES(deviceAccessMutex) {
     scpi_exec_interruptBlockDataSend(link);
     scpi_exec_cancelBlockDataSend(link);
 }
 
-void dropWait(scpi_link* link) {
+void dropWait(scpi_link* link) REQUIRES(deviceAccessMutex) {
     waiting_leave();
     link->message.waits = false;
 }
@@ -49,8 +46,18 @@ public:
     ServicePass(scpi_link* link, bool park) : link_(*link), park_(park) {}
 
     /// Returns the deadline of what the link is left to wait for.
-    int64_t run() {
-        link_.bufMutex.lock();
+    int64_t run() REQUIRES(deviceAccessMutex) {
+        const int64_t deadline = passOver();
+        if (deadline == noDeadline) // the buffers are free again before the transport goes on
+            link_.handleRequest.setAndWake(0);
+        return deadline == noDeadline ? waiting_forEver : deadline;
+    }
+
+private:
+    static constexpr int64_t noDeadline = -1; // the pass has ended
+
+    int64_t passOver() REQUIRES(deviceAccessMutex) {
+        MutexLock buffers(link_.bufMutex);
         if (link_.clearRequest != 0)
             return deviceClear();
         if (isGone(link_.eventRequest)) { // what a client that died left is nobody else's
@@ -64,41 +71,31 @@ public:
         scan_ = link_.cmdScan;
         hash_ = link_.hashPos;
         comma_ = link_.lastComma;
-        while (iterate()) {
-            link_.bufMutex.lock();
+        while (iterate())
             if (link_.clearRequest != 0)
                 return deviceClear();
-        }
         if (link_.message.waits)
             return link_.waiting.deadline_ns;
         end();
-        return waiting_forEver;
+        return noDeadline;
     }
 
-private:
-    /// One step with bufMutex held on entry and given back. False ends the pass.
-    bool iterate() RELEASE(link_.bufMutex) {
+    /// One step. False ends the pass.
+    bool iterate() REQUIRES(deviceAccessMutex, link_.bufMutex) {
         link_.cmdExec = exec_;
         if (scpi_exec_receivingBlockData(&link_))
             return receiveBlock();
         if (scpi_exec_sendingBlockData(&link_) && link_.clientGone == linkClientGone)
             dropBlock(&link_);
-        if (scpi_exec_sendingBlockData(&link_)) {
-            link_.bufMutex.unlock();
+        if (scpi_exec_sendingBlockData(&link_))
             return sendBlock();
-        }
-        if (link_.message.begun) {
-            link_.bufMutex.unlock();
+        if (link_.message.begun)
             return runMessage();
-        }
         const bool block = scanMessage();
         const bool cbufFull = cutFullBuffer(block);
         link_.cmdScan = scan_;
         link_.cmdLen = len_;
-        const int event = link_.eventRequest;
-        link_.eventRequest = 0;
-        link_.bufMutex.unlock();
-        handleEvent(event);
+        handleEvent(link_.eventRequest.exchange(0));
         const bool continuation = link_.listParser != nullptr && more_ == 0 && len_ == 0;
         if (!cbufFull && scan_ >= len_ && !continuation)
             return false;
@@ -115,20 +112,19 @@ private:
         return runMessage();
     }
 
-    void handleEvent(int event) {
+    void handleEvent(int event) REQUIRES(deviceAccessMutex) {
         if (event == 0)
             return;
         tv_event_handle(&link_, event);
-        if (isGone(event))
-            scpi_link_resetSettings(&link_);
-        if (isGone(event) || isArrival(event))
-            link_.clientGone = linkClientStays;
+        if (!isGone(event))
+            return;
+        scpi_link_resetSettings(&link_);
+        link_.clientGone = linkClientStays;
     }
 
-    bool receiveBlock() RELEASE(link_.bufMutex) {
+    bool receiveBlock() REQUIRES(deviceAccessMutex, link_.bufMutex) {
         link_.cmdLen = len_;
         link_.cmdScan = scan_;
-        link_.bufMutex.unlock();
         if (len_ <= scan_)
             return false;
         scan_ += scpi_exec_handleBlockDataReceive(&link_, link_.cmdBuf + exec_, len_ - scan_);
@@ -136,7 +132,7 @@ private:
         return true;
     }
 
-    bool sendBlock() {
+    bool sendBlock() REQUIRES(deviceAccessMutex, link_.bufMutex) {
         const int room = link_.ansSize - link_.ansLen;
         if (room <= 0) {
             more_ = 1;
@@ -154,7 +150,7 @@ private:
 
     /// Moves scan_ to the end of the next program message, or to len_. True if it ends at a block header, with scan_ on
     /// the first data byte.
-    bool scanMessage() {
+    bool scanMessage() REQUIRES(link_.bufMutex) {
         char* const text = link_.cmdBuf;
         for (; scan_ < len_; ++scan_) {
             char& c = text[scan_];
@@ -182,7 +178,7 @@ private:
 
     /// A buffer that is full of text with no end of message, of which nothing has been executed, is cut behind its last
     /// unit that is complete; one that is full of a single unit at its last comma, or at its end without one.
-    bool cutFullBuffer(bool block) {
+    bool cutFullBuffer(bool block) REQUIRES(deviceAccessMutex, link_.bufMutex) {
         if (block || scan_ < len_ || link_.cmdExec != 0 || len_ != link_.cmdSize)
             return false;
         printd("cbufFull\n");
@@ -196,7 +192,7 @@ private:
     }
 
     /// Goes on with the message at hand. False ends the pass, or leaves it waiting.
-    bool runMessage() {
+    bool runMessage() REQUIRES(deviceAccessMutex, link_.bufMutex) {
         const scpi_message message = link_.message;
         const int before = link_.ansLen;
         int overflow = 0;
@@ -220,10 +216,12 @@ private:
         return true;
     }
 
-    MessageRun runUnits(int* overflow) { return scpi_execute_linkProgramMessage(&link_, park_, overflow); }
+    MessageRun runUnits(int* overflow) REQUIRES(deviceAccessMutex, link_.bufMutex) {
+        return scpi_execute_linkProgramMessage(&link_, park_, overflow);
+    }
 
     /// The parser sees the header as the text of its last parameter.
-    MessageRun runUpToBlock(int* overflow) {
+    MessageRun runUpToBlock(int* overflow) REQUIRES(deviceAccessMutex, link_.bufMutex) {
         char& firstData = link_.cmdBuf[scan_];
         const char saved = firstData;
         firstData = 0;
@@ -233,7 +231,7 @@ private:
     }
 
     /// Ends the unit that waits if it can. False if it waits on.
-    bool settle() {
+    bool settle() REQUIRES(deviceAccessMutex, link_.bufMutex) {
         while (link_.message.waits) {
             if (link_.clientGone != linkClientStays && !link_.waiting.outlivesClient) {
                 if (link_.clientGone == linkClientMakesRoom) // it reads on: what follows comes before its time
@@ -249,7 +247,7 @@ private:
         return true;
     }
 
-    void moveUnreadAnswersDown() {
+    void moveUnreadAnswersDown() REQUIRES(link_.bufMutex) {
         if (link_.ansRead == 0)
             return;
         const int unread = link_.ansLen - link_.ansRead;
@@ -261,32 +259,27 @@ private:
     /// An index into the text, after the executed text has gone.
     [[nodiscard]] int moved(int index) const { return index >= exec_ ? index - exec_ : -1; }
 
-    void end() {
-        {
-            MutexLock lock(link_.bufMutex);
-            const int left = link_.cmdLen - exec_;
-            if (exec_ > 0 && left > 0)
-                memmove(link_.cmdBuf, link_.cmdBuf + exec_, static_cast<size_t>(left));
-            link_.cmdLen = left;
-            link_.cmdScan = scan_ - exec_;
-            if (link_.endMark >= 0)
-                link_.endMark = moved(link_.endMark);
-            link_.lastComma = comma_ >= 0 ? moved(comma_) : -1;
-            link_.hashPos = hash_ >= 0 ? moved(hash_) : -1;
-            link_.ansMore = more_;
-            link_.cmdExec = 0;
-        }
-        link_.handleRequest.setAndWake(0);
+    void end() REQUIRES(deviceAccessMutex, link_.bufMutex) {
+        const int left = link_.cmdLen - exec_;
+        if (exec_ > 0 && left > 0)
+            memmove(link_.cmdBuf, link_.cmdBuf + exec_, static_cast<size_t>(left));
+        link_.cmdLen = left;
+        link_.cmdScan = scan_ - exec_;
+        if (link_.endMark >= 0)
+            link_.endMark = moved(link_.endMark);
+        link_.lastComma = comma_ >= 0 ? moved(comma_) : -1;
+        link_.hashPos = hash_ >= 0 ? moved(hash_) : -1;
+        link_.ansMore = more_;
+        link_.cmdExec = 0;
     }
 
     /// The waiting transport is released by the ordinary pass of the next cycle.
-    int64_t deviceClear() RELEASE(link_.bufMutex) {
+    int64_t deviceClear() REQUIRES(deviceAccessMutex, link_.bufMutex) {
         tv_event_handle(&link_, linkEventDeviceClear);
         cancelTransfers(&link_);
         scpi_link_flush(&link_);
         link_.clearRequest = 0;
-        link_.bufMutex.unlock();
-        tvcommDo.set(1);
+        tvcommDo.setAndWake(1);
         return waiting_forEver;
     }
 

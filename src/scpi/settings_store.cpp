@@ -36,8 +36,10 @@ bool isNumber(int32_t number) {
 /// Keeps the stored path of a link that is in the middle of a message.
 class StoredPathKeeper {
 public:
-    explicit StoredPathKeeper(scpi_link* link) : link_(link), path_(link->storedPath), pos_(link->storedPathPos) {}
+    explicit StoredPathKeeper(scpi_link* link) REQUIRES(deviceAccessMutex)
+        : link_(link), path_(link->storedPath), pos_(link->storedPathPos) {}
     ~StoredPathKeeper() {
+        deviceAccessMutex.assertHeld();
         link_->storedPath = path_;
         link_->storedPathPos = pos_;
     }
@@ -51,7 +53,8 @@ private:
 };
 
 /// One line: the setting's path and the value that its query answers.
-void scpi_getAndStoreSetting(scpi_link* link, FileDraft& file, const char* path, int length) {
+void scpi_getAndStoreSetting(scpi_link* link, FileDraft& file, const char* path, int length)
+    REQUIRES(deviceAccessMutex) {
     std::array<char, lineRoom * 2 + std::tuple_size_v<Answer>> text;
     snprintf(text.data(), text.size(), ":%.*s?", length, path);
     Answer answer{};
@@ -65,6 +68,7 @@ bool recalling;
 } // namespace
 
 int32_t scpi_storeDeviceSettings(scpi_link* link, int32_t number) {
+    deviceAccessMutex.assertHeld();
     const char* list = Device_getStoredScpiParameters ? Device_getStoredScpiParameters(parser->device) : nullptr;
     if (!isNumber(number) || list == nullptr)
         return scpi::undefinedHeader;
@@ -87,6 +91,7 @@ int32_t scpi_storeDeviceSettings(scpi_link* link, int32_t number) {
 }
 
 int32_t scpi_recallDeviceSettings(scpi_link*, int32_t number) {
+    deviceAccessMutex.assertHeld();
     if (!isNumber(number))
         return scpi::undefinedHeader;
     if (recalling)

@@ -4,8 +4,8 @@
 #include "core/process.h"
 #include "device/device.h"
 #include "identity/device_config.h"
+#include "links/memory_transport.h"
 #include "measure/run/measure.h"
-#include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/tree/command_tree.h"
@@ -13,7 +13,6 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -64,19 +63,11 @@ void boot() {
 
 /// Runs a line and returns the number of bytes of its answers.
 size_t run(const char* line) {
-    tvcommWriteCmd(&memoryLink, line, static_cast<int>(strlen(line)));
     size_t bytes = 0;
-    int more = 1;
-    while (more != 0) {
-        scpi_link_doHandle(&memoryLink);
-        openSynchronousDeviceAccess();
-        scpi_execute_link(&memoryLink);
-        closeSynchronousDeviceAccess();
-        char* where = nullptr;
-        const int count = tvcommPeekAns(&memoryLink, &where, nullptr);
-        bytes += static_cast<size_t>(count);
-        tvcommClearAns(&memoryLink, count, &more);
-    }
+    MemoryMedium client{.unsent = line};
+    client.take = [](void* sum, std::string_view answer) { *static_cast<size_t*>(sum) += answer.size(); };
+    client.context = &bytes;
+    memory_converse({.link = &memoryLink, .transport = &memoryTransport, .medium = &client, .alone = true});
     return bytes;
 }
 

@@ -11,6 +11,7 @@
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/tree/command_tree.h"
+#include "tests/memory_client.h"
 #include "virtual/stand_in/slot_adapter.h"
 #include "virtual/unit/unit.h"
 
@@ -48,31 +49,20 @@ public:
     }
 
     /// Executes a line and gives its answers. One caller at a time.
-    std::string tell(const std::string& line) {
-        const std::string first = begin(line);
-        return first + rest();
-    }
+    std::string tell(const std::string& line) { return client_.ask(line + "\n"); }
     /// The same, but of a longer answer the first piece only.
     std::string begin(const std::string& line) {
         const std::string message = line + "\n";
         tvcommWriteCmd(&link_, message.data(), static_cast<int>(message.size()));
-        return piece();
+        return client_.askForSome();
     }
     /// What is left of it.
-    std::string rest() {
-        std::string answers;
-        while (more_ != 0)
-            answers += piece();
-        return answers;
-    }
+    std::string rest() { return client_.rest(); }
     /// The client is gone, whatever it was doing.
     void hangUp() {
-        {
-            MutexLock lock(link_.bufMutex);
-            scpi_link_flush(&link_);
-            link_.eventRequest = linkEventTcpGone;
-        }
-        piece();
+        tvcommFlush(&link_);
+        link_.eventRequest = linkEventTcpGone;
+        client_.askForSome();
     }
     vi::Unit& hardware() { return *unit_; }
     double number(const std::string& query) { return std::stod(tell(query)); }
@@ -115,19 +105,6 @@ public:
     }
 
 private:
-    /// One service, and what it gives.
-    std::string piece() {
-        scpi_link_doHandle(&link_);
-        openSynchronousDeviceAccess();
-        scpi_execute_link(&link_);
-        closeSynchronousDeviceAccess();
-        char* where = nullptr;
-        const int count = tvcommPeekAns(&link_, &where, nullptr);
-        std::string answer(where, static_cast<size_t>(count));
-        tvcommClearAns(&link_, count, &more_);
-        return answer;
-    }
-
     UnitInProcess() {
         write(loud(100e6));
         vi::DutFile file;
@@ -175,6 +152,6 @@ private:
     std::unique_ptr<vi::Unit> unit_;
     vi::Dut dut_ = loud(100e6);
     scpi_link link_{};
-    int more_ = 0; // of an answer
+    MemoryClient client_{&link_};
     scpi_parser_context context_{};
 };

@@ -1,7 +1,7 @@
 /// Clients that wait for a run, on links of their own, while others work: the whole instrument with its main loop.
 
 #include "tests/firmware/unit_in_process.h"
-#include "tests/scpi/transport.h"
+#include "tests/scpi/main_loop.h"
 
 #include <chrono>
 #include <future>

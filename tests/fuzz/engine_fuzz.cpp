@@ -6,8 +6,8 @@
 #include "core/process.h"
 #include "device/device.h"
 #include "identity/device_config.h"
+#include "links/memory_transport.h"
 #include "measure/run/measure.h"
-#include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/tree/command_tree.h"
@@ -22,6 +22,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 /// In place of the shell: an input may not cost the seconds of a network restart.
 int tvstuffSystem(const char* command) {
@@ -49,50 +50,32 @@ void fillSlots() {
     });
 }
 
-/// Serves the link as a transport would until no more answer is announced. Returns the bytes of the answers.
-size_t serve(char* last, size_t room) {
-    size_t total = 0;
-    int more = 1;
-    for (int passes = 0; more != 0; ++passes) {
-        if (passes > 100000) {
-            fprintf(stderr, "the link announces answers for ever\n");
-            abort();
-        }
-        scpi_link_doHandle(&memoryLink);
-        openSynchronousDeviceAccess();
-        scpi_execute_link(&memoryLink);
-        closeSynchronousDeviceAccess();
-        scpi_link_waitHandled(&memoryLink);
-        char* bytes = nullptr;
-        const int count = tvcommPeekAns(&memoryLink, &bytes, nullptr);
-        const size_t kept = std::min(room, static_cast<size_t>(count));
-        memcpy(last, bytes + count - kept, kept);
-        total += static_cast<size_t>(count);
-        tvcommClearAns(&memoryLink, count, &more);
-    }
-    return total;
+std::array<char, 2> lastBytes; // of the answers
+int pieces;                    // of the answers to one piece of an input
+
+[[noreturn]] void fail(const char* why) {
+    fprintf(stderr, "%s\n", why);
+    abort();
 }
 
-void feed(const char* data, size_t size) {
-    std::array<char, 16> sink;
-    while (size > 0) {
-        const int taken = tvcommWriteCmd(&memoryLink, data, static_cast<int>(std::min<size_t>(size, bufferSize)));
-        if (taken == 0) {
-            fprintf(stderr, "the command buffer stays full\n");
-            abort();
-        }
-        data += taken;
-        size -= static_cast<size_t>(taken);
-        serve(sink.data(), sink.size());
-    }
+void keepEnd(void*, std::string_view answer) {
+    if (++pieces > 100000)
+        fail("the link announces answers for ever");
+    answer.substr(answer.size() - std::min(answer.size(), lastBytes.size())).copy(lastBytes.data(), lastBytes.size());
 }
 
-void clear() {
-    memoryLink.clearRequest = 1;
-    scpi_link_doHandle(&memoryLink);
-    scpi_execute_link(&memoryLink);
-    std::array<char, 16> sink;
-    serve(sink.data(), sink.size());
+/// Sends bytes as a client does and takes all answers.
+void feed(std::string_view bytes, size_t piece, bool clears = false) {
+    MemoryMedium client{.unsent = bytes, .piece = piece, .clears = clears, .take = keepEnd};
+    const LinkRow row{.link = &memoryLink, .transport = &memoryTransport, .medium = &client, .alone = true};
+    while (client.clears || !client.unsent.empty()) {
+        const size_t before = client.unsent.size();
+        const bool cleared = client.clears;
+        pieces = 0;
+        (void)link_step(row);
+        if (!cleared && client.unsent.size() == before)
+            fail("the command buffer stays full");
+    }
 }
 
 } // namespace
@@ -120,22 +103,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     if (size == 0)
         return 0;
     const size_t piece = bytes[0] == 0 ? size : bytes[0];
-    const char* data = reinterpret_cast<const char*>(bytes + 1);
-    for (size_t left = size - 1; left > 0;) {
-        const size_t count = std::min(piece, left);
-        feed(data, count);
-        data += count;
-        left -= count;
-    }
-    clear();
-    feed("*RST\n", 5);
-    std::array<char, 2> answer{};
-    constexpr char question[] = "\n:*OPC?\n";
-    tvcommWriteCmd(&memoryLink, question, sizeof question - 1);
-    serve(answer.data(), answer.size());
-    if (memcmp(answer.data(), "1\n", 2) != 0) {
-        fprintf(stderr, "the link no longer answers\n");
-        abort();
-    }
+    feed({reinterpret_cast<const char*>(bytes + 1), size - 1}, piece);
+    feed("*RST\n", bufferSize, true);
+    lastBytes = {};
+    feed("\n:*OPC?\n", bufferSize);
+    if (lastBytes != std::array{'1', '\n'})
+        fail("the link no longer answers");
     return 0;
 }

@@ -1,18 +1,19 @@
 #pragma once
-/// The engine with a few commands of its own behind a transport under test. The rig is the main thread of the
+/// The engine with a few commands of its own behind a transport under test. The rig has the main loop of the
 /// instrument; the remote lamp tells when a link event has been handled.
 
 #include "core/tv_event.h"
 #include "device_table/device_fptrs.h"
 #include "scpi/command_tree.h"
-#include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
+#include "tests/scpi/main_loop.h"
 #include "tests/slots.h"
 
 #include <atomic>
 #include <chrono>
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -72,37 +73,19 @@ protected:
         scpi_link_initAll(&link_list);
         scpi_link_init(&link_list, &link_, 1024, 1024, "under test");
         scpi_link_init(&link_list, &other_, 1024, 1024, "another");
-        mainThread_ = std::thread([this] {
-            while (!stopMain_)
-                scpi_execute(link_list, nullptr, 250);
-        });
+        mainLoop_.emplace();
     }
     ~Rig() override {
-        stopMain_ = true;
-        scpi_link_doHandle(nullptr);
-        mainThread_.join();
+        mainLoop_.reset();
         scpi_link_destroy(&link_);
         scpi_link_destroy(&other_);
-    }
-
-    /// A command on another link: does the main thread still serve it?
-    std::string onAnotherLink(std::string_view command) {
-        tvcommWriteCmd(&other_, command.data(), static_cast<int>(command.size()));
-        scpi_link_doHandle(&other_);
-        scpi_link_waitHandled(&other_);
-        char* bytes = nullptr;
-        const int count = tvcommPeekAns(&other_, &bytes, nullptr);
-        std::string text(bytes, static_cast<size_t>(count));
-        tvcommClearAns(&other_, count, nullptr);
-        return text;
     }
 
     scpi_parser_context context_{};
     scpi_link link_{}, other_{};
 
 private:
-    std::atomic<bool> stopMain_{false};
-    std::thread mainThread_;
+    std::optional<MainLoop> mainLoop_;
 };
 
 } // namespace rig

@@ -1,6 +1,7 @@
 #include "../core/contents.h"
 #include "client.h"
 #include "link_rig.h"
+#include "links/link_thread.h"
 #include "links/tvsocket.h"
 
 #include <fcntl.h>
@@ -16,14 +17,14 @@ constexpr int port = 18;
 class SocketLink : public Rig {
 protected:
     SocketLink() {
-        Tvsocket_open(&socket_, port);
+        Tvsocket_open(&socket_, &link_, port);
         door_ = std::thread([this] {
             while (!closed_)
-                Tvsocket_listen(&socket_, &link_);
+                Tvsocket_listen(&socket_);
         });
         thread_ = std::thread([this] {
             while (!stop_)
-                Tvsocket_handle(&socket_, &link_);
+                (void)link_visit(row_);
         });
         { const Client passing(port); }
         EXPECT_TRUE(reaches(lampOff, 1)) << "a client that connects and leaves at once raises both events";
@@ -41,6 +42,11 @@ protected:
     }
 
     Tvsocket socket_;
+    const LinkRow row_{.link = &link_,
+                       .transport = &tcpTransport,
+                       .medium = &socket_,
+                       .connected = linkEventTcpConnected,
+                       .gone = linkEventTcpGone};
     std::atomic<bool> stop_{false}, closed_{false};
     std::thread door_, thread_;
 };
@@ -194,7 +200,7 @@ TEST_F(SocketLink, AClientThatNeverReadsHoldsUpNobodyElseAndCanBeDropped) {
     ASSERT_TRUE(reaches(lampOn, 1));
     EXPECT_EQ(lazy.ask("BLOC?\n", 1), "#"); // the answer is on its way
     for (int i = 0; i < 100; ++i)
-        ASSERT_EQ(onAnotherLink("*IDN?\n"), identity);
+        ASSERT_EQ(askOn(&other_, "*IDN?\n"), identity);
     Tvsocket_reset(&socket_);
     ASSERT_TRUE(reaches(lampOff, 1));
     EXPECT_TRUE(lazy.isDropped());
@@ -278,9 +284,9 @@ TEST_F(SocketLink, ASettingIsAcknowledgedAtOnce) {
 
 TEST(SocketPort, MovesUpWherePort18CannotBeHadAndIsRedirectedOnce) {
     Tvsocket first, second, third;
-    Tvsocket_open(&first, port);
+    Tvsocket_open(&first, nullptr, port);
     const std::string before = contents("/run/unit/calls.log");
-    Tvsocket_open(&second, port);
+    Tvsocket_open(&second, nullptr, port);
     EXPECT_GE(second.listenFd, 0);
     EXPECT_EQ(second.port, 2018);
     TvsocketCloseListenSocket(&second);
@@ -289,7 +295,7 @@ TEST(SocketPort, MovesUpWherePort18CannotBeHadAndIsRedirectedOnce) {
     const std::string redirect = "-t nat -A PREROUTING -p tcp --dport 18 -j REDIRECT --to-ports 2018";
     EXPECT_NE(calls.find(redirect), std::string::npos) << calls;
     EXPECT_EQ(calls.find(redirect), calls.rfind(redirect)) << calls;
-    Tvsocket_open(&third, port);
+    Tvsocket_open(&third, nullptr, port);
     EXPECT_LT(third.listenFd, 0) << "taken as well";
     Tvsocket_close(&first);
     Tvsocket_close(&second);

@@ -269,10 +269,19 @@ class CommandTreeTest : public Engine {
 protected:
     CommandTreeTest() { context_.tree = chainStorage.view({}); }
 
+    std::string storedPath() {
+        MutexLock access(deviceAccessMutex);
+        return link_.storedPath.data();
+    }
+    void forgetPath() {
+        MutexLock access(deviceAccessMutex);
+        link_.storedPath[0] = 0;
+    }
     Reached walk(std::string unit) {
         reachedByWalk.clear();
         char answer[64 + linkAnswerMargin];
         unit.push_back('\0');
+        MutexLock access(deviceAccessMutex);
         scpi_parser(&link_, unit.data(), answer, 64, 0, 1);
         return reachedByWalk.empty() ? Reached{} : reachedByWalk.front();
     }
@@ -290,7 +299,7 @@ TEST_F(CommandTreeTest, FindsWhatTheChainOfTestsFinds) {
     int commands = 0;
     for (int message = 0; message < 60000; ++message) {
         chain.path.clear();
-        link_.storedPath[0] = 0;
+        forgetPath();
         std::string line;
         for (unsigned units = 1 + random() % 3; units > 0; --units) {
             std::string unit = random() % 3 ? "" : ":";
@@ -321,7 +330,7 @@ TEST_F(CommandTreeTest, FindsWhatTheChainOfTestsFinds) {
             ASSERT_EQ(got, expected) << line << "\n got " << (got.row ? got.row->header : "none") << "\n expected "
                                      << (expected.row ? expected.row->header : "none") << " text '" << got.text << "' '"
                                      << expected.text << "' index " << got.index << " " << expected.index;
-            ASSERT_EQ(std::string(link_.storedPath.data()), chain.path) << line;
+            ASSERT_EQ(storedPath(), chain.path) << line;
         }
     }
     EXPECT_GT(commands, 20000);

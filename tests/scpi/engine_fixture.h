@@ -2,6 +2,7 @@
 /// The engine on one link in memory, with a handful of commands of its own. Verbs: receive bytes, read replies.
 
 #include "core/tv_event.h"
+#include "links/command_file.h"
 #include "scpi/command_tree.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
@@ -9,6 +10,7 @@
 #include "scpi/parser.h"
 #include "scpi/text/text_format.h"
 #include "scpi/text/text_parse.h"
+#include "tests/memory_client.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -63,6 +65,7 @@ inline void emptyAnswer(Unit& unit) {
     unit.errorCode = 0;
 }
 inline int listChunk(scpi_link* link, char* text, char*, int, int cbufFull) {
+    deviceAccessMutex.assertHeld();
     link->listParser = listChunk;
     ran.push_back(std::string("list ") + text + (cbufFull ? " ..." : ""));
     if (!cbufFull)
@@ -105,28 +108,23 @@ protected:
     }
     ~Engine() override { scpi_link_destroy(&link_); }
 
-    /// One rendezvous: asks for service until no more answer is announced; collects the answers.
-    void serve() {
-        int more = 1;
-        while (more) {
-            scpi_link_doHandle(&link_);
-            openSynchronousDeviceAccess();
-            scpi_execute_link(&link_);
-            closeSynchronousDeviceAccess();
-            scpi_link_waitHandled(&link_);
-            char* bytes = nullptr;
-            const int count = tvcommPeekAns(&link_, &bytes, nullptr);
-            replies_.append(bytes, static_cast<size_t>(count));
-            tvcommClearAns(&link_, count, &more);
-        }
-    }
     /// Hands bytes in as a transport does, as much at a time as there is room.
-    void receive(std::string_view bytes) {
-        do {
-            const int taken = tvcommWriteCmd(&link_, bytes.data(), static_cast<int>(bytes.size()));
-            bytes.remove_prefix(static_cast<size_t>(taken));
-            serve();
-        } while (!bytes.empty());
+    void receive(std::string_view bytes) { replies_ += client_.ask(bytes); }
+    /// One service of what the buffer holds.
+    void serve() { replies_ += client_.askForAll(); }
+    /// False if there is no such file.
+    static bool runCommandFile(scpi_link* link, const std::string& path) {
+        CommandFile file;
+        return link_visit(
+            {.link = link, .transport = &commandFileTransport, .medium = &file, .path = path.c_str(), .alone = true});
+    }
+    bool sendsBlock() {
+        MutexLock access(deviceAccessMutex);
+        return scpi_exec_sendingBlockData(&link_);
+    }
+    bool receivesBlock() {
+        MutexLock access(deviceAccessMutex);
+        return scpi_exec_receivingBlockData(&link_);
     }
     std::string replies() { return std::exchange(replies_, {}); }
     std::string asked(std::string_view line) {
@@ -148,6 +146,7 @@ protected:
 
     scpi_parser_context context_{};
     scpi_link link_{};
+    MemoryClient client_{&link_};
     std::string replies_;
 };
 

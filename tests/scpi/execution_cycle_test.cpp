@@ -139,7 +139,7 @@ TEST_F(Engine, ABlockThatNoCommandTakesIsSkippedAndNeverRun) {
             EXPECT_EQ(Texts(ends.end() - 2, ends.end()), (Texts{"corr(2)", "corr?()"})) << message << at;
             EXPECT_EQ(replies(), "1\n");
             EXPECT_EQ(errors().size(), *start == 'S' && start[5] == 'T' ? 0u : 1u) << start;
-            EXPECT_FALSE(scpi_exec_receivingBlockData(&link_));
+            EXPECT_FALSE(receivesBlock());
         }
     }
     receive("NOSUCH #10\n*OPC?\n");
@@ -149,13 +149,10 @@ TEST_F(Engine, ABlockThatNoCommandTakesIsSkippedAndNeverRun) {
 TEST_F(Engine, ADeviceClearEmptiesTheLinkAndEndsItsTransfers) {
     blockSource.assign(3000, 'z');
     tvcommWriteCmd(&link_, "BLOC?\n", 6);
-    scpi_link_doHandle(&link_);
-    scpi_execute_link(&link_);
-    EXPECT_TRUE(scpi_exec_sendingBlockData(&link_));
-    link_.clearRequest = 1;
-    scpi_link_doHandle(&link_);
-    scpi_execute_link(&link_);
-    EXPECT_FALSE(scpi_exec_sendingBlockData(&link_));
+    scpi_link_serveAlone(&link_);
+    EXPECT_TRUE(sendsBlock());
+    client_.clear();
+    EXPECT_FALSE(sendsBlock());
     serve();
     EXPECT_EQ(replies(), "");
     EXPECT_EQ(asked("*OPC?\n"), "1\n");
@@ -165,13 +162,13 @@ TEST_F(Engine, ACommandFileRunsLineByLineAndTheLastLineWantsItsNewline) {
     const char* path = "/tmp/engine-test-file";
     std::ofstream(path) << "SENS:PN:AVER 1\n\nLIST " << std::string(3 * size, 'l')
                         << "\nSENS:PN:CORR 2\nSENS:PN:CORR 3";
-    scpi_execute_commandFile(&link_, path);
+    EXPECT_TRUE(runCommandFile(&link_, path));
     const Texts got = commands();
     ASSERT_GE(got.size(), 3u);
     EXPECT_EQ(got.front(), "aver(1)");
     EXPECT_EQ(got.back(), "corr(2)");
     unlink(path);
-    scpi_execute_commandFile(&link_, path); // a missing file is no fault
+    EXPECT_FALSE(runCommandFile(&link_, path)); // a missing file is no fault
     EXPECT_EQ(commands(), Texts{});
 }
 

@@ -1,7 +1,7 @@
 /// Transports on their own threads against the main loop: nothing is lost, nobody is left waiting.
 
 #include "engine_fixture.h"
-#include "transport.h"
+#include "main_loop.h"
 
 using namespace engine;
 
@@ -62,4 +62,56 @@ TEST_F(Engine, LinksOnTheirOwnThreadsAreAllServedInOrder) {
     EXPECT_EQ(wrong, 0);
     for (scpi_link& other : others)
         scpi_link_destroy(&other);
+}
+
+TEST_F(Engine, ATransportRunsItsPassItselfUnlessSomebodyElseHasTheDeviceOrWaitsForIt) {
+    const auto served = [&] {
+        tvcommWriteCmd(&link_, "*OPC 1\n", 7);
+        link_.handleRequest.set(1);
+        const bool here = scpi_serveLinkHere(&link_);
+        EXPECT_EQ(commands(), here ? Texts{"opc(1)"} : Texts{});
+        scpi_link_serveAlone(&link_);
+        commands();
+        return here;
+    };
+    EXPECT_FALSE(served()) << "before the main loop's first cycle";
+    scpi_execute(link_list, nullptr, 250);
+    EXPECT_TRUE(served());
+    scpi_link_doHandle(nullptr);
+    EXPECT_FALSE(served()) << "somebody has asked for the main thread";
+    scpi_execute(link_list, nullptr, 250);
+    {
+        std::thread taker;
+        {
+            MutexLock access(deviceAccessMutex);
+            taker = std::thread([&] {
+                openSynchronousDeviceAccess();
+                closeSynchronousDeviceAccess();
+            });
+            link_.handleRequest.set(1);
+            EXPECT_FALSE(scpi_serveLinkHere(&link_));
+        }
+        taker.join();
+        scpi_link_serveAlone(&link_);
+    }
+    EXPECT_TRUE(served());
+}
+
+TEST_F(Engine, AClientThatHasAlwaysMoreToSayLetsTheOthersIn) {
+    scpi_link other{};
+    scpi_link_init(&link_list, &other, size, size, "other");
+    std::string much;
+    for (int i = 0; i < 50'000; ++i)
+        much += "EMPT?\n";
+    const MainLoop mainLoop;
+    std::atomic<bool> stop{false};
+    std::thread talker([&] {
+        while (!stop)
+            askOn(&link_, much);
+    });
+    for (int i = 0; i < 200; ++i)
+        EXPECT_EQ(askOn(&other, "*OPC?\n"), "1\n");
+    stop = true;
+    talker.join();
+    scpi_link_destroy(&other);
 }

@@ -32,8 +32,7 @@ protected:
     std::string unread(std::string_view message, int times) {
         for (int i = 0; i < times; ++i) {
             tvcommWriteCmd(&link_, message.data(), static_cast<int>(message.size()));
-            scpi_link_doHandle(&link_);
-            scpi_execute_link(&link_);
+            scpi_link_serveAlone(&link_);
         }
         serve();
         return replies();

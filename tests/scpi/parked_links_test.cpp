@@ -2,7 +2,7 @@
 
 #include "base/waiting.h"
 #include "engine_fixture.h"
-#include "transport.h"
+#include "main_loop.h"
 
 #include <chrono>
 #include <sys/syscall.h>
@@ -165,7 +165,7 @@ TEST_F(ParkedLink, DropsTheWaitOfAClientThatHasGoneAndRunsWhatItHadSent) {
     }
     EXPECT_EQ(commands(), (Texts{"opc(1)", "opc(2)"}));
     EXPECT_EQ(errors(), Codes{});
-    tvcommEvent(&link_, linkEventTcpConnected);
+    tvcommEvent(&link_, linkEventTcpGone);
     {
         begun = 0;
         Client client(&link_, "WAIT 9,0\n*OPC 4\n", 1);
@@ -173,7 +173,7 @@ TEST_F(ParkedLink, DropsTheWaitOfAClientThatHasGoneAndRunsWhatItHadSent) {
     }
     EXPECT_EQ(commands(), Texts{"opc(4)"});
     EXPECT_EQ(errors(), Codes{waitTimedOut}) << "who still reads is told";
-    tvcommEvent(&link_, linkEventTcpConnected);
+    tvcommEvent(&link_, linkEventTcpGone);
     begun = 0;
     Client next(&link_, "WAIT 1,0\nKEEP 2,0\n*OPC 3\n", 1);
     expectOthersServed();

@@ -2,6 +2,7 @@
 
 #include "scpi/execution_cycle.h"
 #include "scpi/text/power_unit.h"
+#include "tests/memory_client.h"
 #include "tests/slots.h"
 
 #include <cstring>
@@ -145,24 +146,7 @@ Tree::~Tree() {
 std::string Tree::tell(scpi_link* link, std::string_view line, size_t piece) {
     notes.clear();
     reads.clear();
-    const std::string message = std::string(line) + '\n';
-    std::string answers;
-    for (size_t at = 0; at < message.size();) {
-        const std::string_view next = std::string_view(message).substr(at, piece);
-        at += static_cast<size_t>(tvcommWriteCmd(link, next.data(), static_cast<int>(next.size())));
-        for (int more = 1; more != 0;) {
-            scpi_link_doHandle(link);
-            openSynchronousDeviceAccess();
-            scpi_execute_link(link);
-            closeSynchronousDeviceAccess();
-            scpi_link_waitHandled(link);
-            char* bytes = nullptr;
-            const int count = tvcommPeekAns(link, &bytes, nullptr);
-            answers.append(bytes, static_cast<size_t>(count));
-            tvcommClearAns(link, count, &more);
-        }
-    }
-    return answers;
+    return MemoryClient(link).ask(std::string(line) + '\n', piece);
 }
 
 Codes Tree::errors() {
