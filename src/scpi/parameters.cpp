@@ -109,17 +109,17 @@ int32_t scpi_blockSize(const char* header) {
 }
 
 bool scpi_mayOpenBlock(const char* message, const char* hash) {
-    if (std::count(message, hash, '"') % 2 != 0)
-        return false;
     const char* const before = scpi::trimEnd(message, hash);
     if (before == message || before[-1] == ',' || before[-1] == ';')
         return true;
     // Else it is the first parameter: a blank before it, and nothing but the header before that.
+    if (before == hash)
+        return false;
     const char* word = before;
     while (word != message && !scpi::isBlank(word[-1]) && word[-1] != ';')
         --word;
     const char* const unit = scpi::trimEnd(message, word);
-    return before != hash && (unit == message || unit[-1] == ';');
+    return unit == message || unit[-1] == ';';
 }
 
 int scpi_isOldStyleCommand(const char* prefix, char* text, char** rest) {

@@ -38,8 +38,9 @@ template <class... Field> [[nodiscard]] int32_t _scpi_getParameters(char* text, 
 /// Bytes of data that a complete header announces.
 [[nodiscard]] int32_t scpi_blockSize(const char* header);
 
-/// Can the '#' at `hash` open a block? A block is a parameter of its own or, with its header forgotten, a whole unit:
-/// "5#12", "a #12" within double quotes and "NAME#12" are text. `message` is the start of the program message.
+/// Can the '#' at `hash`, which no quotes enclose, open a block? A block is a parameter of its own or, with its header
+/// forgotten, a whole unit: "5#12" and "NAME#12" are text. `message` is the start of the program message. Looks back at
+/// the word before it at most, so that all of a message's take as long as the message.
 [[nodiscard]] bool scpi_mayOpenBlock(const char* message, const char* hash);
 
 /// Compares `prefix` with the start of the text, ignoring case. Returns the prefix's length and the text behind it, or

@@ -170,10 +170,21 @@ private:
                 return false;
             if (c == ',')
                 comma_ = scan_;
-            else if (c == '#' && scpi_mayOpenBlock(text + exec_, text + scan_))
+            else if (c == '#' && !insideQuotes() && scpi_mayOpenBlock(text + exec_, text + scan_))
                 hash_ = scan_;
         }
         return false;
+    }
+
+    /// Whether a text in quotes, begun in this message, goes on at scan_. Looks at no byte twice.
+    bool insideQuotes() {
+        if (quotesFrom_ != exec_) {
+            quotesFrom_ = quotesUpTo_ = exec_;
+            quotes_ = 0;
+        }
+        quotes_ += std::count(link_.cmdBuf + quotesUpTo_, link_.cmdBuf + scan_, '"');
+        quotesUpTo_ = scan_;
+        return quotes_ % 2 != 0;
     }
 
     /// A buffer that is full of text with no end of message, of which nothing has been executed, is cut behind its last
@@ -292,6 +303,8 @@ private:
     int comma_ = -1;
     int32_t blockSize_ = 0; // of the block whose header ended the scan
     int more_ = 0;
+    int quotesFrom_ = -1, quotesUpTo_ = 0; // in this message quotes were counted up to there
+    ptrdiff_t quotes_ = 0;
 };
 
 } // namespace

@@ -116,7 +116,7 @@ TEST_F(Engine, ABlockIsReceivedWhateverItsBytesAndPieces) {
 /// The message whole, then in two pieces that meet at each of its bytes.
 TEST_F(Engine, AHashThatOpensNoBlockIsTextAndSwallowsNothing) {
     for (const char* text :
-         {"#x1", "#0", "a#", "5#", "5#12", "#1", "#3", "#31", "#1x", "\"U #2\"", "\"U #12\"", "7 #13"}) {
+         {"#x1", "#0", "a#", "5#", "5#12", "#1", "#3", "#31", "#1x", "\"U #2\"", "\"U #12\"", "\"U, #12\"", "7 #13"}) {
         const std::string message = std::string("SENS:PN:AVER ") + text + "\n*OPC?\n";
         for (size_t at = 0; at < message.size(); ++at) {
             receive(message.substr(0, at));
