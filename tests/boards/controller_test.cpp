@@ -201,6 +201,12 @@ TEST(Controller, AttenuatorLinesFollowTheStage) {
     EXPECT_EQ(TVCONT_setEattStage(&rig.board, 0x35), 0);
     EXPECT_EQ(TVCONT_getEattLine(&rig.board), 5U);
     EXPECT_EQ(rig.board.eattStage, 5U);
+    rig.breakAfter(0);
+    EXPECT_EQ(TVCONT_resetEattLine(&rig.board), failed);
+    EXPECT_EQ(rig.board.eattStage, 0U);
+    rig.breakAfter(1);
+    EXPECT_EQ(TVCONT_resetEattLine(&rig.board), failed) << "the second transfer";
+    rig.mend();
     const struct {
         const char* unit;
         uint32_t codes[4];

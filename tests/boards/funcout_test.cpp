@@ -102,6 +102,37 @@ TEST(Funcout, EachSourceIsRoutedByItsLines) {
     EXPECT_EQ(older.taken(), "");
 }
 
+TEST(Funcout, ATriggerOutputLineShowsTheSourceWhereThereIsOne) {
+    static std::string shown;
+    static int answer;
+    shown.clear();
+    answer = 0;
+    FuncoutRig rig(unit1F);
+    constexpr SlotRegistrar fill{"test"};
+    fill(Device_setTriggerOutputLineOff, [](Device*) { return shown += "off ", answer; });
+    fill(Device_setTriggerOutputLineLow, [](Device*) { return shown += "low ", answer; });
+    fill(Device_setTriggerOutputLineHigh, [](Device*) { return shown += "high ", answer; });
+    fill(Device_setTriggerOutputLineTrigger, [](Device*) { return shown += "trigger ", answer; });
+    EXPECT_EQ(Device_setFuncoutSourceTrigger(device), 0);
+    EXPECT_EQ(Device_isFuncoutSourceTrigger(device), 1);
+    EXPECT_EQ(Device_enableFuncout(device), 0);
+    EXPECT_EQ(Device_setFuncoutSourceLow(device), 0);
+    EXPECT_EQ(Device_isFuncoutSourceLow(device), 1);
+    EXPECT_EQ(Device_disableFuncout(device), 0);
+    EXPECT_EQ(Device_setFuncoutSourceHigh(device), 0);
+    EXPECT_EQ(Device_enableFuncout(device), 0);
+    EXPECT_EQ(Device_setFuncoutSourceLfg(device), 0);
+    EXPECT_EQ(Device_enableFuncout(device), 0);
+    EXPECT_EQ(shown, "trigger trigger low off high ");
+    answer = failed;
+    EXPECT_EQ(Device_setFuncoutSourceLow(device), failed);
+    EXPECT_EQ(Device_disableFuncout(device), failed);
+    EXPECT_EQ(Device_isFuncoutSourceLfg(device) + Device_isFuncoutEnabled(device), 2) << "as they were";
+    for (auto* line : {&Device_setTriggerOutputLineOff, &Device_setTriggerOutputLineLow,
+                       &Device_setTriggerOutputLineHigh, &Device_setTriggerOutputLineTrigger})
+        fill.clear(*line);
+}
+
 TEST(Funcout, TheGeneratorTakesItsSettingsWhenItIsEnabled) {
     FuncoutRig rig(unit1F);
     const tvfreq kilohertz{1000, 0}, megahertz{1'000'000, 0};
