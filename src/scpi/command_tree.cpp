@@ -21,19 +21,19 @@ struct Word {
     uint32_t stemHash = 0; // hash of [start, digits)
 };
 
-bool isTerminator(char c) {
+constexpr bool isTerminator(char c) {
     return c == ':' || c == '?' || c == 0 || isBlank(c);
 }
-Word readWord(char* text) {
+
+void readWord(char* text, Word& word) {
     while (*text == ' ')
         ++text;
-    Word word;
     word.start = text;
     uint32_t hash = hashStart;
     uint32_t stemHash = hashStart;
     char* digits = text;
-    for (; !isTerminator(*text); ++text) {
-        hash = hashByte(hash, *text);
+    for (; !ofChar<isTerminator>(*text); ++text) {
+        hash = hashUpper(hash, ofChar<toUpper>(*text));
         if (!isDigit(*text)) {
             digits = text + 1;
             stemHash = hash;
@@ -43,7 +43,6 @@ Word readWord(char* text) {
     word.digits = digits;
     word.hash = hash;
     word.stemHash = stemHash;
-    return word;
 }
 
 /// The mode that a word's terminator gives, and the cursor behind it.
@@ -132,7 +131,7 @@ private:
 
     /// The first child from order `from` on that the next word names, or `special` if that comes before it; 0 for none.
     uint16_t match(uint16_t parent, int from, uint16_t special) {
-        word_ = readWord(text());
+        readWord(text(), word_);
         uint16_t found = namedByWord(parent);
         if (found != 0 && (tree_.nodes[found].order < from || tree_.nodes[found].optional))
             found = 0;
@@ -200,7 +199,7 @@ private:
             node = &tree_.nodes[number];
             if (unit_.mode != modePath && unit_.mode != modeOptional)
                 continue;
-            word_ = readWord(text());
+            readWord(text(), word_);
             const auto length = static_cast<size_t>(word_.end - word_.start);
             if (length == 0 || lookUp(node->parent, word_.hash, {word_.start, length}) != number)
                 continue;

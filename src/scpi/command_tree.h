@@ -66,8 +66,9 @@ bool commandTree_runOldForm(const CommandTree& tree, Unit& unit, char* text);
 namespace tree_detail {
 
 inline constexpr uint32_t hashStart = 2166136261u;
-constexpr uint32_t hashByte(uint32_t hash, char c) {
-    return (hash ^ static_cast<unsigned char>(toUpper(c))) * 16777619u;
+/// Of a character that is in upper case already.
+constexpr uint32_t hashUpper(uint32_t hash, char c) {
+    return (hash ^ static_cast<unsigned char>(c)) * 16777619u;
 }
 /// The place of a word below a parent in a table of `size` (a power of two) entries.
 constexpr uint32_t hashPlace(uint32_t hash, uint16_t parent, size_t size) {
@@ -78,14 +79,14 @@ constexpr uint32_t hashPlace(uint32_t hash, uint16_t parent, size_t size) {
 constexpr uint32_t hashWord(std::string_view word) {
     uint32_t hash = hashStart;
     for (const char c : word)
-        hash = hashByte(hash, c);
+        hash = hashUpper(hash, toUpper(c));
     return hash;
 }
 constexpr bool sameWord(std::string_view a, std::string_view b) {
     if (a.size() != b.size())
         return false;
     for (size_t i = 0; i < a.size(); ++i)
-        if (!equalIgnoringCase(a[i], b[i]))
+        if (ofChar<toUpper>(a[i]) != ofChar<toUpper>(b[i]))
             return false;
     return true;
 }

@@ -2,10 +2,22 @@
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/program_message.h"
+#include "scpi/text/ascii.h"
 
 #include <algorithm>
 
 namespace {
+
+constexpr bool endsUnit(char c) {
+    return c == '\n' || c == ';' || c == 0;
+}
+
+/// The first place from `i` on that may end a unit, `limit` at the latest.
+int passInside(const char* text, int i, int limit) {
+    while (i < limit && !scpi::ofChar<endsUnit>(text[i]))
+        ++i;
+    return i;
+}
 
 constexpr int answerReserve = 2; // bytes of a unit's room kept for a newline and an end
 
@@ -73,11 +85,12 @@ int runUnit(scpi_link* link, char* end, bool marked, int cut, bool park) REQUIRE
 
 MessageRun scpi_execute_linkProgramMessage(scpi_link* link, bool park, int* overflow) {
     *overflow = 0;
+    const int mark = link->endMark >= 0 ? link->endMark : link->cmdScan;
     for (int i = link->cmdExec; i <= link->cmdScan; ++i) {
+        i = passInside(link->cmdBuf, i, std::min(mark, link->cmdScan));
         const char byte = link->cmdBuf[i];
         const bool last = i == link->cmdScan;
-        const bool terminator =
-            byte == '\n' || byte == ';' || byte == 0 || (last && (link->message.cut || link->listParser != nullptr));
+        const bool terminator = endsUnit(byte) || (last && (link->message.cut || link->listParser != nullptr));
         const bool marked = !terminator && i == link->endMark;
         if (!terminator && !marked)
             continue;

@@ -15,6 +15,11 @@
 
 namespace {
 
+/// A byte of text that the scan passes by.
+constexpr bool isPlain(char c) {
+    return static_cast<unsigned char>(c) >= ' ' && c != ',' && c != '#';
+}
+
 /// An event that tells that nobody is left at the other end.
 bool isGone(int event) {
     return event == linkEventTcpGone || event == linkEventUsbGone || event == linkEventGpibGone;
@@ -152,7 +157,17 @@ private:
     /// the first data byte.
     bool scanMessage() REQUIRES(link_.bufMutex) {
         char* const text = link_.cmdBuf;
+        const int plainEnd = link_.endMark >= 0 ? link_.endMark : len_;
         for (; scan_ < len_; ++scan_) {
+            if (hash_ < 0) {
+                const char* const end = text + plainEnd;
+                const char* at = text + scan_;
+                while (at < end && scpi::ofChar<isPlain>(*at))
+                    ++at;
+                scan_ = static_cast<int>(at - text);
+                if (scan_ == len_)
+                    break;
+            }
             char& c = text[scan_];
             if (hash_ >= 0) {
                 const int length = scan_ - hash_;

@@ -1,6 +1,8 @@
 #pragma once
 /// Character classes of the command language: plain ASCII, whatever the locale. Bytes above 127 are in none of them.
 
+#include <array>
+
 namespace scpi {
 
 constexpr bool isDigit(char c) {
@@ -23,6 +25,18 @@ constexpr bool equalIgnoringCase(char a, char b) {
 /// NUL ends the text.
 constexpr bool isBlank(char c) {
     return static_cast<unsigned char>(c) <= ' ' && c != '\n' && c != '\0';
+}
+
+/// A question about a character, answered once for all of them: for loops over text.
+template <auto Answer>
+inline constexpr auto charTable = [] {
+    std::array<decltype(Answer('a')), 256> table{};
+    for (int i = 0; i < 256; ++i)
+        table[static_cast<unsigned char>(i)] = Answer(static_cast<char>(i));
+    return table;
+}();
+template <auto Answer> constexpr auto ofChar(char c) {
+    return charTable<Answer>[static_cast<unsigned char>(c)];
 }
 
 /// The end of [begin, end) without its trailing blanks.
