@@ -70,7 +70,7 @@ int64_t suffixValue(const char* digits, const char* end) {
 
 class Walk {
 public:
-    Walk(const CommandTree& tree, Unit& unit) : tree_(tree), unit_(unit) {}
+    Walk(const CommandTree& tree, Unit& unit) : tree_(tree), unit_(unit), start_(replaying() ? nullptr : unit.cursor) {}
 
     /// Tries the children of a node. True when a command was reached and the unit is done.
     bool children(uint16_t parent) {
@@ -186,9 +186,35 @@ private:
     /// Runs the command's handler for the form at hand; a form that it does not have leaves the unit's error as it is.
     void run(const Node& node) {
         if (unit_.mode == modeQuery && (node.forms & Q))
-            node.onQuery(unit_);
+            run(node.onQuery);
         else if (unit_.mode == modeSet && (node.forms & S))
-            node.onSet(unit_);
+            run(node.onSet);
+    }
+
+    void run(Handler handler) {
+        keep(handler);
+        handler(unit_);
+    }
+
+    /// Notes where the header has led, if it began at the root and is short. The handler may cut what stands behind it.
+    void keep(Handler handler) {
+        deviceAccessMutex.assertHeld();
+        scpi_lastHeader& last = unit_.link->lastHeader;
+        const auto path = std::string_view(unit_.link->storedPath.data());
+        auto length = static_cast<size_t>(unit_.cursor - start_);
+        if (unit_.mode == modeSet && length > 0 && *unit_.cursor == 0)
+            ++length;
+        last.tree = nullptr;
+        if (start_ == nullptr || length > last.text.size())
+            return;
+        memcpy(last.text.data(), start_, length);
+        memcpy(last.path.data(), path.data(), path.size() + 1);
+        last.length = static_cast<uint8_t>(length);
+        last.pathLength = static_cast<uint8_t>(path.size() + 1);
+        last.mode = unit_.mode;
+        last.index = unit_.index;
+        last.handler = handler;
+        last.tree = tree_.nodes.data();
     }
 
     /// Nodes at the end of a header that may be left out, each in its turn. They keep the unit: with text left that
@@ -224,13 +250,36 @@ private:
 
     const CommandTree& tree_;
     Unit& unit_;
+    const char* const start_; // of the header; null for one that goes on from a stored path
     Word word_;
     int32_t index_ = noIndex;
 };
 
+/// Runs the unit like the last one if it has the same header.
+bool runAgain(const CommandTree& tree, Unit& unit) {
+    deviceAccessMutex.assertHeld();
+    scpi_link* const link = unit.link;
+    const scpi_lastHeader& last = link->lastHeader;
+    if (last.tree != tree.nodes.data() || *link->storedPathPos != 0 ||
+        strncmp(unit.cursor, last.text.data(), last.length) != 0)
+        return false;
+    unit.cursor += last.text[last.length - 1u] == 0 ? last.length - 1 : last.length;
+    if (last.mode == modeSet)
+        while (isBlank(*unit.cursor))
+            ++unit.cursor;
+    unit.mode = last.mode;
+    unit.index = last.index;
+    memcpy(link->storedPath.data(), last.path.data(), last.pathLength);
+    link->storedPathPos = link->storedPath.data() + last.pathLength - 1;
+    last.handler(unit);
+    return true;
+}
+
 } // namespace
 
 bool commandTree_walk(const CommandTree& tree, Unit& unit) {
+    if (runAgain(tree, unit))
+        return true;
     return Walk(tree, unit).children(0);
 }
 

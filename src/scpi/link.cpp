@@ -177,6 +177,7 @@ void scpi_link_resetSettings(scpi_link* link) {
     link->listParser = nullptr;
     link->listError = 0;
     link->listIndex = 0;
+    link->lastHeader = {};
     link->storedPath.fill(0);
     link->storedPathPos = link->storedPath.data();
 }

@@ -24,6 +24,9 @@
 #include <cstdint>
 
 struct scpi_link;
+namespace scpi {
+struct Unit;
+}
 
 /// Whoever serves links or runs device functions holds it. Outermost lock.
 extern Mutex deviceAccessMutex;
@@ -56,6 +59,18 @@ enum LinkClient : uint32_t {
 
 inline constexpr int storedPathSize = 32;
 inline constexpr int linkAnswerMargin = 64; // a formatter may write that far beyond its room; it is never delivered
+
+/// The header that the link's last unit began with, from the root, and where it led: who polls asks the same again.
+struct scpi_lastHeader {
+    const void* tree = nullptr;  // whose walk it was; null when none is known
+    std::array<char, 48> text{}; // up to the parameters
+    uint8_t length = 0;          // of the text, with the NUL that ends a unit without parameters
+    uint8_t pathLength = 0;      // of `path`, its NUL included
+    int mode = 0;                // scpi::Mode
+    int32_t index = 0;           // of the unit
+    void (*handler)(scpi::Unit& unit) = nullptr;
+    std::array<char, storedPathSize> path{}; // what it leaves as the link's stored path
+};
 
 /// The program message that a pass has begun and not ended: it wants room for answers, sends a block, or waits.
 struct scpi_message {
@@ -106,6 +121,7 @@ struct scpi_link {
     /// Short node forms, each with ':' behind it.
     std::array<char, storedPathSize> storedPath GUARDED_BY(deviceAccessMutex);
     char* storedPathPos GUARDED_BY(deviceAccessMutex);
+    scpi_lastHeader lastHeader GUARDED_BY(deviceAccessMutex);
     uint32_t linkFlags GUARDED_BY(deviceAccessMutex); // bit 0: query echo
 
     Mutex bdInterruptMutex;
