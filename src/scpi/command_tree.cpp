@@ -200,7 +200,6 @@ private:
     void keep(Handler handler) {
         deviceAccessMutex.assertHeld();
         scpi_lastHeader& last = unit_.link->lastHeader;
-        const auto path = std::string_view(unit_.link->storedPath.data());
         auto length = static_cast<size_t>(unit_.cursor - start_);
         if (unit_.mode == modeSet && length > 0 && *unit_.cursor == 0)
             ++length;
@@ -208,9 +207,9 @@ private:
         if (start_ == nullptr || length > last.text.size())
             return;
         memcpy(last.text.data(), start_, length);
-        memcpy(last.path.data(), path.data(), path.size() + 1);
+        last.path = unit_.link->storedPath;
         last.length = static_cast<uint8_t>(length);
-        last.pathLength = static_cast<uint8_t>(path.size() + 1);
+        last.pathLength = static_cast<uint8_t>(strlen(last.path.data()));
         last.mode = unit_.mode;
         last.index = unit_.index;
         last.handler = handler;
@@ -255,13 +254,20 @@ private:
     int32_t index_ = noIndex;
 };
 
+/// Byte by byte: the end of the unit has just been written, and wide loads across it would wait for that.
+bool beginsWith(const char* text, const scpi_lastHeader& last) {
+    size_t same = 0;
+    while (same < last.length && text[same] == last.text[same])
+        ++same;
+    return same == last.length;
+}
+
 /// Runs the unit like the last one if it has the same header.
 bool runAgain(const CommandTree& tree, Unit& unit) {
     deviceAccessMutex.assertHeld();
     scpi_link* const link = unit.link;
     const scpi_lastHeader& last = link->lastHeader;
-    if (last.tree != tree.nodes.data() || *link->storedPathPos != 0 ||
-        strncmp(unit.cursor, last.text.data(), last.length) != 0)
+    if (last.tree != tree.nodes.data() || *link->storedPathPos != 0 || !beginsWith(unit.cursor, last))
         return false;
     unit.cursor += last.text[last.length - 1u] == 0 ? last.length - 1 : last.length;
     if (last.mode == modeSet)
@@ -269,8 +275,8 @@ bool runAgain(const CommandTree& tree, Unit& unit) {
             ++unit.cursor;
     unit.mode = last.mode;
     unit.index = last.index;
-    memcpy(link->storedPath.data(), last.path.data(), last.pathLength);
-    link->storedPathPos = link->storedPath.data() + last.pathLength - 1;
+    link->storedPath = last.path;
+    link->storedPathPos = link->storedPath.data() + last.pathLength;
     last.handler(unit);
     return true;
 }

@@ -65,7 +65,7 @@ struct scpi_lastHeader {
     const void* tree = nullptr;  // whose walk it was; null when none is known
     std::array<char, 48> text{}; // up to the parameters
     uint8_t length = 0;          // of the text, with the NUL that ends a unit without parameters
-    uint8_t pathLength = 0;      // of `path`, its NUL included
+    uint8_t pathLength = 0;      // of `path`
     int mode = 0;                // scpi::Mode
     int32_t index = 0;           // of the unit
     void (*handler)(scpi::Unit& unit) = nullptr;

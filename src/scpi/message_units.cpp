@@ -2,9 +2,9 @@
 #include "scpi/link.h"
 #include "scpi/parser.h"
 #include "scpi/program_message.h"
-#include "scpi/text/ascii.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -12,11 +12,13 @@ constexpr bool endsUnit(char c) {
     return c == '\n' || c == ';' || c == 0;
 }
 
-/// The first place from `i` on that may end a unit, `limit` at the latest.
+/// The first place from `i` on that may end a unit, `limit` at the latest. A newline stands at the end of a message
+/// only, and the scan has left no NUL before it.
 int passInside(const char* text, int i, int limit) {
-    while (i < limit && !scpi::ofChar<endsUnit>(text[i]))
-        ++i;
-    return i;
+    if (i >= limit)
+        return i;
+    const void* const end = memchr(text + i, ';', static_cast<size_t>(limit - i));
+    return end != nullptr ? static_cast<int>(static_cast<const char*>(end) - text) : limit;
 }
 
 constexpr int answerReserve = 2; // bytes of a unit's room kept for a newline and an end

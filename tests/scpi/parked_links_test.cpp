@@ -128,7 +128,10 @@ TEST_F(ParkedLink, IsSilentUntilTheWaitIsOverAndGoesOnBehindIt) {
     release(2);
     EXPECT_EQ(client.join(), handlerAnswer + ";1;" + handlerAnswer + "\n");
     EXPECT_EQ(commands(), (Texts{"over 1", "opc?()", "over 2", "opc(1)"}));
-    scpi_link_enableQueryEcho(&link_);
+    {
+        MutexLock access(deviceAccessMutex);
+        scpi_link_enableQueryEcho(&link_);
+    }
     EXPECT_EQ(askOn(&link_, "WAIT? 1,0\n"), "\n");
     tvcommEvent(&link_, linkEventTcpGone);
     EXPECT_EQ(askOn(&link_, "WAIT? 1,0\n"), "") << "the echo was the last client's";
