@@ -113,7 +113,8 @@ int setFrequency(TVPN_IS6G_channel* channel, tvfreq* frequency) {
 
 int is6g_setDds(TVPN_IS6G_channel* channel, const tvfreq& frequency) {
     AD9912* dds = &channel->dds;
-    if (const int current = AD9912_setFsc(dds, fullScale(frequency)); current == scpi::illegalParameterValue)
+    const int current = AD9912_setFsc(dds, fullScale(frequency));
+    if (current == scpi::illegalParameterValue)
         return current;
     channel->ddsFrequency = frequency;
     AD9912_presetDDSIn(dds, ddsClock);
@@ -122,7 +123,7 @@ int is6g_setDds(TVPN_IS6G_channel* channel, const tvfreq& frequency) {
     uint64_t word = AD9912_getFtwOnly(dds);
     if (channel->rounding)
         FTW_roundToPattern(&word, patternBits, pattern, 0);
-    const int sent = AD9912_applyFtwOnly(dds, word);
+    const int sent = chip_firstFailure({current, AD9912_applyFtwOnly(dds, word)});
     return TVCONT_ioupdate() < 0 ? scpi::executionError : sent;
 }
 
