@@ -2,9 +2,9 @@
 /// An analog board on the virtual bus: chip models where each revision has its chips. Every test ends with no frame
 /// refused.
 
-#include "base/tvdebug.h"
 #include "boards/tvpnx_alg.h"
 #include "drivers/tvspi.h"
+#include "tests/boards/debug_text.h"
 #include "virtual/bus/spi_bus.h"
 #include "virtual/chips/analog.h"
 #include "virtual/chips/sensors.h"
@@ -95,15 +95,6 @@ public:
     std::string wire;
     std::string initWire;
 };
-
-/// What `action` prints on the debug channel.
-template <class Action> std::string debugTextOf(Action action) {
-    testing::internal::CaptureStdout();
-    debugEnabled = true;
-    action();
-    debugEnabled = false;
-    return testing::internal::GetCapturedStdout();
-}
 
 /// Virtual microseconds that `action` takes without its transfers.
 template <class Action> double waited_us(AlgRig* rig, Action action) {
