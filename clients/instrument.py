@@ -7,7 +7,8 @@ from array import array
 
 import pyvisa
 
-DEFAULT_PORT = 18
+from clients.command_line import DEFAULT_PORT
+
 RETRY_S = 0.5  # for one who comes while the client before is leaving, or the instrument starting
 PAUSE_S = 0.02
 NO_ERROR = 0
@@ -19,6 +20,7 @@ class InstrumentError(Exception):
     def __init__(self, text, code=None):
         super().__init__(text)
         self.code = code  # SCPI error number, None for trouble on the line
+        self.hint = None  # at the likely cause, where somebody knows one
 
 
 def _timed_out(error):

@@ -8,18 +8,18 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 
 try:
-    from clients import measurement, options, outputs, report
+    from clients import failure, measurement, options, outputs, report
+    from clients.command_line import WRONG_USAGE
     from clients.dut_table import DutTable
     from clients.instrument import Instrument, InstrumentError
     from clients.progress import ProgressBar
-    from clients.run_info import RunInfo
     from clients.setup import SettingError
 except ModuleNotFoundError as missing:
     sys.exit(f"measure: this Python has no {missing.name}; tools/setup installs it for /usr/bin/python3")
 
-NOTHING_DONE = options.NOTHING_DONE
-FAILED_RUN = 2  # the instrument ran and reported an error
+FILE_AMISS = 1
 NOT_REACHED = 3  # no connection, or it was lost
+FAILED_RUN = 4  # the instrument ran and reported an error
 PIPE_CLOSED = 141  # as of a program that the signal of a closed pipe has ended
 MOST_SPURS = 20  # listed on the terminal; the CSV file has them all
 
@@ -35,12 +35,6 @@ def take_trace(instrument, setup, spots):
         return measurement.measure(instrument, setup, spots, bar, tell)
     except KeyboardInterrupt:
         instrument.write("ABOR")
-        raise
-    except InstrumentError as error:
-        bar.end()
-        if error.code is not None:
-            for line in report.run_lines(RunInfo.read(instrument)):
-                print(line)
         raise
     finally:
         bar.end()
@@ -77,25 +71,37 @@ def read_table(path):
     try:
         return DutTable.read(path)
     except OSError as error:
-        raise outputs.FileError(f"{path}: {error.strerror}") from error
+        raise options.OptionError(f"{path}: {error.strerror}") from error
     except ValueError as error:
-        raise outputs.FileError(f"{path}: {error}") from error
+        raise options.OptionError(f"{path}: {error}") from error
+
+
+def run(instrument, given):
+    """Returns the trace. A run that failed tells what it found."""
+    asked = options.setup_of(given)
+    try:
+        setup = measurement.configure(instrument, asked)
+        return take_trace(instrument, setup, options.spots_of(given, setup))
+    except InstrumentError as error:
+        if error.code is not None:
+            print(*failure.lines(instrument, error.code), sep="\n", flush=True)
+            error.hint = error.hint or failure.hint(instrument, asked, error.code)
+        raise
 
 
 def measure(given):
     table = read_table(given.dut) if given.dut else None
     outputs.check([given.csv, given.png, given.allan_csv, given.allan_png])
     with Instrument(*given.address) as instrument:
-        setup = measurement.configure(instrument, options.setup_of(given))
-        trace = take_trace(instrument, setup, options.spots_of(given, setup))
+        trace = run(instrument, given)
         files, trouble = trace_files(given, trace, table), None
         try:
             files += allan_files(given, trace, instrument)
         except InstrumentError as error:  # what there is gets its files, and is shown
             trouble = error
-    written, failure = outputs.write(files)
+    written, unwritten = outputs.write(files)
     print(*report.text_lines(trace, MOST_SPURS), *(f"wrote {path}" for path in written), sep="\n", flush=True)
-    for error in (trouble, failure):
+    for error in (trouble, unwritten):
         if error is not None:
             raise error
 
@@ -105,9 +111,9 @@ def give_up_output():
     os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
 
 
-def main(words=None):
-    """Returns the exit status. Whatever goes wrong takes one line."""
-    given = options.parse(words)
+def perform(given):
+    """Measures with these options. Returns the exit status. Whatever goes wrong takes one line, and its likely cause a
+    second one."""
     for stream in (sys.stdout, sys.stderr):
         stream.reconfigure(errors="replace")  # where there is no µ
     try:
@@ -115,22 +121,26 @@ def main(words=None):
         return 0
     except InstrumentError as error:
         reason, status = error, NOT_REACHED if error.code is None else FAILED_RUN
+        if error.hint:
+            reason = f"{error}\nmeasure: {error.hint}"
     except SettingError as error:
-        reason, status = options.explain(error), NOTHING_DONE
+        reason, status = options.explain(error), WRONG_USAGE
+    except options.OptionError as error:
+        reason, status = error, WRONG_USAGE
     except outputs.FileError as error:
-        reason, status = error, NOTHING_DONE
+        reason, status = error, FILE_AMISS
     except BrokenPipeError:
         give_up_output()
         return PIPE_CLOSED
     except OSError as error:
         give_up_output()
-        reason, status = f"standard output: {error.strerror}", NOTHING_DONE
+        reason, status = f"standard output: {error.strerror}", FILE_AMISS
     print(f"measure: {reason}", file=sys.stderr)
     return status
 
 
 if __name__ == "__main__":
     try:
-        sys.exit(main())
+        sys.exit(perform(options.parse()))
     except KeyboardInterrupt:
         sys.exit(130)

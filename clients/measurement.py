@@ -7,14 +7,14 @@ from collections.abc import Callable
 from dataclasses import replace
 from datetime import datetime, timezone
 
+from clients.failure import LOCK_FAILED
 from clients.instrument import NO_ERROR, Instrument, InstrumentError
 from clients.results import AllanDeviation, Integrals, Spot, Spur, Trace
 from clients.run_info import RunInfo
-from clients.setup import Setting, Setup
+from clients.setup import EXTERNAL, Setting, Setup
 from clients.text import engineering_hz
 
 TIMEOUT = -393416  # what a wait leaves in the error queue when the run has not ended in time
-LOCK_FAILED = -262344
 SEARCH_FAILED = -200
 SEARCH = "SENS:FREQ:EXEC"
 WIDER_LOOPS_HZ = (1000.0,)  # the widest that can be set, for oscillators that slip the automatic one
@@ -49,14 +49,16 @@ def configure(instrument: Instrument, setup: Setup) -> Setup:
     _send(instrument, "*RST")
     for command in setup.commands():
         _send(instrument, command)
-    in_force = setup.in_force(instrument.query)
     if setup.frequency_hz is None:
         try:
             _send(instrument, SEARCH)
         except InstrumentError as error:
             if error.code != SEARCH_FAILED:  # the run repeats the search, and says better what is amiss
                 raise
-    return in_force
+    if setup.reference == EXTERNAL:
+        for command in setup.external_commands():
+            _send(instrument, command)
+    return setup.in_force(instrument.query)
 
 
 def _wait(instrument: Instrument, what: str) -> bool:
@@ -220,7 +222,7 @@ def measure(
                 tell("the loops slip: the detectors carry far more than the trace shows")
                 return trace
             if no_filter:
-                raise InstrumentError(f"{failure}; no filter gives this loop, try a narrower one", failure.code)
+                failure.hint = "no filter gives this loop, try a narrower one"
             raise failure
         trouble = "the loops slip" if failure is None else "lock failed"
         loop = "the automatic loop" if setup.loop_hz is None else f"a loop of {engineering_hz(setup.loop_hz)}"

@@ -1,15 +1,13 @@
 """The options of measure.py."""
 
 import argparse
+from collections.abc import Callable
 from pathlib import Path
-from typing import NoReturn
 
-from clients.instrument import DEFAULT_PORT
+from clients.command_line import Parser, add_address, existing_file
 from clients.setup import SettingError, Setup
 from clients.text import engineering_hz, typed_number
 
-NOTHING_DONE = 1  # exit status: an option or a file is amiss
-HIGHEST_PORT = 65535
 DECADES_HZ = tuple(10.0**n for n in range(-2, 8))
 OF_SETTINGS = {
     "frequency_hz": "--frequency",
@@ -19,17 +17,15 @@ OF_SETTINGS = {
     "correlations": "--correlations",
     "points_per_decade": "--ppd",
     "loop_hz": "--loop",
+    "external_v": "--external-volts",
     "smoothing_percent": "--smoothing",
     "function_range_hz": "--range",
     "spots": "--spots",
 }
 
 
-class Parser(argparse.ArgumentParser):
-    """Says in one line what is wrong."""
-
-    def error(self, message: str) -> NoReturn:
-        self.exit(NOTHING_DONE, f"measure: {message}; --help tells the options\n")
+class OptionError(Exception):
+    """An option that is well written and cannot be, in one line."""
 
 
 def explain(error: SettingError) -> str:
@@ -55,81 +51,97 @@ def _percent(text: str) -> float:
     return _number(text.removesuffix("%"))
 
 
-def host_and_port(text: str) -> tuple[str, int]:
-    host, colon, port = text.rpartition(":")
-    if not colon:
-        return text, DEFAULT_PORT
-    if not host or not port.isdecimal() or not 0 < int(port) <= HIGHEST_PORT:
-        raise argparse.ArgumentTypeError(f"{text!r} is no HOST:PORT")
-    return host, int(port)
+def _option(group, name: str, metavar: str | None, reader: Callable, purpose: str, **rest) -> None:
+    group.add_argument(name, metavar=metavar, type=reader, help=purpose, **rest)
 
 
-def parse(words: list[str] | None = None) -> argparse.Namespace:
-    setup = Setup()
+def parse(
+    words: list[str] | None = None, prog: str = "measure.py", ready: dict[str, Path] | None = None
+) -> argparse.Namespace:
+    """The options of a measurement. `ready` is for a program that brings its own instrument: the address is not among
+    the options then, and FILE options have these defaults. Wrong ones end the program with WRONG_USAGE."""
+    setup, files = Setup(), ready or {}
     options = Parser(
+        prog=prog,
         description="Measures the phase noise of the device under test and shows the result: figures, CSV files and "
         "pictures.",
         epilog="HZ and N take k, M and G in either case: 1k, 10m, 2.4 GHz. What the instrument does not take is "
-        "refused before the run. Exit status: 0 done, 1 an option or a file is amiss, 2 the instrument reported an "
-        "error, 3 it was not reached.",
+        "refused before the run. Exit status: 0 done, 1 a file is amiss, 2 an option is, 3 the instrument was not "
+        "reached, 4 it reported an error.",
     )
-    options.add_argument(
-        "address", metavar="HOST[:PORT]", type=host_and_port, help=f"the instrument (port {DEFAULT_PORT} unless told)"
-    )
+    if ready is None:
+        add_address(options)
     group = options.add_argument_group("measurement")
-    group.add_argument("--frequency", metavar="HZ", type=_number, help="of the carrier (searched for)")
-    group.add_argument(
-        "--start", metavar="HZ", type=_number, default=setup.start_hz, help="lowest offset (%(default)g)"
-    )
-    group.add_argument(
-        "--stop", metavar="HZ", type=_number, default=setup.stop_hz, help=f"highest offset ({setup.stop_hz / 1e6:g}M)"
-    )
-    group.add_argument(
+    _option(group, "--frequency", "HZ", _number, "of the carrier (searched for)")
+    _option(group, "--start", "HZ", _number, "lowest offset (%(default)g)", default=setup.start_hz)
+    _option(group, "--stop", "HZ", _number, f"highest offset ({setup.stop_hz / 1e6:g}M)", default=setup.stop_hz)
+    _option(
+        group,
         "--correlations",
-        metavar="N",
-        type=_count,
+        "N",
+        _count,
+        "ten times as many take 5 dB off the instrument's own noise (%(default)s, which take the hardware a quarter of "
+        "an hour from 10 Hz on and 83 s from 100 Hz on)",
         default=setup.correlations,
-        help="more lower the instrument's own noise (%(default)s)",
     )
-    group.add_argument(
-        "--averages", metavar="N", type=_count, default=setup.averages, help="traces averaged in dB (%(default)s)"
-    )
-    group.add_argument("--ppd", metavar="N", type=_count, help="points per decade")
-    group.add_argument(
+    _option(group, "--averages", "N", _count, "traces averaged in dB (%(default)s)", default=setup.averages)
+    _option(group, "--ppd", "N", _count, "points per decade (the instrument's default)")
+    _option(
+        group,
         "--reference",
-        type=str.upper,
+        None,
+        str.upper,
+        "which internal references (the instrument's default), or external ones, whose sensitivities are measured "
+        "first",
         choices=("NORM", "LN", "HIGH", "EXT"),
-        help="which internal references, or external ones, as they stand after a reset: 5 V and no sensitivities set",
     )
-    group.add_argument(
+    beat_v, run_v = setup.external_v
+    _option(
+        group,
+        "--external-volts",
+        ("BEAT", "RUN"),
+        _number,
+        "of external references: where their sensitivities are measured, short of the carrier, and then for the run "
+        f"({beat_v:g} {run_v:g})",
+        nargs=2,
+    )
+    _option(
+        group,
         "--loop",
-        metavar="HZ",
-        type=_number,
-        help="bandwidth of the loops; wider ones hold noisier oscillators (automatic; if those do not lock, narrower "
-        "or wider ones are tried)",
+        "HZ",
+        _number,
+        "bandwidth of the loops; wider ones hold noisier oscillators (automatic; if those do not lock, narrower or "
+        "wider ones are tried). The design may have to raise it; the results say to what",
     )
-    group.add_argument(
-        "--smoothing", metavar="PERCENT", type=_percent, help="aperture as a share of the trace; 0 is off"
+    _option(
+        group,
+        "--smoothing",
+        "PERCENT",
+        _percent,
+        "aperture as a share of the trace; 0 is off (the instrument's default)",
     )
     group.add_argument(
         "--no-spurs", action="store_true", help="leave discrete lines in the noise instead of listing them"
     )
-    group.add_argument(
+    _option(
+        group,
         "--range",
-        metavar=("FROM", "TO"),
-        type=_number,
+        ("FROM", "TO"),
+        _number,
+        "offsets between which noise is integrated and the Allan deviation computed (the whole trace)",
         nargs=2,
-        help="offsets between which noise is integrated and the Allan deviation computed (the whole trace)",
     )
     group = options.add_argument_group("results")
-    for option, purpose in (
-        ("--csv", "write trace, spurs and figures as comma-separated values"),
-        ("--png", "draw trace and spurs, with the figures"),
-        ("--allan-csv", "write the Allan deviation as comma-separated values"),
-        ("--allan-png", "draw the Allan deviation"),
-        ("--dut", "draw this DUT file's true noise as a thin line"),
+    for name, purpose in (
+        ("csv", "write trace, spurs and figures as comma-separated values"),
+        ("png", "draw trace and spurs, with the figures"),
+        ("allan_csv", "write the Allan deviation as comma-separated values"),
+        ("allan_png", "draw the Allan deviation"),
+        ("dut", "draw this DUT file's true noise as a thin line"),
     ):
-        group.add_argument(option, metavar="FILE", type=Path, help=purpose)
+        reader, default = existing_file if name == "dut" else Path, files.get(name)
+        option = f"--{name.replace('_', '-')}"
+        _option(group, option, "FILE", reader, f"{purpose} ({default or 'not'})", default=default)
     group.add_argument("--spots", metavar="HZ", type=_number, nargs="+", help="offsets of the spot values (decades)")
     return options.parse_args(words)
 
@@ -147,6 +159,7 @@ def setup_of(options: argparse.Namespace) -> Setup:
         smoothing_percent=options.smoothing,
         list_spurs=not options.no_spurs,
         function_range_hz=tuple(options.range) if options.range else None,
+        external_v=tuple(options.external_volts) if options.external_volts else Setup.external_v,
     )
 
 

@@ -1,6 +1,7 @@
 """Files that results go to. One that cannot be written is noticed before a measurement, and one that stood there before
 stays as it was until the new one is whole."""
 
+import contextlib
 import os
 import stat
 import tempfile
@@ -28,6 +29,18 @@ def _is_special(path: Path) -> bool:
         return False
 
 
+@contextlib.contextmanager
+def _draft_of(target: Path):
+    """A file beside the target, gone at the end unless it has taken another name. An interruption at any moment stays
+    one: to find no draft any more is no failure."""
+    handle, name = tempfile.mkstemp(dir=target.parent, prefix=f".{target.name}.")
+    try:
+        with open(handle, "wb") as file:
+            yield file, name
+    finally:
+        Path(name).unlink(missing_ok=True)
+
+
 def check(paths: list[Path | None]) -> None:
     """Raises FileError for the first path that cannot be written. Leaves nothing behind."""
     given = [path for path in paths if path is not None]
@@ -38,13 +51,11 @@ def check(paths: list[Path | None]) -> None:
             if not os.access(path, os.W_OK):
                 raise FileError(f"{path}: no permission to write")
             continue
-        existed = path.exists()
         try:
-            with open(path, "ab"):
-                pass
-            if not existed:
-                path.unlink()
-            with tempfile.NamedTemporaryFile(dir=path.resolve().parent):
+            if path.exists():
+                with open(path, "ab"):
+                    pass
+            with _draft_of(path.resolve()):
                 pass  # the new file needs room beside the old one
         except OSError as error:
             raise FileError(_explain(path, error)) from error
@@ -56,15 +67,11 @@ def _replace(path: Path, content: bytes) -> None:
         return
     target = path.resolve()  # a link stays one
     mode = stat.S_IMODE(target.stat().st_mode) if target.exists() else 0o666 & ~_umask()
-    handle, name = tempfile.mkstemp(dir=target.parent, prefix=f".{target.name}.")
-    try:
-        with os.fdopen(handle, "wb") as file:
-            file.write(content)
-            os.fchmod(handle, mode)
+    with _draft_of(target) as (draft, name):
+        draft.write(content)
+        draft.flush()
+        os.fchmod(draft.fileno(), mode)
         os.replace(name, target)
-    except BaseException:
-        os.unlink(name)
-        raise
 
 
 def _umask() -> int:

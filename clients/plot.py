@@ -1,5 +1,5 @@
 """Draws a trace the way phase noise is read, offset in decades and dBc/Hz, and the Allan deviation, log over log. The
-figures stand in a panel beside the axes, where they hide nothing."""
+figures stand in a panel beside the axes."""
 
 import io
 import math
@@ -27,17 +27,20 @@ LEGEND = {"frameon": True, "framealpha": 1.0, "edgecolor": "#cccccc", "fontsize"
 SIZE_INCH = (13.0, 6.6)
 DPI = 120
 AXES = (0.066, 0.1, 0.69, 0.84)  # left, bottom, width, height as shares of the picture
-PANEL_X = 0.771
+PANEL_X = 0.771  # of the panel, and of the trace's legend below it, where both hide nothing
+LEGEND_Y = 0.04
 DIVISION_DB = 10.0  # of the level axis
 FEWEST_DIVISIONS = 5
 CLEAR_DB = 2.0  # between the trace and the lower end of the axis
 EMPTY_LEVEL = -150.0  # around which the axis lies when there is nothing to show
 TABLE_POINTS_PER_DECADE = 50
-MOST_SPOTS = 12  # in the panel
+MOST_SPOTS = 10  # in the panel
 MOST_LABELS = 12  # of the strongest spurs
 POINTS_OF_A_STEM = 100  # that labels keep clear of
 MINOR = range(2, 10)  # between decades
 ROOM_FOR_A_REMARK = 0.33  # of the axes' width
+BESIDE_SPURS = {"facecolor": "#f3dbe4", "edgecolor": "none", "alpha": 0.7, "zorder": 1.1}
+FEWEST_PIXELS = 3  # of a region's width
 SHADE = {"facecolor": "#f1ede6", "edgecolor": "none", "alpha": 0.8, "zorder": 1}
 
 
@@ -148,6 +151,33 @@ def _draw_spurs(axes, trace: Trace) -> None:
     labels.place(axes, texts, curves, fontsize=8, color=SPUR_COLOUR, linespacing=1.1, zorder=7)
 
 
+def _mark_spur_regions(axes, trace: Trace) -> None:
+    """Shades where taking spurs out has touched the noise, narrow regions wide enough to be seen."""
+    label = "beside spurs, may read high"
+    least = (trace.offsets_hz[-1] / trace.offsets_hz[0]) ** (FEWEST_PIXELS / 2 / (SIZE_INCH[0] * DPI * AXES[2]))
+    for left, right in trace.spur_regions_hz:
+        middle = math.sqrt(left * right)
+        axes.axvspan(min(left, middle / least), max(right, middle * least), label=label, **BESIDE_SPURS)
+        label = None
+
+
+def _draw_spots(axes, trace: Trace) -> None:
+    """Full where they are a mean of the points around, hollow at the ends of the trace, which have points on one side
+    only."""
+    style = {"linestyle": "", "marker": "o", "markersize": 5, "clip_on": False, "zorder": 5}
+    for is_mean, face, edge, label in (
+        (True, TRACE_COLOUR, "white", "spot, mean of 7 points"),
+        (False, "white", TRACE_COLOUR, "spot at an end, trace's value"),
+    ):
+        spots = [
+            (spot.offset_hz, spot.level_dbc_hz)
+            for spot in trace.spots
+            if spot.level_dbc_hz is not None and spot.is_mean == is_mean
+        ]
+        if spots:
+            axes.plot(*zip(*spots), markerfacecolor=face, markeredgecolor=edge, label=label, **style)
+
+
 def _png(figure) -> bytes:
     picture = io.BytesIO()
     figure.savefig(picture, format="png")
@@ -192,6 +222,7 @@ def draw_trace(trace: Trace, table: DutTable | None = None) -> bytes:
     axes.set_ylabel("Phase noise L(f), dBc/Hz" + ("; spurs, dBc" if trace.spurs else ""))
 
     _mark_large_angles(axes, trace)
+    _mark_spur_regions(axes, trace)
     if trace.spurs:
         raw = {"color": RAW_COLOUR, "linewidth": 1.0, "label": "before spurs were taken out"}
         axes.plot(trace.offsets_hz, trace.with_spurs_dbc_hz, zorder=2.2, **raw)
@@ -199,12 +230,10 @@ def draw_trace(trace: Trace, table: DutTable | None = None) -> bytes:
     if table is not None:
         line = _table_line(table, start, stop)
         axes.plot(*line, color=TABLE_COLOUR, linewidth=1.0, dashes=(5, 3), label="DUT, true noise", zorder=4)
-    spots = [(spot.offset_hz, spot.level_dbc_hz) for spot in trace.spots if spot.level_dbc_hz is not None]
-    if spots:
-        axes.plot(*zip(*spots), "o", color=TRACE_COLOUR, markersize=5, markeredgecolor="white", zorder=5, clip_on=False)
+    _draw_spots(axes, trace)
     if trace.spurs:
         _draw_spurs(axes, trace)
-    axes.legend(loc="lower left", **LEGEND).set_zorder(8)
+    figure.legend(loc="lower left", bbox_to_anchor=(PANEL_X, LEGEND_Y), borderaxespad=0, **LEGEND)
     return _png(figure)
 
 
@@ -260,11 +289,19 @@ def _allan_panel(allan: AllanDeviation, trace: Trace) -> str:
     return "\n".join(lines)
 
 
+def _waves(trace: Trace) -> str:
+    """Why the curve is not smooth: a line adds a wave, and where points are sparse the sum over them is coarse."""
+    if trace.spurs is None:
+        return "lines left in the noise: each makes a wave"
+    steps = "ripples of up to 10 % come from the trace's steps"
+    return f"spurs left out; {steps}" if trace.spurs else steps
+
+
 def draw_allan_deviation(allan: AllanDeviation, trace: Trace) -> bytes:
     """A PNG. Solid where the trace supports the averaging time, dashed and shaded beyond."""
     shortest, longest = allan.valid_s
     figure, axes = _picture(trace, f"Allan deviation at {carrier(trace.carrier_hz)}", _allan_panel(allan, trace))
-    axes.set_title("spurs left out" if trace.spurs else "", loc="right", fontsize=9, color=TEXT_COLOUR)
+    axes.set_title(_waves(trace), loc="right", fontsize=9, color=TEXT_COLOUR)
     axes.set_xscale("log")
     axes.set_yscale("log")
     axes.set_xlim(*_decades_around(allan.taus_s[0], max(allan.taus_s[-1], longest)))

@@ -1,11 +1,15 @@
 """The figures of a measurement as rows of text, for the terminal and for the pictures."""
 
+import math
+
 from clients.results import SMALL_ANGLE_RAD2, Integrals, Spot, Trace
 from clients.run_info import PHASES, RunInfo
+from clients.setup import TRUSTED_CORRELATIONS
 from clients.text import DASH, carrier, engineering, engineering_hz, level
 
 RESIDUAL_FM_STEP_HZ = 1e-4  # the instrument tells it no finer
 SPUR_OFFSET_DIGITS = 3  # the points of the trace stand a per cent or two apart
+LOOP_TOLERANCE = 0.05  # of its bandwidth, by which resistors in steps miss it
 NO_MEAN = "*"  # behind a spot value that is the trace's own
 NO_MEAN_NOTE = f"{NO_MEAN} the trace's own value"
 
@@ -30,14 +34,18 @@ def residual_fm_text(trace: Trace) -> str:
 
 
 def run_lines(run: RunInfo):
-    """How the instrument prepared, both channels one after the other."""
+    """How the instrument prepared, both channels one after the other, as far as it came."""
     a, b = run.channels
-    yield f"detector {a.detector_v_rad:.3f} and {b.detector_v_rad:.3f} V/rad, IF gain {run.gain_db:g} dB"
-    state = "locked" if run.locked else "not locked"
-    if min(a.bandwidth_hz, b.bandwidth_hz) > 0:  # designed
-        state += f", {a.bandwidth_hz:.1f} and {b.bandwidth_hz:.1f} Hz, damping {a.damping:.1f} and {b.damping:.1f}"
-    yield f"loops    {state}"
-    yield f"time     {', '.join(f'{name} {time:.1f}' for name, time in zip(PHASES, run.times_ms))} ms"
+    if max(a.detector_v_rad, b.detector_v_rad) > 0:
+        gain = f", IF gain {run.gain_db:g} dB" if run.gain_db >= 0 else ""
+        yield f"detector {a.detector_v_rad:.3f} and {b.detector_v_rad:.3f} V/rad{gain}"
+        state = "locked" if run.locked else "not locked"
+        if min(a.bandwidth_hz, b.bandwidth_hz) > 0:  # designed
+            state += f", {a.bandwidth_hz:.1f} and {b.bandwidth_hz:.1f} Hz, damping {a.damping:.1f} and {b.damping:.1f}"
+        yield f"loops    {state}"
+    times = [f"{name} {time:.1f}" for name, time in zip(PHASES, run.times_ms) if time > 0]
+    if times:
+        yield f"time     {', '.join(times)} ms"
 
 
 def spot_rows(spots: list[Spot], decimals: int = 2) -> list[tuple[str, str]]:
@@ -55,6 +63,19 @@ def small_angle_lines(trace: Trace) -> list[str]:
         "small-angle picture fails: L(f) is half the phase noise density, not the power",
         "in a sideband, and an integral in dBc is half the phase variance, not a power.",
     ]
+
+
+def doubt_lines(trace: Trace):
+    """What was not as asked for, or is too little to trust."""
+    setup, loop_hz = trace.setup, trace.run.channels[0].bandwidth_hz
+    if setup.loop_hz is not None and abs(loop_hz / setup.loop_hz - 1) > LOOP_TOLERANCE:
+        yield f"caution: the design has no loop of {engineering_hz(setup.loop_hz)} here and took {loop_hz:.1f} Hz"
+    few = setup.correlations
+    if few < TRUSTED_CORRELATIONS:
+        above_db = 5 * math.log10(TRUSTED_CORRELATIONS / few)
+        of_them = f"{few} correlation{'s' if few > 1 else ''}"
+        yield f"caution: with {of_them} the instrument's own noise stands {above_db:.0f} dB above"
+        yield f"that with {TRUSTED_CORRELATIONS}; levels that fall with --correlations {10 * few} are not the device's."
 
 
 def integral_rows(trace: Trace) -> list[tuple[str, ...]]:
@@ -80,6 +101,7 @@ def text_lines(trace: Trace, most_spurs: int):
     yield f"carrier  {carrier(trace.carrier_hz)}"
     yield f"level    {trace.power_dbm:.2f} dBm"
     yield from run_lines(trace.run)
+    yield from doubt_lines(trace)
     for offset, noise in spot_rows(trace.spots):
         yield f"{offset:>8} {noise:>16}".rstrip()
     if not all(spot.is_mean for spot in trace.spots):

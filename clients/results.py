@@ -14,6 +14,12 @@ from clients.text import carrier
 
 SMALL_ANGLE_RAD2 = 0.1  # of phase, up to which a sideband's share of the power is half the phase noise density
 
+HALF_WINDOW = 0.0175  # of the points of a trace, which the detector of spurs looks over to either side
+SKIRT_BINS = 4  # to either side of a strong line, beyond which its skirts are gone
+TOP_STAGE_HZ, TOP_BIN_HZ = 5e6, 245e3  # from there on; of the second board generation, the first has half
+HALF_A_MHZ, BIN_OF_HALF_A_MHZ = 0.5e6, 12.2e3  # and a tenth each decade below
+LOW_BINS_HZ = ((5.0, 0.10), (50.0, 0.49))  # below these offsets
+
 
 @dataclass(frozen=True)
 class Spur:
@@ -89,6 +95,24 @@ class Trace:
         return low if share == 0 else high if share == 1 else low + share * (high - low)
 
     @property
+    def spur_regions_hz(self) -> list[tuple[float, float]]:
+        """Where the noise is not as it was read, or may stand too high: around each spur the points that its removal
+        has changed, and the bins that its skirts reach."""
+        reach = math.ceil(HALF_WINDOW * len(self.offsets_hz))
+        regions: list[tuple[float, float]] = []
+        for spur in sorted(self.spurs or [], key=lambda spur: spur.offset_hz):
+            at = self.nearest_point(spur.offset_hz)
+            around = range(max(at - reach, 0), min(at + reach + 1, len(self.offsets_hz)))
+            changed = [i for i in around if self.noise_dbc_hz[i] != self.with_spurs_dbc_hz[i]] or [at]
+            skirt_hz = SKIRT_BINS * bin_hz(spur.offset_hz)
+            left = min(self.offsets_hz[changed[0]], spur.offset_hz - skirt_hz)
+            right = max(self.offsets_hz[changed[-1]], spur.offset_hz + skirt_hz)
+            if regions and left <= regions[-1][1]:
+                left, right = regions[-1][0], max(regions.pop()[1], right)
+            regions.append((max(left, self.offsets_hz[0]), min(right, self.offsets_hz[-1])))
+        return regions
+
+    @property
     def small_angle_from_hz(self) -> float | None:
         """The phase from this offset to the trace's upper end has SMALL_ANGLE_RAD2, so that the trace below it is half
         the phase noise density and no longer a sideband's share of the power. None: nowhere."""
@@ -122,6 +146,7 @@ class Trace:
                 f"{channel.damping:g}"
                 for name, channel in zip("ab", self.run.channels)
             },
+            "loop_hz": f"{self.run.channels[0].bandwidth_hz:g}",
             "if_gain_db": f"{self.run.gain_db:g}",
             "integrated_from_hz": f"{self.range_hz[0]:.9g}",
             "integrated_to_hz": f"{self.range_hz[1]:.9g}",
@@ -152,6 +177,16 @@ class Trace:
         right = bisect_left(self.offsets_hz, offset_hz)
         near = range(max(right - 1, 0), min(right + 1, len(self.offsets_hz)))
         return min(near, key=lambda i: abs(self.offsets_hz[i] - offset_hz))
+
+
+def bin_hz(offset_hz: float) -> float:
+    """Between the points of the spectrum that a trace reads at an offset; docs/spurs.md has the list."""
+    if offset_hz >= TOP_STAGE_HZ:
+        return TOP_BIN_HZ
+    for below_hz, width_hz in LOW_BINS_HZ:
+        if offset_hz < below_hz:
+            return width_hz
+    return BIN_OF_HALF_A_MHZ * 10.0 ** math.floor(math.log10(offset_hz / HALF_A_MHZ))
 
 
 @dataclass

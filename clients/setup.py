@@ -7,6 +7,11 @@ from dataclasses import dataclass, replace
 from clients.text import engineering_hz
 
 RESIDUAL_FM = "M"  # its letter in the test set, the one way to it
+TRUSTED_CORRELATIONS = 1000  # with fewer the instrument's own noise hides that of a good oscillator
+EXTERNAL = "EXT"
+EXTERNAL_MIN_V, EXTERNAL_MAX_V = 3.0, 20.0  # there is no query of these limits
+ROUGH_SENSITIVITY_HZ_V = 10e3  # of external references, from which on their beat is recorded in fine steps
+GAIN_FOR_THE_BEAT_DB = 12  # brings a beat above the 0.4 V from which on it counts
 
 
 class SettingError(ValueError):
@@ -50,9 +55,10 @@ class Setup:
     start_hz: float = 10.0
     stop_hz: float = 50e6
     averages: int = 1  # traces averaged in dB
-    correlations: int = 10  # cross-correlations of the lowest stage; more lower the instrument's own noise
+    correlations: int = TRUSTED_CORRELATIONS  # of the lowest stage; more lower the instrument's own noise
     points_per_decade: int | None = None
     reference: str | None = None  # NORM, LN (low noise), HIGH, EXT
+    external_v: tuple[float, float] = (5.0, 12.0)  # of external references: to measure their sensitivities, and to run
     loop_hz: float | None = None  # bandwidth of the loops that hold the sources on the carrier; None: automatic
     smoothing_percent: float | None = None  # share of the trace that one point is averaged over; 0 switches it off
     list_spurs: bool = True  # take discrete lines out of the noise and list them
@@ -69,7 +75,7 @@ class Setup:
     def commands(self) -> Iterator[str]:
         """To an instrument that has just been reset."""
         yield "SENS:MODE PN"
-        if self.reference is not None:
+        if self.reference not in (None, EXTERNAL):
             yield f"SENS:PN:REF {self.reference}"
         for setting in SETTINGS:
             value = getattr(self, setting.name)
@@ -85,8 +91,24 @@ class Setup:
         if self.frequency_hz is not None:
             yield "SENS:FREQ:AUTO OFF"
 
+    def external_commands(self) -> Iterator[str]:
+        """For external references, once the internal ones have set the input path for the carrier: measures the
+        sensitivities from their beat with it, then lets the loops reach their middle."""
+        beat_v, _ = self.external_v
+        yield f"SENS:PN:REF {EXTERNAL}"
+        yield from (f"SENS:PN:REF{n}:VOLT {beat_v!r}" for n in (1, 2))
+        yield from (f"SENS:PN:REF{n}:SENS {ROUGH_SENSITIVITY_HZ_V!r}" for n in (1, 2))
+        yield f"SENS:PN:IFG {GAIN_FOR_THE_BEAT_DB}"
+        yield "SENS:PN:REF1:SENS:EXEC"
+        yield from (f"SENS:PN:REF{n}:VOLT {self.external_v[1]!r}" for n in (1, 2))
+        yield "SENS:PN:IFG:AUTO ON"
+
     def check(self, limits: Callable[[Setting], tuple[float, float]]) -> None:
         """Raises SettingError for the first setting outside of its limits, and for offsets that hold nothing."""
+        for volts in self.external_v:
+            if not EXTERNAL_MIN_V <= volts <= EXTERNAL_MAX_V:
+                span = f"{EXTERNAL_MIN_V:g} to {EXTERNAL_MAX_V:g} V"
+                raise SettingError("external_v", f"{volts:g} V is outside of {span}")
         for setting in SETTINGS:
             value = getattr(self, setting.name)
             if value is None or value == setting.off:
@@ -115,7 +137,7 @@ class Setup:
         if not int(query("SENS:PN:SMO:STAT?")):
             values["smoothing_percent"] = 0.0
         external = query("SOUR:ROSC:SOUR?").startswith("EXT")
-        values["reference"] = "EXT" if external else INTERNAL_REFERENCES.get(int(query("SENS:ROSC:INT?")))
+        values["reference"] = EXTERNAL if external else INTERNAL_REFERENCES.get(int(query("SENS:ROSC:INT?")))
         return replace(self, **values, list_spurs=bool(int(query("SENS:PN:SPUR:OMIS?"))))
 
     def description(self) -> dict[str, str]:
@@ -123,6 +145,10 @@ class Setup:
         default = "instrument's default"
         numbers = {setting.name: getattr(self, setting.name) for setting in SETTINGS if setting.name != "frequency_hz"}
         words = {name: default if value is None else f"{value:.9g}" for name, value in numbers.items()}
-        if self.loop_hz is None:
-            words["loop_hz"] = "automatic"
-        return {**words, "reference": self.reference or default}
+        loop_hz = words.pop("loop_hz")
+        return {
+            "carrier_is": "searched for" if self.frequency_hz is None else "given",
+            **words,
+            "reference": self.reference or default,
+            "loop_setting_hz": "automatic" if self.loop_hz is None else loop_hz,
+        }

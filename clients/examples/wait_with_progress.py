@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Watches a long run without blocking the instrument: wait_with_progress.py [HOST [PORT]]"""
+"""Watches a long run without blocking the instrument."""
 
 import sys
 from pathlib import Path
@@ -7,11 +7,11 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent.parent))
 
 from clients import measurement
+from clients.command_line import host_of_example
 from clients.instrument import Instrument, InstrumentError
 
-host = sys.argv[1] if len(sys.argv) > 1 else "127.0.0.1"
-port = int(sys.argv[2]) if len(sys.argv) > 2 else 18
-wanted = measurement.Setup(start_hz=1.0, stop_hz=10e6, averages=4, correlations=20)
+host, port = host_of_example(__doc__)
+wanted = measurement.Setup(start_hz=100.0, stop_hz=10e6, averages=4)
 
 
 def show(averages, correlations):
@@ -24,6 +24,6 @@ try:
         measurement.run(analyzer, progress=show)
         trace = measurement.fetch(analyzer, setup, spot_offsets_hz=[1e3, 1e4, 1e5])
 except InstrumentError as error:
-    sys.exit(f"the run failed: {error}")
+    sys.exit(f"wait_with_progress: {error}")
 for spot in trace.spots:
     print(f"{spot.offset_hz:10.0f} Hz {spot.level_dbc_hz:8.2f} dBc/Hz")

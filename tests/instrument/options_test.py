@@ -9,6 +9,7 @@ import unittest
 from datetime import datetime
 from pathlib import Path
 from tempfile import TemporaryDirectory
+from unittest import mock
 
 from clients import options, outputs, progress, report
 from clients.results import Spur, Trace
@@ -17,6 +18,7 @@ from clients.setup import SettingError, Setup
 from clients.text import carrier, typed_number
 
 MEASURE = [sys.executable, "-B", str(Path(__file__).parents[2] / "clients/measure.py")]
+EXAMPLES = Path(__file__).parents[2] / "clients/examples"
 LIMITS = {
     "frequency_hz": (1e6, 29.5e9),
     "start_hz": (0.01, 50e6),
@@ -88,24 +90,45 @@ class Options(unittest.TestCase):
         off = {**answers, "SENS:PN:SMO:STAT?": "0", "SENS:PN:LOB:AUTO?": "0", "SOUR:ROSC:SOUR?": "EXT"}
         told = asked.in_force(off.get)
         self.assertEqual((told.smoothing_percent, told.loop_hz, told.reference), (0.0, 1.0, "EXT"))
+        self.assertEqual(told.description()["loop_setting_hz"], "1")
+
+    def test_an_address_is_one_word_or_two(self):
+        for words, place in (
+            ("host", ("host", 18)),
+            ("host:2018", ("host", 2018)),
+            ("host 2018 --start 1", ("host", 2018)),
+        ):
+            self.assertEqual(options.parse(words.split()).address, place)
 
     def test_each_trouble_before_a_measurement_takes_one_line(self):
         with TemporaryDirectory() as directory:
             (Path(directory) / "bad.toml").write_text("noise = 3\n")
-            for words, told in (
-                (["--start", "1q"], "argument --start: '1q' is no number"),
-                (["--dut", "bad.toml"], "bad.toml: it has no table"),
-                (["--dut", "absent.toml"], "absent.toml: No such file or directory"),
-                (["--csv", "absent/trace.csv"], "absent/trace.csv: No such file or directory"),
-                (["--csv", "a.csv", "--png", "a.csv"], "a.csv is named for two results"),
-                (["--csv", "a.csv"], "no connection to 127.0.0.1:1: Connection refused"),
+            for words, status, told in (
+                (["--foo"], 2, "unrecognized arguments: --foo"),
+                (["--start", "1q"], 2, "argument --start: '1q' is no number"),
+                (["--dut", "bad.toml"], 2, "bad.toml: it has no table"),
+                (["--dut", "absent.toml"], 2, "argument --dut: there is no file absent.toml"),
+                (["--csv", "absent/trace.csv"], 1, "absent/trace.csv: No such file or directory"),
+                (["--csv", "a.csv", "--png", "a.csv"], 1, "a.csv is named for two results"),
+                (["--csv", "a.csv"], 3, "no connection to 127.0.0.1:1: Connection refused"),
             ):
                 started = time.monotonic()
                 done = subprocess.run([*MEASURE, "127.0.0.1:1", *words], cwd=directory, capture_output=True, text=True)
                 self.assertRegex(done.stderr, rf"^measure: {told}[^\n]*\n$")
-                self.assertEqual((done.returncode, done.stdout), (3 if "connection" in told else 1, ""))
+                self.assertEqual((done.returncode, done.stdout), (status, ""))
                 self.assertLess(time.monotonic() - started, 5)
             self.assertEqual(os.listdir(directory), ["bad.toml"])
+
+    def test_examples_explain_themselves_and_fail_in_a_line(self):
+        for example in sorted(EXAMPLES.glob("*.py")):
+            for words, status, told in (
+                (["--help"], 0, ""),
+                (["127.0.0.1", "99999"], 2, f"{example.stem}: '99999' is no port[^\n]*\n"),
+                (["127.0.0.1:1"], 1, f"{example.stem}: [^\n]*refused[^\n]*\n"),
+            ):
+                done = subprocess.run([sys.executable, "-B", example, *words], capture_output=True, text=True)
+                self.assertRegex(done.stderr, f"^{told}$")
+                self.assertEqual(done.returncode, status)
 
 
 class Outputs(unittest.TestCase):
@@ -124,6 +147,19 @@ class Outputs(unittest.TestCase):
             self.assertEqual(sorted(os.listdir(directory)), ["big", "small"])
         _, failure = outputs.write([(Path("/dev/full"), lambda: b"new")])
         self.assertEqual(str(failure), "/dev/full: No space left on device")
+
+
+    def test_an_interruption_at_the_last_moment_stays_one(self):
+        with TemporaryDirectory() as directory:
+            path, replace = Path(directory) / "table", os.replace
+
+            def interrupted(*names):
+                replace(*names)
+                raise KeyboardInterrupt
+
+            with mock.patch("os.replace", interrupted), self.assertRaises(KeyboardInterrupt):
+                outputs.write([(path, lambda: b"new")])
+            self.assertEqual((os.listdir(directory), path.read_bytes()), (["table"], b"new"))
 
 
 class Progress(unittest.TestCase):
@@ -169,6 +205,22 @@ class Figures(unittest.TestCase):
                 self.assertAlmostEqual(trace.small_angle_from_hz / limit_hz, 1.0, delta=0.01)
                 self.assertIn(f"caution: the phase above {limit_hz / 1e6:.2f} MHz alone has 0.1 rad²", told)
                 self.assertRegex(head, r"# small_angle_fails_below_hz: \d+\n")
+
+    def test_the_loop_that_there_was_is_told_beside_the_one_that_was_asked_for(self):
+        trace = self.trace(-100.0)
+        trace.setup.loop_hz, trace.setup.correlations = 7.0, 10
+        told, head = "\n".join(report.text_lines(trace, 20)), trace.csv_table().decode()
+        self.assertIn("no loop of 7 Hz here and took 200.0 Hz", told)
+        self.assertIn("with 10 correlations the instrument's own noise stands 10 dB above", told)
+        self.assertIn("# loop_setting_hz: 7\n", head)
+        self.assertIn("# loop_hz: 200\n", head)
+
+    def test_what_the_removal_of_a_spur_has_touched_is_marked(self):
+        trace = self.trace(-100.0, spurs=[Spur(2.001e6, -60.0), Spur(7.001e6, -60.0)])
+        trace.noise_dbc_hz = list(trace.with_spurs_dbc_hz)
+        for at in (195, 200, 212, 230):  # the last is beyond the detector's reach, 18 points of 1001
+            trace.noise_dbc_hz[at] += 3.0
+        self.assertEqual(trace.spur_regions_hz, [(1.951e6, 2.121e6), (7.001e6 - 980e3, 7.001e6 + 980e3)])
 
     def test_a_carrier_looks_the_same_everywhere(self):
         for hz, text in (

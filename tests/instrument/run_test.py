@@ -68,26 +68,27 @@ class Run(ProcessTest):
         self.assertEqual(done.returncode, 0, done.stderr)
         self.assertRegex(done.stderr, rf"^(lock failed|the loops slip){WIDER}$")
         self.assertRegex(done.stdout, r"loops    locked, 1000\.\d and 1000\.\d Hz")
-        self.assertEqual(self.table("trace.csv")[0]["loop_hz"], "1000")
+        head, _ = self.table("trace.csv")
+        self.assertEqual((head["loop_setting_hz"], round(float(head["loop_hz"]))), ("1000", 1000))
 
     def test_a_device_whose_automatic_loop_has_no_filter_is_measured_with_a_narrower_one(self):
-        words = ["--dut", str(PROJECT / "virtual/duts/ocxo-10mhz.toml"), "--", "--reference", "ln"]
+        words = ["--dut", str(PROJECT / "virtual/duts/ocxo-10mhz.toml"), "--", "--reference", "ln", "--start", "1"]
         done = self.run_to_end(*words)
         self.assertEqual(done.returncode, 0, done.stderr)
         way = "lock failed with the automatic loop, no filter gives it, trying a narrower one of 50 Hz\n"
         self.assertEqual(done.stderr, way)
         self.assertRegex(done.stdout, r"\n +1 Hz +-12[23]\.\d\d dBc/Hz\*\n")
         head, _ = self.table("trace.csv")
-        self.assertEqual((head["loop_hz"], head["reference"], head["smoothing_percent"]), ("50", "LN", "0.1"))
+        self.assertEqual((head["loop_setting_hz"], head["reference"], head["smoothing_percent"]), ("50", "LN", "0.1"))
         done = self.run_to_end(*words, "--loop", "300")
-        self.assertRegex(done.stderr, r"^measure: -262344,.*; no filter gives this loop, try a narrower one\n$")
+        self.assertRegex(done.stderr, r"^measure: -262344,[^\n]*\nmeasure: no filter gives this loop, try a narrower one\n$")
 
     def test_what_the_instrument_or_the_disk_does_not_take_is_said_in_one_line(self):
         rig = self.rig()
         measure = [sys.executable, "-B", str(PROJECT / "clients/measure.py"), f"{HOST}:{rig.port}", "--start", "1k"]
         for words, status, told in (
-            (["--correlations", "0"], 1, "measure: --correlations: 0 is outside of 1 to 10000"),
-            (["--start", "-5"], 1, "measure: --start: -5 Hz is outside of 0.01 Hz to 50 MHz"),
+            (["--correlations", "0"], 2, "measure: --correlations: 0 is outside of 1 to 10000"),
+            (["--start", "-5"], 2, "measure: --start: -5 Hz is outside of 0.01 Hz to 50 MHz"),
             (["--csv", "/dev/full"], 1, "measure: /dev/full: No space left on device"),
             (["--allan-csv", "allan.csv"], 1, "measure: standard output: No space left on device"),
         ):
@@ -114,7 +115,7 @@ class Run(ProcessTest):
         (self.directory / "stiff.toml").write_text(DUT.format(frequency="100.0012e6") + "[faults]\nunlockable = true\n")
         for options, tries in (([], 1), (["--loop", "500"], 0)):
             done = self.run_to_end("--dut", "stiff.toml", *SHORT, *options)
-            self.assertEqual(done.returncode, 2)
+            self.assertEqual(done.returncode, 4)
             said = done.stderr.count(f"lock failed{WIDER}")
             self.assertEqual(said, tries, done.stderr)
             self.assertIn('-262344,"Execution error;Lock failed"', done.stderr)
@@ -136,6 +137,32 @@ class Run(ProcessTest):
         self.assertAlmostEqual(float(head["integrated_noise_with_spurs_dbc"]), 10 * math.log10(both), delta=0.3)
         self.assertAlmostEqual(float(head["rms_phase_rad"]) / math.sqrt(2 * noise), 1.0, delta=0.005)
         self.assertAlmostEqual(float(head["residual_fm_hz"]) / fm_hz, 1.0, delta=0.005)
+
+    def test_external_references_are_measured_and_used(self):
+        words = ["--dut", str(PROJECT / "virtual/duts/external-references-100mhz.toml"), *SHORT, "--reference", "ext"]
+        done = self.run_to_end(*words)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertEqual(self.table("trace.csv")[0]["reference"], "EXT")
+
+    def test_what_a_serial_number_names_is_told_and_what_it_does_not_is_warned_of(self):
+        done = self.run_to_end("--serial", "123", *SHORT)
+        self.assertEqual(done.returncode, 4)
+        warning = r"^unit 123: no board that is known\nwarning: [^\n]* no analog boards, [^\n]*\nmeasure: "
+        self.assertRegex(done.stderr, warning)
+        self.assertIn("docs/serial-numbers.md", done.stderr)
+
+    def test_a_wrong_option_is_told_in_a_line_with_one_status(self):
+        for words, told in (
+            (["--foo"], "run: unrecognized arguments: --foo"),
+            (["--start", "1"], r"run: .*\(options of the measurement follow --, as in \./run -- --start 1\)"),
+            (["--", "--foo"], "run --: unrecognized arguments: --foo"),
+            (["--dut", "."], "run: argument --dut: . is a directory"),
+            (["--port", "99999"], "run: argument --port: '99999' is no port"),
+            (["--seed", "x"], "run: argument --seed: 'x' is no seed"),
+        ):
+            done = self.run_to_end(*words)
+            self.assertEqual(done.returncode, 2)
+            self.assertRegex(done.stderr, rf"^{told}[^\n]*\n$")
 
     def test_a_seed_gives_the_same_trace_every_time(self):
         setup = measurement.Setup(start_hz=1e3, correlations=2)
@@ -230,8 +257,13 @@ class Run(ProcessTest):
     def test_a_failed_run_is_reported_with_the_instruments_own_words(self):
         (self.directory / "none.toml").write_text(DUT.format(frequency="100e6") + "[faults]\nno_signal = true\n")
         done = self.run_to_end("--dut", "none.toml", *SHORT)
-        self.assertEqual(done.returncode, 2)
-        self.assertIn('-131272,"Execution error;No signal detected"', done.stderr)
+        self.assertEqual(done.returncode, 4)
+        self.assertRegex(
+            done.stderr,
+            r"""^measure: -131272,"Execution error;No signal detected"
+measure: no carrier was found: .* above -25 dBm and between 1 MHz and 29\.5 GHz\? docs/limits\.md\n$""",
+        )
+        self.assertNotIn("detector", done.stdout)  # it did not come so far
         self.assertFalse((self.directory / "trace.csv").exists())
 
     def test_a_restart_command_restarts_the_unit_with_its_file_tree(self):

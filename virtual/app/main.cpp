@@ -4,6 +4,7 @@
 #include "core/numbers.h"
 #include "firmware/startup.h"
 #include "virtual/app/idle_watch.h"
+#include "virtual/app/serial_number.h"
 #include "virtual/platform/clock.h"
 #include "virtual/stand_in/slot_adapter.h"
 #include "virtual/unit/unit.h"
@@ -39,6 +40,7 @@ constexpr const char* usage =
     "  --dut FILE    the device under test; re-read when the file changes\n"
     "  --dut-name T  what messages call that file; default: its path\n"
     "  --serial SN   gives the unit this serial number first; it decides the boards\n"
+    "  --tell-boards says on standard error which boards the serial number names\n"
     "  --seed N      seed of all noise; default 1: the same run gives the same trace\n"
     "  --realtime    captures and waits take the time that the hardware takes; default: waits cost nothing\n"
     "  --port N      where TCP listens; default 18, or 2018 where 18 may not be bound or is taken\n"
@@ -52,6 +54,7 @@ struct Options {
     uint64_t seed = 1;
     in_addr address{htonl(INADDR_LOOPBACK)};
     int port = 0; // 0: the instrument's own
+    bool tellsBoards = false;
     bool realTime = false;
     bool verbose = false;
 };
@@ -89,11 +92,17 @@ std::string serialNumberOf(std::string text) {
 
 Options parse(int argc, char** argv) {
     const option known[] = {
-        {"dut", required_argument, nullptr, 'd'},    {"dut-name", required_argument, nullptr, 't'},
-        {"serial", required_argument, nullptr, 's'}, {"seed", required_argument, nullptr, 'n'},
-        {"port", required_argument, nullptr, 'p'},   {"listen", required_argument, nullptr, 'l'},
-        {"realtime", no_argument, nullptr, 'r'},     {"verbose", no_argument, nullptr, 'v'},
-        {"help", no_argument, nullptr, 'h'},         {nullptr, 0, nullptr, 0},
+        {"dut", required_argument, nullptr, 'd'},
+        {"dut-name", required_argument, nullptr, 't'},
+        {"serial", required_argument, nullptr, 's'},
+        {"seed", required_argument, nullptr, 'n'},
+        {"port", required_argument, nullptr, 'p'},
+        {"listen", required_argument, nullptr, 'l'},
+        {"tell-boards", no_argument, nullptr, 'b'},
+        {"realtime", no_argument, nullptr, 'r'},
+        {"verbose", no_argument, nullptr, 'v'},
+        {"help", no_argument, nullptr, 'h'},
+        {nullptr, 0, nullptr, 0},
     };
     Options options;
     for (int letter; (letter = getopt_long(argc, argv, "", known, nullptr)) != -1;)
@@ -104,6 +113,7 @@ Options parse(int argc, char** argv) {
         case 'n': options.seed = numberOf(optarg, 0, UINT64_MAX, "a seed"); break;
         case 'p': options.port = static_cast<int>(numberOf(optarg, 1, UINT16_MAX, "a port")); break;
         case 'l': options.address = addressOf(optarg); break;
+        case 'b': options.tellsBoards = true; break;
         case 'r': options.realTime = true; break;
         case 'v': options.verbose = true; break;
         case 'h': fputs(usage, stdout); exit(0);
@@ -187,6 +197,8 @@ int main(int argc, char** argv) {
     firmware_place = freePlace(options);
 
     const std::string serialNumber = settleSerialNumber(options.serialNumber);
+    if (options.tellsBoards)
+        fprintf(stderr, "unit %s: %s\n", serialNumber.c_str(), vi::serialNumber_describe(serialNumber).c_str());
     if (options.realTime)
         vi::clock_setMode(vi::TimeMode::realTime);
     else if (vi::idleWatch_start() != 0)

@@ -119,6 +119,7 @@ class Rig:
         seed=None,
         port=None,
         listen=HOST,
+        tell_boards=False,
         realtime=False,
         verbose=False,
         program=PROGRAM,
@@ -134,6 +135,7 @@ class Rig:
         self.words = [str(program), "--dut", f"./{self.dut.name}", "--dut-name", str(dut or DEFAULT_DUT)]
         self.words += ["--listen", listen, *(["--port", str(port)] if port else [])]
         self.words += ["--seed", str(seed)] if seed is not None else []
+        self.words += ["--tell-boards"] if tell_boards else []
         self.words += ["--realtime"] if realtime else []
         self.words += ["--verbose"] if verbose else []
         self.process = None

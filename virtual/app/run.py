@@ -1,7 +1,5 @@
 """The program behind ./run: starts the virtual instrument and measures the device under test, or serves clients."""
 
-import argparse
-import ipaddress
 import os
 import signal
 import sys
@@ -10,63 +8,67 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent.parent))
 
+from clients import options as client_options
+from clients.command_line import Parser, existing_file, ip_address, port_number, whole_number
 from virtual.app.rig import DEFAULT_DUT, HOST, Rig, RigError
 
-
-def port_number(text):
-    number = int(text)
-    if not 1 <= number <= 65535:
-        raise ValueError
-    return number
+LARGEST_SEED = 2**64 - 1
 
 
-def address(text):
-    return str(ipaddress.IPv4Address(text))
+class RunParser(Parser):
+    """Knows where options of the measurement belong."""
+
+    def error(self, message):
+        if message.startswith("unrecognized arguments: "):
+            words = message.partition(": ")[2]
+            message += f" (options of the measurement follow --, as in ./run -- {words})"
+        super().error(message)
 
 
-def arguments():
-    parser = argparse.ArgumentParser(
+def measurement_options(words, dut):
+    results = {"csv": "trace.csv", "png": "trace.png", "allan_csv": "allan.csv", "allan_png": "allan.png"}
+    ready = {name: Path(path) for name, path in results.items()}
+    return client_options.parse(words, prog="./run --", ready={**ready, "dut": Path(dut)})
+
+
+def arguments(words):
+    """What ./run and the measurement are told; what follows the first -- is the measurement's."""
+    own, *rest = [words[: words.index("--")], words[words.index("--") + 1 :]] if "--" in words else [words]
+    parser = RunParser(
         prog="./run",
+        usage="./run [OPTION ...] [-- OPTION OF THE MEASUREMENT ...]",
         description="Runs the analyzer's firmware on virtual hardware. Without --serve it measures the device under "
         "test, prints the figures and spurs, writes trace.csv, trace.png, allan.csv and allan.png in the current "
         "directory, and stops.",
-        epilog="In the figures run, options of the measurement may follow --, for instance "
-        "./run -- --start 1 --correlations 10; clients/measure.py --help lists them.",
+        epilog="Options of the measurement follow --, for instance ./run -- --start 1 --correlations 100; "
+        "./run -- --help lists them.",
     )
     parser.add_argument("--serve", action="store_true", help="stay up for clients until Ctrl-C")
-    parser.add_argument(
-        "--dut",
-        metavar="FILE",
-        default=str(DEFAULT_DUT),
-        help="the device under test (TOML); re-read when the file changes",
-    )
-    parser.add_argument("--serial", metavar="SN", help="the unit's serial number, which decides its boards")
-    parser.add_argument(
-        "--state", metavar="DIR", help="where the unit keeps its file tree between runs (default: a fresh one)"
-    )
-    parser.add_argument("--seed", metavar="N", type=int, default=1, help="seed of all noise (default: 1)")
+    for name, metavar, reader, default, purpose in (
+        ("--dut", "FILE", existing_file, DEFAULT_DUT, "the device under test (TOML); re-read when the file changes"),
+        ("--serial", "SN", str, None, "the unit's serial number, which decides its boards (docs/serial-numbers.md)"),
+        ("--state", "DIR", str, None, "where the unit keeps its file tree between runs (default: a fresh one)"),
+        ("--seed", "N", whole_number("seed", 0, LARGEST_SEED), 1, "seed of all noise (default: 1)"),
+        ("--port", "N", port_number, None, "where TCP listens (default: 18, or 2018 where that is not to be had)"),
+        (
+            "--listen",
+            "ADDRESS",
+            ip_address,
+            HOST,
+            f"where clients find it; 0.0.0.0 opens it to every network of this machine (default: {HOST})",
+        ),
+    ):
+        parser.add_argument(name, metavar=metavar, type=reader, default=default, help=purpose)
     parser.add_argument(
         "--realtime",
         action="store_true",
         help="captures and waits take the hardware's time (default: waits cost nothing)",
     )
-    parser.add_argument(
-        "--port", metavar="N", type=port_number, help="where TCP listens (default: 18, or 2018 where that is not to be had)"
-    )
-    parser.add_argument(
-        "--listen",
-        metavar="ADDRESS",
-        type=address,
-        default=HOST,
-        help=f"where clients find it; 0.0.0.0 opens it to every network of this machine (default: {HOST})",
-    )
     parser.add_argument("--verbose", action="store_true", help="show the firmware's own debug channel")
-    parser.add_argument("measurement", nargs="*", metavar="OPTION", help="options for the measurement")
-    options = parser.parse_args()
-    if not Path(options.dut).is_file():
-        parser.error(f"there is no file {options.dut}")
-    if options.serve and options.measurement:
+    options = parser.parse_args(own)
+    if options.serve and rest:
         parser.error("options of the measurement do not go with --serve")
+    options.measurement = None if options.serve else measurement_options(rest[0] if rest else [], options.dut)
     return options
 
 
@@ -85,15 +87,12 @@ def serve(rig):
 def measure(rig, options):
     from clients import measure as client
 
-    words = [f"{rig.host}:{rig.port}", "--dut", options.dut, "--csv", "trace.csv", "--png", "trace.png"]
-    words += ["--allan-csv", "allan.csv", "--allan-png", "allan.png"]
-    if not options.realtime:
-        words += ["--start", "1", "--correlations", "1000"]  # three hours on the hardware, free of charge here
-    return client.main([*words, *options.measurement])
+    options.measurement.address = (rig.host, rig.port)
+    return client.perform(options.measurement)
 
 
 def main():
-    options = arguments()
+    options = arguments(sys.argv[1:])
     # Both ways to be ended take the same orderly path; a shell's background job starts with SIGINT ignored.
     for number in (signal.SIGTERM, signal.SIGINT):
         signal.signal(number, signal.default_int_handler)
@@ -101,6 +100,7 @@ def main():
         dut=options.dut,
         state=options.state,
         serial=options.serial,
+        tell_boards=options.serial is not None,
         seed=options.seed,
         port=options.port,
         listen=options.listen,
