@@ -1,6 +1,5 @@
 """The program behind ./run: starts the virtual instrument and measures the device under test, or serves clients."""
 
-import os
 import signal
 import sys
 from pathlib import Path
@@ -13,6 +12,7 @@ from clients.command_line import Parser, existing_file, ip_address, port_number,
 from virtual.app.rig import DEFAULT_DUT, HOST, Rig, RigError
 
 LARGEST_SEED = 2**64 - 1
+ENDED_BY = {signal.SIGTERM, signal.SIGINT}
 
 
 class RunParser(Parser):
@@ -74,12 +74,16 @@ def arguments(words):
 
 def serve(rig):
     """Waits for Ctrl-C. Returns the exit status."""
-    print(f"ready tcp={rig.host}:{rig.port}", flush=True)
+    # Signals are waited for, not handled: one that a handler takes just before a wait begins would not end that wait.
+    signal.pthread_sigmask(signal.SIG_BLOCK, {*ENDED_BY, signal.SIGCHLD})
     try:
-        os.waitid(os.P_PID, rig.process.pid, os.WEXITED | os.WNOWAIT)
-    except KeyboardInterrupt:
-        return 0
-    if rig.process.wait() == 0:
+        print(f"ready tcp={rig.host}:{rig.port}", flush=True)
+        while rig.process.poll() is None:
+            if signal.sigwait({*ENDED_BY, signal.SIGCHLD}) in ENDED_BY:
+                return 0
+    finally:
+        signal.pthread_sigmask(signal.SIG_UNBLOCK, {*ENDED_BY, signal.SIGCHLD})
+    if rig.process.returncode == 0:
         return 0  # switched off by a command
     raise rig.died()
 
@@ -94,7 +98,7 @@ def measure(rig, options):
 def main():
     options = arguments(sys.argv[1:])
     # Both ways to be ended take the same orderly path; a shell's background job starts with SIGINT ignored.
-    for number in (signal.SIGTERM, signal.SIGINT):
+    for number in ENDED_BY:
         signal.signal(number, signal.default_int_handler)
     rig = Rig(
         dut=options.dut,
