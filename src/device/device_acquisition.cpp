@@ -19,10 +19,17 @@ template <auto operation, class Result, class... Arguments> void forward(Slot<Re
     });
 }
 
-/// The same for what writes into the capture buffers or needs the stream: not while a client reads them.
-template <auto operation, class... Arguments> void unlessRead(Slot<int(Device*, Arguments...)>& slot) {
+/// Whether a client reads the capture buffers or the stream, or its capture of spectra goes on. A run has no capture
+/// but its own, which it waits for.
+bool isBusy(Device* device) {
+    return hardware_blocksOut != 0 ||
+           (!hardware_isRunThread && TVPN_ADFPGA_joinTransferTask_timeout(device->adfpga, nullptr, 0) != 0);
+}
+
+/// The same for what writes into the capture buffers or needs the stream: refused while the board is busy.
+template <auto operation, class... Arguments> void unlessBusy(Slot<int(Device*, Arguments...)>& slot) {
     fill(slot, [](Device* device, Arguments...) -> int {
-        return hardware_blocksOut != 0 ? scpi::settingsConflict : operation(device->adfpga);
+        return isBusy(device) ? scpi::settingsConflict : operation(device->adfpga);
     });
 }
 
@@ -40,7 +47,7 @@ void registerSpectra() {
     forward<TVPN_ADFPGA_setFdChannelAOnly>(Device_setFdChannelAOnly);
     forward<TVPN_ADFPGA_setFdChannelBOnly>(Device_setFdChannelBOnly);
     forward<TVPN_ADFPGA_setFdChannelCrosscorrelation>(Device_setFdChannelCrosscorrelation);
-    unlessRead<TVPN_ADFPGA_captureFdSamples>(Device_capturePhaseNoiseFdSamples);
+    unlessBusy<TVPN_ADFPGA_captureFdSamples>(Device_capturePhaseNoiseFdSamples);
     forward<TVPN_ADFPGA_getFdBuffer>(Device_getPhaseNoiseFdBuffer);
     forward<TVPN_ADFPGA_getFdBufferSize>(Device_getPhaseNoiseFdBufferSize);
 }
@@ -70,11 +77,11 @@ void registerSamples() {
     forward<TVPN_ADFPGA_setTdDivider>(Device_setPhaseNoiseDivider);
     forward<TVPN_ADFPGA_isTdChannelBoth>(Device_getPhaseNoiseChannels);
     fill(Device_setPhaseNoiseChannels, setChannels);
-    unlessRead<TVPN_ADFPGA_captureTdSamples>(Device_getFilteredSamples);
+    unlessBusy<TVPN_ADFPGA_captureTdSamples>(Device_getFilteredSamples);
     fill(Device_getPhaseNoiseFbuffer, getSamples);
     fill(Device_getFNSize, getSegmentSize);
     forward<TVPN_ADFPGA_getValidSscBytes>(Device_getPhaseNoiseValidSamplesCount);
-    unlessRead<TVPN_ADFPGA_startHMode>(Device_phaseNoiseSampling_startHMode);
+    unlessBusy<TVPN_ADFPGA_startHMode>(Device_phaseNoiseSampling_startHMode);
     forward<TVPN_ADFPGA_getHBytes>(Device_phaseNoiseSampling_getHBytes);
     forward<TVPN_ADFPGA_handler>(Device_phaseNoiseSampling_handler);
     forward<TVPN_ADFPGA_endHMode>(Device_phaseNoiseSampling_endHMode);

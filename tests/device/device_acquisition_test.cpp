@@ -1,5 +1,6 @@
 #include "acquisition/adfpga_capture.h"
 #include "acquisition/adfpga_link.h"
+#include "base/error_codes.h"
 #include "device/device.h"
 #include "device/device_acquisition.h"
 #include "device_table/device_fptrs.h"
@@ -45,6 +46,11 @@ TEST(DeviceAcquisition, OperationsReachTheBoard) {
     });
     const tv_time now = -1, long_s = 1e300;
     EXPECT_EQ(Device_complete(device, &now), 0);
+    commands.clear();
+    EXPECT_EQ(Device_capturePhaseNoiseFdSamples(device), scpi::settingsConflict);
+    EXPECT_EQ(Device_getFilteredSamples(device, 1), scpi::settingsConflict);
+    EXPECT_EQ(Device_phaseNoiseSampling_startHMode(device), scpi::settingsConflict);
+    EXPECT_EQ(commands, "") << "the capture that goes on was disturbed";
     released = true;
     EXPECT_EQ(Device_complete(device, &long_s), 1);
 }

@@ -222,6 +222,8 @@ int pn_measure_execfrequencySearch(Device* device) {
     if (measure_isRunInTheWay())
         return measure_afterRun(device,
                                 [](Device* d, const Waiting&, bool) { return pn_measure_execfrequencySearch(d); });
+    if (measure_isBoardBusy(device))
+        return scpi::settingsConflict;
     const OwnSampling sampling(device);
     MeasConfig* config = configPNPtr;
     config->ateMode = 0;

@@ -57,6 +57,8 @@ int pn_measure_measureSensitivity(Device* device) {
     if (measure_isRunInTheWay())
         return measure_afterRun(device,
                                 [](Device* d, const Waiting&, bool) { return pn_measure_measureSensitivity(d); });
+    if (measure_isBoardBusy(device))
+        return scpi::settingsConflict;
     const OwnSampling sampling(device);
 
     const double topA = config->referenceVoltage1, topB = config->referenceVoltage2;

@@ -121,7 +121,7 @@ int measure_startMeasurement(Device* device) {
     {
         MutexLock lock(meas_data.stateMutex);
         if (meas_data.idle != 0) {
-            if (hardware_blocksOut != 0)
+            if (measure_isBoardBusy(device))
                 return scpi::settingsConflict;
             // Settings of another mode, or made while a run was on, have not reached the FPGA driver yet.
             if (measurement_mode == measurementModePN || measurement_mode == measurementModeVCO) {
@@ -148,6 +148,11 @@ int measure_stopMeasurement(Device*) {
 
 bool measure_isRunInTheWay() {
     return !hardware_isRunThread && measure_runInProgress() != 0;
+}
+
+bool measure_isBoardBusy(Device* device) {
+    const tv_time atOnce = 0;
+    return hardware_blocksOut != 0 || (Device_complete && Device_complete(device, &atOnce) == 0);
 }
 
 int measure_afterRun(Device* device, Waiting::Finish operation, int32_t argument) {

@@ -24,6 +24,9 @@ int measure_stopMeasurement(Device* device);
 /// True while a run is on, but on its own thread: what would disturb it has to wait first, with one of the two below.
 /// Both do `operation` when no run is in the way any more, and return what it does; `argument` is in its record.
 [[nodiscard]] bool measure_isRunInTheWay();
+/// Without a run: whether a client fetches samples from the acquisition board or its buffers, or a capture of spectra
+/// that a client began goes on. What needs the board is refused then, with -221, as both may last for hours.
+[[nodiscard]] bool measure_isBoardBusy(Device* device);
 /// For commands that drive the hardware themselves, as INIT does: the run comes to its own end.
 [[nodiscard]] int measure_afterRun(Device* device, Waiting::Finish operation, int32_t argument = 0);
 /// For changes that a run cannot live through, another mode, a reset: the run is stopped and the capture cut that it
