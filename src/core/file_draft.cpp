@@ -1,15 +1,28 @@
 #include "core/file_draft.h"
 
 #include "base/error_codes.h"
+#include "core/file_trees.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <ftw.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
+
+constexpr char draftEnding[] = ".~new"; // no user's file is called so
+constexpr int foldersOpen = 8;
+
+int removeIfDraft(const char* path, const struct stat*, int kind, struct FTW*) {
+    if (kind == FTW_F && std::string_view(path).ends_with(draftEnding)) {
+        ProtectedWrite guard(tvstuffFileTreeOf(path));
+        unlink(path);
+    }
+    return 0;
+}
 
 /// Makes a new name outlive a loss of power. The file has it already, so a failure changes nothing.
 void syncFolderOf(char* path) {
@@ -28,7 +41,7 @@ void syncFolderOf(char* path) {
 
 FileDraft::FileDraft(const char* path, mode_t mode) {
     const int length = snprintf(path_, sizeof path_, "%s", path);
-    const int draftLength = snprintf(draft_, sizeof draft_, "%s.new", path);
+    const int draftLength = snprintf(draft_, sizeof draft_, "%s%s", path, draftEnding);
     if (length < 0 || draftLength < length || draftLength >= pathMax)
         return;
     descriptor_ = open(draft_, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
@@ -71,6 +84,10 @@ int FileDraft::commit() {
         state_ = State::committed;
     }
     return 0;
+}
+
+void file_removeDrafts(const char* folder) {
+    nftw(folder, removeIfDraft, foldersOpen, FTW_PHYS);
 }
 
 int file_replace(const char* path, std::string_view content) {

@@ -1,7 +1,7 @@
 #pragma once
-/// A file in the making. It is written beside the file whose place it is to take, as "<path>.new", and takes it at
+/// A file in the making. It is written beside the file whose place it is to take, as "<path>.~new", and takes it at
 /// once: whoever is killed or runs out of room on the way leaves the old file as it was. A draft that a killed process
-/// left is overwritten by the next one for the same file.
+/// left is overwritten by the next one for the same file, and removed by the next start.
 ///
 /// Files that belong together are all finished first, when they need no more room, and then committed one after
 /// another, with nothing slow in between.
@@ -36,6 +36,9 @@ private:
     int descriptor_ = -1;
     enum class State { writing, failed, finished, committed } state_ = State::failed;
 };
+
+/// Removes the drafts that killed processes left in a folder and below. Nobody may be writing there.
+void file_removeDrafts(const char* folder);
 
 /// Gives the file this content. Returns 0, or -200 with the file as it was.
 [[nodiscard]] int file_replace(const char* path, std::string_view content);

@@ -1,5 +1,6 @@
 #include "identity/device_config.h"
 
+#include "core/file_draft.h"
 #include "core/file_trees.h"
 
 #include <cstring>
@@ -19,6 +20,8 @@ void device_config_init() {
 }
 
 void device_config_finishInterruptedWrites() {
+    for (const char* folder : {"/tolvane/dev", "/tolvane/cust", "/etc/network"})
+        file_removeDrafts(folder);
     device_config_finishLanConfig();
     tvstuffProtectRoot();
     tvstuffProtectTv();

@@ -140,13 +140,13 @@ TEST_F(DeviceConfigTest, TuningWordsAndSensitivitiesHaveAFileEach) {
 TEST_F(DeviceConfigTest, AWriteIsBracketedAndAFailedOneKeepsTheOldContent) {
     EXPECT_EQ(device_config_storeString("/tolvane/dev/note", "new"), 0);
     EXPECT_EQ(systemCalls(), bracket);
-    std::filesystem::create_directory("/tolvane/dev/note.new"); // no room for the draft
+    std::filesystem::create_directory("/tolvane/dev/note.~new"); // no room for the draft
     EXPECT_EQ(device_config_storeString("/tolvane/dev/note", "newer"), -200);
     EXPECT_EQ(device_config_storeBinary("/tolvane/dev", "x", 1), -200);
-    EXPECT_FALSE(remove("/tolvane/dev.new")) << "a draft stayed";
+    EXPECT_FALSE(remove("/tolvane/dev.~new")) << "a draft stayed";
     EXPECT_EQ(systemCalls(), "write_tv\nprotect_tv\n"s + bracket);
     EXPECT_EQ(get("/tolvane/dev/note"), "new");
-    remove("/tolvane/dev/note.new");
+    remove("/tolvane/dev/note.~new");
 }
 
 TEST_F(DeviceConfigTest, AReadNeverLeavesTheBuffer) {

@@ -59,7 +59,13 @@ TEST(InterruptedWrites, LeaveASmallFileOldOrNew) {
             EXPECT_TRUE(isWhole()) << "refused at step " << step << ": " << get(file.path);
             EXPECT_TRUE(error != 0 || get(file.path) == file.after) << "lost without a word at step " << step;
         }
-        EXPECT_FALSE(std::filesystem::exists(file.path + ".new"s));
+        const std::string draft = file.path + ".~new"s, ofUser = file.path + ".new"s;
+        EXPECT_FALSE(std::filesystem::exists(draft));
+        put(draft, "of a killed process");
+        put(ofUser, "kept");
+        device_config_finishInterruptedWrites();
+        EXPECT_FALSE(std::filesystem::exists(draft));
+        EXPECT_TRUE(std::filesystem::remove(ofUser));
     }
 }
 
