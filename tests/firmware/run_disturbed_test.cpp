@@ -174,7 +174,7 @@ TEST_F(Disturbed, NothingIsCapturedWhileAClientReadsTheBuffers) {
 
 TEST_F(Disturbed, RunsAmongAllCommandsGiveTheirTraces) {
     Commands commands;
-    disturbRuns(40, &commands);
+    disturbRuns(static_cast<int>(40 * RUNS_PER_RUN), &commands);
     clock_setMode(TimeMode::realTime);
     disturbRuns(2, &commands);
     clock_setMode(TimeMode::fast);

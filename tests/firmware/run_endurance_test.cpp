@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr int kinds = 100;
+constexpr int kinds = static_cast<int>(100 * RUNS_PER_RUN);
 
 struct Carrier {
     double frequency_Hz;

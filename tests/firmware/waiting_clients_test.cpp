@@ -54,14 +54,14 @@ protected:
 TEST_F(WaitingClients, AnyOtherLinkEndsTheRunThatTheyWaitFor) {
     tell("INIT");
     auto wait = begin(&a_, "*IDN?;:CALC:WAIT:AVER ALL;:SYST:ERR?");
-    auto secondInit = begin(&c_, "INIT;:CALC:PN:PREL:AVER?");
+    auto secondInit = begin(&c_, "INIT;:SENS:MODE?");
     const uint64_t run = measure_runInProgress();
     for (int i = 0; i < 20; ++i)
         EXPECT_EQ(tell("*OPC?;:SENS:MODE?"), "1;PN\n");
     EXPECT_TRUE(isSilent(wait) && isSilent(secondInit));
     tell("ABOR");
     EXPECT_NE(wait.get().find(std::string(";") + noError), std::string::npos);
-    EXPECT_EQ(secondInit.get(), "0\n");
+    EXPECT_EQ(secondInit.get(), "PN\n");
     EXPECT_EQ(measure_runInProgress(), run + 1) << "the second INIT has begun its run";
 }
 

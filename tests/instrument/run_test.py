@@ -256,14 +256,15 @@ class Run(ProcessTest):
 
     def test_a_failed_run_is_reported_with_the_instruments_own_words(self):
         (self.directory / "none.toml").write_text(DUT.format(frequency="100e6") + "[faults]\nno_signal = true\n")
-        done = self.run_to_end("--dut", "none.toml", *SHORT)
+        done = self.run_to_end("--verbose", "--dut", "none.toml", *SHORT)
         self.assertEqual(done.returncode, 4)
+        self.assertIn("measureFull has finished with error code (No signal detected)", done.stdout)
         self.assertRegex(
             done.stderr,
             r"""^measure: -131272,"Execution error;No signal detected"
 measure: no carrier was found: .* above -25 dBm and between 1 MHz and 29\.5 GHz\? docs/limits\.md\n$""",
         )
-        self.assertNotIn("detector", done.stdout)  # it did not come so far
+        self.assertNotIn("\ndetector", done.stdout)  # it did not come so far
         self.assertFalse((self.directory / "trace.csv").exists())
 
     def test_a_restart_command_restarts_the_unit_with_its_file_tree(self):

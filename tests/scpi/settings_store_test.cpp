@@ -42,7 +42,7 @@ protected:
 } // namespace
 
 TEST_F(SettingsStore, ARecallRunsTheFilesLinesAndDropsTheirErrors) {
-    std::ofstream(settings(7)) << ":SENS:PN:AVER 4\nSENS:NONSENSE\n\nOUTP3 ON\nBLOC?\n"
+    std::ofstream(settings(7)) << ":SENS:PN:AVER 4\nSENS:NONSENSE\nLIST 1,nonsense\n\nOUTP3 ON\nBLOC?\n"
                                << std::string(70, ' ') << "SENS:PN:CORR 8\nSENS:PN:AVER 9"; // too long; no newline
     const auto before = openFiles();
     EXPECT_EQ(recall(7), 0);
