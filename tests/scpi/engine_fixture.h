@@ -70,11 +70,10 @@ inline int listChunk(scpi_link* link, char* text, char*, int, int cbufFull) {
     ran.push_back(std::string("list ") + text + (cbufFull ? " ..." : ""));
     if (!cbufFull)
         link->listParser = nullptr;
-    return 0;
+    return std::string_view(text).find("nonsense") == std::string_view::npos ? 0 : illegalParameterValue;
 }
 inline void list(Unit& unit) {
-    listChunk(unit.link, unit.cursor, unit.answer, unit.answerRoom, scpi_analyse_cbufFull());
-    unit.errorCode = 0;
+    unit.errorCode = listChunk(unit.link, unit.cursor, unit.answer, unit.answerRoom, scpi_analyse_cbufFull());
 }
 
 inline constexpr char aver[] = "aver", corr[] = "corr", outp[] = "outp", opc[] = "opc";

@@ -46,7 +46,7 @@ TEST_F(SettingsStore, ARecallRunsTheFilesLinesAndDropsTheirErrors) {
                                << std::string(70, ' ') << "SENS:PN:CORR 8\nSENS:PN:AVER 9"; // too long; no newline
     const auto before = openFiles();
     EXPECT_EQ(recall(7), 0);
-    EXPECT_EQ(commands(), (Texts{"aver(4)", "outp(ON)3", "corr(8)"}));
+    EXPECT_EQ(commands(), (Texts{"aver(4)", "list 1,nonsense", "outp(ON)3", "corr(8)"}));
     EXPECT_EQ(errors(), Codes{});
     {
         MutexLock access(deviceAccessMutex);
