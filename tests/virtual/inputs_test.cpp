@@ -89,7 +89,7 @@ TEST_F(InputsTest, APulsedDeviceLocks) {
         const char* serial;
         double frequency_Hz, width_s, period_s, bandwidth_Hz;
     } cases[] = {
-        {board2D, 100e6, 1e-6, 10e-6, 50},  {board2D, 100e6, 5e-6, 10e-6, 200}, {board2D, 1e9, 5e-6, 10e-6, 300},
+        {board2D, 100e6, 1e-6, 10e-6, 200}, {board2D, 100e6, 5e-6, 10e-6, 200}, {board2D, 1e9, 5e-6, 10e-6, 300},
         {board2D, 100e6, 1e-7, 5e-7, 200},  {board2C, 100e6, 2e-6, 10e-6, 200}, {board2B, 100e6, 2e-6, 10e-6, 200},
         {board2A, 100e6, 2e-6, 10e-6, 200}, {board1C, 100e6, 2e-6, 10e-6, 200},
     };

@@ -68,13 +68,38 @@ TEST(SupplyBoard, ARelayIsThereInEachUnit) {
     EXPECT_EQ(relay.bus.adc(236), 0x3FFFu);
 }
 
-TEST(SpiBus, AChipThatDoesNotAnswerIsNamed) {
+TEST(SpiBus, ChipsHaveTheFaultsThatTheirNamesAreGiven) {
     Supply supply(unit12V);
-    std::string broken = "supply.dac1";
-    supply.bus.spi.setBroken([&](const std::string& name) { return name == broken; });
-    EXPECT_FALSE(supply.bus.send(235, 5000, 2, 1));
-    EXPECT_TRUE(supply.bus.send(233, 5000, 2, 1));
-    broken.clear();
-    EXPECT_TRUE(supply.bus.send(235, 5000, 2, 1));
+    std::string name;
+    ChipFault fault = ChipFault::none;
+    supply.bus.spi.setChipFaults([&](const std::string& chip) { return chip == name ? fault : ChipFault::none; });
+    const struct {
+        const char* name;
+        ChipFault fault;
+        bool taken, acts;
+        uint32_t read;
+    } rows[] = {
+        {"supply.dac1", ChipFault::silent, false, false, 0}, {"supply.dac1", ChipFault::absent, true, false, 0},
+        {"supply.dac2", ChipFault::silent, true, true, 0},   {"supply.adc1", ChipFault::absent, true, true, 0x3FFF},
+        {"supply.adc1", ChipFault::stuck, true, true, 0},    {"supply.dac1", ChipFault::none, true, true, 0}};
+    for (const auto& row : rows) {
+        name = "";
+        EXPECT_TRUE(supply.bus.send(235, 0, 2, 1));
+        name = row.name;
+        fault = row.fault;
+        EXPECT_EQ(supply.bus.send(235, 5000, 2, 1), row.taken) << row.name;
+        EXPECT_EQ(supply.board.circuit().outputs[0].set_V > 1, row.acts) << row.name;
+        if (name == "supply.adc1") {
+            EXPECT_EQ(supply.bus.adc(236), row.read);
+        }
+    }
     EXPECT_EQ(supply.bus.faults(), 0u);
+}
+
+TEST(SupplyBoard, AShortDrawsWhatTheSupplyGivesAndNoVolts) {
+    BoardBus bus;
+    const SupplyBoard board(bus, unitBoards_of(unit5V), [](size_t, double) { return 1e3; });
+    EXPECT_TRUE(bus.send(235, 14876, 2, 1) && bus.send(232, 0b10, 1));
+    EXPECT_NEAR(bus.adc(236), 16383, 500) << "0.5 A";
+    EXPECT_EQ(bus.faults(), 0u) << bus.faultTexts();
 }

@@ -55,8 +55,12 @@ SupplyCircuit SupplyBoard::decode() const {
 
 double SupplyBoard::adcInput_V(size_t output) const {
     const SupplyOutput& out = circuit().outputs[output];
-    const double volts = out.enabled ? out.set_V : 0;
-    const double current_A = out.enabled ? load_A_(output, volts) : 0;
+    double volts = out.enabled ? out.set_V : 0;
+    double current_A = out.enabled ? load_A_(output, volts) : 0;
+    if (current_A > truth_[output].limit_A) {
+        current_A = truth_[output].limit_A;
+        volts = 0;
+    }
     return (supply_adcCount(truth_[output], volts, current_A) + middleOfStep) * reference_V / steps;
 }
 

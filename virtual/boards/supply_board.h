@@ -33,7 +33,8 @@ struct SupplyCircuit {
     bool operator==(const SupplyCircuit&) const = default;
 };
 
-/// Current that flows out of an output, 0 or 1, at so many volts.
+/// Current that would flow out of an output, 0 or 1, at so many volts. An output that cannot give it gives what it can,
+/// and its voltage breaks down.
 using SupplyLoad = std::function<double(size_t output, double volts)>;
 
 class SupplyBoard final : public WatchedBoard<SupplyCircuit> {

@@ -19,6 +19,10 @@ template <class Circuit> class WatchedBoard {
 public:
     WatchedBoard(const WatchedBoard&) = delete;
     WatchedBoard& operator=(const WatchedBoard&) = delete;
+    virtual ~WatchedBoard() {
+        for (WatchedChip& chip : onBus_)
+            bus_.detach(&chip);
+    }
 
     [[nodiscard]] const Circuit& circuit() const { return circuit_; }
     /// Called after each frame or I/O update that has changed the circuit. An empty function ends it.
@@ -26,10 +30,6 @@ public:
 
 protected:
     explicit WatchedBoard(SpiBus& bus) : bus_(bus) {}
-    virtual ~WatchedBoard() {
-        for (WatchedChip& chip : onBus_)
-            bus_.detach(&chip);
-    }
 
     [[nodiscard]] SpiBus& bus() { return bus_; }
     /// The chip stays the board's. `name` is how a DUT file calls it; without one it cannot be called.

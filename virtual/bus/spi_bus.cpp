@@ -107,13 +107,14 @@ std::vector<std::string> SpiBus::names() const {
     return found;
 }
 
-void SpiBus::setBroken(std::function<bool(const std::string& name)> broken) {
+void SpiBus::setChipFaults(std::function<ChipFault(const std::string& name)> faultOf) {
     const std::lock_guard lock(mutex_);
-    broken_ = std::move(broken);
+    chipFault_ = std::move(faultOf);
 }
 
-bool SpiBus::broken(uint32_t address) const {
-    return broken_ && address < spiAddresses && !slots_[address].name.empty() && broken_(slots_[address].name);
+ChipFault SpiBus::faultOf(uint32_t address) const {
+    const bool named = address < spiAddresses && !slots_[address].name.empty();
+    return named && chipFault_ ? chipFault_(slots_[address].name) : ChipFault::none;
 }
 
 void SpiBus::setPin(uint32_t request, uint32_t level) {
@@ -207,8 +208,14 @@ int SpiBus::transfer(const Pass& pass) {
     const std::span<const uint8_t> frame(pass.data, pass.read ? 0 : pass.length);
     if (interceptor_ && !interceptor_({pass.read, pass.address, pass.mode, pass.board, frame}))
         return -EIO;
-    if (broken(pass.address))
+    const ChipFault chipFault = faultOf(pass.address);
+    if (chipFault == ChipFault::silent)
         return -EIO;
+    if (chipFault == ChipFault::absent || (chipFault == ChipFault::stuck && pass.read)) {
+        if (pass.read)
+            memset(pass.room, chipFault == ChipFault::absent ? 0xFF : 0, pass.length);
+        return 0;
+    }
     SpiChip* const chip = find(pass);
     if (chip == nullptr)
         return fault(text("nobody at address ", pass.address, ", segment ", pass.board, " (", kind, " of ", pass.length,

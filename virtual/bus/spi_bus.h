@@ -42,9 +42,9 @@ public:
     /// How the chip at an address is called. Empty: it has no name.
     void setName(uint32_t address, const std::string& name);
     [[nodiscard]] std::vector<std::string> names() const;
-    /// Chips that do not answer: transfers to a chip fail while the function says so of its name. It is asked at each
-    /// transfer to a chip that has one, under the bus's lock; such a failure is no fault.
-    void setBroken(std::function<bool(const std::string& name)> broken);
+    /// What is wrong with a chip, by its name. It is asked at each transfer to a chip that has one, under the bus's
+    /// lock; what then happens is no fault.
+    void setChipFaults(std::function<ChipFault(const std::string& name)> faultOf);
 
     /// Level of a pin by the request that reads it; 0 at start. A source is asked at each reading.
     void setPin(uint32_t request, uint32_t level);
@@ -101,7 +101,7 @@ private:
     [[nodiscard]] const Pin* findPin(uint32_t request) const;
     [[nodiscard]] SpiChip* find(const Pass& pass) const;
     void remember(SpiChip* chip);
-    [[nodiscard]] bool broken(uint32_t address) const;
+    [[nodiscard]] ChipFault faultOf(uint32_t address) const;
 
     mutable std::mutex mutex_; // guards all below
     std::array<Slot, spiAddresses> slots_;
@@ -115,7 +115,7 @@ private:
     uint64_t faults_ = 0;
     std::string faultTexts_;
     std::function<bool(const SpiTransfer&)> interceptor_;
-    std::function<bool(const std::string& name)> broken_;
+    std::function<ChipFault(const std::string& name)> chipFault_;
 };
 
 } // namespace vi

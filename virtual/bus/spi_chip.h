@@ -22,4 +22,12 @@ public:
     virtual void ioUpdate(uint32_t /*trigger*/) {}
 };
 
+/// What can be wrong with a chip on the bus.
+enum class ChipFault {
+    none,
+    silent, // transfers fail
+    stuck,  // its output stays low: reads give 0
+    absent, // the place is empty: sends are lost, and reads find a line that nobody drives, high
+};
+
 } // namespace vi

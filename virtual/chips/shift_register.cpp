@@ -9,6 +9,11 @@ bool OutputRegister::take(uint64_t word, size_t /*bytes*/) {
     return true;
 }
 
+bool LatchedRegister::take(uint64_t word, size_t /*bytes*/) {
+    shifted_ = word;
+    return true;
+}
+
 InputRegister::InputRegister(size_t bytes, std::function<uint64_t()> lines) : bytes_(bytes), lines_(std::move(lines)) {}
 
 bool InputRegister::receive(std::span<uint8_t> frame, uint32_t mode, uint32_t /*board*/) {

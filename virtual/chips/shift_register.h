@@ -21,6 +21,20 @@ private:
     uint64_t lines_ = 0;
 };
 
+/// The same with a latch behind it: what was sent last shows at the next I/O update.
+class LatchedRegister final : public WordChip {
+public:
+    explicit LatchedRegister(size_t bytes) : WordChip(spiPlain, {bytes}) {}
+    void ioUpdate(uint32_t /*trigger*/) override { lines_ = shifted_; }
+
+    [[nodiscard]] bool line(unsigned n) const { return (lines_ >> n & 1) != 0; }
+
+private:
+    bool take(uint64_t word, size_t bytes) override;
+
+    uint64_t shifted_ = 0, lines_ = 0;
+};
+
 /// Lines that the firmware reads; line 0 is the last bit out.
 class InputRegister final : public SpiChip {
 public:

@@ -165,7 +165,7 @@ double Adf5355Model::comparison_Hz(double reference_Hz) const {
 
 double Adf5355Model::vco_Hz(double reference_Hz) const {
     constexpr double lowest_Hz = 3.4e9;
-    constexpr double highest_Hz = 7.0e9;
+    constexpr double highest_Hz = 7.1e9; // a little beyond what the data sheet promises
     const bool powered = bitsOf(registers_[4], 6, 6) == 0;
     const double frequency = ratio_ * comparison_Hz(reference_Hz);
     return searched_ && powered && frequency >= lowest_Hz && frequency <= highest_Hz ? frequency : 0;

@@ -96,7 +96,8 @@ class Adf5355Model final : public WordChip {
 public:
     Adf5355Model() : WordChip(spiPlain, {4}) {}
 
-    /// Of the band that was searched last; 0 if none was, or it lies outside 3.4 to 7 GHz, or the chip is powered down.
+    /// Of the band that was searched last; 0 if none was, or it lies outside 3.4 to 7.1 GHz, or the chip is powered
+    /// down.
     [[nodiscard]] double vco_Hz(double reference_Hz) const;
     /// 0 while the output is off.
     [[nodiscard]] double outputA_Hz(double reference_Hz) const;

@@ -146,6 +146,16 @@ std::vector<std::string> readNames(const toml::node& node, const std::string& na
     return names;
 }
 
+std::array<bool, 2> readChannels(const toml::node& node, const std::string& name) {
+    std::array<bool, 2> found{};
+    for (const std::string& channel : readNames(node, name)) {
+        if (channel != "A" && channel != "B")
+            refuse(node.source(), "an entry of " + name + " must be \"A\" or \"B\"");
+        found[channel == "B"] = true;
+    }
+    return found;
+}
+
 Faults readFaults(const toml::table& table) {
     Faults faults;
     const std::pair<std::string_view, bool*> flags[] = {
@@ -158,19 +168,32 @@ Faults readFaults(const toml::table& table) {
         {"counter_disagrees", &faults.counterDisagrees},
         {"samples_missing", &faults.samplesMissing},
         {"fpga_silent", &faults.fpgaSilent},
+        {"supply_overload", &faults.supplyOverload},
     };
-    constexpr std::string_view drift = "drift_hz_per_s", stages = "stage_timeout", chips = "spi_fails";
+    const std::pair<std::string_view, std::vector<std::string>*> chips[] = {
+        {"spi_fails", &faults.spiFails},
+        {"stuck_adc", &faults.stuckAdc},
+    };
+    const std::pair<std::string_view, std::array<bool, 2>*> boards[] = {
+        {"pll_unlocked", &faults.pllUnlocked},
+        {"no_source_board", &faults.noSourceBoard},
+    };
+    const auto rowOf = [](const auto& rows, std::string_view key) {
+        return std::find_if(std::begin(rows), std::end(rows), [key](const auto& row) { return row.first == key; });
+    };
+    constexpr std::string_view drift = "drift_hz_per_s", stages = "stage_timeout";
     for (const auto& [key, value] : table) {
         const std::string_view given = key.str();
         const std::string name = "faults." + std::string(given);
-        const auto* flag = std::find_if(std::begin(flags), std::end(flags),
-                                        [given](const auto& known) { return known.first == given; });
+        const auto* flag = rowOf(flags, given);
         if (given == drift)
             faults.drift_HzPerS = readNumber(value, name, driftRange_HzPerS);
         else if (given == stages)
             faults.stageTimeout = readStages(value, name);
-        else if (given == chips)
-            faults.spiFails = readNames(value, name);
+        else if (const auto* list = rowOf(chips, given); list != std::end(chips))
+            *list->second = readNames(value, name);
+        else if (const auto* channels = rowOf(boards, given); channels != std::end(boards))
+            *channels->second = readChannels(value, name);
         else if (flag == std::end(flags))
             refuse(key.source(), "unknown key " + name);
         else if (!value.is_boolean())

@@ -29,7 +29,11 @@
 ///   samples_missing   = false        # samples never come
 ///   fpga_silent       = false        # the FPGA takes commands and does nothing
 ///   stage_timeout     = []           # the spectra of these stages, 0 to 7, never come
+///   pll_unlocked      = []           # the VCOs of these source boards, "A" or "B", do not follow
+///   no_source_board   = []           # these source boards, "A" or "B", are pulled out
 ///   spi_fails         = []           # transfers to the chips of these names fail, such as "A.alg.r1"
+///   stuck_adc         = []           # the converters of these names read 0
+///   supply_overload   = false        # the outputs of the DUT supply are shorted
 ///
 /// Offsets are 1e-6 to 1e12 Hz and ascend; a list has at most 1000 rows. A key that is not in this list, a wrong type,
 /// a value out of range, a missing key or a file above 1 MiB is refused as a whole.
@@ -59,8 +63,11 @@ struct Faults {
     bool counterDisagrees = false;
     bool samplesMissing = false;
     bool fpgaSilent = false;
-    uint32_t stageTimeout = 0; // bit n: stage n
-    std::vector<std::string> spiFails = {};
+    uint32_t stageTimeout = 0;            // bit n: stage n
+    std::array<bool, 2> pllUnlocked = {}; // channels A and B
+    std::array<bool, 2> noSourceBoard = {};
+    std::vector<std::string> spiFails = {}, stuckAdc = {};
+    bool supplyOverload = false;
 };
 
 /// The carrier is there from the start of each period for `width_s`. A period of 0: all the time.

@@ -25,53 +25,15 @@ enum StreamPurpose : uint32_t {
 
 constexpr double secondsPerTick = 1e-9; // of the clock
 
-constexpr double levelSpread_dB = 0.02;
-constexpr double tuneSpread_V = 0.5e-3;
-constexpr double counterFault = 1e-4;       // of the disagreeing counter, relative
 constexpr double unlikeDetectorShare = 0.5; // of its slope that the bad detector has left
 
-constexpr double preamplifierGain_dB = 15;
 constexpr double referenceDrive_dBm = 10; // from which up an external reference drives the mixer in full
 
 // Couplings of the IF chain of 1C.
 constexpr double highPass1C_Hz = 1, highPassHighGain1C_Hz = 0.4;
 constexpr int highGain1C_dB = 40;
 
-constexpr std::array<double, 4> capacitors_F{1e-8, 2e-7, 9.4e-7, 3.76e-6}; // by number, from 1
-
-struct Limits {
-    double min, max;
-};
-constexpr Limits resistor_ohm{120, 100e3}, loopSupply_V{3, 20}, aid_V{0, 5};
-constexpr double sourceMax_Hz = 13.8e9;
-
 constexpr double noiseSlips_rad2 = 0.49;
-
-void limit(double* value, const Limits& limits) {
-    *value = std::isfinite(*value) ? std::clamp(*value, limits.min, limits.max) : limits.min;
-}
-
-/// A signal that the instrument can notice is at its input.
-bool signalPresent(const Bench* bench) {
-    const Dut& dut = bench->dutFile.dut;
-    return !dut.faults.noSignal && dut.power_dBm >= levelDetected_dBm &&
-           dut.frequency_Hz >= bench->boards.carrierMin_Hz && dut.frequency_Hz <= bench->boards.carrierMax_Hz;
-}
-
-double carrierAt_Hz(const Bench* bench, uint64_t when) {
-    const Dut& dut = bench->dutFile.dut;
-    return dut.frequency_Hz + dut.faults.drift_HzPerS * (double(when) - double(bench->dutSince)) * secondsPerTick;
-}
-
-/// The carrier reaches the channel's mixer and counter.
-bool carrierPasses(const Bench* bench, Channel channel) {
-    const ChannelSettings& settings = bench->channel[channel].settings;
-    const double carrier_Hz = bench->dutFile.dut.frequency_Hz;
-    const Passband band = unitBoards_passband(bench->boards, settings.path);
-    const bool reached = !bench->boards.hasHighInput || settings.highInput == (settings.path != DutPath::direct);
-    const bool dead = channel == channelB && bench->dutFile.dut.faults.channelBDead;
-    return signalPresent(bench) && reached && !dead && carrier_Hz >= band.min_Hz && carrier_Hz <= band.max_Hz;
-}
 
 /// What drives the channel's mixer.
 struct MixerSource {
@@ -81,16 +43,16 @@ struct MixerSource {
 };
 
 MixerSource mixerSource(const Bench* bench, Channel channel) {
-    const ChannelSettings& settings = bench->channel[channel].settings;
+    const ChannelWiring& wiring = bench->channel[channel].wiring;
     const Dut& dut = bench->dutFile.dut;
     MixerSource source{};
-    if (settings.reference == Reference::external) {
+    if (wiring.reference == Reference::external) {
         const ExternalReference& reference = dut.references[channel];
         source = {reference.frequency_Hz, reference.tune_V, reference.sensitivity_HzPerV};
     } else {
-        source = {settings.source_Hz, bench->boards.tuneMiddle_V,
-                  chain_sensitivity_HzPerV(settings.reference, channel) * settings.source_Hz / sensitivityStated_Hz};
-        if (settings.reference == Reference::resonator1GHz)
+        source = {wiring.source_Hz, bench->boards.tuneMiddle_V,
+                  chain_sensitivity_HzPerV(wiring.reference, channel) * wiring.source_Hz / sensitivityStated_Hz};
+        if (wiring.reference == Reference::resonator1GHz)
             source.middle_V = tuneMiddle1GHz_V;
     }
     if (dut.faults.unlockable)
@@ -98,21 +60,27 @@ MixerSource mixerSource(const Bench* bench, Channel channel) {
     return source;
 }
 
-double restingTune_V(const Bench* bench, const ChannelSettings& settings, const MixerSource& source) {
+double restingTune_V(const Bench* bench, const LoopFilter& loop, const MixerSource& source, double integrator_V) {
     if (bench->dutFile.dut.faults.tuneRail)
-        return settings.loopSupply_V;
-    return settings.tuneSource == TuneSource::none ? source.middle_V : settings.calibration_V;
+        return loop.supply_V;
+    return tuneLine_V(loop.source, loop.calibration_V, integrator_V, source.middle_V);
 }
 
 /// Share of its full slope that a mixer has at its present drive.
 double sourceDrive(const Bench* bench, Channel channel) {
-    const ChannelSettings& settings = bench->channel[channel].settings;
-    if (settings.reference != Reference::external)
-        return settings.rfOn ? 1 : 0;
-    const ExternalReference& reference = bench->dutFile.dut.references[channel];
-    if (reference.frequency_Hz <= 0)
+    const ChannelWiring& wiring = bench->channel[channel].wiring;
+    if (!wiring.driven)
         return 0;
-    return std::min(1.0, std::pow(10.0, (reference.power_dBm - referenceDrive_dBm) / 20));
+    double level_dB = wiring.drive_dB; // over what drives the mixer in full
+    if (wiring.reference == Reference::external) {
+        const ExternalReference& reference = bench->dutFile.dut.references[channel];
+        if (reference.frequency_Hz <= 0)
+            return 0;
+        level_dB += reference.power_dBm - referenceDrive_dBm;
+    } else if (bench->dutFile.dut.faults.noSourceBoard[channel]) {
+        return 0;
+    }
+    return std::min(1.0, std::pow(10.0, level_dB / 20));
 }
 
 /// Phase noise inside the closed loop. It takes a while to find, so it is kept as long as it holds.
@@ -120,11 +88,11 @@ double noiseInside_rad2(Bench* bench, Channel channel, const LoopCircuit& circui
     Bench::ChannelState& state = bench->channel[channel];
     if (circuit.slope_V <= 0)
         return 0;
-    const uint32_t prescaler = benchState_prescaler(state.settings);
+    const uint32_t prescaler = state.wiring.dut.ratio;
     ChannelChain chain{};
     chain.mixer_Hz = bench->dutFile.dut.frequency_Hz / prescaler;
     chain.prescaler = prescaler;
-    chain.reference = state.settings.reference;
+    chain.reference = state.wiring.reference;
     chain.wn_rad_s = loop_naturalFrequency_rad_s(circuit);
     chain.damping = loop_damping(circuit);
     if (!(chain == state.noiseOf)) {
@@ -137,29 +105,28 @@ double noiseInside_rad2(Bench* bench, Channel channel, const LoopCircuit& circui
 /// The circuit of the channel's loop at the moment `loopTime`.
 LoopCircuit circuitOf(Bench* bench, Channel channel) {
     const Bench::ChannelState& state = bench->channel[channel];
-    const ChannelSettings& settings = state.settings;
+    const ChannelWiring& wiring = state.wiring;
+    const LoopFilter& filter = wiring.loop;
     const Faults& faults = bench->dutFile.dut.faults;
-    const uint32_t prescaler = benchState_prescaler(settings);
-    const bool carrier = carrierPasses(bench, channel);
+    const uint32_t prescaler = wiring.dut.ratio;
+    const bool carrier = benchState_carrierPasses(bench, channel, wiring.dut);
     const MixerSource source = mixerSource(bench, channel);
     LoopCircuit circuit{};
-    circuit.closed =
-        !settings.open && settings.tuneSource == TuneSource::loop && settings.capacitor != 0 && !faults.tuneRail;
-    circuit.offset_Hz = carrier ? carrierAt_Hz(bench, state.loopTime) / prescaler - source.frequency_Hz : 0;
+    const bool integrates = std::isfinite(filter.capacitance_F);
+    circuit.closed = filter.source == TuneDrive::loop && integrates && !faults.tuneRail;
+    circuit.offset_Hz = carrier ? benchState_carrier_Hz(bench, state.loopTime) / prescaler - source.frequency_Hz : 0;
     circuit.drift_HzPerS = carrier ? faults.drift_HzPerS / prescaler : 0;
     circuit.sensitivity_HzPerV = source.sensitivity_HzPerV;
     circuit.middle_V = source.middle_V;
-    circuit.rail_V = settings.loopSupply_V;
-    circuit.rest_V = settings.tuneSource == TuneSource::loop && !faults.tuneRail
-                         ? state.loop.integrator_V
-                         : restingTune_V(bench, settings, source);
+    circuit.rail_V = filter.supply_V;
+    circuit.rest_V = restingTune_V(bench, filter, source, state.loop.integrator_V);
     circuit.slope_V = benchState_mixerSlope(bench, channel) * bench->dutFile.dut.pulses.dutyCycle(); // on average
-    circuit.r1_ohm = settings.r1_ohm;
-    circuit.r2_ohm = settings.r2_ohm;
-    circuit.r3_ohm = settings.r3_ohm;
-    circuit.c_F = capacitors_F[std::max(settings.capacitor, 1U) - 1];
-    circuit.aidOn = settings.aidOn;
-    circuit.aid_V = settings.aid_V;
+    circuit.r1_ohm = filter.r1_ohm;
+    circuit.r2_ohm = filter.r2_ohm;
+    circuit.aidOn = std::isfinite(filter.r3_ohm);
+    circuit.r3_ohm = circuit.aidOn ? filter.r3_ohm : 1;
+    circuit.c_F = integrates ? filter.capacitance_F : 1;
+    circuit.aid_V = filter.aid_V;
     if (circuit.closed) {
         const double noise_rad2 = noiseInside_rad2(bench, channel, circuit);
         circuit.slipping = noise_rad2 > noiseSlips_rad2;
@@ -196,18 +163,29 @@ void newDut(Bench* bench) {
     }
 }
 
+/// What the channel's IF chain has over its nominal gain, by offset; null while the unit is nominal.
+const IfTruth* ifTruth(const Bench* bench, Channel channel) {
+    if (!bench->individual)
+        return nullptr;
+    const bool preamplifier = bench->channel[channel].wiring.dut.gain_dB > 0;
+    return &bench->individual->ifChain[channel][if_group(bench->dutFile.dut.frequency_Hz, preamplifier)];
+}
+
 /// The channel as its spectrum sees it at the moment of the loop's state.
 ChannelChain chainOf(const Bench* bench, Channel channel) {
     const Bench::ChannelState& state = bench->channel[channel];
-    const uint32_t prescaler = benchState_prescaler(state.settings);
+    const uint32_t prescaler = state.wiring.dut.ratio;
     const LoopCircuit& circuit = state.loop.circuit;
     const bool locked = loop_locked(state.loop);
     ChannelChain chain{};
-    chain.carrier = locked;
+    chain.carrier = locked && state.wiring.ifOpen();
     chain.mixer_Hz = bench->dutFile.dut.frequency_Hz / prescaler;
     chain.prescaler = prescaler;
-    chain.reference = state.settings.reference;
-    chain.ifGain_dB = state.settings.ifGain_dB;
+    chain.reference = state.wiring.reference;
+    chain.ifGain_dB = state.wiring.ifChain.gain_dB;
+    chain.ifTruth = ifTruth(bench, channel);
+    chain.ifStage = if_stage(bench->boards, chain.ifGain_dB);
+    chain.ifBandwidth_Hz = state.wiring.ifChain.bandwidth_Hz;
     if (bench->boards.analog == AnalogRevision::r1C) {
         chain.highPass_Hz = highPass1C_Hz;
         chain.highPass2_Hz = chain.ifGain_dB > highGain1C_dB ? highPassHighGain1C_Hz : 0;
@@ -221,14 +199,18 @@ ChannelChain chainOf(const Bench* bench, Channel channel) {
     return chain;
 }
 
-/// What the counter behind a channel's prescaler and a further division by `ratio` gets at a moment; 0: no edges.
-double counterInput_Hz(const Bench* bench, Channel channel, uint32_t ratio, uint64_t moment) {
-    const uint32_t division = benchState_prescaler(bench->channel[channel].settings) * ratio;
-    const double input_Hz = carrierAt_Hz(bench, moment) / division;
-    if (!carrierPasses(bench, channel) || input_Hz > counterInputMax_Hz)
-        return 0;
-    const bool disagrees = channel == channelB && bench->dutFile.dut.faults.counterDisagrees;
-    return (disagrees ? input_Hz * (1 + counterFault) : input_Hz) * bench->dutFile.dut.pulses.dutyCycle();
+/// Puts the wiring in force from now on.
+void rewire(Bench* bench, Channel channel) {
+    Bench::ChannelState& state = bench->channel[channel];
+    ChannelWiring wiring = wiring_of(state.settings, bench->boards);
+    wiring_take(&wiring, state.boards, state.boardParts);
+    benchState_update(bench);
+    const bool retuned = wiring.source_Hz != state.wiring.source_Hz || wiring.driven != state.wiring.driven ||
+                         wiring.reference != state.wiring.reference;
+    if (retuned) // the source's dividers start anew
+        state.loop.phase_rad = anyPhase(&state.phases);
+    state.wiring = wiring;
+    loop_change(&state.loop, circuitOf(bench, channel));
 }
 
 } // namespace
@@ -243,20 +225,14 @@ void benchState_update(Bench* bench) {
     benchState_updateAt(bench, clock_now());
 }
 
-uint32_t benchState_prescaler(const ChannelSettings& settings) {
-    return settings.path == DutPath::divider ? settings.prescaler : 1;
-}
-
 double benchState_mixerSlope(const Bench* bench, Channel channel) {
-    const ChannelSettings& settings = bench->channel[channel].settings;
-    if (!carrierPasses(bench, channel))
+    const SignalPath& path = bench->channel[channel].wiring.dut;
+    if (!benchState_carrierPasses(bench, channel, path))
         return 0;
     const Dut& dut = bench->dutFile.dut;
-    const double power_dBm =
-        dut.power_dBm - settings.attenuation_dB + (settings.preamplifier ? preamplifierGain_dB : 0.0);
-    const double drive_dB = power_dBm - unitBoards_fullDrive_dBm(bench->boards, dut.frequency_Hz);
-    const double slope = chain_mixerSlope(dut.frequency_Hz / benchState_prescaler(settings), drive_dB, channel) *
-                         sourceDrive(bench, channel);
+    const double drive_dB = dut.power_dBm + path.gain_dB - unitBoards_fullDrive_dBm(bench->boards, dut.frequency_Hz);
+    const double slope =
+        chain_mixerSlope(dut.frequency_Hz / path.ratio, drive_dB, channel) * sourceDrive(bench, channel);
     return channel == channelB && dut.faults.unlikeDetectors ? unlikeDetectorShare * slope : slope;
 }
 
@@ -266,6 +242,9 @@ void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_
     bench->dutFile = std::move(dutFile);
     for (const Channel c : {channelA, channelB})
         bench->channel[c] = {{},
+                             {},
+                             0,
+                             wiring_of({}, boards),
                              {},
                              clock_now(),
                              0,
@@ -289,71 +268,48 @@ void bench_set(Bench* bench, Channel channel, const ChannelSettings& settings) {
     Bench::ChannelState& state = bench->channel[channel];
     if (settings == state.settings)
         return;
-    benchState_update(bench);
-    const bool retuned = settings.source_Hz != state.settings.source_Hz || settings.rfOn != state.settings.rfOn ||
-                         settings.reference != state.settings.reference;
-    if (retuned) // the source's dividers start anew
-        state.loop.phase_rad = anyPhase(&state.phases);
     state.settings = settings;
-    ChannelSettings& s = state.settings;
-    for (double* resistance : {&s.r1_ohm, &s.r2_ohm, &s.r3_ohm})
-        limit(resistance, resistor_ohm);
-    limit(&s.loopSupply_V, loopSupply_V);
-    limit(&s.calibration_V, {0, s.loopSupply_V});
-    limit(&s.aid_V, aid_V);
-    limit(&s.source_Hz, {0, sourceMax_Hz});
-    s.capacitor = std::min<uint32_t>(s.capacitor, capacitors_F.size());
-    s.prescaler = std::clamp(s.prescaler, 1U, 8U);
-    loop_change(&state.loop, circuitOf(bench, channel));
+    settings_limit(&state.settings);
+    rewire(bench, channel);
 }
 
-double bench_readLevel_dBm(Bench* bench) {
+void bench_setWiring(Bench* bench, Channel channel, const ChannelWiring& wiring, unsigned parts) {
     const Guard guard(bench->mutex);
-    benchState_update(bench);
-    if (!signalPresent(bench))
-        return noLevel_dBm;
-    const Dut& dut = bench->dutFile.dut;
-    return dut.power_dBm + 10 * std::log10(dut.pulses.dutyCycle()) + levelSpread_dB * random_normal(bench->levelNoise);
-}
-
-double bench_readTune_V(Bench* bench, Channel channel) {
-    const Guard guard(bench->mutex);
-    benchState_update(bench);
     Bench::ChannelState& state = bench->channel[channel];
-    return loop_tune_V(state.loop) + tuneSpread_V * random_normal(state.tuneNoise);
+    if (wiring == state.boards && parts == state.boardParts)
+        return;
+    state.boards = wiring;
+    state.boardParts = parts;
+    rewire(bench, channel);
 }
 
-EdgeCount bench_count(Bench* bench, const CountRequest& request) {
+void bench_setIndividual(Bench* bench, bool individual) {
     const Guard guard(bench->mutex);
-    benchState_update(bench);
-    if (request.input == CounterInput::input || request.end_ns <= request.start_ns)
-        return {0, 0}; // nothing is connected there
-    const Channel channel = request.input == CounterInput::adcA ? channelA : channelB;
-    const uint32_t ratio = bench->channel[channel].settings.counterRatio;
-    if (ratio == 0)
-        return {0, 0};
-    const uint64_t length_ns = request.end_ns - request.start_ns;
-    const double input_Hz =
-        counterInput_Hz(bench, channel, ratio, request.start_ns + length_ns / 2) / std::max(request.ratio, 1U);
-    const double periods = std::floor(double(length_ns) * secondsPerTick * input_Hz);
-    const double phase = random_uniform(bench->channel[channel].counterPhase); // between signal and ticks
-    if (input_Hz <= 0 || periods < 1)
-        return {0, 0};
-    return {uint64_t(periods), uint64_t(std::floor(periods * request.clock_Hz / input_Hz + phase))};
+    bench->individual.reset();
+    if (!individual)
+        return;
+    Bench::Individual& truth = bench->individual.emplace();
+    for (const Channel c : {channelA, channelB})
+        for (size_t group = 0; group < ifGroups; ++group)
+            truth.ifChain[c][group] = unitTruth_if(bench->boards, c, group);
+    truth.timeBase = unitTruth_timeBase(bench->boards);
+}
+
+bool bench_individual(Bench* bench) {
+    const Guard guard(bench->mutex);
+    return bench->individual.has_value();
+}
+
+double benchState_ifGain(const Bench* bench, Channel channel, double offset_Hz) {
+    const double gain_dB = bench->channel[channel].wiring.ifChain.gain_dB;
+    const IfTruth* truth = ifTruth(bench, channel);
+    return chain_ifGain(gain_dB, channel) *
+           chain_ifExcess(truth, truth != nullptr ? if_stage(bench->boards, gain_dB) : 0, offset_Hz);
 }
 
 Faults bench_faults(Bench* bench) {
     const Guard guard(bench->mutex);
     return bench->dutFile.dut.faults;
-}
-
-bool bench_chipBroken(Bench* bench, const std::string& name) {
-    const Guard guard(bench->mutex);
-    const std::vector<std::string>& broken = bench->dutFile.dut.faults.spiFails;
-    if (broken.empty())
-        return false;
-    benchState_update(bench);
-    return std::find(broken.begin(), broken.end(), name) != broken.end();
 }
 
 ChannelTruth bench_truth(Bench* bench, Channel channel) {

@@ -5,8 +5,10 @@
 /// looks at it or changes something first lets the loops run up to the clock's now. The DUT file is looked at whenever
 /// something is measured.
 
-#include "virtual/boards/unit_boards.h"
+#include "virtual/boards/unit_truth.h"
+#include "virtual/bus/spi_chip.h"
 #include "virtual/dut/dut.h"
+#include "virtual/physics/channel_settings.h"
 #include "virtual/physics/noise_record.h"
 #include "virtual/physics/phase_loop.h"
 #include "virtual/physics/sample_source.h"
@@ -15,43 +17,13 @@
 #include <array>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <span>
 
 namespace vi {
 
 inline constexpr double noLevel_dBm = -100;      // reading of a power detector without a signal
 inline constexpr double levelDetected_dBm = -25; // a carrier below it is not noticed
-
-enum class TuneSource { none, calibration, loop }; // what drives the source's tune port; none: its own bias
-
-/// What the chips of a channel's analog and source board are set to; at start what they are after power-on.
-struct ChannelSettings {
-    // Input.
-    bool highInput = false; // the relay; boards without one ignore it
-    DutPath path = DutPath::direct;
-    uint32_t prescaler = 1; // acts in the divider path
-    bool preamplifier = false;
-    double attenuation_dB = 0;
-    // Source.
-    bool rfOn = false;
-    double source_Hz = 100e6;
-    Reference reference = Reference::crystal100MHz; // external: none of the source board counts
-    // IF chain.
-    int ifGain_dB = 0;
-    // Loop.
-    bool open = false;
-    TuneSource tuneSource = TuneSource::none;
-    double calibration_V = 0;
-    double loopSupply_V = 15;
-    double r1_ohm = 10e3, r2_ohm = 10e3, r3_ohm = 10e3;
-    uint32_t capacitor = 4; // 1 to 4; 0: all switches closed, the filter is shorted and its charge stays
-    bool aidOn = false;
-    double aid_V = 2.5;
-    // Counters on: what divides the carrier behind the prescaler on its way to the ADC; 0: they are off.
-    uint32_t counterRatio = 0;
-
-    friend bool operator==(const ChannelSettings&, const ChannelSettings&) = default;
-};
 
 /// What a calibration of a channel's detector and a look at its loop would tell.
 struct ChannelTruth {
@@ -73,7 +45,10 @@ struct Bench {
     uint64_t dutVersion = 0; // grows with each DUT that comes into force
 
     struct ChannelState {
-        ChannelSettings settings;
+        ChannelSettings settings; // as set by hand
+        ChannelWiring boards;     // as the boards are wired
+        unsigned boardParts = 0;  // what of the wiring the boards have a say in
+        ChannelWiring wiring;     // in force
         PhaseLoop loop;
         uint64_t loopTime; // on the clock, ns: moment of the loop's state
         double noise_rad2;
@@ -81,6 +56,11 @@ struct Bench {
         RandomStream tuneNoise, counterPhase, phases, adcNoise;
     };
     std::array<ChannelState, channels> channel;
+    struct Individual {
+        std::array<std::array<IfTruth, ifGroups>, channels> ifChain;
+        double timeBase;
+    };
+    std::optional<Individual> individual;
     RandomStream levelNoise, phaseNoise;
     NoiseRecord noise; // of the last record
 };
@@ -91,7 +71,21 @@ void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_
 [[nodiscard]] ChannelSettings bench_settings(Bench* bench, Channel channel);
 /// Puts the settings in force from now on. Values beyond what the parts can do are limited to it.
 void bench_set(Bench* bench, Channel channel, const ChannelSettings& settings);
+/// What the boards of a channel are wired to, and for which WiringParts they count from now on; for the others the
+/// settings do.
+void bench_setWiring(Bench* bench, Channel channel, const ChannelWiring& wiring, unsigned parts);
 
+/// From now on the unit has errors of its own, those of UnitTruth: IF gain over offset and time base. At first it is
+/// nominal.
+void bench_setIndividual(Bench* bench, bool individual);
+[[nodiscard]] bool bench_individual(Bench* bench);
+
+/// What arrives at the end of a path of the channel, as a power detector there would see it; `level_dBm` is noLevel_dBm
+/// where nothing does.
+struct DetectorInput {
+    double carrier_Hz, level_dBm;
+};
+[[nodiscard]] DetectorInput bench_detectorInput(Bench* bench, Channel channel, const SignalPath& path);
 /// Level at the DUT input as the power detector reads it, dBm, the mean power of a pulsed carrier; noLevel_dBm without
 /// a signal. Its reading is spread by 0.02 dB.
 [[nodiscard]] double bench_readLevel_dBm(Bench* bench);
@@ -108,8 +102,11 @@ void bench_takeRecord(Bench* bench, const RecordRequest& request, std::span<uint
 /// Those of the DUT in force; does not look at the file, so it costs next to nothing.
 [[nodiscard]] Faults bench_faults(Bench* bench);
 
-/// A chip of this name does not answer. Looks at the file while there is one that does not.
-[[nodiscard]] bool bench_chipBroken(Bench* bench, const std::string& name);
+/// What the DUT file says of a chip, a source board's VCO and the supply. They look at the file, the first one only
+/// while there is a chip at fault.
+[[nodiscard]] ChipFault bench_chipFault(Bench* bench, const std::string& name);
+[[nodiscard]] bool bench_vcoBroken(Bench* bench, Channel channel);
+[[nodiscard]] bool bench_supplyOverloaded(Bench* bench);
 
 /// What the spectra of a moment are drawn from.
 struct BenchSnapshot {

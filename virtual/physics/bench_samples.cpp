@@ -49,9 +49,9 @@ NoiseAtOffset noiseAt(const Bench* bench, double offset_Hz) {
     for (const Channel c : {channelA, channelB}) {
         const Bench::ChannelState& state = bench->channel[c];
         const LoopCircuit& circuit = state.loop.circuit;
-        const double p = benchState_prescaler(state.settings);
+        const double p = state.wiring.dut.ratio;
         noise.share[c] = 1 / p;
-        noise.own[c] = chain_referenceNoise(state.settings.reference, c, dut, dut.frequency_Hz / p, offset_Hz);
+        noise.own[c] = chain_referenceNoise(state.wiring.reference, c, dut, dut.frequency_Hz / p, offset_Hz);
         noise.error[c] = holdsNoise(circuit)
                              ? loop_error(loop_naturalFrequency_rad_s(circuit), loop_damping(circuit), offset_Hz)
                              : 1;
@@ -213,13 +213,16 @@ public:
           track_(state_.loop, record.rate_Hz, record.pairs), slowStart_(record.slow.phase_rad[channel] / twoPi),
           slowStep_(record.slow.frequency_Hz[channel] / record.rate_Hz),
           zero_(float(centre + adcOffset_codes[channel])) {
-        const double gain = chain_ifGain(state_.settings.ifGain_dB, channel);
         const double beat_Hz = state_.loop.settled ? 0 : loop_beat_Hz(state_.loop);
+        const double gain = benchState_ifGain(bench, channel, std::abs(beat_Hz));
         const double corner_Hz = decimationCorner * record.rate_Hz;
-        amplitude_ = float(codesPerVolt * benchState_mixerSlope(bench, channel) * gain *
-                           lowPass(beat_Hz, ifCorner_Hz, ifOrder) * lowPass(beat_Hz, corner_Hz, decimationOrder));
+        const double ifPasses = state_.wiring.ifOpen() ? lowPass(beat_Hz, ifCorner_Hz, ifOrder) *
+                                                             chain_ifFilter(state_.wiring.ifChain.bandwidth_Hz, beat_Hz)
+                                                       : 0;
+        amplitude_ = float(codesPerVolt * benchState_mixerSlope(bench, channel) * gain * ifPasses *
+                           lowPass(beat_Hz, corner_Hz, decimationOrder));
         noiseDeviation_ =
-            float(codesPerVolt * std::sqrt(chain_background(state_.settings.ifGain_dB, channel) * record.rate_Hz));
+            float(codesPerVolt * std::sqrt(chain_background(state_.wiring.ifChain.gain_dB, channel) * record.rate_Hz));
         if (dut_.faults.clip)
             pickup_ = codesPerVolt * pickup_V * gain * lowPass(pickup_Hz, corner_Hz, decimationOrder);
     }

@@ -63,8 +63,9 @@ Complex transfer(const ChannelChain& chain, Channel channel, double offset_Hz) {
     if (!chain.carrier)
         return 0;
     const double coupling = offset_Hz / (offset_Hz + chain.highPass_Hz) * offset_Hz / (offset_Hz + chain.highPass2_Hz);
-    return chain.slope_V * chain_ifGain(chain.ifGain_dB, channel) * coupling / double(chain.prescaler) *
-           loop_error(chain.wn_rad_s, chain.damping, offset_Hz);
+    return chain.slope_V * chain_ifGain(chain.ifGain_dB, channel) * coupling *
+           chain_ifExcess(chain.ifTruth, chain.ifStage, offset_Hz) * chain_ifFilter(chain.ifBandwidth_Hz, offset_Hz) /
+           double(chain.prescaler) * loop_error(chain.wn_rad_s, chain.damping, offset_Hz);
 }
 
 /// Lines reach this far; beyond, the window has them more than 120 dB down.
@@ -112,8 +113,17 @@ double chain_mixerSlope(double mixer_Hz, double drive_dB, Channel channel) {
     return strongSlope(mixer_Hz) * drive * traits[channel].slope;
 }
 
-double chain_ifGain(int ifGain_dB, Channel channel) {
-    return traits[channel].gain * std::pow(10.0, ifGain_dB / 20.0);
+double chain_ifGain(double ifGain_dB, Channel channel) {
+    return traits[channel].gain * std::pow(10.0, ifGain_dB / 20);
+}
+
+double chain_ifExcess(const IfTruth* truth, size_t stage, double offset_Hz) {
+    return truth != nullptr ? std::pow(10.0, if_excess_dB(*truth, stage, offset_Hz) / 20) : 1;
+}
+
+double chain_ifFilter(double bandwidth_Hz, double offset_Hz) {
+    constexpr double corner = 1.3, order = 8; // of a Butterworth low pass, over the bandwidth
+    return bandwidth_Hz > 0 ? 1 / std::sqrt(1 + std::pow(offset_Hz / (corner * bandwidth_Hz), 2 * order)) : 1;
 }
 
 double chain_sensitivity_HzPerV(Reference reference, Channel channel) {
@@ -129,7 +139,7 @@ double chain_referenceNoise(Reference reference, Channel channel, const Dut& dut
                  20 * std::log10(mixer_Hz / referenceTable_Hz) + traits[channel].referenceExcess_dB);
 }
 
-double chain_background(int ifGain_dB, Channel channel) {
+double chain_background(double ifGain_dB, Channel channel) {
     return ratio(ifGain_dB) * traits[channel].ifNoise + adcNoise;
 }
 

@@ -5,6 +5,7 @@
 /// With h = k G E / p the two-sided densities at the ADC are |h|^2 (L_dut + p^2 L_ref) + n for a channel's own spectrum
 /// and h_A conj(h_B) L_dut for the cross spectrum, L the single-sideband noise as a ratio per Hz.
 
+#include "virtual/boards/unit_truth.h"
 #include "virtual/draw/spectrum_draw.h"
 #include "virtual/dut/dut.h"
 
@@ -27,7 +28,10 @@ struct ChannelChain {
     uint32_t prescaler;
     Reference reference;
     double slope_V; // of the mixer, per rad
-    int ifGain_dB;
+    double ifGain_dB;
+    const IfTruth* ifTruth;   // what it has over its nominal gain; null: nothing
+    size_t ifStage;           // of its gain
+    double ifBandwidth_Hz;    // of the filter in force; 0: none
     double wn_rad_s, damping; // of the loop in force
     double highPass_Hz;       // of the IF chain: lets f/(f + highPass_Hz) through; 0: none
     double highPass2_Hz;      // one more
@@ -40,7 +44,12 @@ using SignalChain = std::array<ChannelChain, channels>;
 /// the IF chain deviates from its nominal gain.
 [[nodiscard]] double chain_mixerSlope(double mixer_Hz, double drive_dB, Channel channel);
 /// The IF chain's true gain, a ratio.
-[[nodiscard]] double chain_ifGain(int ifGain_dB, Channel channel);
+[[nodiscard]] double chain_ifGain(double ifGain_dB, Channel channel);
+/// What an IF chain has over its nominal gain, a ratio; 1 without a truth.
+[[nodiscard]] double chain_ifExcess(const IfTruth* truth, size_t stage, double offset_Hz);
+/// What a filter of the IF chain lets through: within 0.1 dB up to its bandwidth, falling steeply beyond. 1 without
+/// one.
+[[nodiscard]] double chain_ifFilter(double bandwidth_Hz, double offset_Hz);
 /// Tuning sensitivity of a source board at 100 MHz, Hz/V; proportional to its frequency.
 [[nodiscard]] double chain_sensitivity_HzPerV(Reference reference, Channel channel);
 inline constexpr double sensitivityStated_Hz = 100e6;
@@ -49,7 +58,7 @@ inline constexpr double sensitivityStated_Hz = 100e6;
 [[nodiscard]] double chain_referenceNoise(Reference reference, Channel channel, const Dut& dut, double mixer_Hz,
                                           double offset_Hz);
 /// Noise behind the mixer at the ADC, two-sided, V^2/Hz.
-[[nodiscard]] double chain_background(int ifGain_dB, Channel channel);
+[[nodiscard]] double chain_background(double ifGain_dB, Channel channel);
 
 /// What remains of the phase noise at the mixer inside the loop, rad^2, offsets up to 50 MHz.
 [[nodiscard]] double chain_phaseErrorVariance(const ChannelChain& chain, Channel channel, const Dut& dut);

@@ -1,11 +1,15 @@
 #pragma once
-/// All boards of a unit but the acquisition board, on its bus: what their converters find there is what the bench says,
-/// and what their switches and chips make of it will be what the bench counts with.
+/// All boards of a unit but the acquisition board, on its bus, in front of the bench: their converters read what the
+/// bench says, and the bench counts with what their switches and chips make of the channels.
 
 #include "virtual/boards/analog_board.h"
 #include "virtual/boards/controller_board.h"
+#include "virtual/boards/source_circuit.h"
 #include "virtual/boards/supply_board.h"
 #include "virtual/physics/bench.h"
+
+#include <array>
+#include <memory>
 
 namespace vi {
 
@@ -18,18 +22,34 @@ public:
     BoardBox& operator=(const BoardBox&) = delete;
     ~BoardBox();
 
+    /// From now on the boards have a say in these WiringParts of both channels, and in them alone; at first in none. To
+    /// be called while no transfer is on its way.
+    void take(unsigned parts);
+
     [[nodiscard]] AnalogBoard& analog(Channel channel) { return channel == channelA ? analogA_ : analogB_; }
     [[nodiscard]] ControllerBoard& controller() { return controller_; }
     [[nodiscard]] SupplyBoard& supply() { return supply_; }
+    /// Nothing comes out of a unit's sources that has none.
+    [[nodiscard]] SourceCircuit source(Channel channel) const;
+    [[nodiscard]] ChannelWiring wiring(Channel channel) const;
 
 private:
+    using Source = WatchedBoard<SourceCircuit>;
+
     [[nodiscard]] AnalogInputs inputsOf(Channel channel);
+    [[nodiscard]] std::unique_ptr<Source> makeSource(SpiBus& bus, Channel channel);
+    void tell();
+    void tell(Channel channel);
 
     SpiBus& bus_;
     Bench& bench_;
+    const UnitBoards boards_;
+    unsigned parts_ = 0;
+    std::array<DetectorTruth, static_cast<size_t>(Detector::high) + 1> detectors_{};
     ControllerBoard controller_;
     SupplyBoard supply_;
     AnalogBoard analogA_, analogB_;
+    std::array<std::unique_ptr<Source>, channels> sources_;
 };
 
 } // namespace vi
