@@ -220,6 +220,19 @@ TEST(BoardBox, AnIndividualUnitIsOffItsNominalValues) {
     EXPECT_EQ(box.bus.adc(analogs[0] + 1), 0u) << "detector without supply";
 }
 
+TEST(BoardBox, WhatTheControllerAndTheSupplyShowIsTold) {
+    Box box(flatDut(carrier_Hz, -140));
+    std::string shown;
+    box.box.onPanel([&](const std::string& text) { shown = text; });
+    const auto shows = [&](const char* line) { return shown.find(line) != std::string::npos; };
+    EXPECT_TRUE(shows("ready lamp       off\n") && shows("fan              0.0 %\n") && shows("RF               on\n"));
+    EXPECT_TRUE(shows("temperature      34.5 degC\n") && shows("input relay      low\n")) << shown;
+    EXPECT_TRUE(box.bus.send(240, 1 << 16 | 1 << 20, 3) && box.bus.send(232, 0b10, 1));
+    EXPECT_TRUE(shows("ready lamp       on\n") && shows("fan              100.0 %\n") &&
+                shows("RF               off\n"));
+    EXPECT_TRUE(shows("input relay      high\n") && shows("supply 1         on, 0.000 V\n")) << shown;
+}
+
 TEST(BoardBox, EachUnitHasTheBoardsOfItsNumber) {
     const struct {
         const char* serial;

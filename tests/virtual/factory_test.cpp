@@ -13,9 +13,11 @@ namespace {
 struct Factory : Loaded {
     UnitBoards leave(const char* serialNumber) {
         unit(serialNumber);
-        const UnitBoards boards = unitBoards_of(serialNumber);
-        EXPECT_EQ(load(factory_calibrationFile(boards)), 0);
-        return boards;
+        const std::string file = factory_calibrationFile(serialNumber);
+        EXPECT_EQ(load(file), 0);
+        EXPECT_FALSE(factory_isOfAnother(file, serialNumber));
+        EXPECT_TRUE(factory_isOfAnother(file, "220-336306910-9999"));
+        return unitBoards_of(serialNumber);
     }
 };
 

@@ -47,11 +47,21 @@ AcquisitionBoard::AcquisitionBoard(SpiBus& bus, AcquisitionBoardKind kind, Sampl
       clockPlace_([this](auto frame, uint32_t mode) { return sendClock(frame, mode); }),
       adcPlace_([this](auto frame, uint32_t mode) { return sendAdc(frame, mode); }) {
     rtdm_register(sampleStream_deviceName, &stream_);
-    bus.attach(controlAddress, &controlPlace_);
-    bus.attach(clockAddress, &clockPlace_);
-    bus.attach(adcAddress, &adcPlace_);
-    bus.attach(commandAddress, &core_.commandSlave());
-    bus.attach(answerAddress, &core_.answerSlave());
+    const struct {
+        uint32_t address;
+        SpiChip* chip;
+        const char* name;
+    } chips[] = {
+        {controlAddress, &controlPlace_, "acq.lines"},
+        {clockAddress, &clockPlace_, "acq.clock"},
+        {adcAddress, &adcPlace_, "acq.adc"},
+        {commandAddress, &core_.commandSlave(), "acq.command"},
+        {answerAddress, &core_.answerSlave(), "acq.answer"},
+    };
+    for (const auto& [address, chip, name] : chips) {
+        bus.attach(address, chip);
+        bus.setName(address, name);
+    }
 }
 
 AcquisitionBoard::~AcquisitionBoard() {

@@ -5,6 +5,7 @@
 #include "firmware/startup.h"
 #include "virtual/app/idle_watch.h"
 #include "virtual/app/serial_number.h"
+#include "virtual/factory/calibration_file.h"
 #include "virtual/platform/clock.h"
 #include "virtual/stand_in/slot_adapter.h"
 #include "virtual/unit/unit.h"
@@ -32,6 +33,8 @@ constexpr int exitPortTaken = 1, exitUsage = 2;
 constexpr const char* serialNumberFile = "/tolvane/dev/sn";
 constexpr size_t serialNumberMax = 32;           // characters
 constexpr const char* unitRecords = "/run/unit"; // there only inside a unit's file tree
+constexpr const char* panelRecord = "/run/unit/panel";
+constexpr const char* calibrationFile = "/tolvane/dev/calibration.csv";
 
 constexpr uint16_t commandPort = 18, commandPortUnprivileged = 2018, discoveryPort = 9998;
 
@@ -45,6 +48,9 @@ constexpr const char* usage =
     "  --realtime    captures and waits take the time that the hardware takes; default: waits cost nothing\n"
     "  --port N      where TCP listens; default 18, or 2018 where 18 may not be bound or is taken\n"
     "  --listen ADDR the address on which it is found, 0.0.0.0 for all of this machine; default 127.0.0.1\n"
+    "  --boards      the unit's boards wire its channels, and it has errors and a factory calibration file of its "
+    "own;\n"
+    "                default: channels are set past the boards, and the unit is nominal\n"
     "  --verbose     the firmware's own debug channel\n"
     "  --help        this text\n";
 
@@ -57,6 +63,7 @@ struct Options {
     bool tellsBoards = false;
     bool realTime = false;
     bool verbose = false;
+    bool boards = false;
 };
 
 [[noreturn]] void fail(int status, const std::string& reason) {
@@ -92,17 +99,12 @@ std::string serialNumberOf(std::string text) {
 
 Options parse(int argc, char** argv) {
     const option known[] = {
-        {"dut", required_argument, nullptr, 'd'},
-        {"dut-name", required_argument, nullptr, 't'},
-        {"serial", required_argument, nullptr, 's'},
-        {"seed", required_argument, nullptr, 'n'},
-        {"port", required_argument, nullptr, 'p'},
-        {"listen", required_argument, nullptr, 'l'},
-        {"tell-boards", no_argument, nullptr, 'b'},
-        {"realtime", no_argument, nullptr, 'r'},
-        {"verbose", no_argument, nullptr, 'v'},
-        {"help", no_argument, nullptr, 'h'},
-        {nullptr, 0, nullptr, 0},
+        {"dut", required_argument, nullptr, 'd'},    {"dut-name", required_argument, nullptr, 't'},
+        {"serial", required_argument, nullptr, 's'}, {"seed", required_argument, nullptr, 'n'},
+        {"port", required_argument, nullptr, 'p'},   {"listen", required_argument, nullptr, 'l'},
+        {"tell-boards", no_argument, nullptr, 'b'},  {"realtime", no_argument, nullptr, 'r'},
+        {"verbose", no_argument, nullptr, 'v'},      {"boards", no_argument, nullptr, 'w'},
+        {"help", no_argument, nullptr, 'h'},         {nullptr, 0, nullptr, 0},
     };
     Options options;
     for (int letter; (letter = getopt_long(argc, argv, "", known, nullptr)) != -1;)
@@ -116,6 +118,7 @@ Options parse(int argc, char** argv) {
         case 'b': options.tellsBoards = true; break;
         case 'r': options.realTime = true; break;
         case 'v': options.verbose = true; break;
+        case 'w': options.boards = true; break;
         case 'h': fputs(usage, stdout); exit(0);
         default: fputs(usage, stderr); exit(exitUsage);
         }
@@ -177,6 +180,35 @@ std::string settleSerialNumber(std::string wanted) {
 
 vi::Unit* unit;
 
+/// Shows what the unit shows. A record that cannot be written is none.
+void recordPanel(const std::string& text) {
+    const std::string draft = std::string(panelRecord) + ".new";
+    std::ofstream(draft) << text;
+    std::error_code ignored;
+    std::filesystem::rename(draft, panelRecord, ignored);
+}
+
+/// The device under test may spoil chips; the unit must have them.
+void requireChips(const Options& options) {
+    const std::vector<std::string> present = unit->bus.names();
+    const vi::Faults faults = vi::bench_faults(&unit->bench);
+    for (const auto& names : {faults.spiFails, faults.stuckAdc})
+        for (const std::string& name : names)
+            if (std::find(present.begin(), present.end(), name) == present.end())
+                fail(exitUsage, (options.dutName.empty() ? options.dut : options.dutName) +
+                                    ": the unit has no chip called \"" + name + "\"");
+}
+
+/// The factory's file of this unit, unless somebody has put another one there.
+void settleCalibration(const std::string& serialNumber) {
+    std::ifstream file(calibrationFile);
+    std::string heading;
+    if (std::getline(file, heading) && !vi::factory_isOfAnother(heading, serialNumber))
+        return;
+    if (file_replace(calibrationFile, vi::factory_calibrationFile(serialNumber)) != 0)
+        fail(exitPortTaken, std::string("cannot write ") + calibrationFile + ": " + strerror(errno));
+}
+
 /// What the firmware did that real hardware would not know is a fault of one of the two.
 void tellRefusals() {
     if (const uint64_t count = unit->bus.faults() + unit->acquisition.refusals(); count != 0)
@@ -206,7 +238,14 @@ int main(int argc, char** argv) {
     // Never freed: threads of the firmware use it until the process is gone.
     unit = new vi::Unit(vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
     std::atexit(tellRefusals);
+    requireChips(options);
+    unit->boards->onPanel(recordPanel);
     virtual_adapter_install(unit->bench);
+    if (options.boards) {
+        settleCalibration(serialNumber);
+        vi::bench_setIndividual(&unit->bench, true);
+        unit->boards->take(vi::wiringAll);
+    }
     tvstuff_seedRandom(static_cast<uint32_t>(options.seed ^ options.seed >> 32));
 
     char name[] = "virtual-instrument", verbose[] = "-v";

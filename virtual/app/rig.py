@@ -122,6 +122,7 @@ class Rig:
         tell_boards=False,
         realtime=False,
         verbose=False,
+        boards=False,
         program=PROGRAM,
     ):
         self.dut = Path(dut).resolve() if dut else DEFAULT_DUT
@@ -138,6 +139,7 @@ class Rig:
         self.words += ["--tell-boards"] if tell_boards else []
         self.words += ["--realtime"] if realtime else []
         self.words += ["--verbose"] if verbose else []
+        self.words += ["--boards"] if boards else []
         self.process = None
         self.port = None
         self._temporary = None

@@ -68,6 +68,7 @@ public:
 
     // The bench's side; thread-safe.
     void setTemperature_degC(double temperature) { temperature_degC_ = temperature; }
+    [[nodiscard]] double temperature_degC() const { return temperature_degC_; }
     void setUserInput_V(double volts) { userInput_V_ = volts; } // of boards before 1E
     void setResetInput(bool active) { resetInput_ = active; }
     void setPhaseStatus(bool high) { phaseStatus_ = high; }

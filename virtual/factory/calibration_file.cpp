@@ -10,6 +10,7 @@
 namespace vi {
 namespace {
 
+constexpr std::string_view heading = "factory data of unit;";
 constexpr double preamplifierGain_dB = 15;
 
 [[gnu::format(printf, 2, 3)]] void append(std::string* text, const char* format, ...) {
@@ -126,13 +127,19 @@ void appendSupply(std::string* text, const UnitBoards& boards) {
 
 } // namespace
 
-std::string factory_calibrationFile(const UnitBoards& boards) {
-    std::string text;
+std::string factory_calibrationFile(std::string_view serialNumber) {
+    const UnitBoards boards = unitBoards_of(serialNumber);
+    std::string text = std::string(heading) + std::string(serialNumber) + '\n';
     appendScalars(&text, boards);
     appendDetectors(&text, boards);
     appendGains(&text, boards);
     appendSupply(&text, boards);
     return text;
+}
+
+bool factory_isOfAnother(std::string_view text, std::string_view serialNumber) {
+    const std::string_view first = text.substr(0, text.find('\n'));
+    return first.starts_with(heading) && first.substr(heading.size()) != serialNumber;
 }
 
 } // namespace vi

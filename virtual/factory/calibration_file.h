@@ -1,6 +1,7 @@
 #pragma once
-/// A unit's factory calibration file: what its parts are off from their nominal values, as production has measured it,
-/// which is without an error. Cells are parted by semicolons; a line that begins with a number opens a region:
+/// The unit's factory calibration file. Its first line names the unit; then it says what its parts are off from their
+/// nominal values, as production has measured it, which is without an error. Cells are parted by semicolons; a line
+/// that begins with a number opens a region:
 ///
 ///   33001  time base (ppm) and tuning sensitivity of A and B (Hz/V at 100 MHz) in the cells 8, 9, 10
 ///   33008  tuning sensitivities A, B at the 10 MHz, the 100 MHz and the 1 GHz reference
@@ -13,12 +14,14 @@
 ///          from there on, below with the preamplifier. The last of the three paths is the one in use
 ///   33004  conversions of the DUT supply, 12 lines: tag, x0, y0, x1, y1
 
-#include "virtual/boards/unit_boards.h"
-
 #include <string>
+#include <string_view>
 
 namespace vi {
 
-[[nodiscard]] std::string factory_calibrationFile(const UnitBoards& boards);
+/// Of the unit with this serial number.
+[[nodiscard]] std::string factory_calibrationFile(std::string_view serialNumber);
+/// Whether a text begins as a file of the factory does, for another unit than this: one to be made anew.
+[[nodiscard]] bool factory_isOfAnother(std::string_view text, std::string_view serialNumber);
 
 } // namespace vi

@@ -3,8 +3,10 @@
 #include "virtual/boards/source_double.h"
 #include "virtual/boards/source_first.h"
 #include "virtual/boards/source_pair.h"
+#include "virtual/unit/panel_record.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace vi {
 namespace {
@@ -65,6 +67,16 @@ void BoardBox::take(unsigned parts) {
         bench_setWiring(&bench_, channel, wiring(channel), parts_);
 }
 
+void BoardBox::onPanel(std::function<void(const std::string& text)> changed) {
+    panelChanged_ = std::move(changed);
+    tellPanel();
+}
+
+void BoardBox::tellPanel() const {
+    if (panelChanged_)
+        panelChanged_(panelRecord_text(controller_.circuit(), controller_.temperature_degC(), supply_.circuit()));
+}
+
 SourceCircuit BoardBox::source(Channel channel) const {
     return sources_[channel] != nullptr ? sources_[channel]->circuit() : SourceCircuit{};
 }
@@ -121,6 +133,7 @@ ChannelWiring BoardBox::wiring(Channel channel) const {
 }
 
 void BoardBox::tell() {
+    tellPanel();
     tell(channelA);
     tell(channelB);
 }

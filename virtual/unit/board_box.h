@@ -26,6 +26,9 @@ public:
     /// be called while no transfer is on its way.
     void take(unsigned parts);
 
+    /// Called with the bus held whenever the controller board or the supply shows something else, and now.
+    void onPanel(std::function<void(const std::string& text)> changed);
+
     [[nodiscard]] AnalogBoard& analog(Channel channel) { return channel == channelA ? analogA_ : analogB_; }
     [[nodiscard]] ControllerBoard& controller() { return controller_; }
     [[nodiscard]] SupplyBoard& supply() { return supply_; }
@@ -40,12 +43,14 @@ private:
     [[nodiscard]] std::unique_ptr<Source> makeSource(SpiBus& bus, Channel channel);
     void tell();
     void tell(Channel channel);
+    void tellPanel() const;
 
     SpiBus& bus_;
     Bench& bench_;
     const UnitBoards boards_;
     unsigned parts_ = 0;
     std::array<DetectorTruth, static_cast<size_t>(Detector::high) + 1> detectors_{};
+    std::function<void(const std::string& text)> panelChanged_;
     ControllerBoard controller_;
     SupplyBoard supply_;
     AnalogBoard analogA_, analogB_;
