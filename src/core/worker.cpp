@@ -5,6 +5,7 @@
 void* Worker::run(void* argument) {
     auto* const worker = static_cast<Worker*>(argument);
     for (;;) {
+        worker->state_.linger(idle); // the next piece often follows at once
         worker->state_.waitWhile(idle);
         worker->body_(worker->argument_);
         worker->state_.setAndWake(idle);

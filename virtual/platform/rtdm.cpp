@@ -8,19 +8,22 @@
 #include <fcntl.h>
 #include <mutex>
 #include <string>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace vi {
 namespace {
 
 /// A device's own node: an unnamed file. A descriptor is an opening of it, so that the host gives each its number, and
-/// a lock on one keeps the others of the same device out.
+/// a lock on one keeps the others of the same device out. The last one that was closed waits for the next opening.
 struct Registration {
     std::string name;
     RtDevice* device;
     int node;
+    int spare = -1;
 };
 
 constexpr int descriptorsMax = 1024;
@@ -35,11 +38,24 @@ RtDevice* deviceOf(int descriptor) {
     return openDevices[static_cast<size_t>(descriptor)].load(std::memory_order_acquire);
 }
 
-int openNode(int node) {
+int openNode(Registration& registration) {
+    if (registration.spare >= 0)
+        return std::exchange(registration.spare, -1);
     char path[32];
-    snprintf(path, sizeof path, "/proc/self/fd/%d", node);
+    snprintf(path, sizeof path, "/proc/self/fd/%d", registration.node);
     const int descriptor = ::open(path, O_RDWR | O_CLOEXEC);
     return descriptor < 0 ? -errno : descriptor;
+}
+
+/// What closing does to those who wait for the lock, whether or not the descriptor is kept.
+void closeNode(const RtDevice* device, int descriptor) {
+    const auto owner = std::find_if(registrations.begin(), registrations.end(), [&](const Registration& registration) {
+        return registration.device == device && registration.spare < 0;
+    });
+    if (owner != registrations.end() && flock(descriptor, LOCK_UN) == 0)
+        owner->spare = descriptor;
+    else
+        ::close(descriptor);
 }
 
 void closeDescriptorsOf(const RtDevice* device) {
@@ -55,6 +71,8 @@ template <class Match> void forget(Match match) {
         if (!match(registration))
             return false;
         ::close(registration.node);
+        if (registration.spare >= 0)
+            ::close(registration.spare);
         return true;
     });
 }
@@ -82,7 +100,7 @@ int rt_dev_open(const char* name, int flags) {
                                     [&](const Registration& registration) { return registration.name == name; });
     if (found == registrations.end())
         return -ENODEV;
-    const int descriptor = openNode(found->node);
+    const int descriptor = openNode(*found);
     if (descriptor < 0)
         return descriptor;
     const int result = descriptor < descriptorsMax ? found->device->open(flags) : -EMFILE;
@@ -102,7 +120,7 @@ int rt_dev_close(int descriptor) {
         return -EBADF;
     openDevices[static_cast<size_t>(descriptor)] = nullptr;
     device->close();
-    ::close(descriptor);
+    closeNode(device, descriptor);
     return 0;
 }
 
