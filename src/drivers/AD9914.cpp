@@ -12,11 +12,25 @@ namespace {
 constexpr char name[] = "AD9914";
 constexpr uint32_t wordBits = 32;
 
-constexpr std::array<uint32_t, 4> controlStart = {65736, 256, 6428, 336160};
-constexpr Field powerDown{0, 6, 2}; // DAC and digital core
+constexpr Field pinPowersDown{0, 3, 1}; // all of the chip, and not just its output
+constexpr Field powerDown{0, 6, 2};     // DAC and digital core
+constexpr Field sine{0, 16, 1};
+constexpr Field reserved1{1, 8, 1};
 constexpr Field profileMode{1, 23, 1};
+constexpr Field lockDetect{2, 2, 1};
+constexpr Field pumpCurrent{2, 3, 3};
+constexpr Field pllDivider{2, 8, 8};
+constexpr Field reserved3{3, 0, 24};
 constexpr Field dacCalibration{3, 24, 1};
-static_assert(fieldsFit({powerDown, profileMode, dacCalibration}, 32));
+static_assert(fieldsFit({pinPowersDown, powerDown, sine, reserved1, profileMode, lockDetect, pumpCurrent, pllDivider,
+                         reserved3, dacCalibration},
+                        32));
+
+constexpr FieldStart starts[] = {
+    {powerDown, 3},  {pinPowersDown, 1},   {sine, 1}, //
+    {lockDetect, 1}, {pumpCurrent, 3},     {pllDivider, 25},
+    {reserved1, 1},  {reserved3, 0x52120}, // as the data sheet wants them
+};
 
 constexpr uint32_t profileWord = 11; // of profile 0; two registers for each profile
 constexpr uint32_t profiles = 8;
@@ -42,11 +56,11 @@ int calibrationStep(AD9914* chip, uint32_t value) {
 void AD9914_init(AD9914* chip, uint32_t address, uint32_t board, int (*ioUpdate)()) {
     *chip = {};
     chip_attach(&chip->bus, "AD9914 DDS", address, board, 0);
-    chip->control = controlStart;
+    chip->control = field_startValues<AD9914_controls>(starts);
     chip->ioUpdate = ioUpdate;
     FTW_init(&chip->ftw, wordBits);
-    for (uint32_t number = 0; number < controlStart.size(); ++number)
-        chip_carryOn(AD9914_writeRegister(chip, number, controlStart[number]));
+    for (uint32_t number = 0; number < AD9914_controls; ++number)
+        chip_carryOn(AD9914_writeRegister(chip, number, chip->control[number]));
 }
 
 int AD9914_writeRegister(const AD9914* chip, uint32_t number, uint32_t value) {

@@ -7,11 +7,13 @@
 
 #include <array>
 
+inline constexpr size_t AD9914_controls = 4;
+
 struct AD9914 {
     ChipBus bus;
-    std::array<uint32_t, 4> control; // registers 0 to 3
-    FTW ftw;                         // 32 bits
-    int (*ioUpdate)();               // pulses the I/O update line of all boards
+    std::array<uint32_t, AD9914_controls> control; // registers 0 to 3
+    FTW ftw;                                       // 32 bits
+    int (*ioUpdate)();                             // pulses the I/O update line of all boards
 };
 
 /// Sends the control registers; the chip is powered down then. `ioUpdate` is the operation of the controller board, for

@@ -25,6 +25,7 @@ constexpr Field outputAOn{6, 6, 1};
 constexpr Field outputBOff{6, 10, 1};
 constexpr Field rfDivider{6, 21, 3};
 constexpr Field fundamentalFeedback{6, 24, 1};
+constexpr Field reserved6{6, 25, 4};
 constexpr Field synthLockTimeout{9, 4, 5};
 constexpr Field autoLevelTimeout{9, 9, 5};
 constexpr Field timeout{9, 14, 10};
@@ -46,6 +47,7 @@ static_assert(fieldsFit({integerValue,
                          outputBOff,
                          rfDivider,
                          fundamentalFeedback,
+                         reserved6,
                          synthLockTimeout,
                          autoLevelTimeout,
                          timeout,
@@ -56,32 +58,49 @@ static_assert(fieldsFit({integerValue,
                          resync},
                         8 * frameBytes));
 
-using Registers = std::array<uint32_t, ADF5355_registers>;
-
-constexpr Registers startValues() {
-    Registers reg = {0x200200,   1,         2,        3,        32772,   0x800025, 0x14000006,
-                     0x10000007, 271385640, 16794137, 0xC0007A, 6369291, 66588};
-    constexpr struct {
-        Field field;
-        uint32_t value;
-    } settings[] = {
-        {autoCalibration, 1},  {integerValue, 400},      {pumpThreeState, 1},  {rDivideBy2, 0},
-        {outputAOn, 1},        {fundamentalFeedback, 1}, {vcoBandDivision, 5}, {timeout, 100},
-        {autoLevelTimeout, 5}, {synthLockTimeout, 2},    {adcConversion, 1},   {adcOn, 1},
-        {adcClockDivider, 13}, {resync, 65535},
-    };
-    for (const auto& [field, value] : settings)
-        reg[field.reg] = field_put(reg[field.reg], field, value);
-    return reg;
+constexpr uint32_t numberBits = 4; // of each register
+consteval Field body(uint16_t number) {
+    return {number, numberBits, 8 * frameBytes - numberBits};
 }
 
-consteval bool numbersFit(const Registers& reg) {
-    for (uint32_t number = 0; number < reg.size(); ++number)
-        if ((reg[number] & 0xF) != number)
-            return false;
-    return true;
-}
-static_assert(numbersFit(startValues()), "a register carries its number in the low four bits");
+constexpr FieldStart starts[] = {
+    {{1, 0, numberBits}, 1},
+    {{2, 0, numberBits}, 2},
+    {{3, 0, numberBits}, 3},
+    {{4, 0, numberBits}, 4},
+    {{5, 0, numberBits}, 5},
+    {{6, 0, numberBits}, 6},
+    {{7, 0, numberBits}, 7},
+    {{8, 0, numberBits}, 8},
+    {{9, 0, numberBits}, 9},
+    {{10, 0, numberBits}, 10},
+    {{11, 0, numberBits}, 11},
+    {{12, 0, numberBits}, 12},
+
+    {integerValue, 400}, // 4 GHz
+    {autoCalibration, 1},
+    {pumpThreeState, 1},
+    {rCounter, 1},
+    {outputAOn, 1},
+    {fundamentalFeedback, 1},
+    {synthLockTimeout, 2},
+    {autoLevelTimeout, 5},
+    {timeout, 100},
+    {vcoBandDivision, 5},
+    {adcOn, 1},
+    {adcConversion, 1},
+    {adcClockDivider, 13},
+    {resync, 65535},
+
+    // As the data sheet wants them.
+    {body(5), 0x80002},
+    {reserved6, 10},
+    {{7, 28, 1}, 1},
+    {body(8), 0x102D042},
+    {{10, 22, 2}, 3},
+    {body(11), 0x61300},
+    {{12, 4, 12}, 0x41},
+};
 
 constexpr double comparison_Hz = 10'000'000;
 constexpr uint32_t bandSelection_us = 10'000;
@@ -104,7 +123,7 @@ int set(ADF5355* chip, const Field& field, uint32_t value) {
 void ADF5355_init(ADF5355* chip, uint32_t address) {
     *chip = {};
     chip_attach(&chip->bus, "ADF5355 PLL", address, 0, 0);
-    chip->reg = startValues();
+    chip->reg = field_startValues<ADF5355_registers>(starts);
     for (size_t number = ADF5355_registers; number-- > 0;)
         write(chip, number);
 }

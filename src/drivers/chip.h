@@ -3,9 +3,9 @@
 ///
 /// Every driver NAME has one shape. The board owns the record, whose first member says where the chip hangs.
 ///
-///   NAME_init(chip, address, board, ...)   enters the chip in the slave list and fills the record. Unless its header
-///   says
-///                                          otherwise it also sends the start values, so that chip and record agree.
+///   NAME_init(chip, address, board, ...)   enters the chip in the slave list and fills the record. It also sends the
+///                                          start values, unless its header says otherwise, so that chip and record
+///                                          agree.
 ///   NAME_set..., NAME_enable... and so on  change the record's shadow of the chip and send it.
 ///   NAME_printErrMsg(chip, what)           tells of a failure on the error output.
 ///   NAME_printInfo(chip)                   prints the record on standard output.

@@ -5,7 +5,9 @@
 ///   static_assert(fieldsFit({mute, gain}, 16));
 ///   word = field_put(word, mute, 1);
 
+#include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <initializer_list>
 
 /// Bits `low` to `low + width - 1` of register `reg`.
@@ -31,6 +33,26 @@ constexpr uint32_t field_put(uint32_t word, const Field& field, uint32_t value) 
 
 constexpr uint32_t field_get(uint32_t word, const Field& field) {
     return (word & field_mask(field)) >> field.low;
+}
+
+/// What a field holds from the start.
+struct FieldStart {
+    Field field;
+    uint32_t value;
+};
+
+/// Start values of registers, with 0 where no row says otherwise. A value that its field does not hold, or a second one
+/// for the same bits, stops the build.
+template <size_t Registers, size_t Rows>
+consteval std::array<uint32_t, Registers> field_startValues(const FieldStart (&rows)[Rows]) {
+    std::array<uint32_t, Registers> registers{}, taken{};
+    for (const auto& [field, value] : rows) {
+        if (value > field_max(field) || (taken.at(field.reg) & field_mask(field)) != 0)
+            abort();
+        taken[field.reg] |= field_mask(field);
+        registers[field.reg] = field_put(registers[field.reg], field, value);
+    }
+    return registers;
 }
 
 /// True when every field has a width, ends inside a register of `bits` (at most 32) and shares no bit with another.

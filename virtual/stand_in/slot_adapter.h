@@ -3,9 +3,8 @@
 /// the virtual instrument that knows the firmware.
 ///
 /// It fills the slots that a run calls, and does what the boards' firmware would: it plans paths and divisions, sources
-/// and counter ratios. It works on the
-/// record of the instrument, whose own operations select the channel. A call costs three bus transfers of 20
-/// microseconds.
+/// and counter ratios. It works on the record of the instrument, whose own operations select the channel. A call costs
+/// three bus transfers of 20 microseconds.
 
 #include "virtual/physics/bench.h"
 

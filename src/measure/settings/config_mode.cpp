@@ -11,7 +11,7 @@
 
 namespace {
 
-// Device_setPath
+// What Device_setPath takes.
 constexpr int pathPhaseNoise = 3;
 constexpr int pathTransient = 5;
 // Channel numbers of the operations on one channel
