@@ -1,6 +1,7 @@
 #include "scpi/nodes.h"
 
 #include "scpi/parameters.h"
+#include "scpi/text/ascii.h"
 #include "scpi/text/keyword.h"
 
 #include <type_traits>
@@ -95,9 +96,10 @@ void set(Unit& unit, const Slots& slots, Parse parse, Index... index) {
         unit.errorCode = error;
         return;
     }
-    if (hasLow && scpi_isParam("MINimum", text)) {
+    const bool isWord = isLetter(*text);
+    if (hasLow && isWord && scpi_isParam("MINimum", text)) {
         value = low;
-    } else if (hasHigh && scpi_isParam("MAXimum", text)) {
+    } else if (hasHigh && isWord && scpi_isParam("MAXimum", text)) {
         value = high;
     } else if (const int32_t error = parse(text, &value); error != 0) {
         unit.errorCode = error;

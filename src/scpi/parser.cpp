@@ -45,7 +45,8 @@ void conclude(scpi::Unit& unit, bool echo) {
     }
     if (unit.errorCode == 0 && Device_lastDeviceError)
         unit.errorCode = Device_lastDeviceError(parser->device);
-    scpi_parser_error(unit.errorCode);
+    if (unit.errorCode != 0)
+        scpi_parser_error(unit.errorCode);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "scpi/text/text_parse.h"
 
 #include "base/error_codes.h"
+#include "scpi/text/ascii.h"
 #include "scpi/text/decimal.h"
 #include "scpi/text/keyword.h"
 #include "scpi/text/power_unit.h"
@@ -44,7 +45,26 @@ int scpi_str2float(char* text, float* value) {
     return error;
 }
 
+namespace {
+
+/// Nothing but digits, few enough for any integer: most settings are written so.
+bool isShortNumber(const char* text, int32_t* value) {
+    constexpr int digitsMax = 9;
+    int32_t number = 0;
+    int digits = 0;
+    for (; text != nullptr && digits < digitsMax && scpi::isDigit(text[digits]); ++digits)
+        number = number * 10 + (text[digits] - '0');
+    *value = number;
+    return digits > 0 && text[digits] == 0;
+}
+
+} // namespace
+
 int scpi_str2int(char* text, int32_t* value) {
+    if (int32_t number; isShortNumber(text, &number)) {
+        *value = number;
+        return 0;
+    }
     Decimal decimal;
     const int error = decimal.read(text, nullptr);
     if (error == 0)
