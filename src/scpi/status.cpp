@@ -1,7 +1,5 @@
 #include "scpi/status.h"
 
-#include <utility>
-
 namespace {
 
 constexpr uint32_t byteMask = 0xFF;
@@ -30,13 +28,9 @@ void statusregister_setSre(DeviceStatusRegisters* registers, uint32_t value) {
     registers->sre = static_cast<uint16_t>(value & byteMask);
 }
 
-uint16_t statusregister_takeEvent(StatusRegister* reg) {
-    return std::exchange(reg->event, uint16_t{0});
-}
-
 void statusregister_clearEvents(DeviceStatusRegisters* registers) {
-    for (StatusRegister* reg :
-         {&registers->operation, &registers->operationSweep, &registers->operationWait, &registers->questionable})
-        reg->event = 0;
+    for (StatusRegister* reg : // parents last: what they summarise changes with the others
+         {&registers->operationSweep, &registers->operationWait, &registers->operation, &registers->questionable})
+        statusRegister_takeEvent(reg);
     registers->esr = 0;
 }

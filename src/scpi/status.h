@@ -19,8 +19,5 @@ void statusregister_setEse(DeviceStatusRegisters* registers, uint32_t value);
 /// Keeps the low 8 bits.
 void statusregister_setSre(DeviceStatusRegisters* registers, uint32_t value);
 
-/// The events of one register, which forgets them.
-[[nodiscard]] uint16_t statusregister_takeEvent(StatusRegister* reg);
-
 /// Forgets all events, those of the standard event status included; enable and transition values stay.
 void statusregister_clearEvents(DeviceStatusRegisters* registers);

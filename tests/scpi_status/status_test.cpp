@@ -108,18 +108,38 @@ TEST(StatusRegistersTest, ClearingForgetsTheEventsAlone) {
     for (StatusRegister* reg : all) {
         reg->enable = 65535;
         reg->event = 9;
-        EXPECT_EQ(statusregister_takeEvent(reg), 9);
-        EXPECT_EQ(statusregister_takeEvent(reg), 0);
+        EXPECT_EQ(statusRegister_takeEvent(reg), 9);
+        EXPECT_EQ(statusRegister_takeEvent(reg), 0);
         reg->event = 9;
     }
     statusregister_clearEvents(&registers);
     for (const StatusRegister* reg : all)
         EXPECT_TRUE(reg->event == 0 && reg->enable == 65535);
+    EXPECT_EQ(registers.operation.condition, 0);
     EXPECT_EQ(statusregister_getEsr(&registers), 0);
     EXPECT_EQ(statusregister_getEse(&registers), 255);
     EXPECT_EQ(statusregister_getSre(&registers), 0x20);
     for (const auto& [reg, bit] : {std::pair{registers.operationSweep, 8u}, {registers.operationWait, 32u}})
         EXPECT_TRUE(reg.parent == &registers.operation && reg.parentBit == bit);
+}
+
+TEST(StatusRegistersTest, ConditionsLeaveEventsAndEventsShowAbove) {
+    DeviceStatusRegisters registers;
+    deviceStatusRegistersInit(&registers);
+    StatusRegister &above = registers.operation, &wait = registers.operationWait;
+    above.ptransition = 0xFFFF;
+    wait.ptransition = 1;
+    wait.ntransition = 2;
+    statusRegister_setCondition(&wait, 3);
+    EXPECT_TRUE(wait.condition == 3 && wait.event == 1 && above.condition == 0) << "not enabled";
+    statusRegister_setEnable(&wait, 2);
+    statusRegister_clearCondition(&wait, 1);
+    EXPECT_TRUE(wait.condition == 2 && above.condition == 0);
+    statusRegister_clearCondition(&wait, 2);
+    EXPECT_TRUE(wait.event == 3 && above.condition == 32 && above.event == 32);
+    statusRegister_setCondition(&above, 16);
+    EXPECT_EQ(statusRegister_takeEvent(&wait), 3);
+    EXPECT_TRUE(above.condition == 16 && above.event == 48) << "an event stays until it is read";
 }
 
 } // namespace

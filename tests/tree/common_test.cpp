@@ -71,7 +71,7 @@ TEST_F(Common, StatusRegistersAreStoredAndEventsReadOnce) {
                                                             {"STAT:OPER:WAIT", &registers.operationWait},
                                                             {"STAT:QUES", &registers.questionable}};
     using Register = StatusRegister;
-    const std::pair<const char*, uint16_t Register::*> fields[] = {
+    const std::pair<const char*, Shared<uint16_t> Register::*> fields[] = {
         {":ENAB", &Register::enable}, {":NTR", &Register::ntransition}, {":PTRansition", &Register::ptransition}};
     uint16_t value = 65532;
     for (const auto& [header, reg] : rows) {

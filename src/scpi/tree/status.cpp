@@ -8,21 +8,25 @@ DeviceStatusRegisters* statusRegisters(const Unit& unit) {
     return Device_getStatusRegisters ? Device_getStatusRegisters(unit.device) : nullptr;
 }
 
-void status_field(Unit& unit, uint16_t& field) {
+void status_field(Unit& unit, StatusRegister& reg, Shared<uint16_t> StatusRegister::*field) {
     if (unit.mode == modeQuery) {
         if (noParameters(unit))
-            answerInt(unit, field);
+            answerInt(unit, reg.*field);
     } else if (char* const text = onlyParameter(unit); text != nullptr) {
         uint32_t value = 0;
         unit.errorCode = scpi_str2uint(text, &value);
-        if (unit.errorCode == 0)
-            field = static_cast<uint16_t>(value);
+        if (unit.errorCode != 0)
+            return;
+        if (field == &StatusRegister::enable)
+            statusRegister_setEnable(&reg, static_cast<uint16_t>(value));
+        else
+            reg.*field = static_cast<uint16_t>(value);
     }
 }
 
 void status_event(Unit& unit, StatusRegister& reg) {
     if (noParameters(unit))
-        answerInt(unit, statusregister_takeEvent(&reg));
+        answerInt(unit, statusRegister_takeEvent(&reg));
 }
 
 void unit_power(Unit& unit) {

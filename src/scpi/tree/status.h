@@ -10,13 +10,13 @@ namespace scpi {
 DeviceStatusRegisters* statusRegisters(const Unit& unit);
 
 /// Reads or stores one 16-bit field of a register.
-void status_field(Unit& unit, uint16_t& field);
+void status_field(Unit& unit, StatusRegister& reg, Shared<uint16_t> StatusRegister::*field);
 /// Reads and clears the events.
 void status_event(Unit& unit, StatusRegister& reg);
 
 template <auto reg, auto field> void statusField(Unit& unit) {
     if (DeviceStatusRegisters* const registers = statusRegisters(unit); registers != nullptr)
-        status_field(unit, (registers->*reg).*field);
+        status_field(unit, registers->*reg, field);
 }
 template <auto reg> void runStatusEvent(Unit& unit) {
     if (DeviceStatusRegisters* const registers = statusRegisters(unit); registers != nullptr)
