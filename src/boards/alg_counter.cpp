@@ -112,6 +112,13 @@ int TVPNX_ALG_setCounterUHF(TVPNX_ALG* board, int32_t ratio) {
     return setDivider(board, uhf, ratio);
 }
 
+int TVPNX_ALG_setCounterInput(TVPNX_ALG* board, bool high) {
+    if (alg_isFirst(board))
+        return scpi::hardwareMissing;
+    alg_applyBit(board, DUT_CNT_MUX_BIT, high);
+    return 0;
+}
+
 int TVPNX_ALG_enableFrequencyCounter(TVPNX_ALG* board) {
     return switchCounter(board, true);
 }

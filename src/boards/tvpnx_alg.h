@@ -22,6 +22,9 @@
 /// Answers whether the unit has the calibration of a third power detector.
 using AlgDetectorQuestion = bool (*)(const void* context);
 
+/// Revision, as `algVersion` has it.
+enum : uint32_t { TVPNX_ALG_1B, TVPNX_ALG_1C, TVPNX_ALG_2A, TVPNX_ALG_2B, TVPNX_ALG_2C, TVPNX_ALG_2D };
+
 struct TVPNX_ALG {
     uint32_t spiBase;      // first address of the board on the bus
     tvfreq mixerFrequency; // what reaches the mixer
@@ -62,7 +65,7 @@ struct TVPNX_ALG {
     AD5293 loopR1, loopR2, loopR3, acquisitionDriver, calibrationDriver, loopSupply;
     AD5640 dutTune;                       // from 2A on; on 2D it gives the detector's level in pulse mode
     AD5760 dutTuneWide;                   // 2D
-    uint32_t algVersion;                  // 0 1B, 1 1C, 2 2A, 3 2B, 4 2C, 5 2D
+    uint32_t algVersion;                  // TVPNX_ALG_1B to TVPNX_ALG_2D
     AlgDetectorQuestion hasThirdDetector; // null: no
     const void* detectorContext;
 };
@@ -229,6 +232,8 @@ uint32_t TVPNX_ALG_getCounter(const TVPNX_ALG* board);
 /// The dividers of 1B and 1C for low and high frequencies.
 int TVPNX_ALG_setCounterHF(TVPNX_ALG* board, int32_t ratio);
 int TVPNX_ALG_setCounterUHF(TVPNX_ALG* board, int32_t ratio);
+/// From 2A on: whether the high input feeds the chain, else the low one.
+int TVPNX_ALG_setCounterInput(TVPNX_ALG* board, bool high);
 /// From 2A on. From 2B on they also switch both IF amplifiers on, and off; `ifGain` is not asked.
 int TVPNX_ALG_enableFrequencyCounter(TVPNX_ALG* board);
 int TVPNX_ALG_disableFrequencyCounter(TVPNX_ALG* board);
