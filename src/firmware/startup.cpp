@@ -161,9 +161,7 @@ void initialize() {
     char address[addressTextSize];
     (void)Tvsocket_hasAddressChanged(address); // the address at start is no change, which would cost the first client
     device_config_reset_cause = 0;
-    Device_init(device);
-    if (const int error = measure_init(device); error != 0)
-        printd("initialize(): measure_init failed (%d)\n", error);
+    Device_init(device, measure_init);
     scpi_parser_context parserContext{};
     parserContext.device = device;
     parserContext.tree = scpi::commandTree();

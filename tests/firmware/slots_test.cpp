@@ -41,8 +41,7 @@ TEST(Slots, AreFilledByTheRoomsOfTheListAndByNobodyElse) {
     debug_device = device;
     device_config_init();
     virtual_adapter_install(unit.bench);
-    Device_init(device);
-    ASSERT_EQ(measure_init(device), 0);
+    Device_init(device, measure_init);
     Device_registerMandatoryFunctions();
     for (const Entry& entry : entries) {
         const char* const room = entry.filledBy();
@@ -56,6 +55,17 @@ TEST(Slots, AreFilledByTheRoomsOfTheListAndByNobodyElse) {
     EXPECT_EQ(Device_initImmediate(device), 0);
     Automeasure_waitForMeasurement(device, 1, 0);
     EXPECT_EQ(Device_refusedSlots(), 0) << "a slot filled behind the start";
+}
+
+TEST(Slots, ThatAreStoodInForHaveAnOperationOfTheDeviceToComeBackTo) {
+    std::map<std::string, std::string> rooms = listed();
+    static_cast<void>(Device_create());
+    device_boardsStoodIn = false;
+    registerDeviceFunctions();
+    for (const Entry& entry : entries)
+        if (rooms[entry.name] == "stand-in") {
+            EXPECT_STREQ(entry.filledBy(), "device") << entry.name;
+        }
 }
 
 } // namespace

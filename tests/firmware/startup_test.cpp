@@ -1,5 +1,6 @@
 #include "../links/client.h"
 #include "core/shell.h"
+#include "device/device.h"
 #include "device_table/device_fptrs.h"
 #include "firmware/startup.h"
 #include "platform/tvko.h"
@@ -48,6 +49,7 @@ public:
     explicit Instrument(std::vector<const char*> options = {}, Bus bus = Bus::silent)
         : Child([&] {
               // Both stay until the process is gone, as the firmware's threads do.
+              device_boardsStoodIn = true;
               auto* unit = new vi::Unit(vi::unitBoards_of(vi::defaultSerialNumber), {}, 1);
               if (bus == Bus::talking)
                   vi::rtdm_register(tvko_deviceName, new TalkingBus(unit->bus));

@@ -118,9 +118,7 @@ private:
         Device* const device = Device_create();
         debug_device = device;
         device_config_init();
-        Device_init(device);
-        if (measure_init(device) != 0)
-            throw std::runtime_error("no memory for results");
+        Device_init(device, measure_init);
         context_.device = device;
         context_.tree = scpi::commandTree();
         scpi_parser_init(&context_);

@@ -85,10 +85,13 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     Device* const device = Device_create();
     debug_device = device;
     device_config_init();
-    Device_init(device);
-    fillSlots(); // in place of the boards
-    if (measure_init(device) != 0)
-        abort();
+    device_boardsStoodIn = true;
+    Device_init(device, [](Device* started) {
+        fillSlots(); // in place of the boards
+        if (measure_init(started) != 0)
+            abort();
+        return 0;
+    });
     context.device = device;
     context.tree = scpi::commandTree();
     scpi_parser_init(&context);

@@ -41,6 +41,7 @@ protected:
         if (device != nullptr) // of an earlier suite, whose bench is gone
             return;
         device = Device_create();
+        device_boardsStoodIn = true;
         registerDeviceFunctions();
         ASSERT_EQ(initMeasurementConfiguration(device), 0);
     }

@@ -46,6 +46,7 @@ void virtual_adapter_install(Bench& bench) {
     unit.loopMode = 1;
     if (bench.boards.hasHighInput) // these boards start with their preamplifiers on
         changeBoth(unit, [](ChannelSettings& s) { s.preamplifier = true; });
+    device_boardsStoodIn = true;
     installCarrier();
     installAnalog();
 }

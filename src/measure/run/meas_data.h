@@ -27,7 +27,6 @@ struct MeasData {
     Shared<double> loopZetaA, loopZetaB; // damping
     Shared<uint32_t> locked;             // 1: the last lock attempt ended locked
 
-    Shared<int32_t> lastCounterRatio = 16;                   // of the last counter reading that succeeded
     Shared<uint32_t> beatSamples, beatDivider, beatChannels; // capture of the beat: pairs, decimation, 1 or 2
     Shared<uint32_t> peakA, peakB;                           // peak to peak of the beat, ADC counts
     Shared<double> inputAttenuation = -1;                    // dB; 2A to 2D: 32 preamplifier on, 0 off; -1 unknown
