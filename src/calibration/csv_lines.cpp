@@ -11,17 +11,18 @@ bool CsvLines::open(const char* path) {
     failed_ = false;
     begin_ = end_ = total_ = 0;
     descriptor_ = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK); // a pipe must not wait for its writer
+    isOpen_ = descriptor_ >= 0;
     struct stat status;
-    if (descriptor_ >= 0 && (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)))
+    if (isOpen_ && (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)))
         close();
-    return descriptor_ >= 0;
+    return isOpen_;
 }
 
 void CsvLines::close() {
     line_[0] = '\0';
-    if (descriptor_ >= 0)
+    if (isOpen_)
         ::close(descriptor_);
-    descriptor_ = -1;
+    isOpen_ = false;
 }
 
 bool CsvLines::fail() {
@@ -46,7 +47,7 @@ long CsvLines::refill() {
 }
 
 bool CsvLines::next() {
-    if (descriptor_ < 0)
+    if (!isOpen_)
         return false;
     size_t searched = 0;
     for (;;) {

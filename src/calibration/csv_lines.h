@@ -26,9 +26,10 @@ private:
     [[nodiscard]] long refill();
     bool fail();
 
-    int descriptor_ = -1;
-    bool failed_ = false;
+    // All zero at first, so that the one reader of the process costs no room in the program's file.
+    int descriptor_ = 0; // while it is open
+    bool isOpen_ = false, failed_ = false;
     size_t begin_ = 0, end_ = 0, total_ = 0;
     char line_[csvLineMax + 2] = "";
-    char buffer_[2 * (csvLineMax + 1)];
+    char buffer_[2 * (csvLineMax + 1)] = {};
 };

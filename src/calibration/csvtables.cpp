@@ -11,7 +11,7 @@ namespace {
 
 constexpr int stopped = 1;
 
-CsvReader reader;
+constinit CsvReader reader{};
 
 bool isBlank(char c) {
     return isspace(static_cast<unsigned char>(c)) != 0;
