@@ -43,7 +43,8 @@ double hertz(const tvfreq& frequency) {
 
 void readBehindAdcs(Device* device, double* first, double* second) {
     tvfreq a{}, b{};
-    static_cast<void>(TVPN_ADFPGA_countFrequencyAdc(device->adfpga, &a, &b)); // a reading that failed is 0
+    static_cast<void>(
+        TVPN_ADFPGA_countFrequencyAdc(device->adfpga, &a, &b)); // what was counted, even late, has to agree
     *first = hertz(a);
     *second = hertz(b);
 }

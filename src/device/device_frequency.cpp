@@ -89,7 +89,12 @@ int setFrequencyOneChannel(Device* device, const tvfreq* frequency) {
 int setOffsettedFrequency(Device* device, const tvfreq* frequency, int up) {
     if (device->selectedIs == nullptr || !device_config_usesTVPN_IS_2())
         return Device_setFrequency(device, frequency);
-    onBothChannels(device, [=] { return TVPN_IS_offsetDdsOutputFrequency(device->selectedIs, up); });
+    // Here A comes first. A source that did not follow stays where it was, and the next carrier moves it.
+    device_selectA(device);
+    static_cast<void>(TVPN_IS_offsetDdsOutputFrequency(device->selectedIs, up));
+    device_selectB(device);
+    static_cast<void>(TVPN_IS_offsetDdsOutputFrequency(device->selectedIs, up));
+    device_selectA(device);
     return 0;
 }
 
@@ -104,6 +109,7 @@ uint32_t getDivThresFreq(Device* device) {
     return device->divThresFrequency;
 }
 int setDivThresFreq(Device* device, uint32_t megahertz) {
+    device->divThresFrequency = megahertz;
     TVPNX_ALG_setPrescalerThresholdFrequency(&device->algA, megahertz);
     TVPNX_ALG_setPrescalerThresholdFrequency(&device->algB, megahertz);
     return 0;

@@ -16,8 +16,7 @@ int followCounter(Device* device, bool high) {
 } // namespace
 
 void inputRelay_follow(Device* device, bool high) {
-    if ((TVPN_DUT_SUPPLY_readDutRelay(&device->dutSupply) != 0) != high)
-        move(device, high);
+    move(device, high);
     device->lowPath = high ? 0 : 1;
     inputRelay_followCounters(device, high);
 }

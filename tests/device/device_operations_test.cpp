@@ -267,6 +267,9 @@ TEST_F(Operations, LevelsPassTheCalibrationOrSayThatTheyCannotBeRead) {
     EXPECT_EQ(setFrequency(20'000'000'001), 0);
     EXPECT_EQ(*Device_getPower(device), -100);
     EXPECT_EQ(*Device_getPowerRaw(device), 0);
+    Device_setDivThresFrequency(device, 1500);
+    EXPECT_EQ(*Device_getPower(device), -100);
+    EXPECT_EQ(Device_getDivThresFrequency(device), 1500U) << "a reading puts back what was set";
 }
 
 TEST_F(Operations, SensitivitiesOfTheFileReachTheirBoards) {
