@@ -5,7 +5,7 @@ from collections.abc import Callable
 from pathlib import Path
 
 from clients.command_line import Parser, add_address, existing_file
-from clients.setup import SettingError, Setup
+from clients.setup import EXTERNAL, SettingError, Setup
 from clients.text import engineering_hz, typed_number
 
 DECADES_HZ = tuple(10.0**n for n in range(-2, 8))
@@ -80,8 +80,9 @@ def parse(
         "--correlations",
         "N",
         _count,
-        "ten times as many take 5 dB off the instrument's own noise (%(default)s, which take the hardware a quarter of "
-        "an hour from 10 Hz on and 83 s from 100 Hz on)",
+        "of the lowest stage; the lower the start, the more the higher stages get; ten times as many take 5 dB off the "
+        "instrument's own noise (%(default)s, which take the hardware a quarter of an hour from 10 Hz on and 83 s from "
+        "100 Hz on)",
         default=setup.correlations,
     )
     _option(group, "--averages", "N", _count, "traces averaged in dB (%(default)s)", default=setup.averages)
@@ -143,7 +144,10 @@ def parse(
         option = f"--{name.replace('_', '-')}"
         _option(group, option, "FILE", reader, f"{purpose} ({default or 'not'})", default=default)
     group.add_argument("--spots", metavar="HZ", type=_number, nargs="+", help="offsets of the spot values (decades)")
-    return options.parse_args(words)
+    given = options.parse_args(words)
+    if given.external_volts and given.reference != EXTERNAL:
+        options.error(f"--external-volts goes with --reference {EXTERNAL}")
+    return given
 
 
 def setup_of(options: argparse.Namespace) -> Setup:

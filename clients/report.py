@@ -119,6 +119,7 @@ def text_lines(trace: Trace, most_spurs: int):
         shown = sorted(trace.strongest_spurs(most_spurs), key=lambda spur: spur.offset_hz)
         count = "" if len(shown) == len(trace.spurs) else f", the strongest {len(shown)} of {len(trace.spurs)}"
         yield f"spurs{count}, each at a point of the trace ({trace.step_percent:.1f} % apart)"
+        yield "  a line between two points reads low, by how much tells docs/spurs.md"
         for spur in shown:
             offset = engineering(spur.offset_hz, "Hz", SPUR_OFFSET_DIGITS)
             yield f"{offset:>12} {level(spur.level_dbc, 'dBc'):>12}"

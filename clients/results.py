@@ -128,6 +128,11 @@ class Trace:
                 return left
         return None
 
+    @property
+    def carrier_text(self) -> str:
+        """In Hz: whole ones of a carrier that was counted, all of one that was given."""
+        return f"{self.carrier_hz:.0f}" if self.setup.frequency_hz is None else f"{self.carrier_hz:.12g}"
+
     def csv_table(self) -> bytes:
         """The figures as lines that start with "# " and the trace as columns. The last column holds the level of each
         spur in the row of its offset and is empty elsewhere."""
@@ -137,7 +142,7 @@ class Trace:
             "instrument": self.identity,
             "date": self.taken.isoformat(timespec="seconds"),
             "carrier": carrier(self.carrier_hz),
-            "carrier_hz": f"{self.carrier_hz:.0f}",
+            "carrier_hz": self.carrier_text,
             "power_dbm": f"{self.power_dbm:.2f}",
             **self.setup.description(),
             "points": str(len(self.offsets_hz)),
@@ -218,7 +223,7 @@ class AllanDeviation:
             "instrument": trace.identity,
             "date": trace.taken.isoformat(timespec="seconds"),
             "carrier": carrier(trace.carrier_hz),
-            "carrier_hz": f"{trace.carrier_hz:.0f}",
+            "carrier_hz": trace.carrier_text,
             "from_hz": f"{self.range_hz[0]:.9g}",
             "to_hz": f"{self.range_hz[1]:.9g}",
             "valid_from_s": f"{shortest:g}",

@@ -19,8 +19,7 @@ def fetch(analyzer, query):
     return memoryview(analyzer.read_bytes(length)).cast("f").tolist() if length else []
 
 
-def main():
-    host, port = host_of_example(__doc__)
+def main(host, port):
     analyzer = pyvisa.ResourceManager("@py").open_resource(
         f"TCPIP::{host}::{port}::SOCKET", read_termination="\n", write_termination="\n", timeout=310_000
     )
@@ -44,7 +43,8 @@ def main():
     print("RMS jitter", analyzer.query("CALC:PN:TRAC:FUNC:JITT?"), "s")
 
 
+host, port = host_of_example(__doc__)
 try:
-    main()
+    main(host, port)
 except Exception as error:  # what is wrong on the way comes in many classes
-    sys.exit(f"fetch_trace: {error}")
+    sys.exit(f"fetch_trace: {host}:{port}: {error}")

@@ -141,6 +141,7 @@ class Rig:
         self.words += ["--verbose"] if verbose else []
         self.words += ["--boards"] if boards else []
         self.process = None
+        self._overdue = False
         self.port = None
         self._temporary = None
         self._stdin = None
@@ -214,6 +215,8 @@ class Rig:
     def died(self):
         """The error to report for an instrument that has ended as it should not."""
         status = self.process.returncode
+        if self._overdue:
+            return RigError(f"the instrument did not end within {STOP_TIMEOUT_S} s and was killed{self._last_words()}")
         if status <= SIGNAL_STATUS:
             text = f"the instrument ended with status {status}{self._last_words()}"
             return RigError(text, status if status > 0 else 1)
@@ -241,6 +244,7 @@ class Rig:
             try:
                 self.process.wait(STOP_TIMEOUT_S)
             except subprocess.TimeoutExpired:
+                self._overdue = True
                 self.process.kill()  # bubblewrap goes with it, and all inside with bubblewrap
                 self.process.wait()
         if self._stdin is not None:
