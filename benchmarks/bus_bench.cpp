@@ -202,7 +202,7 @@ struct Capturer {
         }
         open();
         TVPN_ADFPGA_init(&driver, boards.fpga == vi::FpgaGeneration::second ? adfpga_firstSecondGeneration : 2);
-        TVPN_ADFPGA_setTdSamplesCount(&driver, adfpga_tdSamplesMax);
+        (void)TVPN_ADFPGA_setTdSamplesCount(&driver, adfpga_tdSamplesMax);
     }
     void open() {
         vi::rtdm_register("tvko", &bus);

@@ -7,32 +7,32 @@
 // Settings of the next capture. Setters bring a value into its range and return 0.
 
 /// Sample pairs of a TD capture: 0, or 2 to adfpga_tdSamplesMax, even.
-int TVPN_ADFPGA_setTdSamplesCount(TVPN_ADFPGA* board, uint32_t count);
+[[nodiscard]] int TVPN_ADFPGA_setTdSamplesCount(TVPN_ADFPGA* board, uint32_t count);
 /// Decimation of a TD capture, 1 to 2000000.
-int TVPN_ADFPGA_setTdDivider(TVPN_ADFPGA* board, uint32_t divider);
-int TVPN_ADFPGA_setTdChannelAOnly(TVPN_ADFPGA* board);
-int TVPN_ADFPGA_setTdChannelBOnly(TVPN_ADFPGA* board);
-int TVPN_ADFPGA_setTdChannelBoth(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_setTdDivider(TVPN_ADFPGA* board, uint32_t divider);
+[[nodiscard]] int TVPN_ADFPGA_setTdChannelAOnly(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_setTdChannelBOnly(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_setTdChannelBoth(TVPN_ADFPGA* board);
 [[nodiscard]] int TVPN_ADFPGA_isTdChannelAOnly(const TVPN_ADFPGA* board);
 [[nodiscard]] int TVPN_ADFPGA_isTdChannelBOnly(const TVPN_ADFPGA* board);
 [[nodiscard]] int TVPN_ADFPGA_isTdChannelBoth(const TVPN_ADFPGA* board);
-int TVPN_ADFPGA_setFdChannelAOnly(TVPN_ADFPGA* board);
-int TVPN_ADFPGA_setFdChannelBOnly(TVPN_ADFPGA* board);
-int TVPN_ADFPGA_setFdChannelCrosscorrelation(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_setFdChannelAOnly(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_setFdChannelBOnly(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_setFdChannelCrosscorrelation(TVPN_ADFPGA* board);
 [[nodiscard]] int TVPN_ADFPGA_isFdChannelAOnly(const TVPN_ADFPGA* board);
 [[nodiscard]] int TVPN_ADFPGA_isFdChannelBOnly(const TVPN_ADFPGA* board);
 [[nodiscard]] int TVPN_ADFPGA_isFdChannelCrosscorrelation(const TVPN_ADFPGA* board);
 /// Stages in use, 0 to 7; anything else means all 8.
-int TVPN_ADFPGA_setFdStages(TVPN_ADFPGA* board, uint32_t stages);
+[[nodiscard]] int TVPN_ADFPGA_setFdStages(TVPN_ADFPGA* board, uint32_t stages);
 /// Does nothing for a stage that does not exist.
-int TVPN_ADFPGA_setFdCorrelations(TVPN_ADFPGA* board, int32_t stage, uint32_t count);
+[[nodiscard]] int TVPN_ADFPGA_setFdCorrelations(TVPN_ADFPGA* board, int32_t stage, uint32_t count);
 /// Points of a stage, a power of two of 64 to 8192. On the first generation only stages 6 and 7 can be set.
-int TVPN_ADFPGA_setFdSamplesCount(TVPN_ADFPGA* board, int32_t stage, uint32_t points);
+[[nodiscard]] int TVPN_ADFPGA_setFdSamplesCount(TVPN_ADFPGA* board, int32_t stage, uint32_t points);
 /// Gate of the counters, s.
-int TVPN_ADFPGA_setCounterTimeout(TVPN_ADFPGA* board, tv_time seconds);
-int TVPN_ADFPGA_setCounterMinimum(TVPN_ADFPGA* board, uint32_t count);
+[[nodiscard]] int TVPN_ADFPGA_setCounterTimeout(TVPN_ADFPGA* board, tv_time seconds);
+[[nodiscard]] int TVPN_ADFPGA_setCounterMinimum(TVPN_ADFPGA* board, uint32_t count);
 /// Bytes of the next block transfer.
-int TVPN_ADFPGA_setFpgaBytes(TVPN_ADFPGA* board, uint32_t bytes);
+[[nodiscard]] int TVPN_ADFPGA_setFpgaBytes(TVPN_ADFPGA* board, uint32_t bytes);
 
 // Queries. A stage that does not exist reads 0, but where told otherwise.
 
@@ -55,7 +55,7 @@ tv_time TVPN_ADFPGA_getCounterTimeout(const TVPN_ADFPGA* board); // s
 // Spectra.
 
 /// Starts a capture of all stages in use, after the end of an earlier one, and returns 0 at once.
-int TVPN_ADFPGA_captureFdSamples(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_captureFdSamples(TVPN_ADFPGA* board);
 /// Waits for the end of the capture and gives the points of a stage, from 7 on of stage 7: real and imaginary part of
 /// the averaged spectrum as floats. They stay until the next capture; after a stage that timed out, the rest of them is
 /// of an earlier one. Returns their bytes.
@@ -75,9 +75,9 @@ int TVPN_ADFPGA_captureFdSamples(TVPN_ADFPGA* board);
 /// Stream of a TD capture to a client, of any length: start, handler until it returns 0 or less, end. The handler
 /// places up to `maxBytes` in `buffer` and returns their number, 0 at the end, -1 on failure. With both channels the
 /// samples are interleaved, A first.
-int TVPN_ADFPGA_startHMode(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_startHMode(TVPN_ADFPGA* board);
 [[nodiscard]] int TVPN_ADFPGA_handler(TVPN_ADFPGA* board, int maxBytes, uint32_t position, char* buffer);
-int TVPN_ADFPGA_endHMode(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_endHMode(TVPN_ADFPGA* board);
 
 // Counters.
 
@@ -92,14 +92,14 @@ int TVPN_ADFPGA_endHMode(TVPN_ADFPGA* board);
 
 /// Resets the FPGA; with `wait` not 0 it is given the 30 s that it takes to load. Both domains are warmed up by a
 /// capture each. Returns 0.
-int TVPN_ADFPGA_resetFpga(TVPN_ADFPGA* board, int wait);
+[[nodiscard]] int TVPN_ADFPGA_resetFpga(TVPN_ADFPGA* board, int wait);
 /// Command link, ADC test patterns at two dividers, on the second generation also stream pattern and clock lock.
 /// Returns 0, or the negative number of the first that fails. Settings stay as they are.
 [[nodiscard]] int TVPN_ADFPGA_selftest(TVPN_ADFPGA* board);
 /// -1 if the self test reports anything, else 0.
 [[nodiscard]] int TVPN_ADFPGA_getDeviceStatus(TVPN_ADFPGA* board);
 /// Sample clock from the internal (1) or an external (0) 10 MHz; boards up to 1C have no choice.
-int TVPN_ADFPGA_setRefInternal(TVPN_ADFPGA* board, int internal);
+[[nodiscard]] int TVPN_ADFPGA_setRefInternal(TVPN_ADFPGA* board, int internal);
 [[nodiscard]] int TVPN_ADFPGA_getRefInternal(const TVPN_ADFPGA* board);
 /// 1 if the clock is locked to its reference.
 [[nodiscard]] int TVPN_ADFPGA_isRefExternalLocked(TVPN_ADFPGA* board);

@@ -288,7 +288,7 @@ int TVPN_ADFPGA_resetFpga(TVPN_ADFPGA* board, int wait) {
     settings.fdStages = 1;
     settings.fdCorrelations[0] = 1;
     settings.fdChannel = adfpga_crossCorrelation;
-    adfpga_startFdCapture(board, settings);
+    std::ignore = adfpga_startFdCapture(board, settings);
     TVPN_ADFPGA_joinTransferTask(board, nullptr); // whoever comes next may take the stream at once
     board->resetCount = board->resetCount + 1;
     return 0;

@@ -16,9 +16,9 @@ void adfpga_setTestMode(TVPN_ADFPGA* board, uint32_t mode);
 [[nodiscard]] int TVPN_ADFPGA_1_selftest(TVPN_ADFPGA* board);
 [[nodiscard]] int TVPN_ADFPGA_2_selftest(TVPN_ADFPGA* board);
 
-int TVPN_ADFPGA_1_tryCaptureFdSamples(TVPN_ADFPGA* board);
-int TVPN_ADFPGA_2_tryCaptureFdSamples(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_1_tryCaptureFdSamples(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_2_tryCaptureFdSamples(TVPN_ADFPGA* board);
 
 /// Captures with values of their own, which leave the board's settings alone.
-int adfpga_startFdCapture(TVPN_ADFPGA* board, const AdfpgaSettings& settings);
+[[nodiscard]] int adfpga_startFdCapture(TVPN_ADFPGA* board, const AdfpgaSettings& settings);
 [[nodiscard]] int adfpga_captureSamples(TVPN_ADFPGA* board, uint32_t samples, uint32_t divider);

@@ -108,11 +108,10 @@ void Funcout_init(Device* device) {
     Funcout_registerDeviceFunctions();
     if (TVCONT* board = boardOf(device); board != nullptr)
         Funcout_setDefaults(board);
-    Device_disableFuncout(device);
-    Device_setFuncoutSourceLfg(device);
-    Device_setLfgFrequency(device, &DEFAULT_LFG_FREQUENCY);
-    Device_setLfgAmplitude(device, DEFAULT_LFG_AMPLITUDE);
-    Device_setLfgShapeSine(device);
+    // a start goes on without an output, and the next setting sends what was lost
+    slot_carryOn({Device_disableFuncout(device), Device_setFuncoutSourceLfg(device),
+                  Device_setLfgFrequency(device, &DEFAULT_LFG_FREQUENCY),
+                  Device_setLfgAmplitude(device, DEFAULT_LFG_AMPLITUDE), Device_setLfgShapeSine(device)});
 }
 
 void Funcout_setDefaults(TVCONT* board) {

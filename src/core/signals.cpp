@@ -201,9 +201,9 @@ void exit_TV() {
     printf("exit_TV()\n");
     fflush(stdout);
     if (Device_abort)
-        Device_abort(debug_device);
+        slot_carryOn(Device_abort(debug_device)); // the process ends in any case
     if (Device_abort_local)
-        Device_abort_local(debug_device);
+        slot_carryOn(Device_abort_local(debug_device));
     if (void (*const closeHardware)() = exit_closeHardware; closeHardware != nullptr)
         closeHardware();
     exitStage = ExitStage::gone;

@@ -49,11 +49,11 @@ void tv_event_handle(scpi_link*, int event) {
     const uint32_t before = global_activeLinks;
     const uint32_t after = afterEvent(before, event);
     if (event == eventDeviceClear && Device_clear)
-        Device_clear(debug_device);
+        slot_carryOn(Device_clear(debug_device)); // an event has nobody to answer to
     if (before == 0 && after != 0 && Device_enableLedRemote)
-        Device_enableLedRemote(debug_device);
+        slot_carryOn(Device_enableLedRemote(debug_device)); // a lamp
     if (before != 0 && after == 0 && Device_disableLedRemote)
-        Device_disableLedRemote(debug_device);
+        slot_carryOn(Device_disableLedRemote(debug_device));
     global_activeLinks = after;
 }
 

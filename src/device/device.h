@@ -61,7 +61,7 @@ using DeviceMeasurementStart = int (*)(Device* device);
 /// carrier. Runs once, on the main thread, after device_config_init and tvspiOpen, before the first command. Returns
 /// the result of the self test, 0 for good; a failing one does not stop the start, nor does a measurement that cannot
 /// start.
-int Device_init(Device* device, DeviceMeasurementStart startMeasurement);
+[[nodiscard]] int Device_init(Device* device, DeviceMeasurementStart startMeasurement);
 
 /// Carrier 100 MHz, RF off, channel A, limits and name of the model. The analog boards' revision must be known.
 void Device_setDefaults(Device* device);

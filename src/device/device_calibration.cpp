@@ -15,7 +15,7 @@ void setSensitivity(void* context, SourceSensitivity which, int channel, double 
                                                        &Device_setVco100MSensitivity, &Device_setVco1000MSensitivity};
     auto* const device = static_cast<Device*>(context);
     channel == 0 ? device_selectA(device) : device_selectB(device);
-    (*slots[static_cast<int>(which)])(device, value);
+    slot_carryOn((*slots[static_cast<int>(which)])(device, value)); // the file may hold sources that this unit lacks
     device_selectA(device);
 }
 

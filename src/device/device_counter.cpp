@@ -121,12 +121,12 @@ int getDUTFrequency(Device* device) {
         return 0;
     }
     const double frequency_Hz = (first + second) / 2 * device->counterDivider;
-    Automeasure_config_setFrequency(device, frequency_Hz);
+    slot_carryOn(Automeasure_config_setFrequency(device, frequency_Hz)); // held to its limits
     tvfreq carrier;
     double2tvfreq(&frequency_Hz, &carrier);
     TVPNX_ALG_setFrequency(&device->algA, &carrier);
     if (const tvpow* power = Device_getPowerFixed(device); power != nullptr)
-        Automeasure_config_setPower(device, static_cast<double>(*power));
+        slot_carryOn(Automeasure_config_setPower(device, static_cast<double>(*power)));
     return 0;
 }
 

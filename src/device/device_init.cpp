@@ -87,10 +87,9 @@ void startSources(Device* device) {
     TVPNX_ALG_setPrescalerThresholdFrequency(&device->algB, device->divThresFrequency);
 }
 
-/// The sources get their frequency here, whether the RF is on or not.
+/// The sources get their frequency here, whether the RF is on or not. The self test tells what does not answer.
 void setFirstCarrier(Device* device) {
-    Device_setFrequencyFixed(device, &device->frequency);
-    Device_setLnaGain(device, 0);
+    slot_carryOn({Device_setFrequencyFixed(device, &device->frequency), Device_setLnaGain(device, 0)});
     device->lowPath = 1;
     if (device->is6g != nullptr) {
         tvfreq frequency = device->frequency;
@@ -126,13 +125,13 @@ int startStoodIn(Device* device, DeviceMeasurementStart measurement) {
     Device_setDefaults(device);
     TVPN_ADFPGA_init(device->adfpga, acquisitionVersion());
     CalibrationTVPN_reset(&device->calibration);
-    Device_loadCalibrationData(device);
+    slot_carryOn(Device_loadCalibrationData(device)); // without a file the defaults hold
     deviceStatusRegistersInit(&device->statusRegisters);
     startMeasurement(device, measurement);
     if (Device_setFrequencyFixed)
-        Device_setFrequencyFixed(device, &device->frequency);
+        slot_carryOn(Device_setFrequencyFixed(device, &device->frequency)); // as Device_init does
     if (Device_setLnaGain)
-        Device_setLnaGain(device, 0);
+        slot_carryOn(Device_setLnaGain(device, 0));
     device_selectA(device);
     return 0;
 }
@@ -150,12 +149,12 @@ int Device_init(Device* device, DeviceMeasurementStart measurement) {
     TVPN_ADFPGA_init(device->adfpga, acquisitionVersion());
     CalibrationTVPN_reset(&device->calibration);
     TVPN_DUT_SUPPLY_init(&device->dutSupply, calibration_tvpn_getSupplyCalibration(&device->calibration));
-    Device_loadCalibrationData(device); // without a file the defaults hold
+    slot_carryOn(Device_loadCalibrationData(device)); // without a file the defaults hold
     deviceStatusRegistersInit(&device->statusRegisters);
     Funcout_init(device);
     startMeasurement(device, measurement);
     setFirstCarrier(device);
     if (debugEnabled)
-        Device_printInfo(device);
+        slot_carryOn(Device_printInfo(device)); // for developers
     return device_initialSelftest(device);
 }

@@ -36,10 +36,10 @@ const tvpow* quicklyGetDUTPower(Device* device) {
 /// The detector of 1C sees the carrier undivided up to 400 MHz only.
 const tvpow* getPower1C(Device* device) {
     const uint32_t threshold_MHz = Device_getDivThresFrequency(device);
-    Device_setDivThresFrequency(device, threshold1C_MHz);
+    slot_carryOn(Device_setDivThresFrequency(device, threshold1C_MHz)); // a reading goes on with what it gets
     TVPNX_ALG_setDUTPath(device->selectedAlg);
     const tvpow* const power = quicklyGetDUTPower(device);
-    Device_setDivThresFrequency(device, threshold_MHz);
+    slot_carryOn(Device_setDivThresFrequency(device, threshold_MHz));
     TVPNX_ALG_setDUTPath(device->selectedAlg);
     return power;
 }
@@ -50,7 +50,7 @@ const tvpow* getDUTPower(Device* device) {
     const TVPNX_ALG* const board = device->selectedAlg;
     if (board->algVersion > TVPNX_ALG_2A && !calibration_tvpn_hasPowerDetectorX3Calibration() &&
         TVPNX_ALG_isPreamplifierEnabled(board) != 0) {
-        Device_disablePreamplifier(device); // the single table holds without it
+        slot_carryOn(Device_disablePreamplifier(device)); // the single table holds without it; a reading has no error
         tvstuff_delay_us(preamplifierSettling_us);
     }
     return quicklyGetDUTPower(device);
@@ -68,14 +68,14 @@ const tvpow* getDUTPowerRaw(Device* device) {
 const tvpow* getREFPower(Device* device) {
     const bool wasOn = device->rfEnabled != 0;
     if (wasOn)
-        Device_disableRf(device);
+        slot_carryOn(Device_disableRf(device)); // a reading has no error
     uint32_t count = 0;
     if (TVPNX_ALG_getRefPowerAdcValue(device->selectedAlg, &count) != 0)
         device->refPower = unreadable_dBm;
     else
         calibrate(device, count, &device->refPower, nullptr);
     if (wasOn)
-        Device_enableRf(device);
+        slot_carryOn(Device_enableRf(device));
     return &device->refPower;
 }
 

@@ -20,4 +20,4 @@ void device_registerSelftest();    // self test, reports, service
 
 /// Repeats the self test while it fails, 40 times at most, 0.5 s apart: after power-on hardware may take its time.
 /// Returns the last result.
-int device_initialSelftest(Device* device);
+[[nodiscard]] int device_initialSelftest(Device* device);

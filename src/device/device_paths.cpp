@@ -45,7 +45,7 @@ int setPath(Device* device, int path) {
         if (!hasTransientPath(device))
             return 0;
         setTransient(device, 1);
-        Device_setLnaGain(device, 0);
+        slot_carryOn(Device_setLnaGain(device, 0)); // the path has been changed by then
         TVPNX_ALG_enableFrequencyCounter(&device->algA);
         return 0;
     default: return invalidPath();

@@ -69,7 +69,7 @@ int setInternalReferenceSelection(Device* device, int selection) {
         return scpi::undefinedHeader;
     const bool wasB = device->selectedBoard != 0;
     onBothChannels(device, [=] {
-        Device_setTuneOutputVoltage(device, 0.0);
+        slot_carryOn(Device_setTuneOutputVoltage(device, 0.0)); // nothing follows it in an open loop
         return Device_selectPnLoopMode(device, loopOpen);
     });
     if (selection == selection1GHz)

@@ -99,7 +99,7 @@ void lookNear(Device* device, double hint_Hz) {
     double place_Hz = hint_Hz < 0 ? lastCarrier(device) : hint_Hz;
     const bool weak = version == TVPNX_ALG_2B && hint_Hz < 0 && device->lowPath != 0 && place_Hz < weak_Hz;
     if (version != TVPNX_ALG_2D && (device->lowPath == 0 || hint_Hz > 0 || weak))
-        Device_enablePreamplifier(device);
+        slot_carryOn(Device_enablePreamplifier(device)); // without it only the weakest carriers are missed
     if (device->lowPath == 0 && place_Hz < device->divThresFrequency * hertzPerMegahertz)
         place_Hz = highPlace_Hz;
     if (version == TVPNX_ALG_2B && place_Hz > divided2BFrom_Hz)
@@ -174,7 +174,7 @@ bool climb2BC(Device* device, int32_t ratio, double hint_Hz, Readings* readings)
     }
     if (device->lowPath == 0 || hint_Hz >= highInput_Hz)
         return false;
-    Device_enablePreamplifier(device);
+    slot_carryOn(Device_enablePreamplifier(device)); // as above
     ratio = 1;
     for (int i = 0; i < secondAttempts; ++i, ratio *= ratioStep) {
         divideBoth(device, ratio);
@@ -200,8 +200,8 @@ double countOnTwoInputs(Device* device, double hint_Hz) {
 
 double countOn2A(Device* device, double hint_Hz) {
     constexpr double weakBelow_Hz = 50e6;
-    if (hint_Hz > 0)
-        hint_Hz < weakBelow_Hz ? Device_enablePreamplifier(device) : Device_disablePreamplifier(device);
+    if (hint_Hz > 0) // as with the later boards
+        slot_carryOn(hint_Hz < weakBelow_Hz ? Device_enablePreamplifier(device) : Device_disablePreamplifier(device));
     planBoth(device, hint_Hz < 0 ? lastCarrier(device) : hint_Hz);
     for (const int32_t ratio : {1, 4, 16}) {
         Readings readings{0, 0};

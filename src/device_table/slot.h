@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <type_traits>
 
 struct Device;
@@ -43,10 +44,14 @@ public:
     /// True when the operation is there: neither unregistered nor null.
     explicit operator bool() const { return function_ != unregistered && function_ != nullptr; }
 
-    /// An order: its error number may be dropped where what it does shows in what is measured next.
-    Result operator()(Arguments... arguments) const requires std::is_same_v<Result, int> { return call(arguments...); }
-    /// A reading.
-    [[nodiscard]] Result operator()(Arguments... arguments) const { return call(arguments...); }
+    /// Calls the operation. slot_carryOn takes the error number of an order that is given without waiting for it.
+    [[nodiscard]] Result operator()(Arguments... arguments) const {
+        if (function_ == nullptr) [[unlikely]]
+            return unregistered(arguments...);
+        if (onBoards_ && hardware_isTaken()) [[unlikely]]
+            return refused(arguments...);
+        return function_(arguments...);
+    }
 
     /// What stands in the slot; a call of it passes the slot by.
     [[nodiscard]] Function function() const { return function_; }
@@ -55,14 +60,6 @@ public:
 
 private:
     friend class SlotRegistrar;
-
-    Result call(Arguments... arguments) const {
-        if (function_ == nullptr) [[unlikely]]
-            return unregistered(arguments...);
-        if (onBoards_ && hardware_isTaken()) [[unlikely]]
-            return refused(arguments...);
-        return function_(arguments...);
-    }
 
     static Result unregistered(Arguments...) {
         Device_unregisteredFunction();
@@ -83,6 +80,11 @@ private:
     bool onBoards_ = false;
     const char* filledBy_ = nullptr;
 };
+
+/// Takes the error numbers of orders, given in this sequence, where the caller carries on whatever they are: what
+/// failed has been told on the error output. The caller says why it carries on.
+constexpr void slot_carryOn(std::initializer_list<int>) {}
+constexpr void slot_carryOn(int) {}
 
 /// Fills slots in the name of a room. Later registrations replace earlier ones, until the table is sealed.
 class SlotRegistrar {

@@ -161,7 +161,7 @@ void initialize() {
     char address[addressTextSize];
     (void)Tvsocket_hasAddressChanged(address); // the address at start is no change, which would cost the first client
     device_config_reset_cause = 0;
-    Device_init(device, measure_init);
+    slot_carryOn(Device_init(device, measure_init)); // who fails the self test is served all the same
     scpi_parser_context parserContext{};
     parserContext.device = device;
     parserContext.tree = scpi::commandTree();

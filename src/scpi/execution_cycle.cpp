@@ -49,7 +49,7 @@ void tick(Device* device, int periodMs) {
     const auto count = static_cast<uint8_t>(old + 1);
     pdivCounter = count;
     if (Device_periodic)
-        Device_periodic(device, static_cast<uint8_t>(count & ~old), count);
+        slot_carryOn(Device_periodic(device, static_cast<uint8_t>(count & ~old), count)); // no command asked for it
     countDownDeferredCalls(static_cast<uint32_t>(periodMs) * microsecondsPerMs);
     abstime = waiting_deadline(periodMs);
 }

@@ -32,9 +32,9 @@ TEST(DeviceAcquisition, OperationsReachTheBoard) {
 
     EXPECT_EQ(Device_getFdSamplingFreq(device, 7), 12.5);
 
-    Device_setReferenceSource10MExternal(device);
+    EXPECT_EQ(Device_setReferenceSource10MExternal(device), 0);
     EXPECT_FALSE(Device_isReferenceSource10MInternal(device));
-    Device_setReferenceSource10MInternal(device);
+    EXPECT_EQ(Device_setReferenceSource10MInternal(device), 0);
     EXPECT_TRUE(Device_isReferenceSource10MInternal(device));
 
     static std::atomic<bool> released{false};

@@ -56,7 +56,7 @@ TEST_F(Operations, TheInputRelayAndTheCountersFollowThePath) {
         unit(serial);
         for (const bool high : {true, false}) {
             bus.taken();
-            Device_selectPhaseNoiseAlgBoardB(device);
+            EXPECT_EQ(Device_selectPhaseNoiseAlgBoardB(device), 0);
             EXPECT_EQ(setFrequency(high ? 5'000'000'000 : 100'000'000), 0);
             EXPECT_EQ(bus.taken(), "ABSBAu") << serial;
             EXPECT_NE(bus.line(supplyLines, relayLow), high);
@@ -78,7 +78,7 @@ TEST_F(Operations, SourcesAreTunedAsTheirGenerationWantsIt) {
     EXPECT_EQ(setFrequency(200'000'000), 0);
     const std::string off = bus.taken();
     EXPECT_TRUE(off.find('b') != std::string::npos && off.find('a') == std::string::npos) << off;
-    Device_enableRf(device);
+    EXPECT_EQ(Device_enableRf(device), 0);
     bus.taken();
     EXPECT_EQ(setFrequency(300'000'000), 0);
     const std::string on = bus.taken();
@@ -91,7 +91,7 @@ TEST_F(Operations, SourcesAreTunedAsTheirGenerationWantsIt) {
     unit(unit2D);
     EXPECT_EQ(setFrequency(1'000'000'000), 0);
     EXPECT_EQ(bus.taken().find_first_of("ab"), std::string::npos);
-    Device_enableRf(device);
+    EXPECT_EQ(Device_enableRf(device), 0);
     bus.taken();
     EXPECT_EQ(setFrequency(1'000'000'000), 0);
     EXPECT_EQ(bus.taken().back(), 'u');
@@ -119,7 +119,7 @@ TEST_F(Operations, RfOfOneChannelLeavesTheSwitchAlone) {
     EXPECT_EQ(Device_enableRf(device), 0);
     EXPECT_TRUE(bus.line(controllerLines, rfSwitch) && device->isA->rfEnabled && Device_isRfEnabled(device));
     unit(unit2A);
-    EXPECT_GE(took_us([&] { Device_enableRf(device); }), 15'100);
+    EXPECT_GE(took_us([&] { EXPECT_EQ(Device_enableRf(device), 0); }), 15'100);
     EXPECT_TRUE(device->is6g->channel[0].rfEnabled && device->is6g->channel[1].rfEnabled);
 }
 
@@ -134,9 +134,9 @@ TEST_F(Operations, TheReferenceChangesOnOpenLoopsWithTheSupplyThatItTakes) {
                 {0, 0, 0, 15, 12, 12},
                 {1, 0, 1, 15, 15, 15}};
     for (const auto& [selection, result, inForce, supply_V, asked_V, held_V] : rows) {
-        Device_selectPhaseNoiseAlgBoardB(device);
-        Device_selectPnLoopMode(device, 3);
-        Device_setTuneOutputVoltage(device, 4);
+        EXPECT_EQ(Device_selectPhaseNoiseAlgBoardB(device), 0);
+        EXPECT_EQ(Device_selectPnLoopMode(device, 3), 0);
+        EXPECT_EQ(Device_setTuneOutputVoltage(device, 4), 0);
         EXPECT_EQ(Device_setInternalReferenceSelection(device, selection), result);
         EXPECT_TRUE(Device_isPhaseNoiseAlgBoardBSelected(device));
         EXPECT_EQ(Device_getInternalReferenceSelection(device), inForce);
@@ -144,11 +144,11 @@ TEST_F(Operations, TheReferenceChangesOnOpenLoopsWithTheSupplyThatItTakes) {
             EXPECT_TRUE(board->openMode && board->calTuneVoltage == 0.0);
             EXPECT_DOUBLE_EQ(board->loopSupplyVoltage, supply_V) << selection;
         }
-        Device_setVoutPosVoltage(device, static_cast<float>(asked_V));
-        Device_setTuneOutputVoltage(device, asked_V);
+        EXPECT_EQ(Device_setVoutPosVoltage(device, static_cast<float>(asked_V)), 0);
+        EXPECT_EQ(Device_setTuneOutputVoltage(device, asked_V), 0);
         EXPECT_DOUBLE_EQ(device->algB.loopSupplyVoltage, held_V);
         EXPECT_DOUBLE_EQ(Device_getTuneOutputVoltage(device), held_V);
-        Device_setVoutPosVoltage(device, 10);
+        EXPECT_EQ(Device_setVoutPosVoltage(device, 10), 0);
     }
     for (const char* serial : {unitBare, unit2A}) {
         unit(serial);
@@ -210,7 +210,7 @@ TEST_F(Operations, TheCounterDividesByTheFrequencyOfTheConfiguration) {
         EXPECT_EQ(device->counterDivider, divider) << frequency_Hz;
         EXPECT_TRUE(device->algA.counterEnabled && device->algB.counterEnabled);
         EXPECT_EQ(device->algB.dutFrequency, hz(static_cast<int64_t>(frequency_Hz)));
-        Device_disableCounter(device);
+        EXPECT_EQ(Device_disableCounter(device), 0);
         EXPECT_FALSE(device->algA.counterEnabled || device->algB.counterEnabled);
     }
     fill.clear(Automeasure_config_getFrequencyRaw);
@@ -255,7 +255,7 @@ TEST_F(Operations, LevelsPassTheCalibrationOrSayThatTheyCannotBeRead) {
     EXPECT_GE(took_us([&] { EXPECT_NEAR(static_cast<double>(*Device_getPower(device)), nominal_dBm, 0.1); }), 100'000);
     EXPECT_FALSE(Device_isPreamplifierEnabled(device)) << "the single table holds without it";
     EXPECT_EQ(*Device_getPowerRaw(device), 2000);
-    Device_enableRf(device);
+    EXPECT_EQ(Device_enableRf(device), 0);
     EXPECT_EQ(*Device_getREFPower(device), -100);
     EXPECT_TRUE(Device_isRfEnabled(device));
 
@@ -267,7 +267,7 @@ TEST_F(Operations, LevelsPassTheCalibrationOrSayThatTheyCannotBeRead) {
     EXPECT_EQ(setFrequency(20'000'000'001), 0);
     EXPECT_EQ(*Device_getPower(device), -100);
     EXPECT_EQ(*Device_getPowerRaw(device), 0);
-    Device_setDivThresFrequency(device, 1500);
+    EXPECT_EQ(Device_setDivThresFrequency(device, 1500), 0);
     EXPECT_EQ(*Device_getPower(device), -100);
     EXPECT_EQ(Device_getDivThresFrequency(device), 1500U) << "a reading puts back what was set";
 }
@@ -284,10 +284,10 @@ TEST_F(Operations, SensitivitiesOfTheFileReachTheirBoards) {
     double frequency_Hz = 1e9, raw_Hz = 0;
     EXPECT_EQ(Device_calibrateTVPNFrequency(device, &frequency_Hz, &raw_Hz), 0);
     EXPECT_TRUE(raw_Hz == 1e9 && std::fabs(frequency_Hz - 999'999'500) < 1e-3);
-    Device_setVcoSensitivity(device, 50);
+    EXPECT_EQ(Device_setVcoSensitivity(device, 50), 0);
     EXPECT_TRUE(a->vco100MSensitivity == 50 && Device_getVcoSensitivity(device) == 50);
     unit(unit2A);
-    Device_selectPhaseNoiseAlgBoardB(device);
+    EXPECT_EQ(Device_selectPhaseNoiseAlgBoardB(device), 0);
     EXPECT_EQ(Device_getVcoSensitivity(device), 32) << "the last for channel B";
     unit(unitBare);
     EXPECT_EQ(Device_getFmSensitivity(device) + Device_getVco10MSensitivity(device), 0);

@@ -52,11 +52,12 @@ void boot() {
     debug_device = device;
     device_config_init();
     device_boardsStoodIn = true;
-    Device_init(device, [](Device* started) {
+    const int started = Device_init(device, [](Device* measuring) {
         fillCaptureSlots(); // in place of the boards
-        EXPECT_EQ(measure_init(started), 0);
+        EXPECT_EQ(measure_init(measuring), 0);
         return 0;
     });
+    EXPECT_EQ(started, 0);
     context.device = device;
     context.tree = scpi::commandTree();
     scpi_parser_init(&context);

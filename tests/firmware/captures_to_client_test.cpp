@@ -154,7 +154,7 @@ TEST_F(Captures, SamplesAreTheBeatOfTheirChannel) {
         unit.tell("CONF:NOIS:CHAN 1");
         expectBeat(capture(), channelA, "A only");
         EXPECT_EQ(unit.number("MEAS:NOIS:VAL?"), pairs * 4) << "bytes of the stream";
-        TVPN_ADFPGA_setTdChannelBOnly(driver());
+        EXPECT_EQ(TVPN_ADFPGA_setTdChannelBOnly(driver()), 0);
         expectBeat(capture(), channelB, "B only");
         unit.tell("MEAS:NOIS:FILT 1");
         expectBeat(data<uint16_t>(unit.tell("MEM:RAM:FNA0:READ?")), channelA, "memory ");
@@ -189,12 +189,12 @@ TEST_F(Captures, SpectraAreWhatTheBenchExpects) {
     beat(1);
     set([](ChannelSettings& s) { s.ifGain_dB = 32; }); // so that the noise of the channels, which differs, stands out
     constexpr uint32_t stages = 7;
-    Device_setFdStages(debug_device, stages);
+    EXPECT_EQ(Device_setFdStages(debug_device, stages), 0);
     for (uint32_t stage = 0; stage < stages; ++stage)
-        Device_setFdCorrelations(debug_device, stage, 1000 + stage);
+        EXPECT_EQ(Device_setFdCorrelations(debug_device, stage, 1000 + stage), 0);
     for (const auto& choose :
          {&Device_setFdChannelAOnly, &Device_setFdChannelBOnly, &Device_setFdChannelCrosscorrelation}) {
-        (*choose)(debug_device);
+        EXPECT_EQ((*choose)(debug_device), 0);
         unit.tell("MEAS:NOIS:FD 1");
         for (uint32_t stage = 0; stage < stages; ++stage)
             expectSpectrum(stage);
@@ -213,7 +213,7 @@ TEST_F(Captures, CountersCountToOneTick) {
     constexpr double odd_Hz = 97.1234567e6; // no simple ratio to the clock
     beat(1);
     unit.connect({odd_Hz, 8, {{{1, -160}}}, {}, {}});
-    Device_setCounterTimeout(debug_device, 0.01);
+    EXPECT_EQ(Device_setCounterTimeout(debug_device, 0.01), 0);
     for (const uint32_t ratio : {1U, 1U, 8U, 8U, 8U, 1000U, 1000U}) {
         set([=](ChannelSettings& s) { s.counterRatio = ratio; });
         std::array<tvfreq, channels> counted{};

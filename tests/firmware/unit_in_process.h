@@ -118,7 +118,7 @@ private:
         Device* const device = Device_create();
         debug_device = device;
         device_config_init();
-        Device_init(device, measure_init);
+        EXPECT_EQ(Device_init(device, measure_init), 0);
         context_.device = device;
         context_.tree = scpi::commandTree();
         scpi_parser_init(&context_);

@@ -41,11 +41,11 @@ protected:
     int runPulsed(double carrier_Hz, double kphi_V, double bandwidth_Hz) {
         tvfreq carrier{};
         double2tvfreq(&carrier_Hz, &carrier);
-        Device_setFrequency(device, &carrier);
+        EXPECT_EQ(Device_setFrequency(device, &carrier), 0);
         config_enablePulse(device);
-        Device_selectPhaseNoiseAlgBoardB(device);
+        EXPECT_EQ(Device_selectPhaseNoiseAlgBoardB(device), 0);
         configPN_setKphi(device, kphi_V);
-        Device_selectPhaseNoiseAlgBoardA(device);
+        EXPECT_EQ(Device_selectPhaseNoiseAlgBoardA(device), 0);
         configPN_setKphi(device, kphi_V);
         setUserBandwidth(bandwidth_Hz);
         const uint64_t before = clock_now();

@@ -6,6 +6,7 @@
 #include "identity/device_variants.h"
 #include "measure/preparation/analog_board.h"
 #include "measure/preparation/beat.h"
+#include "measure/preparation/both_boards.h"
 #include "measure/preparation/gain.h"
 #include "measure/preparation/internal_reference.h"
 #include "measure/preparation/loop_modes.h"
@@ -47,23 +48,18 @@ constexpr double roundingStep_Hz = 1e6;
 constexpr double reach1GHz_V = 1;
 constexpr double reach_V = 5;
 
-template <class Operation> void onBothBoards(Device* device, Operation operation) {
-    Device_selectPhaseNoiseAlgBoardB(device);
-    operation();
-    Device_selectPhaseNoiseAlgBoardA(device);
-    operation();
-}
+// The orders of a search are not waited for: a carrier counts only if its readings agree, whatever failed before.
 
 void prepareBoards(Device* device) {
     const AnalogBoard& board = analogBoard();
     if (board.counterGain >= 0)
-        Device_setLnaGain(device, board.counterGain);
+        slot_carryOn(Device_setLnaGain(device, board.counterGain));
     if (board.attenuatedCount)
-        onBothBoards(device, [&] {
-            Device_setTotalStepAttenuation(device, countAttenuation);
-            Device_setTuneOutputVoltage(device, countTune_V);
-            Device_selectPnLoopMode(device, loopOpen);
-        });
+        slot_carryOn(onBothBoards(device, [&](int) {
+            slot_carryOn({Device_setTotalStepAttenuation(device, countAttenuation),
+                          Device_setTuneOutputVoltage(device, countTune_V)});
+            return Device_selectPnLoopMode(device, loopOpen);
+        }));
 }
 
 const BeatRow& beatRowFor(double frequency) {
@@ -77,13 +73,13 @@ const BeatRow& beatRowFor(double frequency) {
 /// beat. Returns the corrected frequency, or the counted one if there is no plausible beat.
 double correctByBeat(Device* device, MeasConfig* config, double counted) {
     const BeatRow& row = beatRowFor(counted);
-    Device_setLnaGain(device, analogBoard().counterGain);
+    slot_carryOn(Device_setLnaGain(device, analogBoard().counterGain));
     meas_data.beatSamples = std::bit_ceil(row.samples);
     meas_data.beatDivider = row.divider;
     meas_data.beatChannels = beatChannels;
-    Device_enableRf(device);
+    slot_carryOn(Device_enableRf(device));
     const tvfreq source = wholeHertz(std::trunc(counted) + row.offset);
-    Device_setFrequencyFixed(device, &source);
+    slot_carryOn(Device_setFrequencyFixed(device, &source));
     config->frequencyRounded = static_cast<double>(source.intPart); // so that rounding takes them back
     tvstuff_delay_us(settle_us);
     const double prescaler = Device_getPrescaler(device);
@@ -98,10 +94,9 @@ double correctByBeat(Device* device, MeasConfig* config, double counted) {
     else
         printd("   3. > NO VALID BEAT  ==>  ERROR NOT HANDLED \n");
 
-    Device_disableRf(device);
-    Device_setLnaGain(device, 0);
+    slot_carryOn({Device_disableRf(device), Device_setLnaGain(device, 0)});
     if (analogBoard().attenuatedCount)
-        onBothBoards(device, [&] { Device_setTotalStepAttenuation(device, 0); });
+        slot_carryOn(onBothBoards(device, [&](int) { return Device_setTotalStepAttenuation(device, 0); }));
     return frequency;
 }
 
@@ -119,7 +114,7 @@ double attempt(Device* device, MeasConfig* config, double hint) {
     if (isCoarse())
         return correctByBeat(device, config, counted);
     if (analogBoard().counterGain >= 0)
-        Device_setLnaGain(device, 0);
+        slot_carryOn(Device_setLnaGain(device, 0));
     return counted;
 }
 
@@ -131,7 +126,7 @@ bool findCarrier(Device* device, MeasConfig* config) {
         if (found > 0 || !once)
             config->frequency = found;
         const tvfreq carrier = wholeHertz(found);
-        Device_setFreqVariable(device, &carrier);
+        slot_carryOn(Device_setFreqVariable(device, &carrier));
         if (found > 0)
             return true;
         if (once)
@@ -149,7 +144,7 @@ void readLevel(Device* device, MeasConfig* config) {
 
 void enableInternalSources(Device* device) {
     if (Device_isReferenceSourceInternal(device) != 0)
-        Device_enableRf(device);
+        slot_carryOn(Device_enableRf(device));
 }
 
 /// The neighbour of `frequency` on the grid that lies within `reach` Hz, the lower one first; else `frequency`.
@@ -191,7 +186,7 @@ double pn_measure_roundFrequency(Device* device, MeasConfig* config) {
             return rounded;
     }
     const tvfreq source = wholeHertz(rounded);
-    Device_setFrequencyFixed(device, &source);
+    slot_carryOn(Device_setFrequencyFixed(device, &source));
     return rounded;
 }
 
@@ -202,7 +197,7 @@ int pn_measure_frequencySearch(Device* device, MeasConfig* config) {
         detectMinimalBeatMeasurementSettings(device, config);
         return 0;
     }
-    Device_disableRf(device);
+    slot_carryOn(Device_disableRf(device));
     prepareBoards(device);
     if (!findCarrier(device, config)) {
         enableInternalSources(device);
@@ -230,6 +225,6 @@ int pn_measure_execfrequencySearch(Device* device) {
     config->autoFrequency = 1;
     config->doFrequency = 1;
     if (Device_getCounterTimeout(device) > commandedGateMax_s)
-        Device_setCounterTimeout(device, commandedGateMax_s);
+        slot_carryOn(Device_setCounterTimeout(device, commandedGateMax_s));
     return pn_measure_frequencySearch(device, config);
 }

@@ -51,9 +51,9 @@ void adjustPreamplifier(Device* device, const MeasConfig& config) {
     else if (!analogBoard().preamplifierToldAlways)
         return;
     if (meas_data.inputAttenuation == preamplifierOn_dB)
-        Device_enablePreamplifier(device);
+        slot_carryOn(Device_enablePreamplifier(device)); // the records that follow show the level that there is
     else
-        Device_disablePreamplifier(device);
+        slot_carryOn(Device_disablePreamplifier(device));
 }
 
 /// A level below `lower` dBm is attenuated by 32 dB, one above `upper` by (level - 5) / 2 dB at low carriers and not at
@@ -81,7 +81,7 @@ void adjustStepAttenuator(Device* device, const MeasConfig& config) {
                                                                                 threshold, meas_data.inputAttenuation);
     meas_data.inputAttenuation = attenuation;
     const double steps = std::fmin(std::fmax(2 * attenuation, 0), 2 * numberRow<&MeasConfig::attenuation>.limits.max);
-    Device_setTotalStepAttenuation(device, static_cast<uint32_t>(steps));
+    slot_carryOn(Device_setTotalStepAttenuation(device, static_cast<uint32_t>(steps))); // as the preamplifier
 }
 
 // ---- IF gain --------------------------------------------------------------------------------------------------------
@@ -100,7 +100,7 @@ bool hasRoom(std::span<const uint16_t> record, int spanLimit) {
 
 void scanGains(Device* device, MeasConfig* config, const GainScan& scan) {
     for (int gain = scan.start; gain >= scan.lowest; gain -= scan.step) {
-        Device_setLnaGain(device, gain);
+        slot_carryOn(Device_setLnaGain(device, gain)); // the record tells whether it fits
         uint16_t* a = nullptr;
         uint16_t* b = nullptr;
         const uint32_t count = getTimeSamples(device, &a, &b, gainSamples, gainDivider, bothChannels);
@@ -157,7 +157,7 @@ void adjustGain(Device* device, MeasConfig* config) {
     if (config_doIFgain(config))
         return scanGains(device, config, analogBoard().gainScan);
     const double stored = std::fmax(std::fmin(config->ifGain, storedGainMax_dB), -storedGainMax_dB);
-    Device_setLnaGain(device, static_cast<int>(stored));
+    slot_carryOn(Device_setLnaGain(device, static_cast<int>(stored))); // a gain that is not there shows in the records
 }
 
 void detectMinimalBeatMeasurementSettings(Device* device, const MeasConfig* config) {

@@ -193,7 +193,7 @@ int32_t getZeroCrossings(const uint16_t* bufferA, const uint16_t* bufferB, uint3
 }
 
 void measureKphi(Device* device, MeasConfig* config) {
-    Device_setLnaGain(device, 0);
+    slot_carryOn(Device_setLnaGain(device, 0)); // the detector constant is checked for plausible counts
     if (!config_doKphi(config)) {
         printd("---> measureKphi: -> OMIT\n");
         return;

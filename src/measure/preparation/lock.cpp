@@ -79,7 +79,8 @@ FastLock begin(Device* device, MeasConfig* config) {
 }
 
 void setR1(const FastLock& run, const LockChannel& channel, bool locked) {
-    Device_setResistance(run.device, 1, locked || run.reference1GHz ? channel.r1 : channel.r1 * acquisitionR1);
+    slot_carryOn(
+        Device_setResistance(run.device, 1, locked || run.reference1GHz ? channel.r1 : channel.r1 * acquisitionR1));
 }
 
 /// Filters, helper voltages and helper resistances of an attempt. False without filters.
@@ -104,10 +105,10 @@ void closeLoops(FastLock* run) {
         channel->helper = run->band.center > channel->tune ? run->helperLow : run->helperHigh;
     for (const LockChannel* channel : {&channels.a, &channels.b})
         onBoard(device, *channel, [&] {
-            Device_setLockhelperVoltage(device, static_cast<float>(channel->helper));
-            Device_selectLoopC(device, channel->capacitor);
+            slot_carryOn({Device_setLockhelperVoltage(device, static_cast<float>(channel->helper)),
+                          Device_selectLoopC(device, channel->capacitor)});
             setR1(*run, *channel, false);
-            Device_setResistance(device, 2, channel->r2);
+            slot_carryOn(Device_setResistance(device, 2, channel->r2));
         });
     tvstuff_delay_us(filterSettle_us);
     lockChannels_readTune(device, &channels);
@@ -131,7 +132,7 @@ bool lockedAtOnce(FastLock* run) {
             if (channel->locked != 0)
                 setR1(*run, *channel, true);
             else
-                Device_selectPnLoopMode(run->device, loopHelper);
+                slot_carryOn(Device_selectPnLoopMode(run->device, loopHelper));
         });
     return run->bothLocked();
 }
@@ -152,7 +153,7 @@ void switchHelpers(const FastLock& run) {
     for (const LockChannel* channel : {&run.channels.a, &run.channels.b})
         onBoard(run.device, *channel, [&] {
             setR1(run, *channel, channel->locked != 0);
-            Device_selectPnLoopMode(run.device, channel->locked != 0 ? loopQuadrature : loopHelper);
+            slot_carryOn(Device_selectPnLoopMode(run.device, channel->locked != 0 ? loopQuadrature : loopHelper));
         });
 }
 
@@ -193,7 +194,7 @@ bool helperPass(FastLock* run) {
     if (run->bothLocked())
         confirm(run);
     if (channels.b.locked == 0 && run->wasLockedB)
-        onBoard(run->device, channels.b, [&] { Device_selectPnLoopMode(run->device, loopHelper); });
+        onBoard(run->device, channels.b, [&] { slot_carryOn(Device_selectPnLoopMode(run->device, loopHelper)); });
     steer(run, &channels.a);
     steer(run, &channels.b);
     return run->bothLocked();

@@ -25,9 +25,9 @@ LockChannels lockChannels_ofDesign() {
 }
 
 void getTune(Device* device, double* tuneA, double* tuneB) {
-    Device_selectPhaseNoiseAlgBoardB(device);
+    selectBoardB(device);
     *tuneB = Device_getIsTuneVoltage(device);
-    Device_selectPhaseNoiseAlgBoardA(device);
+    selectBoardA(device);
     *tuneA = Device_getIsTuneVoltage(device);
 }
 
@@ -38,8 +38,8 @@ void lockChannels_readTune(Device* device, LockChannels* channels) {
 void lockChannels_close(Device* device, LockChannels* channels) {
     for (const LockChannel* channel : {&channels->a, &channels->b})
         onBoard(device, *channel, [&] {
-            Device_selectPnLoopMode(device, loopQuadrature);
-            Device_setResistance(device, 3, channel->r3);
+            slot_carryOn(
+                {Device_selectPnLoopMode(device, loopQuadrature), Device_setResistance(device, 3, channel->r3)});
         });
     lockChannels_readTune(device, channels);
 }
@@ -70,6 +70,6 @@ bool lockChannels_stable(const LockChannels& channels, int32_t passes) {
 void setHelper(Device* device, LockChannel* channel, double r3, double volts) {
     channel->r3 = r3;
     channel->helper = volts;
-    Device_setResistance(device, helperResistance, r3);
-    Device_setLockhelperVoltage(device, static_cast<float>(volts));
+    slot_carryOn({Device_setResistance(device, helperResistance, r3),
+                  Device_setLockhelperVoltage(device, static_cast<float>(volts))});
 }

@@ -2,6 +2,7 @@
 /// What both ways of locking share: one channel's working values, and the marks that its tune voltage earns.
 
 #include "device_table/device_fptrs.h"
+#include "measure/preparation/both_boards.h"
 #include "measure/preparation/loop_modes.h"
 
 #include <cstdint>
@@ -49,12 +50,13 @@ bool lockChannel_mark(LockChannel* channel, const TuneBand& band, double step);
 /// True if both are near and have been stable for more than `passes` passes.
 [[nodiscard]] bool lockChannels_stable(const LockChannels& channels, int32_t passes);
 
-/// Acts with the board of `channel` selected; board A is selected afterwards.
+/// Acts with the board of `channel` selected; board A is selected afterwards. Orders to the loops are not waited for:
+/// the tune voltages and the records of the lock tell what came of them.
 template <class Action> void onBoard(Device* device, const LockChannel& channel, Action action) {
-    (*channel.select)(device);
+    slot_carryOn((*channel.select)(device)); // as selectBoardA
     action();
     if (channel.select != &Device_selectPhaseNoiseAlgBoardA)
-        Device_selectPhaseNoiseAlgBoardA(device);
+        selectBoardA(device);
 }
 
 /// Sets R3 of the channel and its helper on the selected board.

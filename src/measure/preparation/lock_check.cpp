@@ -149,8 +149,8 @@ bool arrives(Device* device, const MeasConfig& config) {
 
 bool lock_holds(Device* device, const MeasConfig* config) {
     const bool holds = arrives(device, *config);
-    Device_setPhaseNoiseSamples(device, meas_data.beatSamples);
-    Device_setPhaseNoiseDivider(device, meas_data.beatDivider);
+    slot_carryOn({Device_setPhaseNoiseSamples(device, meas_data.beatSamples), // stored; the next capture would tell
+                  Device_setPhaseNoiseDivider(device, meas_data.beatDivider)});
     return holds;
 }
 

@@ -4,6 +4,7 @@
 #include "identity/device_config.h"
 #include "measure/preparation/adc_scale.h"
 #include "measure/preparation/analog_board.h"
+#include "measure/preparation/both_boards.h"
 #include "measure/preparation/internal_reference.h"
 #include "measure/settings/setting_rows.h"
 
@@ -79,11 +80,11 @@ BothChannels tuningSensitivities(Device* device, const MeasConfig& config) {
     if (config.reference == referenceExternal)
         return {config.refSensA, config.refSensB};
     BothChannels sensitivity{};
-    Device_selectPhaseNoiseAlgBoardA(device);
+    selectBoardA(device);
     sensitivity.a = Device_getFmSensitivity(device);
-    Device_selectPhaseNoiseAlgBoardB(device);
+    selectBoardB(device);
     sensitivity.b = Device_getFmSensitivity(device);
-    Device_selectPhaseNoiseAlgBoardA(device);
+    selectBoardA(device);
     return sensitivity;
 }
 

@@ -69,11 +69,9 @@ void closeLoops(PulseLock* run) {
     for (LockChannel* channel : {&channels.a, &channels.b})
         onBoard(device, *channel, [&] {
             channel->helper = run->band.center > channel->tune ? helperLow : helperHigh;
-            Device_setLockhelperVoltage(device, static_cast<float>(channel->helper));
-            Device_selectLoopC(device, channel->capacitor);
-            Device_setResistance(device, 1, channel->r1);
-            Device_setResistance(device, 2, channel->r2);
-            Device_selectPnLoopMode(device, loopHelper);
+            slot_carryOn({Device_setLockhelperVoltage(device, static_cast<float>(channel->helper)),
+                          Device_selectLoopC(device, channel->capacitor), Device_setResistance(device, 1, channel->r1),
+                          Device_setResistance(device, 2, channel->r2), Device_selectPnLoopMode(device, loopHelper)});
         });
 }
 
@@ -96,8 +94,8 @@ void count(PulseLock* run, LockChannel* channel, int32_t* passed) {
     *passed = 0;
     channel->r3 /= r3Shrink;
     onBoard(run->device, *channel, [&] {
-        Device_selectPnLoopMode(run->device, loopHelper);
-        Device_setResistance(run->device, 3, channel->r3);
+        slot_carryOn(
+            {Device_selectPnLoopMode(run->device, loopHelper), Device_setResistance(run->device, 3, channel->r3)});
     });
     tvstuff_delay_us(failedRest_us);
 }
@@ -127,8 +125,9 @@ void pass(PulseLock* run) {
     LockChannels& channels = run->channels;
     judgeTune(run);
     for (const LockChannel* channel : {&channels.a, &channels.b})
-        onBoard(run->device, *channel,
-                [&] { Device_selectPnLoopMode(run->device, channel->locked != 0 ? loopQuadrature : loopHelper); });
+        onBoard(run->device, *channel, [&] {
+            slot_carryOn(Device_selectPnLoopMode(run->device, channel->locked != 0 ? loopQuadrature : loopHelper));
+        });
     if (channels.a.locked != 0 && channels.b.locked != 0)
         confirm(run);
     steer(run, &channels.a);

@@ -2,6 +2,7 @@
 
 #include "base/error_codes.h"
 #include "measure/preparation/beat.h"
+#include "measure/preparation/both_boards.h"
 #include "measure/preparation/gain.h"
 #include "measure/preparation/loop_modes.h"
 #include "measure/preparation/time_samples.h"
@@ -24,21 +25,19 @@ Beats measureBeats(Device* device, const MeasConfig* config) {
     return beats;
 }
 
+// Orders are not waited for: a beat that does not answer to them gives no sensitivity.
+
 Beats tuneAndMeasure(Device* device, const MeasConfig* config, double voltsA, double voltsB) {
-    Device_selectPhaseNoiseAlgBoardB(device);
-    Device_setTuneOutputVoltage(device, voltsB);
-    Device_selectPhaseNoiseAlgBoardA(device);
-    Device_setTuneOutputVoltage(device, voltsA);
+    slot_carryOn(
+        onBothBoards(device, [&](int b) { return Device_setTuneOutputVoltage(device, b != 0 ? voltsB : voltsA); }));
     return measureBeats(device, config);
 }
 
 Beats openAndMeasure(Device* device, const MeasConfig* config) {
-    Device_selectPhaseNoiseAlgBoardB(device);
-    Device_selectPnLoopMode(device, loopOpen);
-    Device_setTuneOutputVoltage(device, 0);
-    Device_selectPhaseNoiseAlgBoardA(device);
-    Device_selectPnLoopMode(device, loopOpen);
-    Device_setTuneOutputVoltage(device, 0);
+    slot_carryOn(onBothBoards(device, [&](int) {
+        slot_carryOn(Device_selectPnLoopMode(device, loopOpen));
+        return Device_setTuneOutputVoltage(device, 0);
+    }));
     return measureBeats(device, config);
 }
 

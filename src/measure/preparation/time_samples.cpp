@@ -1,5 +1,6 @@
 #include "measure/preparation/time_samples.h"
 
+#include "measure/preparation/both_boards.h"
 #include "measure/run/meas_data.h"
 
 #include <algorithm>
@@ -23,9 +24,8 @@ uint32_t fetch(Device* device, uint32_t channel, uint16_t** buffer) {
 }
 
 void setSampling(Device* device, uint32_t samples, uint32_t divider, uint32_t channels) {
-    Device_setPhaseNoiseSamples(device, samples);
-    Device_setPhaseNoiseChannels(device, channels);
-    Device_setPhaseNoiseDivider(device, divider);
+    slot_carryOn({Device_setPhaseNoiseSamples(device, samples), // stored; the capture that follows tells
+                  Device_setPhaseNoiseChannels(device, channels), Device_setPhaseNoiseDivider(device, divider)});
 }
 
 } // namespace
@@ -62,5 +62,5 @@ OwnSampling::OwnSampling(Device* device)
 OwnSampling::~OwnSampling() {
     setSampling(device_, samples_, divider_, bothChannels_ ? bothChannels : channelAOnly);
     if (boardB_)
-        Device_selectPhaseNoiseAlgBoardB(device_);
+        selectBoardB(device_);
 }

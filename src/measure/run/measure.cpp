@@ -82,7 +82,7 @@ void requestStopOf(uint64_t run) {
 void cutRun(Device* device, uint64_t run) {
     requestStopOf(run);
     if (Device_abort_local)
-        Device_abort_local(device);
+        slot_carryOn(Device_abort_local(device)); // a run without a capture to cut stops at its next look
 }
 
 Waiting endOf(uint64_t run, Waiting::Finish operation, int32_t argument) {

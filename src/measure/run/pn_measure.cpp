@@ -122,9 +122,9 @@ bool stopRequested() {
 /// One capture into the sums. False, and nothing is added, if it was to stop meanwhile: of a capture that was cut short
 /// the buffers hold what an earlier one has left there.
 bool addCapture(Device* device) {
-    Device_capturePhaseNoiseFdSamples(device);
+    slot_carryOn(Device_capturePhaseNoiseFdSamples(device)); // each stage below tells what has come of it
     if (stopRequested()) // perhaps after the last look, but before there was a capture to cut
-        Device_abort_local(device);
+        slot_carryOn(Device_abort_local(device));
     for (int32_t stage = 0; stage < run.stageCount; ++stage) {
         const Spectrum spectrum = fetchStage(device, stage);
         if (stage == 0 && stopRequested())
@@ -174,7 +174,8 @@ void makeTrace(Device* device, int32_t done) REQUIRES(meas_data.resultMutex) {
              .zeta = meas_data.loopZetaA,
              .ifGain = run.config->ifGain,
              .is1C = analogBoard().highPassesInTrace});
-    Device_calibrateTVPNGain(device, run.pointCount, meas_data.spectrumFreq, meas_data.spectrumData);
+    // what cannot be calibrated stays as measured
+    slot_carryOn(Device_calibrateTVPNGain(device, run.pointCount, meas_data.spectrumFreq, meas_data.spectrumData));
     std::copy_n(meas_data.spectrumData, run.pointCount, meas_data.spectrumPowerData);
     omitSpurs(device, done);
     if (run.config->smoothing != 0)

@@ -1,6 +1,7 @@
 #include "measure/run/pn_report.h"
 
 #include "measure/preparation/adc_scale.h"
+#include "measure/preparation/both_boards.h"
 #include "measure/run/measure.h"
 #include "measure/settings/measurement_configuration.h"
 
@@ -21,11 +22,11 @@ struct Sensitivities {
 Sensitivities readSensitivities(Device* device) {
     static Sensitivities last{};
     if (measure_runInProgress() == 0) {
-        Device_selectPhaseNoiseAlgBoardA(device);
+        selectBoardA(device);
         last.a = Device_getFmSensitivity(device);
-        Device_selectPhaseNoiseAlgBoardB(device);
+        selectBoardB(device);
         last.b = Device_getFmSensitivity(device);
-        Device_selectPhaseNoiseAlgBoardA(device);
+        selectBoardA(device);
     }
     return last;
 }

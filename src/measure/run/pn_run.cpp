@@ -71,7 +71,7 @@ void waitForSources() {
 /// A search needs no better resolution than that of a short gate. The search itself uses up its detect flag.
 void shortenCounterGate(Device* device, const MeasConfig& config) {
     if (Device_getCounterTimeout(device) > searchGate_s && config.autoFrequency != 0 && config.doFrequency != 0)
-        Device_setCounterTimeout(device, searchGate_s);
+        slot_carryOn(Device_setCounterTimeout(device, searchGate_s)); // a longer gate only takes longer
 }
 
 // The steps. Each returns 0 or the code of the run. A step that failed for want of a signal is repeated in the next run
@@ -100,7 +100,7 @@ bool constantsGood(const MeasConfig& config) {
 
 void setSources(Device* device, double frequency) {
     const tvfreq target = wholeHertz(frequency);
-    Device_setFrequencyFixed(device, &target);
+    slot_carryOn(Device_setFrequencyFixed(device, &target)); // sources that stand elsewhere do not lock
 }
 
 int32_t findConstants(Device* device, MeasConfig* config) {
@@ -185,7 +185,7 @@ int32_t pnMeasureFull(Device* device, MeasConfig* config) {
         return endWith(failure);
     measurePhaseNoise(device, config);
     clock.stop("measurement", &meas_data.tMeas);
-    Device_setLnaGain(device, 0);
+    slot_carryOn(Device_setLnaGain(device, 0)); // the run is over
     meas_data.lastTimeSec = measure_secondsSince(begin);
     return endWith(0);
 }

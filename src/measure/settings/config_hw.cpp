@@ -3,6 +3,7 @@
 #include "base/error_codes.h"
 #include "base/tvdebug.h"
 #include "measure/preparation/analog_board.h"
+#include "measure/preparation/both_boards.h"
 #include "measure/preparation/frequency_search.h"
 #include "measure/preparation/internal_reference.h"
 #include "measure/settings/config_accessors.h"
@@ -16,15 +17,6 @@ constexpr InternalReference internalSelection[] = {internalReference100MHz, inte
                                                    internalReference1GHz};
 
 constexpr double attenuatorStepsMax = 2 * numberRow<&MeasConfig::attenuation>.limits.max;
-
-/// Runs `operation` with board B selected, then with board A, and leaves A selected. Gives the first failure.
-template <class Operation> int onBothBoards(Device* device, Operation operation) {
-    Device_selectPhaseNoiseAlgBoardB(device);
-    const int errorB = operation(1);
-    Device_selectPhaseNoiseAlgBoardA(device);
-    const int errorA = operation(0);
-    return errorB != 0 ? errorB : errorA;
-}
 
 /// The additive mode has no reference voltages of its own.
 const MeasConfig& voltageRecord() {

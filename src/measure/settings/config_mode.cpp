@@ -1,6 +1,7 @@
 #include "measure/settings/config_mode.h"
 
 #include "base/error_codes.h"
+#include "measure/preparation/both_boards.h"
 #include "measure/preparation/loop_modes.h"
 #include "measure/run/measure.h"
 #include "measure/run/trace_arrays.h"
@@ -22,14 +23,14 @@ constexpr double restingTune_V = 7.0; // middle of the sources' tuning range
 constexpr tv_time resetCounterGate_s = 0.1;
 constexpr tv_time vcoCounterGate_s = 0.05;
 
+// A change of mode and a reset leave the settings as they say, also where a board does not answer: the run tells.
+
 void openLoop(Device* device) {
-    Device_selectPnLoopMode(device, loopOpen);
-    Device_setTuneOutputVoltage(device, restingTune_V);
+    slot_carryOn({Device_selectPnLoopMode(device, loopOpen), Device_setTuneOutputVoltage(device, restingTune_V)});
 }
 
 void enterPN(Device* device) {
-    Device_setPath(device, pathPhaseNoise);
-    Device_setLnaGain(device, 0);
+    slot_carryOn({Device_setPath(device, pathPhaseNoise), Device_setLnaGain(device, 0)});
     measureFullPnWithEverything = 1;
     configPNPtr = &configPN;
     configHW_setReference(device, configPN.reference);
@@ -43,8 +44,7 @@ void enterPN(Device* device) {
 }
 
 void enterAPN(Device* device) {
-    Device_setPath(device, pathPhaseNoise);
-    Device_setLnaGain(device, 0);
+    slot_carryOn({Device_setPath(device, pathPhaseNoise), Device_setLnaGain(device, 0)});
     configPNPtr = &configAPN;
     measureFullPnWithEverything = 0;
     configHW_setReference(device, referenceExternal);
@@ -54,28 +54,26 @@ void enterAPN(Device* device) {
 
 void enterBB(Device* device) {
     measureFullPnWithEverything = 0;
-    Device_disableRf(device);
+    slot_carryOn(Device_disableRf(device));
 }
 
 void enterTransient(Device* device) {
-    Device_setPath(device, pathTransient);
+    slot_carryOn(Device_setPath(device, pathTransient));
     configHW_setReference(device, referenceNormal);
-    Device_disableRfOneChannel(device, channelA);
-    Device_enableRfOneChannel(device, channelB);
+    slot_carryOn({Device_disableRfOneChannel(device, channelA), Device_enableRfOneChannel(device, channelB)});
     measureFullPnWithEverything = 0;
-    Device_selectPhaseNoiseAlgBoardB(device);
-    Device_setTuneOutputVoltage(device, restingTune_V);
-    Device_selectPnLoopMode(device, loopOpen);
-    Device_selectPhaseNoiseAlgBoardA(device);
+    selectBoardB(device);
+    slot_carryOn({Device_setTuneOutputVoltage(device, restingTune_V), Device_selectPnLoopMode(device, loopOpen)});
+    selectBoardA(device);
 }
 
 void enterVCO(Device* device) {
-    Device_setPath(device, pathPhaseNoise);
+    slot_carryOn(Device_setPath(device, pathPhaseNoise));
     measureFullPnWithEverything = 0;
     configPNPtr = &configVCO.config;
     configHW_setReference(device, configVCO.config.reference);
     configHW_setAttenuation(device, configVCO.config.attenuation);
-    Device_setCounterTimeout(device, vcoCounterGate_s);
+    slot_carryOn(Device_setCounterTimeout(device, vcoCounterGate_s));
 }
 
 void arm(MeasConfig* config) {
@@ -139,11 +137,11 @@ int config_reset(Device* device) {
     configPN.measurementMethod = methodCrossCorrelation;
     configPN_setReference(device, referenceNormal);
 
-    Device_selectPhaseNoiseAlgBoardB(device);
+    selectBoardB(device);
     openLoop(device);
-    Device_selectPhaseNoiseAlgBoardA(device);
+    selectBoardA(device);
     openLoop(device);
-    Device_setCounterTimeout(device, resetCounterGate_s);
+    slot_carryOn(Device_setCounterTimeout(device, resetCounterGate_s));
     configPN_setIFgain(device, 0);
     configPN_setAttenuation(device, 0);
 

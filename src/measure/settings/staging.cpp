@@ -130,15 +130,13 @@ int staging_stageOf(const StagingPlan& plan, double offset) {
 
 void staging_handOver(Device* device, const MeasConfig& config) {
     const StagingPlan plan = meas_data.plan = staging_makePlan(config.offsetMin, config.correlations);
-    Device_setFdStages(device, static_cast<uint32_t>(plan.stageCount));
+    slot_carryOn(Device_setFdStages(device, static_cast<uint32_t>(plan.stageCount))); // all stored; a capture sends it
     for (int32_t stage = 0; stage < plan.stageCount; ++stage) {
-        Device_setFdCorrelations(device, stage, static_cast<uint32_t>(plan.stageCorrelations[stage]));
-        Device_setFdSamplesCount(device, stage, static_cast<uint32_t>(plan.stageSamples[stage]));
+        slot_carryOn({Device_setFdCorrelations(device, stage, static_cast<uint32_t>(plan.stageCorrelations[stage])),
+                      Device_setFdSamplesCount(device, stage, static_cast<uint32_t>(plan.stageSamples[stage]))});
     }
-    if (config.measurementMethod == methodCrossCorrelation)
-        Device_setFdChannelCrosscorrelation(device);
-    else
-        Device_setFdChannelAOnly(device);
+    slot_carryOn(config.measurementMethod == methodCrossCorrelation ? Device_setFdChannelCrosscorrelation(device)
+                                                                    : Device_setFdChannelAOnly(device));
 }
 
 int config_staging(Device* device) {

@@ -38,7 +38,7 @@ int32_t recallOverReset(scpi_link* link, int32_t number) {
     if (recall_resetBus != nullptr)
         recall_resetBus();
     if (Device_reset)
-        Device_reset(parser->device);
+        slot_carryOn(Device_reset(parser->device)); // what is recalled comes in any case
     return scpi_recallDeviceSettings(link, number);
 }
 

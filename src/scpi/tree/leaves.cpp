@@ -174,7 +174,7 @@ void runNotDone(Unit&) {
 
 void selectConfiguration(Device* device, int mode) {
     if (Automeasure_config_selectConfiguration)
-        Automeasure_config_selectConfiguration(device, mode);
+        slot_carryOn(Automeasure_config_selectConfiguration(device, mode)); // every row names a mode that exists
 }
 
 } // namespace scpi

@@ -20,12 +20,12 @@ void measure_noise(Unit& unit) {
         unit.device,
         [](void* device, const char*) {
             --hardware_blocksOut;
-            Device_phaseNoiseSampling_endHMode(static_cast<Device*>(device));
+            slot_carryOn(Device_phaseNoiseSampling_endHMode(static_cast<Device*>(device))); // the block is over
         },
         unit.device);
     scpi_exec_bdSend_interruptWith(unit.link, [](void* device) {
         if (Device_phaseNoiseSampling_cancel)
-            Device_phaseNoiseSampling_cancel(static_cast<Device*>(device));
+            slot_carryOn(Device_phaseNoiseSampling_cancel(static_cast<Device*>(device))); // one that is over stays so
     });
 }
 
