@@ -39,12 +39,12 @@ void choosePath(TVPNX_ALG* board, const tvfreq& f) {
     if (tvfreqCompare(&f, &board->thresholdLow) >= 0)
         board->dutPath = amplifier;
     if (tvfreqCompare(&f, &board->thresholdHigh) >= 0) {
-        if (board->referenceInternal) {
+        if (board->referenceInternal || board->counterEnabled) // nothing divides on another path
             board->dutPath = divider;
-            board->prescaler = tvfreqAtLeastInt(f, revision.quarterFrom_Hz) ? 4 : 2;
-        }
         if (board->counterEnabled)
             board->prescaler = tvfreqAtLeastInt(f, countedQuarterFrom_Hz) ? 4 : 2;
+        else if (board->referenceInternal)
+            board->prescaler = tvfreqAtLeastInt(f, revision.quarterFrom_Hz) ? 4 : 2;
     }
     for (const AlgCounterRule& rule : revision.counterRules)
         if (board->counterEnabled && tvfreqAboveInt(f, rule.above_Hz)) {

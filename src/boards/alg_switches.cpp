@@ -91,7 +91,8 @@ int32_t planSecond(TVPNX_ALG* board, const tvfreq& f) {
     constexpr int64_t middleFrom_Hz = 1'990'000'000, upperFrom_Hz = 13'000'000'000;
     constexpr int64_t countedDividedFrom_Hz = 30'000'000;
     board->dutPath = tvfreqAtLeastInt(f, upperFrom_Hz) ? 2 : tvfreqAtLeastInt(f, middleFrom_Hz) ? 1 : 0;
-    const bool low = !tvfreqAtLeastInt(f, threshold_Hz(board));
+    const bool low = !tvfreqAboveInt(f, threshold_Hz(board)); // as autoRatio has it: undivided, so no divider's mixer
+    alg_presetBit(board, IF_BB_AMP_DIS_BIT, true);            // a carrier ends what TVPNX_ALG_setIFMuxBBIn began
     alg_presetBit(board, REF_EXT_BIT, !board->referenceInternal);
     if (board->referenceInternal)
         alg_presetBit(board, REF_MUX_BIT, board->prescaler != 1);

@@ -76,7 +76,7 @@ int setQuantity(TVPN_DUT_SUPPLY* supply, int32_t channel, double DutSupplyChanne
 
 int setLine(TVPN_DUT_SUPPLY* supply, uint32_t line, bool on) {
     on ? SRI_presetSetBit(&supply->shiftRegister, line) : SRI_presetClearBit(&supply->shiftRegister, line);
-    return supply->fitted ? SRI_applyChanges(&supply->shiftRegister) : 0;
+    return SRI_applyChanges(&supply->shiftRegister);
 }
 
 int switchOutput(TVPN_DUT_SUPPLY* supply, int32_t channel, bool on) {
@@ -98,10 +98,8 @@ void TVPN_DUT_SUPPLY_init(TVPN_DUT_SUPPLY* supply, const SupplyConversion (*cali
     *supply = {};
     supply->calibration = calibration;
     supply->relayState = 1;
-    supply->fitted = device_config_usesTvpnDutSupply();
-    supply->relayOnly = !supply->fitted || device_config_isTvpnDutRelayOnly();
-    if (supply->fitted)
-        SRI_init(&supply->shiftRegister, registerAddress, 0, &linesAtStart, sizeof linesAtStart);
+    supply->relayOnly = !device_config_usesTvpnDutSupply() || device_config_isTvpnDutRelayOnly();
+    SRI_init(&supply->shiftRegister, registerAddress, 0, &linesAtStart, sizeof linesAtStart);
     if (supply->relayOnly)
         return;
     const Limits& limits = device_config_isTvpnDutSupply_12V_1A() ? limits12V : limits5V;
@@ -215,11 +213,9 @@ float TVPN_DUT_SUPPLY_fromAdcDac(const SupplyConversion* record, double y) {
 }
 
 void TVPN_DUT_SUPPLY_printInfo(const TVPN_DUT_SUPPLY* supply) {
-    printf("TVPN_DUT_SUPPLY\n\tfitted: %d\n\trelay only: %d\n\trelay: %u\n\tup to: %.1f V, %.1f A\n",
-           supply->fitted ? 1 : 0, supply->relayOnly ? 1 : 0, supply->relayState, supply->voltageMax,
-           supply->currentMax);
-    if (supply->fitted)
-        SRI_printInfo(&supply->shiftRegister);
+    printf("TVPN_DUT_SUPPLY\n\trelay only: %d\n\trelay: %u\n\tup to: %.1f V, %.1f A\n", supply->relayOnly ? 1 : 0,
+           supply->relayState, supply->voltageMax, supply->currentMax);
+    SRI_printInfo(&supply->shiftRegister);
     if (supply->relayOnly)
         return;
     for (const DutSupplyChannel& channel : supply->channels) {

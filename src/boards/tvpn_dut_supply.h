@@ -30,8 +30,7 @@ struct TVPN_DUT_SUPPLY {
     DutSupplyChannel channels[supplyChannels];
     const SupplyConversion (*calibration)[supplyRecords];
     uint32_t relayState; // 0 low, 1 high
-    bool relayOnly;      // no channels: the relay alone, or no board
-    bool fitted;         // there is a board
+    bool relayOnly;      // no channels: every unit has the relay
 };
 
 /// Outputs off at count 0, relay high. `calibration` has a row a channel and must outlive the board; it may change.
@@ -65,7 +64,6 @@ void TVPN_DUT_SUPPLY_init(TVPN_DUT_SUPPLY* supply, const SupplyConversion (*cali
 
 /// 0 low, 1 high: as last set.
 [[nodiscard]] uint32_t TVPN_DUT_SUPPLY_readDutRelay(const TVPN_DUT_SUPPLY* supply);
-/// 0 as well without a board.
 [[nodiscard]] int TVPN_DUT_SUPPLY_setDutRelayLow(TVPN_DUT_SUPPLY* supply);
 [[nodiscard]] int TVPN_DUT_SUPPLY_setDutRelayHigh(TVPN_DUT_SUPPLY* supply);
 

@@ -55,7 +55,7 @@ TEST(DutSupply, StartsOffWithTheRelayHighAndTheLimitsOfTheUnit) {
         {unit5V, "232:00 235:0000 233:0000", 5.2, 0.5},
         {unit12V, "232:00 235:0000 233:0000", 15.0, 1.5},
         {unitRelayOnly, "232:00", 0, 0},
-        {unitWithout, "", 0, 0},
+        {unitWithout, "232:00", 0, 0},
     };
     for (const auto& row : rows) {
         SupplyRig rig(row.unit);
@@ -158,12 +158,9 @@ TEST(DutSupply, ChannelsThatAUnitDoesNotHaveAreRefusedAndNothingIsSent) {
         int result;
         const char* relayWire;
     } rows[] = {
-        {unitRelayOnly, 1, missing, "232:80 232:00"},
-        {unitRelayOnly, 3, missing, "232:80 232:00"},
-        {unitWithout, 2, missing, ""},
-        {unit5V, 0, noChannel, "232:80 232:00"},
-        {unit5V, 3, noChannel, "232:80 232:00"},
-        {unit12V, -1, noChannel, "232:80 232:00"},
+        {unitRelayOnly, 1, missing, "232:80 232:00"}, {unitRelayOnly, 3, missing, "232:80 232:00"},
+        {unitWithout, 2, missing, "232:80 232:00"},   {unit5V, 0, noChannel, "232:80 232:00"},
+        {unit5V, 3, noChannel, "232:80 232:00"},      {unit12V, -1, noChannel, "232:80 232:00"},
     };
     for (const auto& row : rows) {
         SupplyRig rig(row.unit);

@@ -32,7 +32,7 @@ TEST(DeviceStart, SpeaksToTheBoardsInItsOrder) {
     const struct {
         const char *serial, *before, *carrier;
     } units[] = {
-        {"000-000000000-0000", "CABFC", "ABA"},
+        {"000-000000000-0000", "CABFSC", "ABA"},
         {"220-332306710-0001", "CABabFSC", "ABbabA"}, // the first pair: B is tuned while RF is off
         {"220-333305510-0001", "CAB6FSC", "AB6BA6"},  // the double source board
         {"220-334306810-0001", "CABabFSC", "SBAab"},  // the paths stand, the relay moves

@@ -94,9 +94,10 @@ constexpr struct {
     {r2A, 0, "- x -, - -+0, count -/0+0 adc, level - off -, tune - -, C 0.0094047"},
     {r2A, 0xAB8C3481F520,
      "single/1+15 x source, mixer 5M+44, count single/1+15/0+0, level dut -, tune loop cal, C 3.76"},
-    {r2A, 0x0008BEC03213,
+    {r2A, 0x0008BEC0321B,
      "single/8+0 x source, mixer 20M+20, count single/8+0/16+0 adc, level - -, tune - -, "
      "C 0.0094047"},
+    {r2A, 0x00001C003213, "single/8+0 x -, baseband -+0, count -/16+0 adc, level - off -, tune - -, C 0.0094047"},
     {r2A, 0x100E38409400,
      "single/1+0 x external, mixer dc+0, count single/1+0/0+0, level dut single/1+0, tune - loop, "
      "C 0.0094047"},
@@ -171,7 +172,7 @@ TEST(AnalogBoard, EachBitIsWiredToSomethingOrKnownToBeIdle) {
 
 TEST(AnalogBoard, TheReferenceOf2AReachesTheMixersThatItIsLedTo) {
     constexpr uint64_t external = uint64_t{1} << 33, alone = 1 << 11, mux = uint64_t{1} << 31;
-    constexpr uint64_t ways[] = {0x18000400, 0x14000500, 0x1C000001}; // direct, amplifier, divider, each to the IF
+    constexpr uint64_t ways[] = {0x38000400, 0x34000500, 0x3C000001}; // direct, amplifier, divider, each to the IF
     const struct {
         uint64_t lines;
         MixerReference at[3];

@@ -127,7 +127,7 @@ TEST(Counter, CountsToATickBehindAnAdcWhileItIsOn) {
         {18e9, 128, false, CounterInput::adcB, {.channelBDead = true}},
         {18e9, 128, false, CounterInput::adcA, {.noSignal = true}},
         {18e9, 128, false, CounterInput::input},
-        {18e9, 64, false}, // 141 MHz are too fast
+        {18e9, 32, false}, // 281 MHz are too fast
         {18e9, 512, false, CounterInput::adcA, {}, [](Settings& s) { s.path = DutPath::amplifier; }},
         {100e6, 16, false, CounterInput::adcA, {}, [](Settings& s) { s.highInput = true; }},
     };

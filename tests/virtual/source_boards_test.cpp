@@ -75,18 +75,16 @@ struct Pair : Source<PairSource> {
 
 TEST(PairSource, UpTo400MHzTheDdsIsTheSourceAndItsWordWaitsForTheIoUpdate) {
     Pair pair;
-    pair.lines(crystal | bit(16) | bit(6));
+    pair.lines(crystal | bit(16) | bit(6)); // the last is the VCO's
     EXPECT_TRUE(pair.send(6, ddsFrame(100.000123e6), 8));
     EXPECT_EQ(pair.circuit().output_Hz, 0);
     EXPECT_TRUE(pair.bus.ioUpdate());
     EXPECT_NEAR(pair.circuit().output_Hz, 100.000123e6, 4e-6);
     EXPECT_LT(pair.circuit().output_Hz, 100.000123e6) << "the word is cut";
-    EXPECT_EQ(pair.circuit().port, SourcePort::high);
-    EXPECT_TRUE(pair.send(0, crystal | bit(16), 3));
-    EXPECT_EQ(pair.circuit().port, SourcePort::high) << "lines wait as well";
-    EXPECT_TRUE(pair.bus.ioUpdate());
     EXPECT_EQ(pair.circuit().port, SourcePort::low);
-    pair.lines(crystal);
+    EXPECT_TRUE(pair.send(0, crystal, 3));
+    EXPECT_GT(pair.circuit().output_Hz, 0) << "lines wait as well";
+    EXPECT_TRUE(pair.bus.ioUpdate());
     EXPECT_EQ(pair.circuit().output_Hz, 0) << "RF off";
     pair.lines(bit(16) | bit(18) | bit(21));
     EXPECT_EQ(pair.circuit().output_Hz, 0) << "a multiplier without its switch";
@@ -176,7 +174,8 @@ TEST(PairSource, TheLowNoiseReferenceHasALoopOfItsOwn) {
 }
 
 TEST(FirstSource, ADdsOnOneOfTwoClocksIsMultiplied) {
-    constexpr uint32_t powers = bit(5), clock3 = bit(8), clock05 = bit(4);
+    constexpr uint32_t crystalOn = bit(5) | bit(10) | bit(11), ocxoOn = bit(3) | bit(5) | bit(6) | bit(10);
+    constexpr uint32_t clock05 = bit(4) | bit(8); // else 3 GHz
     Source<FirstSource> source(sourceBoardA);
     const auto lines = [&](uint32_t word) {
         EXPECT_TRUE(source.send(0, word, 3) && source.bus.ioUpdate());
@@ -192,19 +191,23 @@ TEST(FirstSource, ADdsOnOneOfTwoClocksIsMultiplied) {
     write(0, 65736 & ~0xC0U);
     write(1, 256 | bit(23));
     write(11, uint32_t(std::ldexp(100e6 / 3e9, 32)));
-    EXPECT_EQ(lines(powers | clock3), 0) << "not calibrated";
+    EXPECT_EQ(lines(crystalOn), 0) << "not calibrated";
     calibrate();
     EXPECT_NEAR(source.circuit().output_Hz, 100e6, 1);
-    EXPECT_NEAR(lines(powers | clock3 | bit(1)), 200e6, 2);
-    EXPECT_NEAR(lines(powers | clock3 | bit(1) | bit(9)), 400e6, 4);
-    EXPECT_EQ(lines(powers | clock05), 0) << "calibrated on the other clock";
+    EXPECT_NEAR(lines(crystalOn | bit(1)), 200e6, 2);
+    EXPECT_NEAR(lines(crystalOn | bit(1) | bit(9)), 400e6, 4);
+    EXPECT_EQ(lines(crystalOn | clock05), 0) << "calibrated on the other clock";
     calibrate();
     EXPECT_NEAR(source.circuit().output_Hz, 100e6 / 6, 1);
-    EXPECT_EQ(lines(powers | clock05 | clock3), 0);
-    EXPECT_EQ(lines(clock05), 0) << "without a reference";
-    EXPECT_EQ(lines(bit(10) | bit(0)), 10e6) << "the OCXO itself";
+    EXPECT_EQ(lines(crystalOn | bit(4)), 0) << "a divider that nothing leads to the DDS";
+    for (const uint32_t lacking : {5U, 10U, 11U})
+        EXPECT_EQ(lines((crystalOn ^ bit(lacking)) | clock05), 0) << "a reference without line " << lacking;
+    EXPECT_NEAR(lines(ocxoOn | clock05), 100e6 / 6, 1);
+    EXPECT_EQ(source.circuit().reference, SourceReference::ocxo10MHzTimes100);
+    EXPECT_EQ(lines(ocxoOn | bit(0)), 10e6) << "the OCXO itself";
+    EXPECT_EQ(lines((ocxoOn ^ bit(3)) | clock05), 0);
     EXPECT_TRUE(source.send(3, 2 << 3 | 2 << 7, 2) && source.send(3, 1 << 3 | 15 << 7, 2));
-    EXPECT_NEAR(lines(powers | clock05 | bit(7)), 100e6 / 24, 1);
+    EXPECT_NEAR(lines(crystalOn | clock05 | bit(7)), 100e6 / 24, 1);
     write(0, 65736 | 0xC0);
     EXPECT_TRUE(source.bus.ioUpdate());
     EXPECT_EQ(source.circuit().output_Hz, 0) << "powered down";

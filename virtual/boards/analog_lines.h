@@ -65,7 +65,7 @@ enum class AnalogLine : uint8_t {
     // Counter chain.
     counterPower,
     counterAmplifier,
-    counterSelect, // 1B and 1C: the RF input of the PLL; 2A: an input that is left open; later: the high input
+    counterSelect, // 1B and 1C: the RF input of the PLL; 2A: the divider's way; later: the high input
     counterBypass0,
     counterBypass1,
     counterBypass2,

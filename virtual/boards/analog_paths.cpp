@@ -62,6 +62,12 @@ SignalPath analogPath_second(const AnalogSetup& board, DutPath way) {
     return way == DutPath::divider ? divided(board, open) : open;
 }
 
+SignalPath analogPath_secondCounter(const AnalogSetup& board, bool behindDivider) {
+    const DutPath way = analogPath_secondMux(board);
+    const DutPath other = behindDivider ? DutPath::amplifier : DutPath::divider;
+    return way != other ? analogPath_second(board, way) : SignalPath{};
+}
+
 SignalPath analogPath_low(const AnalogSetup& board) {
     return path(board, DutInput::low, DutPath::direct, board.high(lowAmplifierIn));
 }

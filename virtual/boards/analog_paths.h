@@ -34,6 +34,8 @@ struct AnalogSetup {
 /// 2A: a mux leads the input to one of three ways, each with a mixer at its end.
 [[nodiscard]] DutPath analogPath_secondMux(const AnalogSetup& board);
 [[nodiscard]] SignalPath analogPath_second(const AnalogSetup& board, DutPath way);
+/// To the counter: `behindDivider` from the divider's way, else from the amplifier's. The direct way leads to both.
+[[nodiscard]] SignalPath analogPath_secondCounter(const AnalogSetup& board, bool behindDivider);
 
 /// Later: the low input, through its amplifier or past it, to a mixer of its own.
 [[nodiscard]] SignalPath analogPath_low(const AnalogSetup& board);

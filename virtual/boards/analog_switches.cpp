@@ -50,7 +50,8 @@ size_t laterIfMux(const AnalogSetup& board, IfChain* chain) {
 }
 
 /// The mixers of 2A, at the ends of the direct, the amplifier and the divider way. The source goes to one of the last
-/// two, an external reference to the first two or to the second alone.
+/// two, an external reference to the first two or to the second alone. The baseband amplifier, while it is on, takes
+/// their place.
 void secondMixer(const AnalogSetup& board, AnalogCircuit* circuit) {
     constexpr struct {
         DutPath way;
@@ -64,6 +65,8 @@ void secondMixer(const AnalogSetup& board, AnalogCircuit* circuit) {
     const size_t address = laterIfMux(board, &circuit->ifChain);
     if (address == 0)
         return;
+    if (!board.high(basebandAmplifierOff))
+        circuit->ifChain.input = IfInput::baseband;
     const auto& mixer = mixers[address - 1];
     circuit->dut = analogPath_second(board, mixer.way);
     if (board.high(externalReference))
@@ -132,7 +135,7 @@ void decodeCounter(const AnalogSetup& board, const AnalogCircuit& circuit, Count
     else if (later)
         counter->path = selected ? analogPath_high(board, false) : analogPath_low(board);
     else
-        counter->path = selected ? SignalPath{} : analogPath_second(board, analogPath_secondMux(board));
+        counter->path = analogPath_secondCounter(board, selected);
     counter->atAdc = !board.lines.highOrAbsent(ifToAdc);
     if (!board.high(counterPower) || !board.lines.highOrAbsent(counterAmplifier) || first)
         return;

@@ -9,13 +9,20 @@ namespace {
 enum Line : unsigned {
     ocxoToOutput = 0, // in the place of the DDS
     times2 = 1,
-    clock500MHz = 4,
-    crystalPower = 5,
+    multiplierIn = 3, // the OCXO's, which stands in the crystal's place
+    clockDivider = 4,
+    referencePower = 5,
+    ocxoPower = 6,
     dividerIn = 7,
-    clock3GHz = 8,
+    dividedToDds = 8,
     furtherTimes2 = 9,
-    ocxoPower = 10,
+    amplifierPower = 10,
+    crystalToPll = 11,
 };
+/// Lines of the reference, which go together: with any other pattern no clock gets through.
+constexpr uint32_t both = 1 << referencePower | 1 << amplifierPower;
+constexpr uint32_t referenceLines = both | 1 << multiplierIn | 1 << ocxoPower | 1 << crystalToPll;
+constexpr uint32_t ocxo = both | 1 << multiplierIn | 1 << ocxoPower, crystal = both | 1 << crystalToPll;
 constexpr size_t lineBytes = 3;
 constexpr double tuneAdc_V = 3.3, tuneDivider = 4.545;
 constexpr double ocxo_Hz = 10e6;
@@ -34,16 +41,18 @@ FirstSource::FirstSource(SpiBus& bus, uint32_t firstAddress, SourceInputs inputs
 }
 
 SourceReference FirstSource::reference() const {
-    if (lines_.line(ocxoPower))
-        return SourceReference::ocxo10MHzTimes100;
-    return lines_.line(crystalPower) ? SourceReference::crystal100MHz : SourceReference::none;
+    switch (lines_.lines() & referenceLines) {
+    case ocxo: return SourceReference::ocxo10MHzTimes100;
+    case crystal: return SourceReference::crystal100MHz;
+    default: return SourceReference::none;
+    }
 }
 
-/// Both clocks at once are as useless as none.
+/// 3 GHz straight, or a sixth of it: the divider and its switch go together.
 double FirstSource::clock_Hz() const {
-    if (reference() == SourceReference::none || lines_.line(clock3GHz) == lines_.line(clock500MHz))
+    if (reference() == SourceReference::none || lines_.line(dividedToDds) != lines_.line(clockDivider))
         return 0;
-    return lines_.line(clock3GHz) ? 3e9 : 500e6;
+    return lines_.line(dividedToDds) ? 500e6 : 3e9;
 }
 
 void FirstSource::settle() {

@@ -10,7 +10,7 @@ enum Line : unsigned {
     dividerA3 = 1, // divide by two each, each behind the one before
     doubledRf = 14,
     pllRf = 5,
-    toHighOutput = 6,
+    toHighOutput = 6, // of the VCO; the DDS goes to the low one
     loopSupply = 7,
     dividerA1 = 8,
     dividerA2 = 9,
@@ -123,10 +123,10 @@ void PairSource::settle() {
 SourceCircuit PairSource::decode() const {
     SourceCircuit circuit;
     circuit.reference = reference();
-    circuit.port = lines_.line(toHighOutput) ? SourcePort::high : SourcePort::low;
     circuit.vcoTune_V = vco_.tune_V();
     circuit.locked = vco_.locked();
     circuit.usesVco = lines_.line(loopSupply) || lines_.line(detectorSupply);
+    circuit.port = circuit.usesVco && lines_.line(toHighOutput) ? SourcePort::high : SourcePort::low;
     if (!circuit.usesVco) {
         circuit.output_Hz = dds_Hz();
         return circuit;

@@ -124,8 +124,10 @@ double unitBoards_fullDrive_dBm(const UnitBoards& boards, double carrier_Hz) {
 }
 
 Passband unitBoards_passband(const UnitBoards& boards, DutPath path) {
-    if (!boards.hasHighInput)
-        return path == DutPath::divider ? Passband{0.8e9, 30e9} : Passband{0.9e6, 3.2e9};
+    if (!boards.hasHighInput) {
+        constexpr Passband passbands[] = {{0.9e6, 30e9}, {0.9e6, 3.2e9}, {0.8e9, 30e9}}; // by path
+        return passbands[static_cast<size_t>(path)];
+    }
     switch (path) {
     case DutPath::direct: return {0.9e6, 2.6e9};
     case DutPath::amplifier: return {1.5e9, 14e9};

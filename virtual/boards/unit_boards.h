@@ -41,7 +41,7 @@ struct UnitBoards {
     uint64_t individual;          // of the whole number: seed of what makes this unit unlike its sisters
 };
 inline constexpr double tuneMiddle1GHz_V = 1.4;
-inline constexpr double counterInputMax_Hz = 110e6; // behind the counter's dividers
+inline constexpr double counterInputMax_Hz = 240e6; // behind the counter's dividers
 
 /// Level at the input, with the preamplifier off, from which up a carrier switches the mixer.
 [[nodiscard]] double unitBoards_fullDrive_dBm(const UnitBoards& boards, double carrier_Hz);

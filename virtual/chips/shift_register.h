@@ -27,6 +27,7 @@ public:
     explicit LatchedRegister(size_t bytes) : WordChip(spiPlain, {bytes}) {}
     void ioUpdate(uint32_t /*trigger*/) override { lines_ = shifted_; }
 
+    [[nodiscard]] uint64_t lines() const { return lines_; }
     [[nodiscard]] bool line(unsigned n) const { return (lines_ >> n & 1) != 0; }
 
 private:
