@@ -36,13 +36,17 @@ inline constexpr uint32_t adfpga_tdSamplesMax = 0x100000;   // pairs of a captur
 inline constexpr uint32_t adfpga_fdPointBytes = 8;          // of a spectrum point: two floats
 inline constexpr uint32_t adfpga_fdPointsMin = 64, adfpga_fdPointsMax = 8192;
 
+struct StatusRegister;
+
 enum SscState : uint32_t { sscClosed = 0, sscListening = 1, sscReceiving = 2, sscFailed = 3, sscCancelled = 4 };
 
 /// A ring between the transfer task, which writes, and the thread that serves a block transfer, which reads. Positions
 /// count 32-bit words and run from 0 to below twice the size; both fall by the size whenever the reader crosses it.
 struct FvstRing {
-    uint32_t samplesCount; // words to transfer in total
-    uint32_t* data;        // adfpga_ringWords
+    uint32_t samplesCount; // words to capture and to transfer
+    uint32_t divider;      // of the rate
+    uint32_t triggerOffset;
+    uint32_t* data; // adfpga_ringWords
     Shared<uint32_t> transferred;
     std::atomic<uint64_t> positions; // the reader's in the upper half, the writer's in the lower: they change together
     uint32_t writeOpen;              // words of the writer's open access
@@ -61,6 +65,19 @@ struct AdfpgaSettings {
     Shared<uint32_t> fdStages;       // in use
     std::array<Shared<uint32_t>, adfpga_stagesMax> fdCorrelations;
     std::array<Shared<uint32_t>, adfpga_stagesMax> fdSamplesCount; // points
+};
+
+enum AdfpgaTriggerSource : uint32_t { adfpga_immediate, adfpga_atA, adfpga_atB, adfpga_external };
+/// A slope through the levels, or a window between them.
+enum AdfpgaTriggerMode : uint32_t { adfpga_negative, adfpga_positive, adfpga_out, adfpga_in };
+
+/// What starts the frequency-versus-time capture.
+struct AdfpgaTrigger {
+    AdfpgaTriggerSource source;
+    AdfpgaTriggerMode mode;
+    tvfreq levelHigh, levelLow;       // never crossed
+    int64_t levelMax_Hz, levelMin_Hz; // of both
+    uint32_t continuous;              // 1: the capture runs until it is aborted
 };
 
 struct TVPN_ADFPGA {
@@ -103,6 +120,9 @@ struct TVPN_ADFPGA {
     std::array<FvstRing, 2> fvstRing; // frequency versus time, channels A and B
     FvstRing* activeRing;             // of the running transfer task
     RT_EVENT txEvent;                 // of both rings
+    AdfpgaTrigger trigger;            // of its next capture
+    StatusRegister* fvstOperation;    // where its captures show; null on a unit without the option
+    Shared<uint32_t> fvstRunning;     // 1 from the start of a capture to its end or an abort
 
     Mutex joinMutex;
     uint32_t transferRunning GUARDED_BY(joinMutex); // 1 while a task exists that nobody has joined

@@ -7,6 +7,7 @@ inline constexpr uint32_t adfpga_controlBytes = 3;
 
 struct AdfpgaGeneration {
     double baseSampleFrequency_Hz;                           // clock of ADCs and counters
+    int64_t triggerLevelMax_Hz;                              // of the frequency-versus-time capture
     uint32_t answerMode;                                     // SPI mode word of an answer
     uint32_t firstSettableStage;                             // of lower ones the points are fixed
     bool reportsMissingReference;                            // on a status line
@@ -18,6 +19,7 @@ struct AdfpgaGeneration {
 
 inline constexpr AdfpgaGeneration adfpga_generations[] = {
     {.baseSampleFrequency_Hz = 125e6,
+     .triggerLevelMax_Hz = 50'000'000,
      .answerMode = 9,
      .firstSettableStage = 6,
      .reportsMissingReference = false,
@@ -26,6 +28,7 @@ inline constexpr AdfpgaGeneration adfpga_generations[] = {
      .pointsAtStart = {512, 512, 512, 512, 512, 512, 512, 512},
      .hardwarePoints = {}},
     {.baseSampleFrequency_Hz = 250e6,
+     .triggerLevelMax_Hz = 100'000'000,
      .answerMode = 0,
      .firstSettableStage = 0,
      .reportsMissingReference = true,

@@ -69,7 +69,8 @@ int TVPN_ADFPGA_joinTransferTask(TVPN_ADFPGA* board, int* status);
 /// Makes the task end and waits for it.
 void TVPN_ADFPGA_cancelTransferTask(TVPN_ADFPGA* board);
 void TVPN_ADFPGA_waitComplete(TVPN_ADFPGA* board);
-/// Stops whatever runs, the task and a block that another thread receives. From any thread.
+/// Stops whatever runs: the task, a block that another thread receives, a frequency-versus-time capture. From any
+/// thread.
 int TVPN_ADFPGA_abort(TVPN_ADFPGA* board);
 
 // ---- rings ----------------------------------------------------------------------------------------------------------
@@ -93,6 +94,10 @@ void adfpga_wakeRings(TVPN_ADFPGA* board);
 /// Empties the ring and starts the task that fills it with its samplesCount words, after the end of an earlier one. The
 /// ring is empty when this returns: its reader may come at once and finds nothing of an earlier transfer.
 void adfpga_startRingTransfer(TVPN_ADFPGA* board, FvstRing* ring);
+/// While a task may wait for ever, leaving the process aborts the board first; null ends that.
+void adfpga_abortAtExit(TVPN_ADFPGA* board);
+/// Ends a frequency-versus-time capture, whose task has ended.
+void adfpga_endFvst(TVPN_ADFPGA* board);
 /// Body of that task.
 void* TVPN_ADFPGA_transferTask(void* board);
 

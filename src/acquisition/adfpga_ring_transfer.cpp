@@ -2,15 +2,10 @@
 
 #include "acquisition/adfpga_link.h"
 #include "base/tvdebug.h"
-#include "core/signals.h"
 
 #include <tuple>
 
 namespace {
-
-void endAtExit(void* board) {
-    TVPN_ADFPGA_abort(static_cast<TVPN_ADFPGA*>(board));
-}
 
 /// Receives a block of `count` words. Returns the status of the last read.
 int receiveBlock(TVPN_ADFPGA* board, uint32_t* position, uint32_t count) {
@@ -33,8 +28,7 @@ int receiveBlock(TVPN_ADFPGA* board, uint32_t* position, uint32_t count) {
 void* TVPN_ADFPGA_transferTask(void* argument) {
     auto* const board = static_cast<TVPN_ADFPGA*>(argument);
     FvstRing* const ring = board->activeRing;
-    rt_thread_exit_cookie = board;
-    rt_thread_exit = endAtExit;
+    adfpga_abortAtExit(board);
     int status = 0;
     while (ring->transferred < ring->samplesCount && board->transferCancel == 0) {
         uint32_t* position = nullptr;
@@ -47,8 +41,7 @@ void* TVPN_ADFPGA_transferTask(void* argument) {
         TVPN_ADFPGA_closeWriteAccess(ring);
         ring->transferred = ring->transferred + count;
     }
-    rt_thread_exit = nullptr;
-    rt_thread_exit_cookie = nullptr;
+    adfpga_abortAtExit(nullptr);
     TVPN_ADFPGA_exitTransferTask(board, status);
     return nullptr;
 }

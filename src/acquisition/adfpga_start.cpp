@@ -62,6 +62,9 @@ void setDefaults(TVPN_ADFPGA* board) {
     board->counterMinimum = counterMinimumAtStart;
     board->hBytes = transferBytesAtStart;
     board->refInternal = 1;
+    board->trigger.levelMax_Hz = generation.triggerLevelMax_Hz;
+    for (FvstRing& ring : board->fvstRing)
+        ring.divider = 1;
     MutexLock lock(board->completeMutex);
     board->transferComplete = 1;
 }

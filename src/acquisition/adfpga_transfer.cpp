@@ -2,6 +2,7 @@
 
 #include "acquisition/adfpga_link.h"
 #include "base/error_codes.h"
+#include "core/signals.h"
 #include "core/worker.h"
 
 #include <ctime>
@@ -98,7 +99,18 @@ void TVPN_ADFPGA_waitComplete(TVPN_ADFPGA* board) {
 }
 
 int TVPN_ADFPGA_abort(TVPN_ADFPGA* board) {
+    const bool fvst = board->fvstRunning != 0; // the task that waits for its end would take it for one
     TVPN_ADFPGA_cancelTransferTask(board);
+    if (fvst)
+        adfpga_endFvst(board);
     TVPN_ADFPGA_cancelSsc(board);
     return 0;
+}
+
+void adfpga_abortAtExit(TVPN_ADFPGA* board) {
+    if (board == nullptr)
+        rt_thread_exit = nullptr;
+    rt_thread_exit_cookie = board;
+    if (board != nullptr)
+        rt_thread_exit = [](void* cookie) { TVPN_ADFPGA_abort(static_cast<TVPN_ADFPGA*>(cookie)); };
 }

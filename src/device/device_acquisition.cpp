@@ -19,17 +19,10 @@ template <auto operation, class Result, class... Arguments> void forward(Slot<Re
     });
 }
 
-/// Whether a client reads the capture buffers or the stream, or its capture of spectra goes on. A run has no capture
-/// but its own, which it waits for.
-bool isBusy(Device* device) {
-    return hardware_blocksOut != 0 ||
-           (!hardware_isRunThread && TVPN_ADFPGA_joinTransferTask_timeout(device->adfpga, nullptr, 0) != 0);
-}
-
 /// The same for what writes into the capture buffers or needs the stream: refused while the board is busy.
 template <auto operation, class... Arguments> void unlessBusy(Slot<int(Device*, Arguments...)>& slot) {
     fill(slot, [](Device* device, Arguments...) -> int {
-        return isBusy(device) ? scpi::settingsConflict : operation(device->adfpga);
+        return device_acquisitionIsBusy(device) ? scpi::settingsConflict : operation(device->adfpga);
     });
 }
 
@@ -127,9 +120,15 @@ void registerControl() {
 
 } // namespace
 
+bool device_acquisitionIsBusy(Device* device) {
+    return hardware_blocksOut != 0 ||
+           (!hardware_isRunThread && TVPN_ADFPGA_joinTransferTask_timeout(device->adfpga, nullptr, 0) != 0);
+}
+
 void registerAcquisitionFunctions() {
     registerSpectra();
     registerSamples();
     registerCounters();
     registerControl();
+    device_registerFvst();
 }

@@ -1,6 +1,6 @@
 // The start of the instrument.
 
-#include "acquisition/TVPN_ADFPGA.h"
+#include "acquisition/adfpga_fvst.h"
 #include "base/tvdebug.h"
 #include "boards/funcout.h"
 #include "boards/tvcont.h"
@@ -113,6 +113,12 @@ void startBoards(Device* device) {
     startSources(device);
 }
 
+void startAcquisition(Device* device) {
+    TVPN_ADFPGA_init(device->adfpga, acquisitionVersion());
+    if (device_config_usesTVPN_ADFPGA_1C_FVST())
+        TVPN_ADFPGA_enableFvst(device->adfpga, &device->statusRegisters.operation);
+}
+
 void startMeasurement(Device* device, DeviceMeasurementStart start) {
     if (const int error = start(device); error != 0)
         printd("Device_init(): the measurement cannot start (%d)\n", error);
@@ -123,7 +129,7 @@ int startStoodIn(Device* device, DeviceMeasurementStart measurement) {
     registerDeviceFunctions();
     registerAcquisitionFunctions();
     Device_setDefaults(device);
-    TVPN_ADFPGA_init(device->adfpga, acquisitionVersion());
+    startAcquisition(device);
     CalibrationTVPN_reset(&device->calibration);
     slot_carryOn(Device_loadCalibrationData(device)); // without a file the defaults hold
     deviceStatusRegistersInit(&device->statusRegisters);
@@ -146,7 +152,7 @@ int Device_init(Device* device, DeviceMeasurementStart measurement) {
     registerAcquisitionFunctions();
     Device_setDefaults(device);
     startBoards(device);
-    TVPN_ADFPGA_init(device->adfpga, acquisitionVersion());
+    startAcquisition(device);
     CalibrationTVPN_reset(&device->calibration);
     TVPN_DUT_SUPPLY_init(&device->dutSupply, calibration_tvpn_getSupplyCalibration(&device->calibration));
     slot_carryOn(Device_loadCalibrationData(device)); // without a file the defaults hold

@@ -45,49 +45,49 @@ inline Slot<int(Device*, const char*)> Device_fpgaCommandsImmediate{onBoards, nu
 
 // Frequency versus time.
 inline Slot<int(Device*)> Device_captureFvstSamples{onBoards};                 // configures and starts
-inline Slot<uint32_t(Device*)> Device_getFvstADivider{onBoards};
-inline Slot<int(Device*, uint32_t)> Device_setFvstADivider{onBoards};
-inline Slot<uint32_t(Device*)> Device_getFvstASamplesCount{onBoards};
-inline Slot<int(Device*, uint32_t)> Device_setFvstASamplesCount{onBoards};
+inline Slot<uint32_t(Device*)> Device_getFvstADivider;
+inline Slot<int(Device*, uint32_t)> Device_setFvstADivider;
+inline Slot<uint32_t(Device*)> Device_getFvstASamplesCount;
+inline Slot<int(Device*, uint32_t)> Device_setFvstASamplesCount;
 inline Slot<int(Device*)> Device_fvstAGetHBytes{onBoards};                     // starts the transfer; its bytes
 inline Slot<int(Device*, int, uint32_t, char*)> Device_fvstAHandler{onBoards}; // as BdDataFunction
-inline Slot<uint32_t(Device*)> Device_getFvstBDivider{onBoards};
-inline Slot<int(Device*, uint32_t)> Device_setFvstBDivider{onBoards};
-inline Slot<uint32_t(Device*)> Device_getFvstBSamplesCount{onBoards};
-inline Slot<int(Device*, uint32_t)> Device_setFvstBSamplesCount{onBoards};
+inline Slot<uint32_t(Device*)> Device_getFvstBDivider;
+inline Slot<int(Device*, uint32_t)> Device_setFvstBDivider;
+inline Slot<uint32_t(Device*)> Device_getFvstBSamplesCount;
+inline Slot<int(Device*, uint32_t)> Device_setFvstBSamplesCount;
 inline Slot<int(Device*)> Device_fvstBGetHBytes{onBoards};
 inline Slot<int(Device*, int, uint32_t, char*)> Device_fvstBHandler{onBoards};
 
 // Trigger of that capture.
-inline Slot<const tvfreq*(Device*)> Device_getTriggerLevel{onBoards};
-inline Slot<int(Device*, const tvfreq*)> Device_setTriggerLevel{onBoards};
-inline Slot<const tvfreq*(Device*)> Device_getTriggerLevelHigh{onBoards};
-inline Slot<int(Device*, const tvfreq*)> Device_setTriggerLevelHigh{onBoards};
-inline Slot<const tvfreq*(Device*)> Device_getTriggerLevelLow{onBoards};
-inline Slot<int(Device*, const tvfreq*)> Device_setTriggerLevelLow{onBoards};
-inline Slot<const tvfreq*(Device*)> Device_getTriggerHysteresis{onBoards};
-inline Slot<int(Device*, const tvfreq*)> Device_setTriggerHysteresis{onBoards};
-inline Slot<uint32_t(Device*)> Device_getTriggerOffsetA{onBoards};             // samples
+inline Slot<const tvfreq*(Device*)> Device_getTriggerLevel;
+inline Slot<int(Device*, const tvfreq*)> Device_setTriggerLevel;
+inline Slot<const tvfreq*(Device*)> Device_getTriggerLevelHigh;
+inline Slot<int(Device*, const tvfreq*)> Device_setTriggerLevelHigh;
+inline Slot<const tvfreq*(Device*)> Device_getTriggerLevelLow;
+inline Slot<int(Device*, const tvfreq*)> Device_setTriggerLevelLow;
+inline Slot<const tvfreq*(Device*)> Device_getTriggerHysteresis;
+inline Slot<int(Device*, const tvfreq*)> Device_setTriggerHysteresis;
+inline Slot<uint32_t(Device*)> Device_getTriggerOffsetA;             // samples
 inline Slot<int(Device*, uint32_t)> Device_setTriggerOffsetA{onBoards};
-inline Slot<uint32_t(Device*)> Device_getTriggerOffsetB{onBoards};
+inline Slot<uint32_t(Device*)> Device_getTriggerOffsetB;
 inline Slot<int(Device*, uint32_t)> Device_setTriggerOffsetB{onBoards};
-inline Slot<int(Device*)> Device_isTriggerModeNegative{onBoards};
-inline Slot<int(Device*)> Device_isTriggerModePositive{onBoards};
-inline Slot<int(Device*)> Device_isTriggerModeOut{onBoards};
-inline Slot<int(Device*)> Device_isTriggerModeIn{onBoards};
-inline Slot<int(Device*)> Device_setTriggerModeNegative{onBoards};
-inline Slot<int(Device*)> Device_setTriggerModePositive{onBoards};
-inline Slot<int(Device*)> Device_setTriggerModeOut{onBoards};
-inline Slot<int(Device*)> Device_setTriggerModeIn{onBoards};
-inline Slot<int(Device*)> Device_isTriggerSourceImmediate{onBoards};
-inline Slot<int(Device*)> Device_isTriggerSourceA{onBoards};
-inline Slot<int(Device*)> Device_isTriggerSourceB{onBoards};
-inline Slot<int(Device*)> Device_isTriggerSourceExternal{onBoards};
-inline Slot<int(Device*)> Device_setTriggerSourceImmediate{onBoards};
-inline Slot<int(Device*)> Device_setTriggerSourceA{onBoards};
-inline Slot<int(Device*)> Device_setTriggerSourceB{onBoards};
-inline Slot<int(Device*)> Device_setTriggerSourceExternal{onBoards};
-inline Slot<int(Device*)> Device_isContinousCaptureEnabled{onBoards};
+inline Slot<int(Device*)> Device_isTriggerModeNegative;
+inline Slot<int(Device*)> Device_isTriggerModePositive;
+inline Slot<int(Device*)> Device_isTriggerModeOut;
+inline Slot<int(Device*)> Device_isTriggerModeIn;
+inline Slot<int(Device*)> Device_setTriggerModeNegative;
+inline Slot<int(Device*)> Device_setTriggerModePositive;
+inline Slot<int(Device*)> Device_setTriggerModeOut;
+inline Slot<int(Device*)> Device_setTriggerModeIn;
+inline Slot<int(Device*)> Device_isTriggerSourceImmediate;
+inline Slot<int(Device*)> Device_isTriggerSourceA;
+inline Slot<int(Device*)> Device_isTriggerSourceB;
+inline Slot<int(Device*)> Device_isTriggerSourceExternal;
+inline Slot<int(Device*)> Device_setTriggerSourceImmediate;
+inline Slot<int(Device*)> Device_setTriggerSourceA;
+inline Slot<int(Device*)> Device_setTriggerSourceB;
+inline Slot<int(Device*)> Device_setTriggerSourceExternal;
+inline Slot<int(Device*)> Device_isContinousCaptureEnabled;
 inline Slot<int(Device*)> Device_enableContinousCapture{onBoards};
 inline Slot<int(Device*)> Device_disableContinousCapture{onBoards};
 

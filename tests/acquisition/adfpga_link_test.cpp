@@ -1,8 +1,10 @@
 /// The command link, the rings and the limits of the settings, without a board.
 
 #include "acquisition/adfpga_capture.h"
+#include "acquisition/adfpga_fvst.h"
 #include "acquisition/adfpga_link.h"
 #include "core/signals.h"
+#include "device_table/status_registers.h"
 #include "drivers/tvspi.h"
 #include "virtual/platform/rtdm.h"
 
@@ -17,7 +19,7 @@
 
 namespace {
 
-constexpr int executionError = -200, tooLong = -321;
+constexpr int executionError = -200, hardwareMissing = -241, tooLong = -321;
 
 std::vector<std::string> sent; // as the soft core reads it, the NUL included
 std::string answer;
@@ -69,6 +71,26 @@ public:
 private:
     uint32_t left_ = 0; // bytes
     uint32_t next_ = 0;
+};
+
+/// A stream on which nothing comes until it is asked to stop.
+class SilentStream final : public vi::RtDevice {
+public:
+    SilentStream() { rtdm_register("tv_ssc_adc_driver", this); }
+    ~SilentStream() override { rtdm_unregister(this); }
+    long write(std::span<const uint8_t> text) override { return static_cast<long>(text.size()); }
+    int ioctl(uint32_t request, uintptr_t) override {
+        stopped_ = stopped_ || request == 0xE004;
+        return 0;
+    }
+    long read(std::span<uint8_t> data) override {
+        while (!data.empty() && !stopped_)
+            std::this_thread::yield();
+        return 0;
+    }
+
+private:
+    std::atomic<bool> stopped_{false};
 };
 
 class AdfpgaLinkTest : public ::testing::Test {
@@ -259,4 +281,112 @@ TEST_F(AdfpgaLinkTest, TheTransferTaskFillsItsRingUntilItsReaderHasAllOrACancelC
     TVPN_ADFPGA_abort(its); // it waits for a reader
     EXPECT_EQ(rt_thread_exit.load(), nullptr);
     EXPECT_EQ(its->transferCancel, 0u);
+}
+
+TEST_F(AdfpgaLinkTest, TriggerLevelsStayInOrderAndInRange) {
+    static TVPN_ADFPGA its;
+    its.trigger.levelMax_Hz = 50'000'000;
+    const auto set = [](auto setter, int64_t hertz) {
+        const tvfreq level{hertz, 0};
+        EXPECT_EQ(setter(&its, &level), 0);
+    };
+    const struct {
+        int (*setter)(TVPN_ADFPGA*, const tvfreq*);
+        int64_t value, low, high;
+    } steps[] = {
+        {TVPN_ADFPGA_setTriggerLevelLow, 60'000'000, 50'000'000, 50'000'000}, // takes the high one along
+        {TVPN_ADFPGA_setTriggerLevelHigh, 20'000'000, 20'000'000, 20'000'000},
+        {TVPN_ADFPGA_setTriggerLevelLow, -5, 0, 20'000'000},
+        {TVPN_ADFPGA_setTriggerHysteresis, 4'000'000, 8'000'000, 12'000'000}, // around the middle
+        {TVPN_ADFPGA_setTriggerLevel, 30'000'000, 28'000'000, 32'000'000},
+        {TVPN_ADFPGA_setTriggerLevel, 49'000'000, 47'000'000, 50'000'000},
+    };
+    for (const auto& [setter, value, low, high] : steps) {
+        set(setter, value);
+        EXPECT_EQ(TVPN_ADFPGA_getTriggerLevelLow(&its).intPart, low) << value;
+        EXPECT_EQ(TVPN_ADFPGA_getTriggerLevelHigh(&its).intPart, high) << value;
+        EXPECT_EQ(TVPN_ADFPGA_getTriggerLevel(&its).intPart, (low + high) / 2) << value;
+        EXPECT_EQ(TVPN_ADFPGA_getTriggerHysteresis(&its).intPart, high - low) << value;
+    }
+
+    const struct {
+        AdfpgaTriggerSource source;
+        AdfpgaTriggerMode mode;
+        uint32_t continuous, word;
+    } words[] = {{adfpga_immediate, adfpga_negative, 0, 0},    {adfpga_atA, adfpga_positive, 0, 0x48},
+                 {adfpga_atB, adfpga_out, 0, 0x488},           {adfpga_external, adfpga_in, 0, 0xC48},
+                 {adfpga_external, adfpga_negative, 1, 0x820}, {adfpga_immediate, adfpga_in, 1, 0x460}};
+    for (const auto& [source, mode, continuous, word] : words) {
+        its.trigger.source = source;
+        its.trigger.mode = mode;
+        its.trigger.continuous = continuous;
+        EXPECT_EQ(TVPN_ADFPGA_fvstTriggerConfiguration(&its), word) << source << ' ' << mode;
+    }
+}
+
+TEST_F(AdfpgaLinkTest, AFrequencyVersusTimeCaptureShowsUntilItsEndOrAnAbort) {
+    static DeviceStatusRegisters registers;
+    deviceStatusRegistersInit(&registers);
+    registers.operation.ptransition = registers.operation.ntransition = 48;
+    TVPN_ADFPGA* const its = board(1);
+    EXPECT_EQ(TVPN_ADFPGA_captureFvstSamples(its), hardwareMissing);
+    EXPECT_EQ(TVPN_ADFPGA_setTriggerOffset(its, adfpga_channelA, 7), hardwareMissing);
+    EXPECT_EQ(TVPN_ADFPGA_fvstGetHBytes(its, adfpga_channelA), 0);
+    EXPECT_TRUE(sent.empty());
+    TVPN_ADFPGA_enableFvst(its, &registers.operation);
+
+    EXPECT_EQ(TVPN_ADFPGA_setTriggerOffset(its, adfpga_channelB, 7), 0);
+    its->fvstRing[adfpga_channelA].samplesCount = 3;
+    its->fvstRing[adfpga_channelB].divider = 2;
+    its->trigger.levelHigh = {20'000'000, uint64_t{1} << 63};
+    {
+        CountingStream stream;
+        EXPECT_EQ(TVPN_ADFPGA_captureFvstSamples(its), 0);
+        EXPECT_EQ(TVPN_ADFPGA_fvstGetHBytes(its, adfpga_channelA), 12); // behind the end of the capture
+        EXPECT_EQ(registers.operation.condition, 0u);
+        EXPECT_EQ(statusRegister_takeEvent(&registers.operation), 48u);
+        uint32_t words[3] = {};
+        int bytes = 0;
+        while (bytes < 12)
+            bytes += TVPN_ADFPGA_fvstHandler(its, adfpga_channelA, 8, reinterpret_cast<char*>(words) + bytes);
+        EXPECT_EQ(words[2], words[0] + 2);
+        EXPECT_EQ(TVPN_ADFPGA_fvstHandler(its, adfpga_channelA, 8, reinterpret_cast<char*>(words)), executionError);
+    }
+    const char* const expected[] = {"dmafbo7",
+                                    "muxr",
+                                    "muxaa",
+                                    "muxba",
+                                    "dmafan3",
+                                    "dmafbn0",
+                                    "dmafbr2",
+                                    "dmafar2",
+                                    "muxe",
+                                    "dmaft0",
+                                    "dmaflh20000000.500000",
+                                    "dmafll0.000000",
+                                    "dmafs",
+                                    "dmafr",
+                                    "dmafad3"};
+    ASSERT_EQ(sent.size(), std::size(expected));
+    for (size_t i = 0; i < sent.size(); ++i)
+        EXPECT_EQ(sent[i], message(expected[i]));
+
+    for (const uint32_t continuous : {0U, 1U}) { // one waits for a trigger that never comes, one has no end
+        SilentStream stream;
+        its->trigger.continuous = continuous;
+        EXPECT_EQ(TVPN_ADFPGA_captureFvstSamples(its), 0);
+        EXPECT_EQ(registers.operation.condition, 48u);
+        TVPN_ADFPGA_abort(its);
+        EXPECT_EQ(sent.back(), message("dmafi"));
+        EXPECT_EQ(registers.operation.condition, 0u);
+        EXPECT_EQ(rt_thread_exit.load(), nullptr);
+    }
+    sent.clear();
+    failing = {0};
+    EXPECT_EQ(TVPN_ADFPGA_captureFvstSamples(its), executionError);
+    EXPECT_EQ(registers.operation.condition, 0u);
+    TVPN_ADFPGA_disableContinousCapture(its);
+    EXPECT_EQ(sent.back(), message("dmafi"));
+    TVPN_ADFPGA_abort(its);
+    EXPECT_EQ(std::count(sent.begin(), sent.end(), message("dmafi")), 1);
 }

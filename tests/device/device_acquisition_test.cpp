@@ -37,6 +37,14 @@ TEST(DeviceAcquisition, OperationsReachTheBoard) {
     EXPECT_EQ(Device_setReferenceSource10MInternal(device), 0);
     EXPECT_TRUE(Device_isReferenceSource10MInternal(device));
 
+    EXPECT_EQ(Device_setTriggerSourceB(device), 0);
+    EXPECT_TRUE(Device_isTriggerSourceB(device) == 1 && Device_isTriggerSourceImmediate(device) == 0);
+    EXPECT_EQ(Device_setTriggerModeOut(device), 0);
+    EXPECT_TRUE(Device_isTriggerModeOut(device) == 1 && Device_isTriggerModeIn(device) == 0);
+    EXPECT_EQ(Device_setFvstBDivider(device, 9), 0);
+    EXPECT_TRUE(Device_getFvstBDivider(device) == 9 && Device_getFvstADivider(device) == 1);
+    EXPECT_EQ(Device_captureFvstSamples(device), scpi::hardwareMissing) << "no option";
+
     static std::atomic<bool> released{false};
     TVPN_ADFPGA_startTransferTask(&board, [](void* its) -> void* {
         while (!released)
@@ -49,6 +57,7 @@ TEST(DeviceAcquisition, OperationsReachTheBoard) {
     commands.clear();
     EXPECT_EQ(Device_capturePhaseNoiseFdSamples(device), scpi::settingsConflict);
     EXPECT_EQ(Device_getFilteredSamples(device, 1), scpi::settingsConflict);
+    EXPECT_EQ(Device_captureFvstSamples(device), scpi::settingsConflict);
     EXPECT_EQ(Device_phaseNoiseSampling_startHMode(device), scpi::settingsConflict);
     EXPECT_EQ(commands, "") << "the capture that goes on was disturbed";
     released = true;
