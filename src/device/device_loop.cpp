@@ -5,6 +5,7 @@
 #include "device/device_operations.h"
 #include "device/forward.h"
 #include "device_table/device_fptrs.h"
+#include "device_table/internal_reference.h"
 
 #include <algorithm>
 #include <iterator>
@@ -52,9 +53,8 @@ int setResistance(Device* device, int index, double ohm) {
 
 /// The 1 GHz reference takes no more at its tune port.
 double held(Device* device, double volts) {
-    constexpr int selection1GHz = 2;
     constexpr double held_V = 5;
-    return volts > held_V && Device_getInternalReferenceSelection(device) == selection1GHz ? held_V : volts;
+    return volts > held_V && Device_getInternalReferenceSelection(device) == internalReference1GHz ? held_V : volts;
 }
 
 int setVoutPosVoltage(Device* device, float volts) {

@@ -4,6 +4,7 @@
 #include "device/device_operations.h"
 #include "device/forward.h"
 #include "device_table/device_fptrs.h"
+#include "device_table/internal_reference.h"
 
 #include <iterator>
 
@@ -11,7 +12,6 @@ namespace {
 
 constexpr SlotRegistrar fill{"device"};
 
-constexpr int selection1GHz = 2;
 constexpr int loopOpen = 1; // of selectPnLoopMode
 constexpr float supply_V = 15.0F, supply1GHz_V = 5.0F;
 
@@ -72,10 +72,10 @@ int setInternalReferenceSelection(Device* device, int selection) {
         slot_carryOn(Device_setTuneOutputVoltage(device, 0.0)); // nothing follows it in an open loop
         return Device_selectPnLoopMode(device, loopOpen);
     });
-    if (selection == selection1GHz)
+    if (selection == internalReference1GHz)
         supplyLoops(device, supply1GHz_V);
     const int error = selectOnBoth(device, selection);
-    if (selection != selection1GHz)
+    if (selection != internalReference1GHz)
         supplyLoops(device, supply_V);
     if (wasB)
         device_selectB(device);

@@ -12,8 +12,8 @@
 ///
 /// An operation with a result gives 0; scpi::illegalParameterValue for a value that it refuses, and then nothing is
 /// changed or sent; or scpi::executionError when the bus has failed. The failure has then been told on the error
-/// output, and the shadow keeps the new value, which the next transfer takes along. Results may be ignored: a board
-/// carries on. Nothing here is locked; the records of a board belong to whoever may use the board.
+/// output, and the shadow keeps the new value, which the next transfer takes along. A board that carries on says so
+/// with chip_carryOn. Nothing here is locked; the records of a board belong to whoever may use the board.
 
 #include <cstddef>
 #include <cstdint>

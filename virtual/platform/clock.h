@@ -4,10 +4,9 @@
 ///
 /// In fast mode (the state at start) time passes because somebody spends it: rt_task_sleep_until moves the clock to its
 /// date at once and returns 0, and the models add what the hardware would have needed; while the instrument is idle it
-/// passes as on the wall. While it works the
-/// host's time never counts, so that it cannot change a result. In real-time mode the
-/// clock is the host's monotonic one and rt_task_sleep_until answers -1, as to a thread that is no real-time task, so
-/// that the firmware sleeps on the host.
+/// passes as on the wall. While it works the host's time never counts, so that it cannot change a result. In real-time
+/// mode the clock is the host's monotonic one and rt_task_sleep_until answers -1, as to a thread that is no real-time
+/// task, so that the firmware sleeps on the host.
 
 #include <cstdint>
 

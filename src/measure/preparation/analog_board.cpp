@@ -20,6 +20,9 @@ constexpr GainStep gainsOthers[] = {{10, 0}, {15, 12}, {22, 20}, {30, 26}, {35, 
 constexpr GainScan scan1C{50, 25, 25, 0};
 constexpr GainScan scanOthers{48, 12, 0, 10000};
 
+constexpr Capacitors capacitors{1e-08, 2e-07, 9.4e-07, 3.76e-06};
+constexpr Capacitors capacitors1Cf{2e-07, 9.4e-07, 1.88e-06, 3.76e-06};
+
 constexpr int unchanged = -1;
 constexpr int counterGain_dB = 46;
 
@@ -29,38 +32,41 @@ struct Row {
 };
 
 // clang-format off
+constexpr AnalogBoard board1C(const Capacitors& fitted) {
+    return {.hints = hints1C, .counterGain = counterGain_dB, .attenuatedCount = true,
+            .beatCorrection = BeatCorrection::always, .settlesAfterSearch = false,
+            .preamplifier = {}, .preamplifierToldAlways = false,
+            .gains = gains1C, .gainRequestMax = 50, .ifGain = {0, 46}, .gainScan = scan1C,
+            .waitsUntilSteady = true, .capacitors = fitted, .fixedFilter = false, .highPassesInTrace = true};
+}
 constexpr Row rows[] = {
-    {device_config_usesTVPNX_ALG_1C,
-     {.hints = hints1C, .counterGain = counterGain_dB, .attenuatedCount = true,
-      .beatCorrection = BeatCorrection::always, .settlesAfterSearch = false,
-      .preamplifier = {}, .preamplifierToldAlways = false,
-      .gains = gains1C, .gainRequestMax = 50, .gainScan = scan1C,
-      .waitsUntilSteady = true, .fixedFilter = false, .highPassesInTrace = true}},
+    {device_config_usesTVPNX_ALG_1Cf, board1C(capacitors1Cf)},
+    {device_config_usesTVPNX_ALG_1C, board1C(capacitors)},
     {device_config_usesTVPNX_ALG_2A,
      {.hints = hints2A, .counterGain = counterGain_dB, .attenuatedCount = false,
       .beatCorrection = BeatCorrection::unlessSecondCounter, .settlesAfterSearch = true,
       .preamplifier = levels2A, .preamplifierToldAlways = true,
-      .gains = gainsOthers, .gainRequestMax = 60, .gainScan = scanOthers,
-      .waitsUntilSteady = true, .fixedFilter = true, .highPassesInTrace = false}},
+      .gains = gainsOthers, .gainRequestMax = 60, .ifGain = {0, 56}, .gainScan = scanOthers,
+      .waitsUntilSteady = true, .capacitors = capacitors, .fixedFilter = true, .highPassesInTrace = false}},
     {device_config_usesTVPNX_ALG_2B,
      {.hints = hints2B, .counterGain = unchanged, .attenuatedCount = false,
       .beatCorrection = BeatCorrection::never, .settlesAfterSearch = false,
       .preamplifier = levels2B, .preamplifierToldAlways = false,
-      .gains = gainsOthers, .gainRequestMax = 60, .gainScan = scanOthers,
-      .waitsUntilSteady = false, .fixedFilter = false, .highPassesInTrace = false}},
+      .gains = gainsOthers, .gainRequestMax = 60, .ifGain = {0, 56}, .gainScan = scanOthers,
+      .waitsUntilSteady = false, .capacitors = capacitors, .fixedFilter = false, .highPassesInTrace = false}},
     {[] { return device_config_usesTVPNX_ALG_2C() || device_config_usesTVPNX_ALG_2D(); },
      {.hints = hints2CD, .counterGain = unchanged, .attenuatedCount = false,
       .beatCorrection = BeatCorrection::never, .settlesAfterSearch = false,
       .preamplifier = levels2CD, .preamplifierToldAlways = false,
-      .gains = gainsOthers, .gainRequestMax = 60, .gainScan = scanOthers,
-      .waitsUntilSteady = false, .fixedFilter = false, .highPassesInTrace = false}},
+      .gains = gainsOthers, .gainRequestMax = 60, .ifGain = {0, 56}, .gainScan = scanOthers,
+      .waitsUntilSteady = false, .capacitors = capacitors, .fixedFilter = false, .highPassesInTrace = false}},
 };
 constexpr AnalogBoard board1B =
      {.hints = hints2A, .counterGain = unchanged, .attenuatedCount = false,
       .beatCorrection = BeatCorrection::never, .settlesAfterSearch = false,
       .preamplifier = {}, .preamplifierToldAlways = false,
-      .gains = gainsOthers, .gainRequestMax = 60, .gainScan = scanOthers,
-      .waitsUntilSteady = true, .fixedFilter = false, .highPassesInTrace = false};
+      .gains = gainsOthers, .gainRequestMax = 60, .ifGain = {0, 56}, .gainScan = scanOthers,
+      .waitsUntilSteady = true, .capacitors = capacitors, .fixedFilter = false, .highPassesInTrace = false};
 // clang-format on
 
 } // namespace

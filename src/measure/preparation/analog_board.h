@@ -2,6 +2,9 @@
 /// What the revisions of the analog board differ in for a measurement: a row each. The board's own differences are in
 /// boards/alg_revisions.h.
 
+#include "measure/settings/measurement_configuration.h"
+
+#include <array>
 #include <span>
 
 /// Above a carrier of `above` Hz: levels of the DUT, dBm, below which the preamplifier goes on and above which off.
@@ -25,6 +28,9 @@ struct GainScan {
     int spanLimit; // counts
 };
 
+inline constexpr uint32_t loopCapacitors = 4;
+using Capacitors = std::array<double, loopCapacitors>; // farad, number 1 first
+
 /// Whether the counters are so coarse that a beat has to correct them.
 enum class BeatCorrection { never, unlessSecondCounter, always }; // the counters of acquisition board 1E do without
 
@@ -41,8 +47,10 @@ struct AnalogBoard {
     // IF gain and loop.
     std::span<const GainStep> gains; // ascending
     double gainRequestMax;           // dB
+    Limits ifGain;                   // that a user may set, dB
     GainScan gainScan;
     bool waitsUntilSteady;  // after the gain has been set
+    Capacitors capacitors;  // of the loop
     bool fixedFilter;       // of the loop with the normal reference, unless a bandwidth is asked for
     bool highPassesInTrace; // that the published trace is corrected for
 };

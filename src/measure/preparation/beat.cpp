@@ -51,12 +51,13 @@ int checkBeat(Device* device, const MeasConfig* config, double* beatA, double* b
     *beatA = beatUnknown;
     *beatB = beatUnknown;
     uint16_t* records[2];
-    const uint32_t samples = getTimeSamples(device, &records[0], &records[1], meas_data.beatSamples,
-                                            meas_data.beatDivider, meas_data.beatChannels);
+    const Prepared& beat = *config->prepared;
+    const uint32_t samples =
+        getTimeSamples(device, &records[0], &records[1], beat.beatSamples, beat.beatDivider, beat.beatChannels);
     if (samples < 2)
         return scpi::executionError;
     const auto rate = static_cast<uint64_t>(std::clamp(Device_getBaseSampleFrequency(device), 0.0, sampleRateMax));
-    const uint32_t divider = std::max(meas_data.beatDivider.get(), uint32_t{1});
+    const uint32_t divider = std::max(beat.beatDivider.get(), uint32_t{1});
     const bool filtered = filter != 0 && config->frequency < filterBelow_Hz;
     double* const beats[2] = {beatA, beatB};
     for (int channel = 0; channel < 2; ++channel) {

@@ -3,12 +3,12 @@
 #include "base/error_codes.h"
 #include "base/tvdebug.h"
 #include "core/abstime.h"
+#include "device_table/internal_reference.h"
 #include "identity/device_variants.h"
 #include "measure/preparation/analog_board.h"
 #include "measure/preparation/beat.h"
 #include "measure/preparation/both_boards.h"
 #include "measure/preparation/gain.h"
-#include "measure/preparation/internal_reference.h"
 #include "measure/preparation/loop_modes.h"
 #include "measure/preparation/time_samples.h"
 #include "measure/preparation/whole_hertz.h"
@@ -74,9 +74,9 @@ const BeatRow& beatRowFor(double frequency) {
 double correctByBeat(Device* device, MeasConfig* config, double counted) {
     const BeatRow& row = beatRowFor(counted);
     slot_carryOn(Device_setLnaGain(device, analogBoard().counterGain));
-    meas_data.beatSamples = std::bit_ceil(row.samples);
-    meas_data.beatDivider = row.divider;
-    meas_data.beatChannels = beatChannels;
+    config->prepared->beatSamples = std::bit_ceil(row.samples);
+    config->prepared->beatDivider = row.divider;
+    config->prepared->beatChannels = beatChannels;
     slot_carryOn(Device_enableRf(device));
     const tvfreq source = wholeHertz(std::trunc(counted) + row.offset);
     slot_carryOn(Device_setFrequencyFixed(device, &source));
@@ -219,8 +219,8 @@ int pn_measure_execfrequencySearch(Device* device) {
                                 [](Device* d, const Waiting&, bool) { return pn_measure_execfrequencySearch(d); });
     if (measure_isBoardBusy(device))
         return scpi::settingsConflict;
-    const OwnSampling sampling(device);
     MeasConfig* config = configPNPtr;
+    const OwnSampling sampling(device, *config->prepared);
     config->ateMode = 0;
     config->autoFrequency = 1;
     config->doFrequency = 1;

@@ -1,8 +1,8 @@
 #include "measure/preparation/gain.h"
 
 #include "base/tvdebug.h"
+#include "device_table/internal_reference.h"
 #include "measure/preparation/analog_board.h"
-#include "measure/preparation/internal_reference.h"
 #include "measure/preparation/time_samples.h"
 #include "measure/settings/config_accessors.h"
 #include "measure/settings/config_mode.h"
@@ -16,7 +16,7 @@ namespace {
 
 // ---- input level ----------------------------------------------------------------------------------------------------
 
-constexpr double preamplifierOn_dB = 32; // as meas_data.inputAttenuation tells the preamplifier's state
+constexpr double preamplifierOn_dB = 32; // as inputAttenuation tells the preamplifier's state
 constexpr double preamplifierOff_dB = 0;
 
 const LevelRow& levelsAt(double frequency) {
@@ -45,12 +45,13 @@ Preamplifier preamplifierFor(const LevelRow& row, double power, double inForce) 
 }
 
 void adjustPreamplifier(Device* device, const MeasConfig& config) {
-    const Preamplifier wanted = preamplifierFor(levelsAt(config.frequency), config.power, meas_data.inputAttenuation);
+    Shared<double>& inForce = config.prepared->inputAttenuation;
+    const Preamplifier wanted = preamplifierFor(levelsAt(config.frequency), config.power, inForce);
     if (wanted != Preamplifier::keep)
-        meas_data.inputAttenuation = wanted == Preamplifier::on ? preamplifierOn_dB : preamplifierOff_dB;
+        inForce = wanted == Preamplifier::on ? preamplifierOn_dB : preamplifierOff_dB;
     else if (!analogBoard().preamplifierToldAlways)
         return;
-    if (meas_data.inputAttenuation == preamplifierOn_dB)
+    if (inForce == preamplifierOn_dB)
         slot_carryOn(Device_enablePreamplifier(device)); // the records that follow show the level that there is
     else
         slot_carryOn(Device_disablePreamplifier(device));
@@ -76,10 +77,11 @@ double autoAttenuationFor(double frequency, double power, double threshold, doub
 
 void adjustStepAttenuator(Device* device, const MeasConfig& config) {
     const double threshold = Device_getDivThresFrequency(device) * 1e6;
-    const double attenuation = config.autoAttenuation == 0 ? config.attenuation.get()
-                                                           : autoAttenuationFor(config.frequency, config.power,
-                                                                                threshold, meas_data.inputAttenuation);
-    meas_data.inputAttenuation = attenuation;
+    Shared<double>& inForce = config.prepared->inputAttenuation;
+    const double attenuation = config.autoAttenuation == 0
+                                   ? config.attenuation.get()
+                                   : autoAttenuationFor(config.frequency, config.power, threshold, inForce);
+    inForce = attenuation;
     const double steps = std::fmin(std::fmax(2 * attenuation, 0), 2 * numberRow<&MeasConfig::attenuation>.limits.max);
     slot_carryOn(Device_setTotalStepAttenuation(device, static_cast<uint32_t>(steps))); // as the preamplifier
 }
@@ -167,8 +169,9 @@ void detectMinimalBeatMeasurementSettings(Device* device, const MeasConfig* conf
     const BeatCapture capture = beatCaptureFor(device, *config, sensitivity);
     // A sensitivity of 0 or below, as without a source, asks for the longest record.
     const double pairs = capture.duration > 0 ? capture.duration * rate / capture.divider : timeSamplesMax;
-    meas_data.beatChannels = config->measurementMethod == methodCrossCorrelation ? 2 : 1;
-    meas_data.beatDivider = capture.divider;
-    meas_data.beatSamples =
+    Prepared* const prepared = config->prepared;
+    prepared->beatChannels = config->measurementMethod == methodCrossCorrelation ? 2 : 1;
+    prepared->beatDivider = capture.divider;
+    prepared->beatSamples =
         std::bit_ceil(static_cast<uint32_t>(std::fmax(std::fmin(pairs, timeSamplesMax), timeSamplesMin)));
 }

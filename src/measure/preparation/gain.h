@@ -7,7 +7,7 @@ struct MeasConfig;
 
 /// Fits the input path to `power` and `frequency` of `config`: on analog boards 2A to 2D the preamplifier, with a
 /// hysteresis; on the older ones the step attenuator, with autoAttenuation off at `attenuation`. What is in force then
-/// stands in meas_data.inputAttenuation, dB.
+/// stands in inputAttenuation of what is prepared, dB.
 void adjustInputAttenuation(Device* device, const MeasConfig* config);
 
 /// Picks the highest IF gain at which the locked signal leaves the ADC enough room, or the lowest there is. `ifGain` of

@@ -2,8 +2,8 @@
 
 #include "base/tvdebug.h"
 #include "core/abstime.h"
+#include "device_table/internal_reference.h"
 #include "measure/preparation/adc_scale.h"
-#include "measure/preparation/internal_reference.h"
 #include "measure/preparation/time_samples.h"
 #include "measure/preparation/whole_hertz.h"
 #include "measure/results/pn_output.h"
@@ -109,11 +109,12 @@ double meanSlope(const uint16_t* samples, uint32_t count, const ZeroCrossingList
 /// One capture of the beat, and what it gives. False if there was none.
 bool measureOnce(Device* device, MeasConfig* config) {
     tvstuff_delay_us(settle_us);
-    const uint32_t channels = meas_data.beatChannels;
-    const uint32_t asked = std::min(meas_data.beatSamples.get(), kphiSamplesMax);
+    Prepared* const prepared = config->prepared;
+    const uint32_t channels = prepared->beatChannels;
+    const uint32_t asked = std::min(prepared->beatSamples.get(), kphiSamplesMax);
     uint16_t* a = nullptr;
     uint16_t* b = nullptr;
-    const uint32_t count = std::min(getTimeSamples(device, &a, &b, asked, meas_data.beatDivider, channels), asked);
+    const uint32_t count = std::min(getTimeSamples(device, &a, &b, asked, prepared->beatDivider, channels), asked);
     if (count == 0)
         return false;
     if (config->frequency < filterBelow_Hz)
@@ -121,8 +122,8 @@ bool measureOnce(Device* device, MeasConfig* config) {
             if (record != nullptr)
                 lowPass10Percent(record, static_cast<int32_t>(count));
 
-    meas_data.peakA = measure_peakpeak(a, count);
-    meas_data.peakB = b != nullptr ? measure_peakpeak(b, count) : 0;
+    prepared->peakA = measure_peakpeak(a, count);
+    prepared->peakB = b != nullptr ? measure_peakpeak(b, count) : 0;
     removeDC(a, b, count, channels);
     arrayInit(&crossingsA.list, crossingsA.items);
     arrayInit(&crossingsB.list, crossingsB.items);

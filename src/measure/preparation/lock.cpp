@@ -2,9 +2,9 @@
 
 #include "base/tvdebug.h"
 #include "core/abstime.h"
+#include "device_table/internal_reference.h"
 #include "measure/preparation/adc_scale.h"
 #include "measure/preparation/frequency_search.h"
-#include "measure/preparation/internal_reference.h"
 #include "measure/preparation/lock_channel.h"
 #include "measure/preparation/lock_check.h"
 #include "measure/preparation/loop_params.h"
@@ -86,7 +86,7 @@ void setR1(const FastLock& run, const LockChannel& channel, bool locked) {
 /// Filters, helper voltages and helper resistances of an attempt. False without filters.
 bool designAttempt(FastLock* run, double wanted) {
     const bool usable = calcLoopParams(run->device, run->config, wanted);
-    run->channels = lockChannels_ofDesign();
+    run->channels = lockChannels_ofDesign(*run->config->prepared);
     run->wasLockedB = false;
     const double reach = kphiVolts(run->config->kphiA) * (run->reference1GHz ? helperReach1GHz : helperReach);
     run->helperLow = std::min(helperRest - reach, helperLowMost);
@@ -241,7 +241,7 @@ void FAST_lock(Device* device, MeasConfig* config) {
     }
     if (!stillLocked(&run))
         locked = false;
-    meas_data.locked = locked;
+    config->prepared->locked = locked;
     if (locked)
         printd("   > completed with LOCK\n");
     else

@@ -3,8 +3,8 @@
 ///
 /// Two facts tell that a loop is locked: its tune voltage has stopped moving near where it is expected, and the mixer
 /// output stays far smaller than the beat was. An acquisition aid, the lock helper, pushes the tune voltage of a
-/// channel that is not there yet. meas_data.locked tells the outcome; the loops stay as they ended, also after a
-/// failure.
+/// channel that is not there yet. `locked` of what is prepared tells the outcome; the loops stay as they ended, also
+/// after a failure.
 ///
 /// All of this works on the channel selection of the device and leaves channel A selected.
 
@@ -15,7 +15,7 @@
 struct MeasConfig;
 
 /// The lock step of a run: PULSE_lock for a pulsed DUT, else FAST_lock with ateMode set. The caller clears
-/// meas_data.locked before.
+/// `locked` before.
 void lock(Device* device, MeasConfig* config);
 
 /// Locks to a continuous DUT: two attempts at most, the second with 1.05 times the bandwidth of the first. Without a

@@ -1,7 +1,6 @@
 #include "measure/preparation/lock_channel.h"
 
 #include "measure/preparation/lock.h"
-#include "measure/run/meas_data.h"
 
 #include <cmath>
 
@@ -11,16 +10,16 @@ constexpr int helperResistance = 3; // Device_setResistance
 
 } // namespace
 
-LockChannels lockChannels_ofDesign() {
+LockChannels lockChannels_ofDesign(const Prepared& prepared) {
     LockChannels channels{};
     channels.a.select = &Device_selectPhaseNoiseAlgBoardA;
-    channels.a.r1 = meas_data.loopR1A;
-    channels.a.r2 = meas_data.loopR2A;
-    channels.a.capacitor = meas_data.loopCapA;
+    channels.a.r1 = prepared.loopR1A;
+    channels.a.r2 = prepared.loopR2A;
+    channels.a.capacitor = prepared.loopCapA;
     channels.b.select = &Device_selectPhaseNoiseAlgBoardB;
-    channels.b.r1 = meas_data.loopR1B;
-    channels.b.r2 = meas_data.loopR2B;
-    channels.b.capacitor = meas_data.loopCapB;
+    channels.b.r1 = prepared.loopR1B;
+    channels.b.r2 = prepared.loopR2B;
+    channels.b.capacitor = prepared.loopCapB;
     return channels;
 }
 

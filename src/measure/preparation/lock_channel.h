@@ -4,6 +4,7 @@
 #include "device_table/device_fptrs.h"
 #include "measure/preparation/both_boards.h"
 #include "measure/preparation/loop_modes.h"
+#include "measure/preparation/prepared.h"
 
 #include <cstdint>
 
@@ -36,7 +37,7 @@ struct LockChannels {
     /// False if a channel has never had a filter: there is nothing to close its loop with.
     [[nodiscard]] bool haveFilters() const { return a.r1 > 0 && b.r1 > 0; }
 };
-[[nodiscard]] LockChannels lockChannels_ofDesign();
+[[nodiscard]] LockChannels lockChannels_ofDesign(const Prepared& prepared);
 
 /// Reads the tune voltages.
 void lockChannels_readTune(Device* device, LockChannels* channels);

@@ -82,12 +82,13 @@ void report([[maybe_unused]] const char* test, const Channel& a, const Channel& 
 }
 
 template <class Test>
-void judge(const Records& records, uint32_t* lockA, uint32_t* lockB, const char* name, Test test) {
+void judge(const Records& records, const Prepared& beat, uint32_t* lockA, uint32_t* lockB, const char* name,
+           Test test) {
     if (records.count < 2) { // nothing was seen
         *lockA = *lockB = 0;
         return;
     }
-    Channel a{records.a, meas_data.peakA, lockA}, b{records.b, meas_data.peakB, lockB};
+    Channel a{records.a, beat.peakA, lockA}, b{records.b, beat.peakB, lockB};
     for (uint32_t i = 0; i + 1 < records.count && (*lockA != 0 || *lockB != 0); ++i) {
         a.judge(i, test);
         b.judge(i, test);
@@ -95,10 +96,10 @@ void judge(const Records& records, uint32_t* lockA, uint32_t* lockB, const char*
     report(name, a, b);
 }
 
-void takeNoiseOut(const Records& records, double frequency) {
-    if (frequency >= filterBelow)
+void takeNoiseOut(const Records& records, const MeasConfig& config) {
+    if (config.frequency >= filterBelow)
         return;
-    const auto count = static_cast<int32_t>(std::min<uint32_t>(meas_data.beatSamples, records.count));
+    const auto count = static_cast<int32_t>(std::min<uint32_t>(config.prepared->beatSamples, records.count));
     for (uint16_t* samples : {records.a, records.b})
         if (samples != nullptr)
             lowPass10Percent(samples, count);
@@ -121,17 +122,18 @@ double shareOf(const uint16_t* samples, uint32_t count, double kphi) {
 /// Effective value of the noisier channel over its detector constant; more than any sine without samples.
 double lookLong(Device* device, const MeasConfig& config, uint32_t divider) {
     Records records;
-    records.count = getTimeSamples(device, &records.a, &records.b, longSamples, divider, meas_data.beatChannels);
+    records.count = getTimeSamples(device, &records.a, &records.b, longSamples, divider, config.prepared->beatChannels);
     if (records.count == 0)
         return 1;
     return std::max(shareOf(records.a, records.count, config.kphiA), shareOf(records.b, records.count, config.kphiB));
 }
 
 bool arrives(Device* device, const MeasConfig& config) {
-    const double slower = slowLoop_rad_s / std::clamp(meas_data.loopWnA.get(), slowestLoop_rad_s, slowLoop_rad_s);
+    const Prepared& prepared = *config.prepared;
+    const double slower = slowLoop_rad_s / std::clamp(prepared.loopWnA.get(), slowestLoop_rad_s, slowLoop_rad_s);
     const auto divider = static_cast<uint32_t>(longDivider * slower);
     const int looks = slower > 1 ? longLooksSlow : longLooks;
-    for (int look = 0, holding = 0; look < looks && meas_data.stopRequested == 0; ++look) {
+    for (int look = 0, holding = 0; look < looks && prepared.stopRequested == 0; ++look) {
         const double share = lookLong(device, config, divider);
         holding = share < slippingShare ? holding + 1 : 0;
         // Later a slow slip, which is quiet twice a turn, would not be told from a loop that has arrived.
@@ -139,7 +141,7 @@ bool arrives(Device* device, const MeasConfig& config) {
         if (quietAtOnce || holding == looksInARow)
             return true;
     }
-    if (meas_data.stopRequested != 0)
+    if (prepared.stopRequested != 0)
         return true; // nothing more is measured with them
     printd("    > lock_holds: the loops slip\n");
     return false;
@@ -149,21 +151,21 @@ bool arrives(Device* device, const MeasConfig& config) {
 
 bool lock_holds(Device* device, const MeasConfig* config) {
     const bool holds = arrives(device, *config);
-    slot_carryOn({Device_setPhaseNoiseSamples(device, meas_data.beatSamples), // stored; the next capture would tell
-                  Device_setPhaseNoiseDivider(device, meas_data.beatDivider)});
+    slot_carryOn({Device_setPhaseNoiseSamples(device, config->prepared->beatSamples), // stored; the next capture tells
+                  Device_setPhaseNoiseDivider(device, config->prepared->beatDivider)});
     return holds;
 }
 
 void checkLockQUAD(Device* device, const MeasConfig* config, uint32_t* lockA, uint32_t* lockB, int precaptured,
                    uint32_t samples) {
     const uint32_t divider = config->autoLoopBW != 0 ? automaticDivider : fixedDivider;
+    const uint32_t channels = config->prepared->beatChannels;
     Records records;
-    records.count = precaptured != 0
-                        ? getTimeSamplesPREC(device, &records.a, &records.b, samples, divider, meas_data.beatChannels)
-                        : getTimeSamples(device, &records.a, &records.b, samples, divider, bothChannels);
+    records.count = precaptured != 0 ? getTimeSamplesPREC(device, &records.a, &records.b, samples, divider, channels)
+                                     : getTimeSamples(device, &records.a, &records.b, samples, divider, bothChannels);
     *lockA = *lockB = 1;
-    takeNoiseOut(records, config->frequency);
-    judge(records, lockA, lockB, "checkLockQUAD", looksLocked);
+    takeNoiseOut(records, *config);
+    judge(records, *config->prepared, lockA, lockB, "checkLockQUAD", looksLocked);
 }
 
 void checkLockPULSE(Device* device, const MeasConfig* config, uint32_t* lockA, uint32_t* lockB, int, int) {
@@ -171,8 +173,8 @@ void checkLockPULSE(Device* device, const MeasConfig* config, uint32_t* lockA, u
         return;
     Records records;
     records.count = getTimeSamples(device, &records.a, &records.b, pulseSamples, pulseDivider, bothChannels);
-    takeNoiseOut(records, config->frequency);
-    judge(records, lockA, lockB, "checkLockPULSE", looksLockedPulsed);
+    takeNoiseOut(records, *config);
+    judge(records, *config->prepared, lockA, lockB, "checkLockPULSE", looksLockedPulsed);
 }
 
 uint32_t getP2PValue(Device* device, uint32_t* minA, uint32_t* maxA, uint32_t* minB, uint32_t* maxB, uint32_t samples,

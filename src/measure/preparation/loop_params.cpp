@@ -1,15 +1,13 @@
 #include "measure/preparation/loop_params.h"
 
 #include "base/tvdebug.h"
-#include "identity/device_config.h"
+#include "device_table/internal_reference.h"
 #include "measure/preparation/adc_scale.h"
 #include "measure/preparation/analog_board.h"
 #include "measure/preparation/both_boards.h"
-#include "measure/preparation/internal_reference.h"
 #include "measure/settings/setting_rows.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace {
@@ -21,11 +19,6 @@ constexpr double resistanceMin = 800;   // ohm, usable
 constexpr double resistanceMax = 50000; // ohm, just not usable
 /// Raising the bandwidth puts a resistance at the end of the window exactly, where rounding alone would decide.
 constexpr double resistanceReach = resistanceMax * (1 + 1e-9);
-
-constexpr uint32_t capacitorCount = 4;
-using Capacitors = std::array<double, capacitorCount>; // farad, number 1 first
-constexpr Capacitors capacitors = {1e-08, 2e-07, 9.4e-07, 3.76e-06};
-constexpr Capacitors capacitors1Cf = {2e-07, 9.4e-07, 1.88e-06, 3.76e-06};
 
 constexpr uint32_t fixedCapacitor = 4; // of board 2A
 constexpr double fixedHighBand = 3.2e9, fixedLowBand = 30e6;
@@ -54,16 +47,18 @@ struct BothChannels {
     double a, b;
 };
 
-/// The filter of one channel in meas_data.
+/// The filter of one channel among what is prepared.
 struct FilterFields {
     char name;
-    Shared<double>*r1, *r2, *wn, *zeta;
-    Shared<uint32_t>* capacitor;
+    Shared<double>&r1, &r2, &wn, &zeta;
+    Shared<uint32_t>& capacitor;
 };
-constexpr FilterFields filterA = {
-    'A', &meas_data.loopR1A, &meas_data.loopR2A, &meas_data.loopWnA, &meas_data.loopZetaA, &meas_data.loopCapA};
-constexpr FilterFields filterB = {
-    'B', &meas_data.loopR1B, &meas_data.loopR2B, &meas_data.loopWnB, &meas_data.loopZetaB, &meas_data.loopCapB};
+FilterFields filterA(Prepared* p) {
+    return {'A', p->loopR1A, p->loopR2A, p->loopWnA, p->loopZetaA, p->loopCapA};
+}
+FilterFields filterB(Prepared* p) {
+    return {'B', p->loopR1B, p->loopR2B, p->loopWnB, p->loopZetaB, p->loopCapB};
+}
 
 /// A detector constant that a pulsed design took as volts, and the counts that it left for them.
 struct GivenVolts {
@@ -71,10 +66,6 @@ struct GivenVolts {
     double counts;
 };
 GivenVolts givenA{}, givenB{}; // of the thread that designs
-
-const Capacitors& capacitorsOfBoard() {
-    return device_config_usesTVPNX_ALG_1Cf() ? capacitors1Cf : capacitors;
-}
 
 BothChannels tuningSensitivities(Device* device, const MeasConfig& config) {
     if (config.reference == referenceExternal)
@@ -135,23 +126,23 @@ Target chooseTarget(Device* device, const MeasConfig& config, double wantedBandw
 }
 
 void storeFilter(const FilterFields& fields, uint32_t capacitor, double r1, double r2, double gain) {
-    const double farad = capacitorsOfBoard()[capacitor - 1];
+    const double farad = analogBoard().capacitors[capacitor - 1];
     const double wn = gain > 0 ? std::sqrt(gain / r1 / farad) : 0;
-    *fields.r1 = r1;
-    *fields.r2 = r2;
-    *fields.capacitor = capacitor;
-    *fields.wn = wn;
-    *fields.zeta = 0.5 * farad * r2 * wn;
+    fields.r1 = r1;
+    fields.r2 = r2;
+    fields.capacitor = capacitor;
+    fields.wn = wn;
+    fields.zeta = 0.5 * farad * r2 * wn;
 }
 
 /// Board 2A with the normal reference: the filter follows the frequency alone.
 void useFixedFilter(MeasConfig* config, const BothChannels& gain) {
     const double r1 = config->frequency < fixedHighBand ? fixedLow : fixedHigh;
     const double r2 = config->frequency < fixedLowBand ? fixedHigh : fixedLow;
-    storeFilter(filterA, fixedCapacitor, r1, r2, gain.a);
-    storeFilter(filterB, fixedCapacitor, r1, r2, gain.b);
-    if (meas_data.loopWnA > 0)
-        config->loopBandwidth = meas_data.loopWnA / circle;
+    storeFilter(filterA(config->prepared), fixedCapacitor, r1, r2, gain.a);
+    storeFilter(filterB(config->prepared), fixedCapacitor, r1, r2, gain.b);
+    if (const double wn = config->prepared->loopWnA; wn > 0)
+        config->loopBandwidth = wn / circle;
 }
 
 /// One capacitor's answer to a wanted natural frequency.
@@ -187,8 +178,8 @@ double designChannel(const FilterFields& fields, const Target& target, double ba
                      double volts) {
     const double gain = volts * sensitivity * circle;
     Trial trial{};
-    for (uint32_t number = capacitorCount; number > 0; --number) {
-        trial = tryCapacitor(capacitorsOfBoard()[number - 1], gain, target.zeta, circle * bandwidth);
+    for (uint32_t number = loopCapacitors; number > 0; --number) {
+        trial = tryCapacitor(analogBoard().capacitors[number - 1], gain, target.zeta, circle * bandwidth);
         if (!trial.usable())
             continue;
         storeFilter(fields, number, trial.r1, trial.r2, gain);
@@ -199,12 +190,12 @@ double designChannel(const FilterFields& fields, const Target& target, double ba
     printd(
         "   > calcLoopParams: ERROR: NOT VALID Parameters: Boards (1C,2B,2C,2D): sens=%.1f Hz/V, Kphi=%.3f C=%.1f nF  "
         "R1=%.1f R2=%.1f   BW=%.1f Hz  Zeta==%.1f\n",
-        sensitivity, volts, capacitorsOfBoard()[0] * 1e9, trial.r1, trial.r2, trial.wn / shortCircle, target.zeta);
+        sensitivity, volts, analogBoard().capacitors[0] * 1e9, trial.r1, trial.r2, trial.wn / shortCircle, target.zeta);
     if (!(gain > 0) || !std::isfinite(gain))
         return keptFilter;
-    if (*fields.r1 > 0)
-        storeFilter(fields, *fields.capacitor, *fields.r1, *fields.r2, gain);
-    return *fields.zeta < keptZetaMin ? unusable : keptFilter;
+    if (fields.r1 > 0)
+        storeFilter(fields, fields.capacitor, fields.r1, fields.r2, gain);
+    return fields.zeta < keptZetaMin ? unusable : keptFilter;
 }
 
 } // namespace
@@ -221,12 +212,13 @@ bool calcLoopParams(Device* device, MeasConfig* config, double wantedBandwidth) 
 
     const Target target = chooseTarget(device, *config, wantedBandwidth, sensitivity.a);
     double bandwidth = target.bandwidth;
-    const double reachedA = designChannel(filterA, target, bandwidth, sensitivity.a, volts.a);
+    const double reachedA = designChannel(filterA(config->prepared), target, bandwidth, sensitivity.a, volts.a);
     if (reachedA > 0) {
-        meas_data.loopCapB = meas_data.loopCapA.get(); // until B has its own
+        config->prepared->loopCapB = config->prepared->loopCapA.get(); // until B has its own
         bandwidth = reachedA;
     }
     if (bandwidth > 0 && config->autoLoopBW != 0)
         config->loopBandwidth = bandwidth;
-    return designChannel(filterB, target, bandwidth, sensitivity.b, volts.b) != unusable && reachedA != unusable;
+    return designChannel(filterB(config->prepared), target, bandwidth, sensitivity.b, volts.b) != unusable &&
+           reachedA != unusable;
 }

@@ -12,10 +12,10 @@ struct MeasConfig;
 /// Picks capacitor and resistances of both channels for a bandwidth of `wantedBandwidth` Hz; 0 or below: the instrument
 /// chooses. The largest capacitor that fits is taken. A bandwidth that no filter gives is raised, never lowered.
 ///
-/// The filters, and what they give, stand in loopR1A to loopZetaB of meas_data; the bandwidth of channel A, unless the
-/// user has set one, in loopBandwidth of `config`. A channel for which nothing fits keeps its filter; loopWnA to
-/// loopZetaB then tell what that gives now, as far as the gain is known, so that the trace is corrected for the loop
-/// that there is.
+/// The filters, and what they give, stand in loopR1A to loopZetaB of what is prepared; the bandwidth of channel A,
+/// unless the user has set one, in loopBandwidth of `config`. A channel for which nothing fits keeps its filter;
+/// loopWnA to loopZetaB then tell what that gives now, as far as the gain is known, so that the trace is corrected for
+/// the loop that there is.
 ///
 /// Returns false if a loop with the filter that its channel keeps would be damped too little to correct the trace for.
 ///

@@ -2,8 +2,8 @@
 
 #include "base/tvdebug.h"
 #include "core/abstime.h"
+#include "device_table/internal_reference.h"
 #include "measure/preparation/frequency_search.h"
-#include "measure/preparation/internal_reference.h"
 #include "measure/preparation/lock_channel.h"
 #include "measure/preparation/lock_check.h"
 #include "measure/preparation/loop_params.h"
@@ -159,9 +159,9 @@ void PULSE_lock(Device* device, MeasConfig* config) {
     run.config = config;
     run.band = bandOf(device);
     calcLoopParams(device, config, config->autoLoopBW != 0 ? -1 : config->loopBandwidth.get());
-    run.channels = lockChannels_ofDesign();
-    meas_data.locked = run.channels.haveFilters() && attempt(&run, begin_us);
-    if (meas_data.locked != 0)
+    run.channels = lockChannels_ofDesign(*config->prepared);
+    config->prepared->locked = run.channels.haveFilters() && attempt(&run, begin_us);
+    if (config->prepared->locked != 0)
         printd("   > completed with LOCK\n");
     else
         printd("   > EXIT WITH NO LOCK\n");

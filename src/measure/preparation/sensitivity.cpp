@@ -58,7 +58,7 @@ int pn_measure_measureSensitivity(Device* device) {
                                 [](Device* d, const Waiting&, bool) { return pn_measure_measureSensitivity(d); });
     if (measure_isBoardBusy(device))
         return scpi::settingsConflict;
-    const OwnSampling sampling(device);
+    const OwnSampling sampling(device, *config->prepared);
 
     const double topA = config->referenceVoltage1, topB = config->referenceVoltage2;
     detectMinimalBeatMeasurementSettings(device, config);

@@ -1,7 +1,6 @@
 #include "measure/preparation/time_samples.h"
 
 #include "measure/preparation/both_boards.h"
-#include "measure/run/meas_data.h"
 
 #include <algorithm>
 
@@ -51,12 +50,12 @@ uint32_t getTimeSamplesPREC(Device* device, uint16_t** bufferA, uint16_t** buffe
 }
 
 // The query tells whether both channels are captured, not how many.
-OwnSampling::OwnSampling(Device* device)
+OwnSampling::OwnSampling(Device* device, const Prepared& beat)
     : device_(device), samples_(Device_getPhaseNoiseSamples(device)), divider_(Device_getPhaseNoiseDivider(device)),
       bothChannels_(Device_getPhaseNoiseChannels(device) != 0),
       boardB_(Device_isPhaseNoiseAlgBoardBSelected(device) != 0) {
-    if (meas_data.beatSamples != 0)
-        setSampling(device, meas_data.beatSamples, meas_data.beatDivider, meas_data.beatChannels);
+    if (beat.beatSamples != 0)
+        setSampling(device, beat.beatSamples, beat.beatDivider, beat.beatChannels);
 }
 
 OwnSampling::~OwnSampling() {

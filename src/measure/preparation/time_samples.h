@@ -5,6 +5,7 @@
 /// The records lie in the acquisition's own buffers. They may be changed in place, and stay until the next capture.
 
 #include "device_table/device_fptrs.h"
+#include "measure/preparation/prepared.h"
 
 #include <cstdint>
 
@@ -24,11 +25,11 @@ inline constexpr uint32_t timeSamplesMax = 0x100000; // the acquisition's limits
                                           uint32_t divider, uint32_t channels);
 
 /// Lends the settings of a capture, and the selection of a board, to a run or a measurement by command: as long as this
-/// exists the last ones of the instrument's own (beatSamples, beatDivider, beatChannels) are in force, if there are
-/// any; then the user's are back.
+/// exists the last ones of the instrument's own, those of the `beat`, are in force, if there are any; then the user's
+/// are back.
 class OwnSampling {
 public:
-    explicit OwnSampling(Device* device);
+    OwnSampling(Device* device, const Prepared& beat);
     ~OwnSampling();
     OwnSampling(const OwnSampling&) = delete;
     OwnSampling& operator=(const OwnSampling&) = delete;

@@ -7,29 +7,18 @@
 
 #include "base/shared.h"
 #include "base/sync.h"
+#include "measure/preparation/prepared.h"
 #include "measure/results/spur_detector.h"
 #include "measure/results/trace.h"
 #include "measure/settings/staging.h"
 
 #include <cstdint>
 
-struct MeasData {
+struct MeasData : Prepared {
     // Arrays over the trace have tracePointsMax entries.
 
     double* accumRe; // sum over the captures of an iteration, per point; the measurement thread's own
     double* accumIm;
-
-    // Loop filter of each channel and what it gives; -1 before a design.
-    Shared<double> loopR1A, loopR1B;     // ohm
-    Shared<double> loopR2A, loopR2B;     // ohm
-    Shared<uint32_t> loopCapA, loopCapB; // number of the capacitor, 1 to 4
-    Shared<double> loopWnA, loopWnB;     // natural frequency, rad/s
-    Shared<double> loopZetaA, loopZetaB; // damping
-    Shared<uint32_t> locked;             // 1: the last lock attempt ended locked
-
-    Shared<uint32_t> beatSamples, beatDivider, beatChannels; // capture of the beat: pairs, decimation, 1 or 2
-    Shared<uint32_t> peakA, peakB;                           // peak to peak of the beat, ADC counts
-    Shared<double> inputAttenuation = -1;                    // dB; 2A to 2D: 32 preamplifier on, 0 off; -1 unknown
 
     Mutex stateMutex;
     Mutex resultMutex;
@@ -63,7 +52,6 @@ struct MeasData {
     int32_t preliminaryCorrelationCount GUARDED_BY(resultMutex) = 0; // correlations of the iteration so far
     int32_t lastError GUARDED_BY(resultMutex) = 0;                   // result of the last run, taken by the next wait
 
-    Shared<uint32_t> stopRequested;                      // set under resultMutex; cleared at the end of every run
     Shared<double> lastTimeSec;                          // whole run, s
     Shared<double> lockTimeSec;                          // its lock step, s
     Shared<double> tFsearch, tKphi, tLock, tGain, tMeas; // phases of the last run, s

@@ -173,7 +173,7 @@ void pn_measure_forgetTrace() {
 int32_t pnMeasureFull(Device* device, MeasConfig* config) {
     const timeval begin = measure_now();
     PhaseClock clock;
-    const OwnSampling sampling(device);
+    const OwnSampling sampling(device, *config->prepared);
     clearResults();
     // A lock is all that a pulsed DUT gets: there is no beat to search or measure, and nothing to correlate.
     if (config->pulseEnabled != 0)

@@ -88,8 +88,8 @@ inline constexpr int unaddressed = 3;
 /// The limits of a number on the boards of this unit.
 template <auto field> const Limits& setting_limits() {
     constexpr const auto& row = numberRow<field>;
-    if (row.limitsOn1C != nullptr)
-        return setting_ofThisBoard(row.limits, *row.limitsOn1C);
+    if (row.limitsOfBoard != nullptr)
+        return analogBoard().*row.limitsOfBoard;
     return row.limits;
 }
 template <auto field> ValueOf<field> setting_min(Device*) {

@@ -2,10 +2,10 @@
 
 #include "base/error_codes.h"
 #include "base/tvdebug.h"
+#include "device_table/internal_reference.h"
 #include "measure/preparation/analog_board.h"
 #include "measure/preparation/both_boards.h"
 #include "measure/preparation/frequency_search.h"
-#include "measure/preparation/internal_reference.h"
 #include "measure/settings/config_accessors.h"
 
 #include <cmath>

@@ -89,6 +89,7 @@ struct RunState {
 
 /// One measurement set-up.
 struct MeasConfig : MeasSettings, Detected, RunState {
+    Prepared* prepared = &meas_data; // the steps of a run keep there what they find; there is one run at a time
     int32_t testSetCount GUARDED_BY(meas_data.testSetMutex) = 0;
     TestSetDefinition* testSetDefinition GUARDED_BY(meas_data.testSetMutex) = nullptr; // testSetSize entries
     double* testSetResults GUARDED_BY(meas_data.testSetMutex) = nullptr;               // testSetSize

@@ -4,6 +4,7 @@
 
 #include "base/shared.h"
 #include "device_table/device_fptrs.h"
+#include "measure/preparation/analog_board.h"
 #include "measure/settings/measurement_configuration.h"
 
 #include <array>
@@ -52,7 +53,7 @@ using ChoiceSlots = NumberSlots<int>;
 template <class Record, class T> struct Number {
     Shared<T> Record::*field;
     Limits limits;
-    const Limits* limitsOn1C = nullptr; // analog board 1C, where it differs
+    Limits AnalogBoard::*limitsOfBoard = nullptr; // where the analog boards differ; takes the place of `limits`
     Default<T> initial;
     void (*storeBy)(Record*, double) = nullptr; // with Beyond::asStoreByDoes: stores more than the field
     Beyond beyond = Beyond::stored;

@@ -1,6 +1,5 @@
 #include "measure/settings/setting_follow.h"
 
-#include "identity/device_variants.h"
 #include "measure/settings/config_hw.h"
 #include "measure/settings/setting_rows.h"
 #include "measure/settings/staging.h"
@@ -14,10 +13,6 @@ void restore(auto* record, const auto& rows) {
 }
 
 } // namespace
-
-const Limits& setting_ofThisBoard(const Limits& limits, const Limits& on1C) {
-    return device_config_usesTVPNX_ALG_1C() ? on1C : limits;
-}
 
 int setting_follow(Device* device, MeasConfig* config, uint32_t outdates, std::optional<HardwareSide> moves,
                    bool active) {

@@ -1,12 +1,9 @@
 #pragma once
-/// What of the settings is not made for each row: limits by board, what follows a new value, and the defaults.
+/// What of the settings is not made for each row: what follows a new value, and the defaults.
 
 #include "measure/settings/measurement_configuration.h"
 
 #include <optional>
-
-/// `on1C` if the analog board of this unit is a 1C, else `limits`.
-const Limits& setting_ofThisBoard(const Limits& limits, const Limits& on1C);
 
 /// Marks and moves what a new value of `config` asks for. Returns what moving gave.
 int setting_follow(Device* device, MeasConfig* config, uint32_t outdates, std::optional<HardwareSide> moves,

@@ -11,7 +11,6 @@
 #include "measure/settings/config_vco.h"
 #include "measure/settings/setting.h"
 
-inline constexpr Limits gainLimitsOn1C{0, 46}; // dB
 inline constexpr Limits tuneVoltageLimits{-5, 21};
 inline constexpr Limits referenceSensLimits{0, 100000};
 inline constexpr Limits referenceVoltageLimits{3, 20};
@@ -87,8 +86,8 @@ inline constexpr Number<Detected, double> detectedNumbers[] = {
      .min = &Automeasure_config_getMinPower,
      .max = &Automeasure_config_getMaxPower},
     {.field = &Detected::ifGain,
-     .limits = {0, 56},
-     .limitsOn1C = &gainLimitsOn1C,
+     .limits = unlimited,
+     .limitsOfBoard = &AnalogBoard::ifGain,
      .initial = leftByReset, // the reset sets 0 on the boards
      .own = {&Automeasure_configPN_getIFgain, &Automeasure_configPN_setIFgain, configPN_setIFgain},
      .min = &Automeasure_config_getMinIFgain,
