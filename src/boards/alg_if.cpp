@@ -42,7 +42,8 @@ constexpr AlgPattern vgaStates[] = {vga("00"), vga("01"), vga("10"), vga("11")};
 
 // 2D.
 constexpr int32_t narrowBelow_dB = 6; // requests below take the 5 MHz band
-constexpr int32_t plainAbove_dB = 16; // requests above clear IF_FM_DEMOD_EN_BIT
+constexpr int32_t plainFrom_dB =
+    16; // requests from here on take the band amplifiers, which IF_FM_DEMOD_EN_BIT bypasses
 
 void presetFilter(TVPNX_ALG* board, Filter filter) {
     alg_preset(board, alg_isFirst(board) ? filterRows[filter].first : filterRows[filter].second);
@@ -141,7 +142,7 @@ int TVPNX_ALG_setIFGain(TVPNX_ALG* board, int32_t gain) {
         presetFilter(board, band5M);
         alg_presetBit(board, IF_FM_DEMOD_EN_BIT, true);
     }
-    if (pulsed && gain > plainAbove_dB)
+    if (pulsed && gain >= plainFrom_dB)
         alg_presetBit(board, IF_FM_DEMOD_EN_BIT, false);
     alg_send(board);
     return 0;

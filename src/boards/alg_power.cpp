@@ -10,7 +10,6 @@ constexpr double adcReference_V = 5, adcSteps = 16384;
 constexpr uint64_t settling_us = 1'000, settling2A_us = 15'000, settling1x_us = 20'000;
 constexpr int readings2D = 10;
 
-constexpr int64_t lowerBandBelow_Hz = 2'020'020'000;
 constexpr int64_t middleBelow2D_Hz = 5'000'000'000;
 constexpr int64_t hertzPerMegahertz = 1'000'000, hysteresis_Hz = 20'000;
 constexpr int64_t readableTo1x_Hz = 20'000'000'000;
@@ -48,7 +47,7 @@ bool hasThird(const TVPNX_ALG* board) {
 Band bandOf(const TVPNX_ALG* board) {
     const bool is2D = alg_revision(board).pulsed;
     const int64_t middleBelow_Hz = is2D ? middleBelow2D_Hz : threshold_freq_high * hertzPerMegahertz + hysteresis_Hz;
-    if (!tvfreqAtLeastInt(board->dutFrequency, lowerBandBelow_Hz))
+    if (tvfreqCompare(&board->dutFrequency, &board->thresholdLow) < 0) // its detector sees its own input alone
         return lower;
     return tvfreqAtLeastInt(board->dutFrequency, middleBelow_Hz) ? high : middle;
 }

@@ -69,11 +69,12 @@ void refreshTuneMuxConfiguration(TVPNX_ALG* board) {
 
 int setTuneSource(TVPNX_ALG* board, bool loop, const AlgPattern& lines) {
     board->tuneSourceLoop = loop;
-    if (alg_isFirst(board))
-        alg_apply(board, lines);
-    else
+    if (!alg_isFirst(board)) {
         refreshTuneMuxConfiguration(board);
-    return 0;
+        return 0;
+    }
+    alg_apply(board, lines);
+    return refreshTuneVoltage(board); // the loop may have been opened or closed since
 }
 
 int setTuneLoad(TVPNX_ALG* board, bool external, const AlgPattern& lines) {

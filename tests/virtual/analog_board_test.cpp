@@ -253,14 +253,14 @@ TEST(AnalogBoard, ResistorsMakeTheLoopFilterAndItsVoltages) {
 TEST(AnalogBoard, BridgedCapacitorsLeaveOneAndAModifiedBoardHasAnother) {
     const struct {
         unsigned open; // switch
-        double early_F, later_F;
-    } rows[] = {{40, 2e-7, 1e-8}, {39, 9.4e-7, 2e-7}, {41, 1.88e-6, 9.4e-7}, {42, 3.76e-6, 3.76e-6}};
+        double farad;
+    } rows[] = {{40, 1e-8}, {39, 2e-7}, {41, 9.4e-7}, {42, 3.76e-6}};
     constexpr uint64_t all = uint64_t{0xF} << 39, allEarly = 0xF << 26;
     Rig early(r1C), later(r2D);
     const unsigned earlyOpen[] = {27, 28, 29, 26};
     for (size_t i = 0; i < std::size(rows); ++i) {
-        EXPECT_DOUBLE_EQ(later.lines(all ^ uint64_t{1} << rows[i].open).loop.capacitance_F, rows[i].later_F);
-        EXPECT_DOUBLE_EQ(early.lines(allEarly ^ 1 << earlyOpen[i]).loop.capacitance_F, rows[i].early_F);
+        EXPECT_DOUBLE_EQ(later.lines(all ^ uint64_t{1} << rows[i].open).loop.capacitance_F, rows[i].farad);
+        EXPECT_DOUBLE_EQ(early.lines(allEarly ^ 1 << earlyOpen[i]).loop.capacitance_F, rows[i].farad);
     }
     EXPECT_EQ(later.lines(all).loop.capacitance_F, infinite);
     SpiBus bus;

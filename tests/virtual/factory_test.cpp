@@ -34,11 +34,9 @@ TEST_F(Factory, ALevelReadsAsItIs) {
             int path;
             double carrier_Hz;
             Detector later, last;
-        } rows[] = {{0, 1.3e6, Detector::low, Detector::low},
-                    {0, 1.9e9, Detector::low, Detector::low},
-                    {1, 3.1e9, Detector::middle, Detector::high},
-                    {1, 7.7e9, Detector::middle, Detector::high},
-                    {2, 26e9, Detector::high, Detector::high}};
+        } rows[] = {{0, 1.3e6, Detector::low, Detector::low},     {0, 1.9e9, Detector::low, Detector::low},
+                    {1, 3.1e9, Detector::middle, Detector::high}, {1, 7.7e9, Detector::middle, Detector::high},
+                    {1, 14e9, Detector::high, Detector::high},    {2, 26e9, Detector::high, Detector::high}};
         for (const auto& row : rows)
             for (const int preamp : {0, 1})
                 for (const double level_dBm : {-20.0, 0.0, 15.0}) {

@@ -94,7 +94,8 @@ SignalPath analogPath_high(const AnalogSetup& board, bool externalMixer) {
         return divided(board, way);
     }
     way.connected = board.high(dutMuxA1) == externalMixer;
-    way.band = common(way.band, unitBoards_passband(board.boards, DutPath::amplifier));
+    if (!externalMixer)
+        way.band = common(way.band, unitBoards_passband(board.boards, DutPath::amplifier));
     return way;
 }
 

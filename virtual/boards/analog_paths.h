@@ -14,7 +14,6 @@ struct AnalogParts {
     double ifOffset_dB, vga1_dB, vga2_dB, bandAmplifier_dB;
     std::array<IfFilter, 4> filters; // by address
     double counterFurther;
-    std::array<double, 4> capacitors_F; // in series, each with a switch across it
 };
 
 /// The lines of one board with what it is.

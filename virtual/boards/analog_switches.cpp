@@ -11,16 +11,15 @@ using enum AnalogLine;
 
 constexpr std::array filters1{IfFilter::band50MHz, IfFilter::dc, IfFilter::band20MHz, IfFilter::band5MHz};
 constexpr std::array filters2{IfFilter::dc, IfFilter::band50MHz, IfFilter::band20MHz, IfFilter::band5MHz};
-constexpr std::array capacitors1C{2e-7, 9.4e-7, 1.88e-6, 3.76e-6};
-constexpr std::array capacitors{1e-8, 2e-7, 9.4e-7, 3.76e-6};
+constexpr std::array capacitors_F{1e-8, 2e-7, 9.4e-7, 3.76e-6}; // in series, each with a switch across it
 constexpr double modifiedCapacitor4_F = 3.3e-6;
 constexpr AnalogParts revisions[] = {
-    {0, -14, 26, 14, 26, filters1, 1, capacitors},   // 1B
-    {0, -14, 20, 14, 26, filters1, 1, capacitors1C}, // 1C
-    {0, 0, 24, 12, 20, filters2, 1, capacitors},     // 2A
-    {14e9, 0, 24, 12, 20, filters2, 4, capacitors},  // 2B
-    {5e9, 0, 24, 12, 20, filters2, 4, capacitors},   // 2C
-    {5e9, 0, 24, 12, 20, filters2, 8, capacitors},   // 2D
+    {0, -14, 26, 14, 26, filters1, 1},  // 1B
+    {0, -14, 20, 14, 26, filters1, 1},  // 1C
+    {0, 0, 24, 12, 20, filters2, 1},    // 2A
+    {30e9, 0, 24, 12, 20, filters2, 4}, // 2B
+    {5e9, 0, 24, 12, 20, filters2, 4},  // 2C
+    {5e9, 0, 24, 12, 20, filters2, 8},  // 2D
 };
 
 // Mixers: which one the IF chain listens to, and what drives it.
@@ -191,7 +190,7 @@ double capacitance_F(const AnalogSetup& board) {
     for (size_t i = 0; i < std::size(bridges); ++i) {
         const bool modified = i == 3 && board.boards.modifiedLoop;
         if (!board.high(bridges[i]))
-            inverse += 1 / (modified ? modifiedCapacitor4_F : board.parts.capacitors_F[i]);
+            inverse += 1 / (modified ? modifiedCapacitor4_F : capacitors_F[i]);
     }
     return inverse != 0 ? 1 / inverse : std::numeric_limits<double>::infinity();
 }

@@ -3,9 +3,11 @@
 #include "virtual/boards/unit_truth.h"
 #include "virtual/physics/signal_chain.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <span>
+#include <vector>
 
 namespace vi {
 namespace {
@@ -41,19 +43,24 @@ void appendScalars(std::string* text, const UnitBoards& boards) {
     *text += '\n';
 }
 
-/// The detector that is read while a table is in use, and whether it lies behind the preamplifier.
+/// The detector that is read at a carrier while a table is in use, and whether it lies behind the preamplifier.
 struct Read {
     Detector detector;
     bool amplified;
 };
 
-Read detectorOf(const UnitBoards& boards, size_t table) {
+/// From here on 2B and 2C read the high detector, whatever the way. The cells are read in single precision: the last
+/// place below is a kilohertz away.
+constexpr double highDetectorFrom_Hz = 9.90002e9, lastBelow_Hz = 9.900019e9;
+
+Read detectorOf(const UnitBoards& boards, size_t table, double carrier_Hz) {
     if (!boards.hasHighInput)
         return {Detector::dut, false};
     if (table == 0)
         return {Detector::low, true};
-    const bool middle = boards.analog != AnalogRevision::r2D && table != 3;
-    return middle ? Read{Detector::middle, true} : Read{Detector::high, false};
+    if (boards.analog == AnalogRevision::r2D || carrier_Hz >= highDetectorFrom_Hz)
+        return {Detector::high, false};
+    return {Detector::middle, table != 3};
 }
 
 void appendDetectors(std::string* text, const UnitBoards& boards) {
@@ -64,19 +71,24 @@ void appendDetectors(std::string* text, const UnitBoards& boards) {
         bool preamplifier;
     } rows[] = {
         {"zero", 0, false}, {"ten", 10, false}, {"zero, preamplifier", 0, true}, {"ten, preamplifier", 10, true}};
+    const DetectorTruth any = unitTruth_detector(boards, Detector::dut); // all have the same points
+    std::vector<double> carriers_Hz(any.frequency_Hz.begin(), any.frequency_Hz.end());
+    carriers_Hz.insert(std::lower_bound(carriers_Hz.begin(), carriers_Hz.end(), lastBelow_Hz),
+                       {lastBelow_Hz, highDetectorFrom_Hz});
     append(text, "33100;%zu\n", std::size(ways));
     for (size_t table = 0; table < std::size(ways); ++table)
-        append(text, "%s;%zu;0;10;dBm;counts\n", ways[table], DetectorTruth::points);
+        append(text, "%s;%zu;0;10;dBm;counts\n", ways[table], carriers_Hz.size());
     for (size_t table = 0; table < std::size(ways); ++table) {
-        const Read read = detectorOf(boards, table);
-        const DetectorTruth truth = unitTruth_detector(boards, read.detector);
         append(text, "331%zu0", table + 1);
-        appendCells(text, truth.frequency_Hz);
+        appendCells(text, carriers_Hz);
         for (const auto& row : rows) {
-            const double gain_dB = row.preamplifier && read.amplified ? preamplifierGain_dB : 0;
-            std::array<double, DetectorTruth::points> counts{};
-            for (size_t i = 0; i < counts.size(); ++i)
-                counts[i] = truth.atZero[i] + truth.perdB[i] * (row.level_dBm + gain_dB);
+            std::vector<double> counts;
+            for (const double carrier_Hz : carriers_Hz) {
+                const Read read = detectorOf(boards, table, carrier_Hz);
+                const double gain_dB = row.preamplifier && read.amplified ? preamplifierGain_dB : 0;
+                counts.push_back(
+                    detector_count(unitTruth_detector(boards, read.detector), carrier_Hz, row.level_dBm + gain_dB));
+            }
             *text += row.label;
             appendCells(text, counts);
         }
