@@ -57,7 +57,10 @@ void tv_event_handle(scpi_link*, int event) {
     global_activeLinks = after;
 }
 
-void tv_event_indicateLinkActivity(const scpi_link* link) {
+namespace {
+
+/// The channel has been used, or with null two seconds have passed.
+[[gnu::noinline]] void countActivity(const scpi_link* link) {
     for (VxiChannel& channel : vxiChannels) {
         if (link != nullptr && link == channel.link) {
             if (channel.ticksLeft == 0)
@@ -68,6 +71,13 @@ void tv_event_indicateLinkActivity(const scpi_link* link) {
                 tv_event_handle(nullptr, eventClearing(channel.bit));
         }
     }
+}
+
+} // namespace
+
+void tv_event_indicateLinkActivity(const scpi_link* link) {
+    if (link == nullptr || link == vxiChannels[0].link || link == vxiChannels[1].link)
+        countActivity(link);
 }
 
 void tv_event_init(tv_event* event) {

@@ -4,6 +4,7 @@
 #include "scpi/link.h"
 #include "scpi/parameters.h"
 #include "scpi/text/ascii.h"
+#include "scpi/text/short_text.h"
 
 #include <cstring>
 
@@ -199,21 +200,22 @@ private:
     /// Notes where the header has led, if it began at the root and is short. The handler may cut what stands behind it.
     void keep(Handler handler) {
         deviceAccessMutex.assertHeld();
-        scpi_lastHeader& last = unit_.link->lastHeader;
         auto length = static_cast<size_t>(unit_.cursor - start_);
         if (unit_.mode == modeSet && length > 0 && *unit_.cursor == 0)
             ++length;
-        last.tree = nullptr;
-        if (start_ == nullptr || length > last.text.size())
+        scpi_link* const link = unit_.link;
+        scpi_knownHeader& known = link->knownHeaders[link->latestHeader];
+        if (start_ == nullptr || length > known.text.size())
             return;
-        memcpy(last.text.data(), start_, length);
-        last.path = unit_.link->storedPath;
-        last.length = static_cast<uint8_t>(length);
-        last.pathLength = static_cast<uint8_t>(strlen(last.path.data()));
-        last.mode = unit_.mode;
-        last.index = unit_.index;
-        last.handler = handler;
-        last.tree = tree_.nodes.data();
+        memcpy(known.text.data(), start_, length);
+        known.path = link->storedPath;
+        known.length = static_cast<uint8_t>(length);
+        known.headerLength = static_cast<uint8_t>(unit_.cursor - start_);
+        known.pathLength = static_cast<uint8_t>(strlen(known.path.data()));
+        known.mode = unit_.mode;
+        known.index = unit_.index;
+        known.handler = handler;
+        known.tree = tree_.nodes.data();
     }
 
     /// Nodes at the end of a header that may be left out, each in its turn. They keep the unit: with text left that
@@ -254,39 +256,53 @@ private:
     int32_t index_ = noIndex;
 };
 
-/// Byte by byte: the end of the unit has just been written, and wide loads across it would wait for that.
-bool beginsWith(const char* text, const scpi_lastHeader& last) {
-    size_t same = 0;
-    while (same < last.length && text[same] == last.text[same])
-        ++same;
-    return same == last.length;
+bool beginsWith(const Unit& unit, const scpi_knownHeader& known) {
+    return unit.textEnd - unit.cursor >= known.length - 1 && sameBytes(unit.cursor, known.text.data(), known.length);
 }
 
-/// Runs the unit like the last one if it has the same header.
-bool runAgain(const CommandTree& tree, Unit& unit) {
+/// The header that the unit begins with, if it is known; else null.
+const scpi_knownHeader* knownHeader(const CommandTree& tree, const Unit& unit) {
     deviceAccessMutex.assertHeld();
     scpi_link* const link = unit.link;
-    const scpi_lastHeader& last = link->lastHeader;
-    if (last.tree != tree.nodes.data() || *link->storedPathPos != 0 || !beginsWith(unit.cursor, last))
-        return false;
-    unit.cursor += last.text[last.length - 1u] == 0 ? last.length - 1 : last.length;
-    if (last.mode == modeSet)
+    if (*link->storedPathPos != 0)
+        return nullptr;
+    const scpi_knownHeader* known = &link->knownHeaders[link->latestHeader];
+    if (!beginsWith(unit, *known)) {
+        link->latestHeader ^= 1; // if it is not this one either, the next one takes its place
+        known = &link->knownHeaders[link->latestHeader];
+        if (!beginsWith(unit, *known))
+            return nullptr;
+    }
+    return known->tree == tree.nodes.data() ? known : nullptr;
+}
+
+/// What the walk would do.
+void runLike(const scpi_knownHeader& known, Unit& unit) {
+    deviceAccessMutex.assertHeld();
+    scpi_link* const link = unit.link;
+    unit.cursor += known.headerLength;
+    if (known.mode == modeSet)
         while (isBlank(*unit.cursor))
             ++unit.cursor;
-    unit.mode = last.mode;
-    unit.index = last.index;
-    link->storedPath = last.path;
-    link->storedPathPos = link->storedPath.data() + last.pathLength;
-    last.handler(unit);
-    return true;
+    unit.mode = known.mode;
+    unit.index = known.index;
+    link->storedPath = known.path;
+    link->storedPathPos = link->storedPath.data() + known.pathLength;
+    known.handler(unit);
+}
+
+[[gnu::noinline]] bool walk(const CommandTree& tree, Unit& unit) {
+    return Walk(tree, unit).children(0);
 }
 
 } // namespace
 
 bool commandTree_walk(const CommandTree& tree, Unit& unit) {
-    if (runAgain(tree, unit))
-        return true;
-    return Walk(tree, unit).children(0);
+    const scpi_knownHeader* const known = knownHeader(tree, unit);
+    if (known == nullptr)
+        return walk(tree, unit);
+    runLike(*known, unit);
+    return true;
 }
 
 bool commandTree_runOldForm(const CommandTree& tree, Unit& unit, char* text) {

@@ -177,7 +177,8 @@ void scpi_link_resetSettings(scpi_link* link) {
     link->listParser = nullptr;
     link->listError = 0;
     link->listIndex = 0;
-    link->lastHeader = {};
+    link->knownHeaders = {};
+    link->latestHeader = 0;
     link->storedPath.fill(0);
     link->storedPathPos = link->storedPath.data();
 }

@@ -60,11 +60,13 @@ enum LinkClient : uint32_t {
 inline constexpr int storedPathSize = 32;
 inline constexpr int linkAnswerMargin = 64; // a formatter may write that far beyond its room; it is never delivered
 
-/// The header that the link's last unit began with, from the root, and where it led: who polls asks the same again.
-struct scpi_lastHeader {
+/// A header that one of the link's last units began with, from the root, and where it led: who polls asks the same
+/// again.
+struct scpi_knownHeader {
     const void* tree = nullptr;  // whose walk it was; null when none is known
     std::array<char, 48> text{}; // up to the parameters
     uint8_t length = 0;          // of the text, with the NUL that ends a unit without parameters
+    uint8_t headerLength = 0;    // the same without that NUL
     uint8_t pathLength = 0;      // of `path`
     int mode = 0;                // scpi::Mode
     int32_t index = 0;           // of the unit
@@ -121,8 +123,9 @@ struct scpi_link {
     /// Short node forms, each with ':' behind it.
     std::array<char, storedPathSize> storedPath GUARDED_BY(deviceAccessMutex);
     char* storedPathPos GUARDED_BY(deviceAccessMutex);
-    scpi_lastHeader lastHeader GUARDED_BY(deviceAccessMutex);
-    uint32_t linkFlags GUARDED_BY(deviceAccessMutex); // bit 0: query echo
+    std::array<scpi_knownHeader, 2> knownHeaders GUARDED_BY(deviceAccessMutex);
+    uint32_t latestHeader GUARDED_BY(deviceAccessMutex); // of them
+    uint32_t linkFlags GUARDED_BY(deviceAccessMutex);    // bit 0: query echo
 
     Mutex bdInterruptMutex;
     BdInterruptFunction bdInterrupt GUARDED_BY(bdInterruptMutex); // of bdSend; null when it has none or is idle

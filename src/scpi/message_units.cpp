@@ -72,21 +72,19 @@ int cutOf(const scpi_link* link) REQUIRES(deviceAccessMutex, link->bufMutex) {
 }
 
 /// Runs the unit that ends at `end`; at the end mark the byte there belongs to the unit. `cut` is the parser's.
-int runUnit(scpi_link* link, char* end, bool marked, int cut, bool park) REQUIRES(deviceAccessMutex, link->bufMutex) {
+int runUnit(scpi_link* link, char* end, bool marked, int cut) REQUIRES(deviceAccessMutex, link->bufMutex) {
     char* const place = marked ? end + 1 : end;
     const char saved = *place;
     *place = 0;
-    const WaitingPlace waiting(park ? &link->waiting : nullptr);
-    const int result = scpi_parser(link, link->cmdBuf + link->cmdExec, answerPlace(link), answerRoom(link), cut, 0);
+    const int result =
+        scpi_parser(link, link->cmdBuf + link->cmdExec, place, answerPlace(link), answerRoom(link), cut, 0);
     if (marked)
         *place = saved;
     return joinAnswer(link, result);
 }
 
-} // namespace
-
-MessageRun scpi_execute_linkProgramMessage(scpi_link* link, bool park, int* overflow) {
-    *overflow = 0;
+/// All of the message that can run now, without what follows its last unit.
+MessageRun runUnits(scpi_link* link, int* overflow) REQUIRES(deviceAccessMutex, link->bufMutex) {
     const int mark = link->endMark >= 0 ? link->endMark : link->cmdScan;
     for (int i = link->cmdExec; i <= link->cmdScan; ++i) {
         i = passInside(link->cmdBuf, i, std::min(mark, link->cmdScan));
@@ -100,7 +98,7 @@ MessageRun scpi_execute_linkProgramMessage(scpi_link* link, bool park, int* over
             return MessageRun::paused;
         const bool cut = last && link->message.cut && byte != ';';
         if (!link->message.skip)
-            *overflow = std::max(*overflow, runUnit(link, link->cmdBuf + i, marked, cut ? cutOf(link) : 0, park));
+            *overflow = std::max(*overflow, runUnit(link, link->cmdBuf + i, marked, cut ? cutOf(link) : 0));
         link->message.skip = cut && link->listParser == nullptr; // a list alone takes the rest
         link->cmdExec = i + 1;
         if (link->message.waits)
@@ -111,8 +109,21 @@ MessageRun scpi_execute_linkProgramMessage(scpi_link* link, bool park, int* over
                 return MessageRun::paused;
         }
     }
-    endProgramMessage(link);
     return MessageRun::done;
+}
+
+} // namespace
+
+MessageRun scpi_execute_linkProgramMessage(scpi_link* link, bool park, int* overflow) {
+    *overflow = 0;
+    MessageRun run;
+    {
+        const WaitingPlace waiting(park ? &link->waiting : nullptr);
+        run = runUnits(link, overflow);
+    }
+    if (run == MessageRun::done)
+        endProgramMessage(link);
+    return run;
 }
 
 void scpi_execute_resume(scpi_link* link, bool inTime) {

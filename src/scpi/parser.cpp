@@ -6,6 +6,8 @@
 #include "scpi/link.h"
 #include "scpi/parameters.h"
 
+#include <cstring>
+
 scpi_parser_context* parser;
 
 namespace {
@@ -69,6 +71,11 @@ void scpi_parser_execute() {
 }
 
 int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, int cbufFull, int ignoreErrors) {
+    return scpi_parser(link, unitText, unitText + strlen(unitText), answer, answerRoom, cbufFull, ignoreErrors);
+}
+
+int scpi_parser(scpi_link* link, char* unitText, char* unitEnd, char* answer, int answerRoom, int cbufFull,
+                int ignoreErrors) {
     const ErrorScope errors(ignoreErrors != 0);
     if (link->listParser != nullptr)
         return link->listParser(link, unitText, answer, answerRoom, cbufFull);
@@ -77,8 +84,12 @@ int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, i
     Device_unregisteredFunctionCalls = 0;
     hardware_refusedCalls = 0;
     answer[0] = 0;
-    scpi::Unit unit{
-        .link = link, .device = parser->device, .cursor = unitText, .answer = answer, .answerRoom = answerRoom};
+    scpi::Unit unit{.link = link,
+                    .device = parser->device,
+                    .cursor = unitText,
+                    .textEnd = unitEnd,
+                    .answer = answer,
+                    .answerRoom = answerRoom};
 
     const bool absolute = scpi_checkForAbsolutePath(&unit.cursor);
     const bool empty = !absolute && scpi_isEmptyCommand(unit.cursor);
@@ -113,8 +124,12 @@ int scpi_parser_resume(scpi_link* link, char* answer, int answerRoom, bool inTim
     link->message.waits = false;
     hardware_refusedCalls = 0;
     answer[0] = 0;
-    scpi::Unit unit{
-        .link = link, .device = parser->device, .cursor = answer, .answer = answer, .answerRoom = answerRoom};
+    scpi::Unit unit{.link = link,
+                    .device = parser->device,
+                    .cursor = answer,
+                    .textEnd = answer,
+                    .answer = answer,
+                    .answerRoom = answerRoom};
     const Waiting waiting = link->waiting; // the operation may leave its next record there
     unit.errorCode = waiting.finish(parser->device, waiting, inTime);
     if (unit.errorCode == waiting_result)

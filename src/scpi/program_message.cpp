@@ -10,6 +10,7 @@
 #include "scpi/text/ascii.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 
@@ -18,6 +19,29 @@ namespace {
 /// A byte of text that the scan passes by.
 constexpr bool isPlain(char c) {
     return static_cast<unsigned char>(c) >= ' ' && c != ',' && c != '#';
+}
+
+// Eight bytes at once, each in its own eight bits.
+constexpr uint64_t inEachByte = 0x0101010101010101;
+
+/// Whether any of them is below `least`, which is at most 128.
+constexpr bool anyBelow(uint64_t bytes, uint64_t least) {
+    return ((bytes - least * inEachByte) & ~bytes & 128 * inEachByte) != 0;
+}
+constexpr bool anyIs(uint64_t bytes, char c) {
+    return anyBelow(bytes ^ static_cast<unsigned char>(c) * inEachByte, 1);
+}
+
+/// The first byte of [from, end) that the scan has to look at.
+char* passPlain(char* from, const char* end) {
+    for (uint64_t bytes; end - from >= ptrdiff_t{sizeof bytes}; from += sizeof bytes) {
+        memcpy(&bytes, from, sizeof bytes);
+        if (anyBelow(bytes, ' ') || anyIs(bytes, ',') || anyIs(bytes, '#'))
+            break;
+    }
+    while (from < end && scpi::ofChar<isPlain>(*from))
+        ++from;
+    return from;
 }
 
 /// An event that tells that nobody is left at the other end.
@@ -160,11 +184,7 @@ private:
         const int plainEnd = link_.endMark >= 0 ? link_.endMark : len_;
         for (; scan_ < len_; ++scan_) {
             if (hash_ < 0) {
-                const char* const end = text + plainEnd;
-                const char* at = text + scan_;
-                while (at < end && scpi::ofChar<isPlain>(*at))
-                    ++at;
-                scan_ = static_cast<int>(at - text);
+                scan_ = static_cast<int>(passPlain(text + scan_, text + plainEnd) - text);
                 if (scan_ == len_)
                     break;
             }

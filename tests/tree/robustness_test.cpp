@@ -40,7 +40,7 @@ TEST_F(Robustness, HandlersStayInTheirRoomAndNeverCallAbsentSlots) {
     const auto run = [this](const Row& row, int mode, const char* parameter, int room) {
         SCOPED_TRACE(std::string(row.header) + (mode == modeQuery ? "? " : " ") + parameter + std::to_string(room));
         std::string cursor = parameter, answer(256, guard);
-        Unit unit{&link_, nullptr, cursor.data(), answer.data(), room};
+        Unit unit{&link_, nullptr, cursor.data(), cursor.data() + strlen(cursor.data()), answer.data(), room};
         unit.mode = mode;
         unit.index = 1;
         const MutexLock access(deviceAccessMutex); // as a pass does

@@ -58,18 +58,23 @@ bool isShortNumber(const char* text, int32_t* value) {
     return digits > 0 && text[digits] == 0;
 }
 
-} // namespace
-
-int scpi_str2int(char* text, int32_t* value) {
-    if (int32_t number; isShortNumber(text, &number)) {
-        *value = number;
-        return 0;
-    }
+/// Any other number.
+[[gnu::noinline]] int readInt(char* text, int32_t* value) {
     Decimal decimal;
     const int error = decimal.read(text, nullptr);
     if (error == 0)
         *value = scpi_stdstr2int(decimal.string);
     return error;
+}
+
+} // namespace
+
+int scpi_str2int(char* text, int32_t* value) {
+    int32_t number;
+    if (!isShortNumber(text, &number))
+        return readInt(text, value);
+    *value = number;
+    return 0;
 }
 
 int scpi_str2uint(char* text, uint32_t* value) {

@@ -9,7 +9,7 @@
 namespace scpi {
 namespace {
 
-constexpr char maker[] = "Tolvane AG";
+constexpr std::string_view maker = "Tolvane AG";
 constexpr int32_t settingsNumberMax = 999;
 
 /// An 8-bit register with a getter and a setter.
@@ -75,9 +75,11 @@ void common_statusByte(Unit& unit) {
 void common_identify(Unit& unit) {
     if (!noParameters(unit))
         return;
-    const char* const model = Device_getName ? Device_getName(unit.device) : "undefined";
-    answerText(unit, {maker, ",", model, device_config_getModelNameExt_bracketed(), ",", device_config_getSN(), ",",
-                      device_config_getFWVersion()});
+    constexpr std::string_view comma = ",";
+    const std::string_view model = Device_getName ? Device_getName(unit.device) : "undefined";
+    const std::string_view extension = device_config_getModelNameExt_bracketed();
+    const std::string_view serialNumber = device_config_getSN(), version = device_config_getFWVersion();
+    answerTexts(unit, maker, comma, model, extension, comma, serialNumber, comma, version);
     unit.quiet = unit.errorCode == 0;
 }
 

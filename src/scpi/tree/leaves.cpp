@@ -12,6 +12,8 @@
 namespace scpi {
 
 bool noParameters(Unit& unit) {
+    if (unit.cursor == unit.textEnd && scpi_analyse_cbufFull() == 0) // as nearly always
+        return true;
     const int32_t error = scpi_getParameters(unit.cursor, {});
     if (error != 0)
         unit.errorCode = error;
@@ -52,37 +54,11 @@ int upToParameters(Unit& unit, std::span<char*> fields) {
     return static_cast<int>(taken);
 }
 
-namespace {
-
-/// Most pieces are too short to be worth a call.
-char* put(char* at, std::string_view piece) {
-    constexpr size_t word = 8;
-    const char* from = piece.data();
-    size_t left = piece.size();
-    for (; left >= word; left -= word, from += word, at += word)
-        memcpy(at, from, word);
-    for (; left > 0; --left)
-        *at++ = *from++;
-    return at;
-}
-
-} // namespace
-
-void answerText(Unit& unit, std::initializer_list<std::string_view> pieces) {
-    size_t length = 0;
-    for (const std::string_view piece : pieces)
-        length += piece.size();
-    if (unit.answerRoom <= 0 || length >= static_cast<size_t>(unit.answerRoom)) {
-        unit.answerLength = 0;
-        unit.errorCode = queryError;
-        return;
-    }
-    char* at = unit.answer;
-    for (const std::string_view piece : pieces)
-        at = put(at, piece);
-    *at = 0;
-    unit.answerLength = length == 0 ? 1 : static_cast<int32_t>(length);
-    unit.errorCode = 0;
+bool answerHasRoom(Unit& unit, size_t length) {
+    const bool fits = unit.answerRoom > 0 && length < static_cast<size_t>(unit.answerRoom);
+    unit.answerLength = 0;
+    unit.errorCode = fits ? 0 : queryError;
+    return fits;
 }
 
 void answerQuoted(Unit& unit, const char* text) {

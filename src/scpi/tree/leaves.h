@@ -8,11 +8,12 @@
 
 #include "device_table/device_fptrs.h"
 #include "scpi/nodes.h"
+#include "scpi/text/short_text.h"
 #include "scpi/unit.h"
 
 #include <array>
+#include <concepts>
 #include <cstddef>
-#include <initializer_list>
 #include <span>
 #include <string_view>
 #include <type_traits>
@@ -30,8 +31,21 @@ namespace scpi {
 
 // Answers. They set the unit's error to 0, or to -400 with no answer at all if the room is too small.
 
+/// True if a text of that length fits; else there is no answer, and that is the unit's error.
+[[nodiscard]] bool answerHasRoom(Unit& unit, size_t length);
 /// Joins the pieces. Nothing at all is still an answer: an empty line.
-void answerText(Unit& unit, std::initializer_list<std::string_view> pieces);
+template <std::same_as<std::string_view>... Pieces> void answerTexts(Unit& unit, Pieces... pieces) {
+    const size_t length = (pieces.size() + ...);
+    if (!answerHasRoom(unit, length))
+        return;
+    char* at = unit.answer;
+    ((at = putText(at, pieces)), ...);
+    *at = 0;
+    unit.answerLength = length == 0 ? 1 : static_cast<int32_t>(length);
+}
+inline void answerText(Unit& unit, std::string_view text) {
+    answerTexts(unit, text);
+}
 /// In double quotes.
 void answerQuoted(Unit& unit, const char* text);
 void answerInt(Unit& unit, int32_t value);
