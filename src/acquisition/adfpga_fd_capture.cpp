@@ -4,6 +4,7 @@
 #include "acquisition/adfpga_generation.h"
 #include "acquisition/adfpga_link.h"
 #include "acquisition/adfpga_start.h"
+#include "base/error_codes.h"
 #include "base/tvdebug.h"
 #include "core/abstime.h"
 
@@ -104,8 +105,9 @@ int fetchStage(TVPN_ADFPGA* board, uint32_t stage, double budget_s) {
     return status;
 }
 
-void endCapture(TVPN_ADFPGA* board, int status) {
-    if (cancelled(board))
+/// `asked`: each stage was asked for its block, so that none runs on.
+void endCapture(TVPN_ADFPGA* board, int status, bool asked) {
+    if (cancelled(board) || !asked)
         std::ignore = TVPN_ADFPGA_fpgaCommandF(board, "stagea"); // the capture has its status
     TVPN_ADFPGA_exitTransferTask(board, status);
 }
@@ -121,9 +123,12 @@ void* TVPN_ADFPGA_1_captureFdSamples_task(void* argument) {
     auto* const board = static_cast<TVPN_ADFPGA*>(argument);
     int status = configure(board);
     const uint32_t stages = status == 0 ? board->inForce.fdStages.get() : 0;
-    for (uint32_t stage = 0; stage < stages && !cancelled(board); ++stage)
+    bool asked = true;
+    for (uint32_t stage = 0; stage < stages && !cancelled(board); ++stage) {
         status = fetchStage(board, stage, stageBudget_s(board, stage)); // each starts afresh: the last one counts
-    endCapture(board, status);
+        asked = asked && status != scpi::executionError;
+    }
+    endCapture(board, status, asked);
     return nullptr;
 }
 
@@ -154,12 +159,14 @@ void* TVPN_ADFPGA_2_captureFdSamples_task(void* argument) {
     const double total_s = captureBudget_s(board);
     double passed_s = 0;
     const uint32_t stages = status == 0 ? board->inForce.fdStages.get() : 0;
+    bool asked = true;
     for (uint32_t stage = 0; stage < stages && !cancelled(board); ++stage) {
         sleepThroughLongCapture(board, total_s - passed_s);
         passed_s = tv_abstime_secondsSince(start);
         status = fetchStage(board, stage, total_s - passed_s); // each starts afresh: the last one counts
+        asked = asked && status != scpi::executionError;
     }
-    endCapture(board, status);
+    endCapture(board, status, asked);
     return nullptr;
 }
 

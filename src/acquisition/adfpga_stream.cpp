@@ -86,10 +86,14 @@ int TVPN_ADFPGA_receiveSsc_rt(TVPN_ADFPGA* board, void* buffer, uint32_t maxByte
         board->sscState = sscReceiving;
         fd = board->sscFd;
     }
-    const long result = rt_dev_read(fd, buffer, maxBytes & ~3U);
+    // Only a read with room tells the end of a block, one without arms the device.
+    uint32_t beyond = 0;
+    const bool isFull = maxBytes < sizeof beyond;
+    const long result = isFull ? rt_dev_read(fd, &beyond, sizeof beyond)
+                               : rt_dev_read(fd, buffer, maxBytes / sizeof beyond * sizeof beyond);
     if (result < 0)
         return scpi::timeOutError;
-    *received = static_cast<uint32_t>(result);
+    *received = isFull ? 0 : static_cast<uint32_t>(result);
     board->sscRemaining = board->sscRemaining - std::min(board->sscRemaining.get(), *received);
     return 0;
 }

@@ -171,11 +171,16 @@ TEST_F(SpiBusTest, AHeldSelectSpansTransfers) {
     EXPECT_EQ(request(tvko_selectChip, 10), 0);
     send(10, {1, 2});
     send(10, {3, 4});
-    send(20, {1, 2, 3});
+    uint8_t toTheOther[] = {1, 2, 3};
+    tvko_transfer other{20, sizeof toTheOther, 0, 0, toTheOther};
+    EXPECT_LT(request(tvko_send, reinterpret_cast<uintptr_t>(&other)), 0) << "both would take it";
+    EXPECT_EQ(bus.faults(), 1u);
     EXPECT_EQ(request(tvko_selectChip, 20), 0);
     EXPECT_EQ(two.log, "Swws") << "one select line at a time";
     EXPECT_EQ(request(tvko_deselectChip, 0), 0);
-    EXPECT_EQ(alsoThree.log, "SwsSs");
+    EXPECT_EQ(alsoThree.log, "Ss");
+    send(20, {1, 2, 3});
+    EXPECT_EQ(alsoThree.log, "SsSws");
 }
 
 TEST_F(SpiBusTest, AListIsWalkedToItsEndOrItsFirstFault) {

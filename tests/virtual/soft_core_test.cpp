@@ -13,6 +13,8 @@ using namespace vi;
 namespace {
 
 constexpr uint32_t lines = 248, clockChip = 249, adc = 250, commandSlave = 251, answerSlave = 254;
+constexpr uint32_t clockSync = 1 << 9, oscillator = 1 << 21; // second generation
+constexpr uint32_t supplies = 0xE40100;                      // first generation
 constexpr uint64_t ms = 1'000'000;
 constexpr uint8_t offsetBinary = 0, twosComplement = 1;
 
@@ -21,9 +23,14 @@ class Rig {
 public:
     explicit Rig(FpgaGeneration generation)
         : second_(generation == FpgaGeneration::second), board(bus, {generation, true}, source, 1) {
+        setLines(0);
         if (second_) {
             send(clockChip, {0x00, 0x04, 0x00, 0x84, 0x80, 0x00, 0x00, 0x01, 0x00, 0x84, 0x80, 0x44,
                              0x64, 0x00, 0x01, 0x00, 0x00, 0x3B, 0x0F, 0x08, 0x30, 0x04, 0x00, 0x00});
+            setLines(clockSync);
+            clock_spend(2 * ms);
+            setLines(0);
+            setAdcs(0x15, 0x0F);
         } else {
             for (const uint8_t divider : {0x4D, 0x4F})
                 send(clockChip, {0x80, divider, 0x00}); // bypassed
@@ -40,9 +47,14 @@ public:
         tvko_transfer transfer{address, static_cast<uint32_t>(frame.size()), 0, 0, frame.data()};
         return bus.ioctl(tvko_send, reinterpret_cast<uintptr_t>(&transfer));
     }
+    /// What must be on for a clock to run is.
+    int setLines(uint32_t set) {
+        set |= second_ ? oscillator : supplies;
+        return send(lines, {uint8_t(set), uint8_t(set >> 8), uint8_t(set >> 16)});
+    }
     void setAdcs(uint8_t number, uint8_t value) {
         for (const uint32_t select : second_ ? std::vector<uint32_t>{1 | 1 << 14, 1 << 13} : std::vector<uint32_t>{0}) {
-            send(lines, {uint8_t(select), uint8_t(select >> 8), uint8_t(select >> 16)});
+            setLines(select);
             send(adc, {value, number, 0x00});
             send(adc, {0x01, 0xFF, 0x00});
         }
@@ -66,8 +78,8 @@ public:
     }
     /// A block of T that follows a command, as far as it comes.
     template <class T> std::vector<T> receive(size_t count, std::string_view texts, uint32_t timeout_us = 10'000'000) {
-        std::vector<T> block(count);
-        const size_t bytes = count * sizeof(T);
+        std::vector<T> block(count + 1); // only a read with room tells the end
+        const size_t bytes = count * sizeof(T), room = bytes + sizeof(T);
         const int fd = rt_dev_open(sampleStream_deviceName, O_RDWR);
         const std::string text = std::to_string(bytes) + ",0,2,1\n";
         EXPECT_EQ(rt_dev_write(fd, text.data(), text.size()), static_cast<long>(text.size()));
@@ -80,9 +92,9 @@ public:
         rt_task_set_mode(0, rt_modePrimary, nullptr);
         size_t done = 0;
         const auto read = [&] { // the first piece ends within a word, then much may be there at once
-            const size_t pieceBytes = done == 0 ? 5 : bytes;
+            const size_t pieceBytes = done == 0 ? 5 : room;
             clock_spend(done == 0 ? 0 : ms);
-            return rt_dev_read(fd, reinterpret_cast<uint8_t*>(block.data()) + done, std::min(pieceBytes, bytes - done));
+            return rt_dev_read(fd, reinterpret_cast<uint8_t*>(block.data()) + done, std::min(pieceBytes, room - done));
         };
         for (long got; (got = read()) > 0;)
             done += static_cast<size_t>(got);
@@ -139,9 +151,11 @@ TEST_P(BothGenerations, WhatIsUnknownOrOutOfOrderOrRangeIsPassedOverAndCounted) 
         {routed + ",muxax1,muxbx1,stage#n,stage#x", {"muxe"}},
         {spectraOpen, {"stage8100", "stage6l300", "stage6l64", "stage7l32768", "stage0f"}},
         {spectraOpen + "stage01,muxe", {"stage1f", "stage02"}},
-        {spectraOpen + "stage01,muxe,dbg0", {"stage0f"}},
+        {spectraOpen + "stage01,muxe,stagea,dbg0", {"stage0f"}},
         {"freq0125000000", {"freq0r"}},
         {"freqae,freqad", {"freqag"}},
+        {"freqae", {"muxd"}}, // both want the ADCs
+        {std::string(spectra) + "stage01,muxe", {"dbg0"}},
     };
     uint64_t expected = 0;
     for (const auto& [before, refused] : cases)
@@ -252,7 +266,7 @@ TEST(AcquisitionBoardTest, LinesSelectAnAdcAndTheReference) {
     Rig rig(FpgaGeneration::second);
     for (const uint32_t select : {1 | 1 << 14, 1 << 13, 1 << 14, 1 | 1 << 13, 0, 1 << 13 | 1 << 14}) {
         const bool heard = select == (1 | 1 << 14) || select == 1 << 13;
-        rig.send(lines, {uint8_t(select), uint8_t(select >> 8), 0});
+        rig.setLines(select);
         EXPECT_EQ(rig.send(adc, {0x09, 0x14, 0x00}) == 0, heard) << select;
     }
     const auto status = [&] {
@@ -263,12 +277,12 @@ TEST(AcquisitionBoardTest, LinesSelectAnAdcAndTheReference) {
         return frame >> 1;
     };
     constexpr int locked = 1 << 3, missing = 1 << 2;
-    rig.send(lines, {0, 0, 1}); // to the external reference, which is missing
+    rig.setLines(1 << 16); // to the external reference, which is missing
     clock_spend(10 * ms);
     EXPECT_EQ(status(), missing);
     rig.board.setExternalReference(true);
     EXPECT_EQ(status(), locked);
-    rig.send(lines, {0, 0, 0});
+    rig.setLines(0);
     EXPECT_EQ(status(), 0) << "not at once";
     clock_spend(10 * ms);
     EXPECT_EQ(status(), locked);

@@ -19,10 +19,13 @@ enum Line : unsigned {
     linePll = 0,  // first generation
     lineAdcA = 0, // second generation
     lineReset = 4,
+    lineClockSync = 9, // second generation
     lineSelectA = 13,
     lineSelectB = 14,
     lineExternalReference = 16,
+    lineOscillator = 21, // second generation: its supply
 };
+constexpr unsigned suppliesFirst = 0xE40100; // lines that hold the analog supplies of the first generation
 constexpr uint64_t statusReferenceMissing = 1 << 2, statusLocked = 1 << 3;
 
 constexpr size_t controlBytes = 3, statusBytes = 1;
@@ -31,8 +34,10 @@ constexpr double reference_10MHz = 10e6;
 constexpr double oscillatorFirst_Hz = 125e6, oscillatorSecond_Hz = 1000e6; // that the PLLs pull
 constexpr double oscillatorReach = 100e-6;                                 // of the crystal
 constexpr uint64_t lockTime_ns = 5'000'000;
-constexpr unsigned adcClockOutput = 1, fpgaClockOutput = 2; // of the AD9512
-constexpr unsigned adcClockOutputA = 0;                     // of the LTC6950
+constexpr unsigned adcClockOutput = 1, fpgaClockOutput = 2;     // of the AD9512
+constexpr std::array<unsigned, channels> adcClockOutputs{0, 3}; // of the LTC6950
+constexpr unsigned fpgaClockOutputSecond = 4;
+constexpr uint64_t syncPulseMin_ns = 1'000'000; // below it the outputs do not take the pulse
 
 } // namespace
 
@@ -70,10 +75,17 @@ AcquisitionBoard::~AcquisitionBoard() {
 
 bool AcquisitionBoard::setLines(std::span<const uint8_t> frame, uint32_t mode) {
     const bool external = lines_.line(lineExternalReference), reset = lines_.line(lineReset);
+    const bool synchronises = lines_.line(lineClockSync), oscillates = lines_.line(lineOscillator);
     if (!lines_.send(frame, mode))
         return false;
-    if (lines_.line(lineExternalReference) != external)
+    if (lines_.line(lineExternalReference) != external || lines_.line(lineOscillator) != oscillates)
         clockSince_ns_ = clock_now();
+    if (!lines_.line(lineOscillator))
+        inStep_ = false;
+    else if (!synchronises && lines_.line(lineClockSync))
+        syncSince_ns_ = clock_now();
+    else if (synchronises && !lines_.line(lineClockSync))
+        inStep_ = clock_now() >= syncSince_ns_ + syncPulseMin_ns;
     if (lines_.line(lineReset) != reset)
         core_.setReset(!reset);
     return true;
@@ -83,6 +95,7 @@ bool AcquisitionBoard::sendClock(std::span<const uint8_t> frame, uint32_t mode) 
     if (!second() && !lines_.line(linePll))
         return distribution_.send(frame, mode);
     clockSince_ns_ = clock_now();
+    inStep_ = false;
     return second() ? clock_.send(frame, mode) : kind_.referencePll && referencePll_.send(frame, mode);
 }
 
@@ -100,7 +113,8 @@ double AcquisitionBoard::reference_Hz() const {
 bool AcquisitionBoard::clockLocked() const {
     const double wanted = second() ? oscillatorSecond_Hz : oscillatorFirst_Hz;
     const double pulled = second() ? clock_.vco_Hz(reference_Hz()) : referencePll_.lockedAt_Hz(reference_Hz());
-    const bool pulls = second() ? clock_.pump() == Ltc6950Model::Pump::regulating : kind_.referencePll;
+    const bool pulls =
+        second() ? lines_.line(lineOscillator) && clock_.pump() == Ltc6950Model::Pump::regulating : kind_.referencePll;
     return pulls && std::abs(pulled - wanted) <= oscillatorReach * wanted &&
            clock_now() >= clockSince_ns_ + lockTime_ns;
 }
@@ -108,8 +122,9 @@ bool AcquisitionBoard::clockLocked() const {
 /// Unlocked oscillators stand near their frequency.
 double AcquisitionBoard::sampleClock_Hz() const {
     if (second())
-        return clock_.output_Hz(adcClockOutputA, reference_10MHz);
-    const bool runs = distribution_.clockInput() == 1 && distribution_.powered(adcClockOutput) &&
+        return lines_.line(lineOscillator) ? clock_.output_Hz(fpgaClockOutputSecond, reference_10MHz) : 0;
+    const bool supplied = (lines_.lines() & suppliesFirst) == suppliesFirst;
+    const bool runs = supplied && distribution_.clockInput() == 1 && distribution_.powered(adcClockOutput) &&
                       distribution_.powered(fpgaClockOutput) &&
                       distribution_.ratio(adcClockOutput) == distribution_.ratio(fpgaClockOutput);
     return runs ? oscillatorFirst_Hz / distribution_.ratio(adcClockOutput) : 0;
@@ -118,7 +133,16 @@ double AcquisitionBoard::sampleClock_Hz() const {
 ConverterState AcquisitionBoard::converters() const {
     const FastAdcModel& a = adcs_[channelA];
     const FastAdcModel& b = second() ? adcs_[channelB] : a;
-    return {sampleClock_Hz(), {AdcWords(a, a.differentialOutputs()), AdcWords(b, b.differentialOutputs())}};
+    return {sampleClock_Hz(), {AdcWords(a, reachesFpga(channelA)), AdcWords(b, reachesFpga(channelB))}};
+}
+
+/// The FPGA takes the words of a converter that drives its lines, and whose clock runs at the FPGA's own and in step.
+bool AcquisitionBoard::reachesFpga(Channel channel) const {
+    if (!second())
+        return adcs_[channelA].differentialOutputs();
+    const unsigned output = adcClockOutputs[channel];
+    return adcs_[channel].differentialOutputs() && inStep_ && clock_.synchronised(output) &&
+           clock_.output_Hz(output, reference_10MHz) == sampleClock_Hz();
 }
 
 /// The register takes the lines at the end of a read, for the next one.

@@ -9,6 +9,10 @@
 ///        set for A and clear for B
 ///   251  commands to the soft core, 254 its answers
 ///
+/// Second generation: line 21 supplies the oscillator, and a pulse of line 9 of a millisecond or more puts the outputs
+/// of the clock in step; converters that are not in step with the FPGA do not reach it. First generation: lines 8, 18
+/// and 21 to 23 hold the analog supplies on.
+///
 /// Status: line 3 tells that the sample clock is locked to its reference; on the second generation line 2 tells that
 /// the reference is missing.
 
@@ -71,6 +75,7 @@ private:
     [[nodiscard]] bool clockLocked() const;
     [[nodiscard]] double sampleClock_Hz() const;
     [[nodiscard]] ConverterState converters() const;
+    [[nodiscard]] bool reachesFpga(Channel channel) const;
     [[nodiscard]] uint64_t status();
 
     // The chips are guarded by the bus's lock.
@@ -80,6 +85,8 @@ private:
     uint64_t status_ = 0; // as the next read finds it
     InputRegister statusLines_;
     uint64_t clockSince_ns_ = 0; // the last change of what the clock's lock depends on
+    uint64_t syncSince_ns_ = 0;
+    bool inStep_ = false; // clock outputs of the second generation
     Adf4xxxModel referencePll_;
     Ad9512Model distribution_;
     Ltc6950Model clock_;

@@ -161,8 +161,10 @@ long SampleStream::read(std::span<uint8_t> data) {
         return -EBADF;
     if (!rtTask_inPrimaryMode())
         return refuse(-EPERM, "read in secondary mode");
-    if (data.empty())
+    if (data.data() == nullptr)
         return arm();
+    if (data.empty())
+        return refuse(-EINVAL, "read without room");
     if (state_ != State::armed)
         return refuse(-EINVAL, "read before the reception was armed");
     const long there = wait(lock);

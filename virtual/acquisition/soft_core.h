@@ -14,7 +14,8 @@
 ///   xadcp                                 sends the temperature as a text over the stream (second generation)
 ///   test0x55555555                        sends a test pattern
 ///
-/// Anything else, and anything out of order or range, it passes over; that is refused and counted.
+/// Stages that run are ended by fetching each or by stagea, ADC counters by freqad, before anything else takes the
+/// ADCs. Anything else, and anything out of order or range, it passes over; that is refused and counted.
 
 #include "virtual/acquisition/soft_core_counters.h"
 #include "virtual/acquisition/soft_core_samples.h"
@@ -122,6 +123,7 @@ private:
     bool sendTemperature(const Arguments& arguments);
     bool sendPattern(const Arguments& arguments);
 
+    bool freeAdcs();
     [[nodiscard]] bool routedFor(Sequence sequence) const;
     bool advance(Step from, Step to);
     bool answer(const std::string& text);

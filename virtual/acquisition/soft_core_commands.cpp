@@ -81,18 +81,25 @@ bool SoftCore::ping(const Arguments&) {
 
 // ---- set-up of a sequence -------------------------------------------------------------------------------------------
 
-bool SoftCore::tapSamples(const Arguments&) {
+/// For who takes the ADCs' words. What still has them is broken off, which its owner should have done.
+bool SoftCore::freeAdcs() {
+    const bool free = !counters_.adcRuns() && !spectra_.busy();
+    counters_.stopAdc();
     spectra_.abort();
+    return free;
+}
+
+bool SoftCore::tapSamples(const Arguments&) {
+    const bool free = freeAdcs();
     sequence_ = Sequence::none;
     step_ = Step::closed;
     tapped_ = true;
-    return true;
+    return free;
 }
 
 bool SoftCore::openSamples(const Arguments&) {
     if (!tapped_)
         return false;
-    spectra_.abort();
     sequence_ = Sequence::samples;
     step_ = Step::open;
     tapped_ = false;
@@ -101,11 +108,12 @@ bool SoftCore::openSamples(const Arguments&) {
 }
 
 bool SoftCore::openSpectra(const Arguments&) {
+    const bool free = freeAdcs();
     spectra_.open();
     sequence_ = Sequence::spectra;
     step_ = Step::open;
     tapped_ = false;
-    return true;
+    return free;
 }
 
 bool SoftCore::routeA(const Arguments&) {
@@ -196,8 +204,9 @@ bool SoftCore::answerCount(const Arguments& arguments) {
 }
 
 bool SoftCore::startAdcCounters(const Arguments&) {
+    const bool free = freeAdcs();
     counters_.startAdc(links_.converters());
-    return true;
+    return free;
 }
 
 bool SoftCore::stopAdcCounters(const Arguments&) {

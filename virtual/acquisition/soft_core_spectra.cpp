@@ -99,6 +99,8 @@ bool SpectrumPipeline::start(ConverterState converters) {
     running_ = std::make_shared<Capture>();
     running_->setup = setup_;
     running_->converters = std::move(converters);
+    for (uint32_t stage = 0; stage < coreStages; ++stage)
+        unfetched_ |= (setup_.stages[stage].records != 0 ? 1U : 0U) << stage;
     const uint64_t now = clock_now();
     const double sampling_s = schedule(running_.get(), now);
     const std::lock_guard lock(source_.mutex);
@@ -125,6 +127,7 @@ double SpectrumPipeline::schedule(Capture* capture, uint64_t start_ns) const {
 std::optional<StreamBlock> SpectrumPipeline::fetch(uint32_t stage) {
     if (running_ == nullptr || stage >= coreStages || running_->setup.stages[stage].records == 0)
         return std::nullopt;
+    unfetched_ &= ~(1U << stage);
     const uint32_t bytes = running_->setup.stages[stage].points * sizeof(SpectrumPoint);
     const auto fill = [this, capture = running_, stage](uint32_t offset, std::span<uint8_t> out) {
         const std::lock_guard lock(source_.mutex);
@@ -139,6 +142,7 @@ std::optional<StreamBlock> SpectrumPipeline::fetch(uint32_t stage) {
 
 void SpectrumPipeline::abort() {
     running_.reset();
+    unfetched_ = 0;
     step_ = Step::closed;
 }
 

@@ -34,6 +34,8 @@ public:
     /// The result of a stage, which sets out when the stage is ready.
     [[nodiscard]] std::optional<StreamBlock> fetch(uint32_t stage);
     void abort();
+    /// Stages run that nobody has fetched.
+    [[nodiscard]] bool busy() const { return unfetched_ != 0; }
 
 private:
     enum class Step { closed, open, selectedA, selectedB, moded, cleared };
@@ -66,6 +68,7 @@ private:
     Step step_ = Step::closed;
     Setup setup_;
     std::shared_ptr<Capture> running_;
+    uint32_t unfetched_ = 0; // stages of it, a bit each
 };
 
 } // namespace vi

@@ -221,6 +221,8 @@ int SpiBus::transfer(const Pass& pass) {
         return fault(text("nobody at address ", pass.address, ", segment ", pass.board, " (", kind, " of ", pass.length,
                           " bytes)"));
     const bool held = chip == selected_;
+    if (!held && selected_ != nullptr)
+        return fault(text(kind, " at address ", pass.address, " while another chip is held selected"));
     if (!held)
         chip->select(true);
     const bool taken = pass.read ? chip->receive({pass.room, pass.length}, pass.mode, pass.board) //

@@ -52,7 +52,8 @@ std::optional<uint16_t> FastAdcModel::output(int16_t sample) const {
 }
 
 bool FastAdcModel::differentialOutputs() const {
-    return kind_ == Kind::ad9467 || bitsOf(reg(adcOutputMode), 6, 6) != 0;
+    constexpr uint32_t fullDrive = 15; // less does not get across the board
+    return kind_ == Kind::ad9467 ? bitsOf(reg(0x15), 3, 0) == fullDrive : bitsOf(reg(adcOutputMode), 6, 6) != 0;
 }
 
 Ad9512Model::Ad9512Model()
