@@ -170,6 +170,8 @@ TEST_P(AdfpgaTest, TheBoardComesUpLockedAndPassesItsSelfTest) {
     EXPECT_EQ(TVPN_ADFPGA_isRefExternalLocked(driver), 1);
     unit.board.core().spoil({.corruptAnswers = true});
     EXPECT_LT(TVPN_ADFPGA_selftest(driver), 0);
+    unit.board.core().spoil({.deadDecimator = true});
+    EXPECT_LT(TVPN_ADFPGA_selftest(driver), 0);
     EXPECT_EQ(refusals(), before) << refusalTexts();
 }
 
@@ -187,6 +189,7 @@ TEST_P(AdfpgaTest, AfterAnyTransferThatFailedTheNextCaptureIsGood) {
              tvfreq input{};
              EXPECT_EQ(TVPN_ADFPGA_countFrequency(driver, &input), 0);
              EXPECT_NEAR(tvfreq2double(&input, nullptr), 10e6, 10);
+             EXPECT_NEAR(TVPN_ADFPGA_getCounterMinimum(driver), 0.01 * 10e6 / 2, 2) << "periods, not ticks";
          }},
         {"ADC counters", [&] { return countAdc(); }, [&] { EXPECT_EQ(countAdc(), 0); }},
     };
@@ -242,6 +245,11 @@ TEST_P(AdfpgaTest, ASilentCoreEndsEveryCaptureWithATimeOut) {
         EXPECT_NEAR(double(clock_now() - start_ns) / 1e9, expected_s, 0.003);
     };
     expectTimeOut([&] { return captureFd(); }, unit.second ? 2.0786 : 2.0147);
+    if (unit.second) { // a length for which the core is given time to transform in software
+        TVPN_ADFPGA_setFdSamplesCount(driver, 0, 512);
+        expectTimeOut([&] { return captureFd(); }, 2 + 1.2 * 2 * 1000 * 512 / 100e3);
+        TVPN_ADFPGA_setFdSamplesCount(driver, 0, 4096);
+    }
     expectTimeOut([&] { return TVPN_ADFPGA_captureTdSamples(driver); }, 2);
     tvfreq input{1, 1};
     EXPECT_EQ(TVPN_ADFPGA_countFrequency(driver, &input), timedOut);

@@ -44,6 +44,9 @@ TEST_F(Chips, OperationsSendTheFramesOfTheDataSheets) {
         {[](C& c) { return AD9467_setTestMode(&c.adcA, 8); }, refused, ""},
         {[](C& c) { return AD9512_setDivideRatio(&c.clocks, 1, 33); }, refused, "0:00 00 4D 20"},
         {[](C& c) { return AD9512_setDivideRatio(&c.clocks, 4, 32); }, 0, "0:FF 00 53 20"},
+        {[](C& c) { return AD9912_init(&c.dds, 11, 3), 0; }, 0, "0:D0 10 00 | 0:FF 01 0C 24"},
+        {[](C& c) { return AD9912_powerDown(&c.dds); }, 0, "0:D2 10 00"},
+        {[](C& c) { return AD9912_powerUp(&c.dds); }, 0, "0:D0 10 00"},
         {[](C& c) { return AD9912_setFsc(&c.dds, 800); }, 0, "0:20 03 0C 24"},
         {[](C& c) { return AD9912_applyFtwOnly(&c.dds, 0x0102030405060708); }, 0, "0:08 07 06 05 04 03 AB 61"},
         {[](C& c) { return AD9914_init(&c.dds1B, 12, 3, c.dds1B.ioUpdate), 0; }, 0,
@@ -53,6 +56,7 @@ TEST_F(Chips, OperationsSendTheFramesOfTheDataSheets) {
          "0:78 56 34 12 13 | 0:78 56 34 12 15 | 0:78 56 34 12 17 | 0:78 56 34 12 19"},
         {[](C& c) { return ADF4002_init(&c.clockPll, 13, 3, 0), 0; }, 0,
          "0:06 80 1F | 0:04 00 00 | 0:01 01 00 | 0:02 80 1F"},
+        {[](C& c) { return ADF4002_setManualRNConfig(&c.clockPll, 2, 25); }, 0, "0:01 19 00 | 0:08 00 00"},
         {[](C& c) { return ADF4002_setManualRNConfig(&c.clockPll, 1, 8192); }, refused, ""},
         {[](C& c) { return ADF4106_init(&c.counterPll, 14, 3), 0; }, 0,
          "0:06 80 1F | 0:04 00 00 | 0:01 04 00 | 0:02 80 1F"},
@@ -79,6 +83,9 @@ TEST_F(Chips, OperationsSendTheFramesOfTheDataSheets) {
         {[](C& c) { return MCP4131_setWiperRatio(&c.fan, 1e30); }, 0, "0:7F 00"},
         {[](C& c) { return MCP4131_setWiperRatio(&c.fan, std::nan("")); }, 0, "0:00 00"},
         {[](C& c) { return SRI_setValue(&c.outputs, 0x0102030405060708); }, 0, "0:08 07 06"},
+        {[](C& c) { return SRI_changeByte(&c.outputs, 1, 0xA5); }, 0, "0:08 A5 06"},
+        {[](C& c) { return SRI_changeByte(&c.outputs, 8, 1); }, 0, ""},
+        {[](C& c) { return SRI_setBit(&c.outputs, 64); }, 0, ""},
     };
     taken();
     for (const Frames& row : rows) {

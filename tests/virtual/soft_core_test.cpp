@@ -27,6 +27,7 @@ public:
         if (second_) {
             send(clockChip, {0x00, 0x04, 0x00, 0x84, 0x80, 0x00, 0x00, 0x01, 0x00, 0x84, 0x80, 0x44,
                              0x64, 0x00, 0x01, 0x00, 0x00, 0x3B, 0x0F, 0x08, 0x30, 0x04, 0x00, 0x00});
+            clock_spend(100 * ms); // until it is locked
             setLines(clockSync);
             clock_spend(2 * ms);
             setLines(0);
@@ -278,12 +279,12 @@ TEST(AcquisitionBoardTest, LinesSelectAnAdcAndTheReference) {
     };
     constexpr int locked = 1 << 3, missing = 1 << 2;
     rig.setLines(1 << 16); // to the external reference, which is missing
-    clock_spend(10 * ms);
+    clock_spend(100 * ms);
     EXPECT_EQ(status(), missing);
     rig.board.setExternalReference(true);
     EXPECT_EQ(status(), locked);
     rig.setLines(0);
     EXPECT_EQ(status(), 0) << "not at once";
-    clock_spend(10 * ms);
+    clock_spend(100 * ms);
     EXPECT_EQ(status(), locked);
 }

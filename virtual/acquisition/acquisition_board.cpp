@@ -33,9 +33,9 @@ constexpr size_t controlBytes = 3, statusBytes = 1;
 constexpr double reference_10MHz = 10e6;
 constexpr double oscillatorFirst_Hz = 125e6, oscillatorSecond_Hz = 1000e6; // that the PLLs pull
 constexpr double oscillatorReach = 100e-6;                                 // of the crystal
-constexpr uint64_t lockTime_ns = 5'000'000;
-constexpr unsigned adcClockOutput = 1, fpgaClockOutput = 2;     // of the AD9512
-constexpr std::array<unsigned, channels> adcClockOutputs{0, 3}; // of the LTC6950
+constexpr uint64_t lockTime_ns = 60'000'000;                               // of the crystal's loop, which is narrow
+constexpr unsigned adcClockOutput = 1, fpgaClockOutput = 2;                // of the AD9512
+constexpr std::array<unsigned, channels> adcClockOutputs{0, 3};            // of the LTC6950
 constexpr unsigned fpgaClockOutputSecond = 4;
 constexpr uint64_t syncPulseMin_ns = 1'000'000; // below it the outputs do not take the pulse
 
@@ -85,7 +85,7 @@ bool AcquisitionBoard::setLines(std::span<const uint8_t> frame, uint32_t mode) {
     else if (!synchronises && lines_.line(lineClockSync))
         syncSince_ns_ = clock_now();
     else if (synchronises && !lines_.line(lineClockSync))
-        inStep_ = clock_now() >= syncSince_ns_ + syncPulseMin_ns;
+        inStep_ = clockLocked() && clock_now() >= syncSince_ns_ + syncPulseMin_ns;
     if (lines_.line(lineReset) != reset)
         core_.setReset(!reset);
     return true;
@@ -145,12 +145,14 @@ bool AcquisitionBoard::reachesFpga(Channel channel) const {
            clock_.output_Hz(output, reference_10MHz) == sampleClock_Hz();
 }
 
-/// The register takes the lines at the end of a read, for the next one.
+/// The register takes the lines at the end of a read, for the next one. Without edges of a reference the detector of
+/// the second generation goes on telling what it told last.
 uint64_t AcquisitionBoard::status() {
     const uint64_t found = status_;
-    status_ = clockLocked() ? statusLocked : 0;
     if (second() && reference_Hz() == 0)
-        status_ |= statusReferenceMissing;
+        status_ = (status_ & statusLocked) | statusReferenceMissing;
+    else
+        status_ = clockLocked() ? statusLocked : 0;
     return found;
 }
 

@@ -10,11 +10,11 @@
 ///   251  commands to the soft core, 254 its answers
 ///
 /// Second generation: line 21 supplies the oscillator, and a pulse of line 9 of a millisecond or more puts the outputs
-/// of the clock in step; converters that are not in step with the FPGA do not reach it. First generation: lines 8, 18
-/// and 21 to 23 hold the analog supplies on.
+/// of the clock, once it is locked, in step; converters that are not in step with the FPGA do not reach it. First
+/// generation: lines 8, 18 and 21 to 23 hold the analog supplies on.
 ///
 /// Status: line 3 tells that the sample clock is locked to its reference; on the second generation line 2 tells that
-/// the reference is missing.
+/// the reference is missing, and line 3 is then left as it was.
 
 #include "virtual/acquisition/sample_stream.h"
 #include "virtual/acquisition/soft_core.h"

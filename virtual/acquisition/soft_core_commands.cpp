@@ -141,8 +141,12 @@ bool SoftCore::setDivider(const Arguments& arguments) {
 }
 
 bool SoftCore::sendSamples(const Arguments& arguments) {
-    return sequence_ == Sequence::samples && step_ == Step::running && arguments.number <= corePairsMax &&
-           links_.stream.send(coreSamples_block(source_, links_.converters(), divider_, arguments.number));
+    if (sequence_ != Sequence::samples || step_ != Step::running || arguments.number > corePairsMax)
+        return false;
+    StreamBlock block = coreSamples_block(source_, links_.converters(), divider_, arguments.number);
+    if (faults_.deadDecimator && divider_ > 1)
+        block.fill = [](uint32_t, std::span<uint8_t> out) { std::ranges::fill(out, uint8_t{0}); };
+    return links_.stream.send(std::move(block));
 }
 
 bool SoftCore::sendPattern(const Arguments&) {

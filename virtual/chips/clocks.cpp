@@ -76,6 +76,11 @@ Ad9512Model::Ad9512Model()
                     {0x53, 0x00, true},
                     {0x5A, 0x00, false}}) {}
 
+/// Outputs 0 to 2 are on or safely off: their loads are fitted, which the other ways to turn them off must not meet.
+bool Ad9512Model::accepts(uint16_t address, uint8_t value) const {
+    return address < 0x3D || address > 0x3F || bitsOf(value, 0, 0) == 0;
+}
+
 void Ad9512Model::written(uint16_t address, uint8_t value) {
     if (address == 0x5A && bitsOf(value, 0, 0) != 0)
         update();

@@ -43,6 +43,7 @@ public:
     [[nodiscard]] unsigned clockInput() const { return bitsOf(reg(0x45), 0, 0) != 0 ? 1 : 2; }
 
 private:
+    bool accepts(uint16_t address, uint8_t value) const override;
     void written(uint16_t address, uint8_t value) override;
 };
 

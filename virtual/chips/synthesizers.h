@@ -16,7 +16,8 @@ public:
     /// 0 while powered down.
     [[nodiscard]] double output_Hz(double clock_Hz) const;
     [[nodiscard]] double fullScale_A() const;
-    [[nodiscard]] bool powered() const { return bitsOf(reg(0x0010), 1, 0) == 0; }
+    /// The clock multiplier is off: its loop filter is not fitted.
+    [[nodiscard]] bool powered() const { return bitsOf(reg(0x0010), 4, 4) != 0 && bitsOf(reg(0x0010), 1, 0) == 0; }
 };
 
 /// AD9914 with its profile pins.
