@@ -92,6 +92,8 @@ int measureAtInput(Device* device, uint32_t prescaler, tvfreq* carrier) {
     tvfreq counted{};
     if (const int error = TVPN_ADFPGA_countFrequency(device->adfpga, &counted); error != 0)
         return error;
+    if (counted == tvfreq{})
+        return scpi::executionError; // no carrier: the one in force stays
     const uint32_t division = prescaler * TVPNX_ALG_getCounter(device->selectedAlg);
     tvfreqMultiplyByInt32(carrier, &counted, static_cast<int32_t>(division));
     return 0;
