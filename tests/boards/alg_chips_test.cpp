@@ -1,10 +1,8 @@
 // The chips of the analog board: start, voltages, resistances, dividers, lists, refusals.
 
-#include "identity/device_config_sn.h"
 #include "tests/boards/alg_rig.h"
 
 #include <cmath>
-#include <cstring>
 
 // Addresses, order and contents of everything that a start sends.
 TEST(AlgStart, SendsTheStartValuesOfEachRevision) {
@@ -198,8 +196,8 @@ TEST(AlgChips, TheCounterChainTakesTheRatioBelowTheRequest) {
 }
 
 TEST(AlgChips, ListsOfGainsAndCapacitors) {
-    const auto lists = [](Version version) {
-        AlgRig rig(version);
+    const auto lists = [](Version version, const char* unit = "") {
+        AlgRig rig(version, 0, unit);
         char text[TVPNX_ALG_listTextSize];
         std::string result;
         TVPNX_ALG_getIFGainList(&rig.board, text);
@@ -212,10 +210,13 @@ TEST(AlgChips, ListsOfGainsAndCapacitors) {
     EXPECT_EQ(lists(v1C), std::string("0,20,26,46 ") + early);
     EXPECT_EQ(lists(v2A), std::string("0,12,20,32,56 ") + early);
     EXPECT_EQ(lists(v2B), "0,12,20,32,56 0.000000010,0.000000200,0.000000940,0.000003760");
-    strcpy(device_config_sn, "212-000000001-0001");
-    EXPECT_EQ(lists(v2D), "0,12,20,32,56 0.000000010,0.000000200,0.000000940,0.000003300");
-    EXPECT_EQ(lists(v2A), std::string("0,12,20,32,56 ") + early);
-    device_config_sn[0] = 0;
+    constexpr char modified[] = "212-000000001-0001";
+    EXPECT_EQ(lists(v2D, modified), "0,12,20,32,56 0.000000010,0.000000200,0.000000940,0.000003300");
+    EXPECT_EQ(lists(v2A, modified), std::string("0,12,20,32,56 ") + early);
+}
+
+template <auto operation> int withNan(TVPNX_ALG* board) {
+    return operation(board, std::nan(""));
 }
 
 TEST(AlgRefusals, ARefusedOperationSendsNothingAndSaysWhy) {
@@ -226,60 +227,39 @@ TEST(AlgRefusals, ARefusedOperationSendsNothingAndSaysWhy) {
         int result;
         const char* text;
     } rows[] = {
-        {{v1C},
-         [](B* b) { return TVPNX_ALG_setDUTAttenuation(b, 127); },
-         refused,
-         "TVPNX: unknown DUT attenuation value\n"},
-        {{v2A, v2B, v2D}, [](B* b) { return TVPNX_ALG_setDUTAttenuation(b, 0); }, -113, ""},
+        {{v1C}, with<TVPNX_ALG_setDUTAttenuation, 127>, refused, "TVPNX: unknown DUT attenuation value\n"},
+        {{v2A, v2B, v2D}, with<TVPNX_ALG_setDUTAttenuation, 0>, -113, ""},
         {{v1B, v2D},
-         [](B* b) { return TVPNX_ALG_setLoopFilterR1(b, 100'001); },
+         with<TVPNX_ALG_setLoopFilterR1, 100'001>,
          refused,
          "TVPNX_ALG: R1 resistance R1 is out of range\n"},
-        {{v1B, v2D},
-         [](B* b) { return TVPNX_ALG_setLoopFilterCapArray(b, 5); },
-         refused,
-         "TVPNX_ALG: unknown capacitor number\n"},
-        {{v2B},
-         [](B* b) { return TVPNX_ALG_setLoopSupplyVoltage(b, 2.9); },
-         refused,
-         "TVPNX_ALG: loop supply voltage is out of range\n"},
-        {{v1B, v2D},
-         [](B* b) { return TVPNX_ALG_setIFMuxPath(b, 4); },
-         refused,
-         "TVPNX_ALG: invalid if channel selected\n"},
-        {{v1B, v2D},
-         [](B* b) { return TVPNX_ALG_setVGA_Gain_State(b, 4); },
-         refused,
-         "TVPNX: unknown VGA gain stage\n"},
-        {{v1B, v1C}, [](B* b) { return TVPNX_ALG_setIFGain(b, 70); }, refused, "TVPNX: unknown IF gain value\n"},
-        {{v1B, v2D},
-         [](B* b) { return TVPNX_ALG_setDUT_DivRatioX(b, 3); },
-         refused,
-         "TVPNX: unknown DUT divider ratio\n"},
-        {{v1B},
-         [](B* b) { return TVPNX_ALG_setCounterUHF(b, 127); },
-         refused,
-         "TVPNX_ALG: divider ratio is out of range\n"},
+        {{v1B, v2D}, with<TVPNX_ALG_setLoopFilterCapArray, 5>, refused, "TVPNX_ALG: unknown capacitor number\n"},
+        {{v2B}, with<TVPNX_ALG_setLoopSupplyVoltage, 2>, refused, "TVPNX_ALG: loop supply voltage is out of range\n"},
+        {{v1B, v2D}, with<TVPNX_ALG_setIFMuxPath, 4>, refused, "TVPNX_ALG: invalid if channel selected\n"},
+        {{v1B, v2D}, with<TVPNX_ALG_setVGA_Gain_State, 4>, refused, "TVPNX: unknown VGA gain stage\n"},
+        {{v1B, v1C}, with<TVPNX_ALG_setIFGain, 70>, refused, "TVPNX: unknown IF gain value\n"},
+        {{v1B, v2D}, with<TVPNX_ALG_setDUT_DivRatioX, 3>, refused, "TVPNX: unknown DUT divider ratio\n"},
+        {{v1B}, with<TVPNX_ALG_setCounterUHF, 127>, refused, "TVPNX_ALG: divider ratio is out of range\n"},
         {{v2A, v2D}, [](B* b) { return b->ifPath = 3, TVPNX_ALG_setIFPath(b); }, refused, ""},
         {{v1B}, TVPNX_ALG_setIFPath, missing, ""},
-        {{v2A, v2D}, [](B* b) { return TVPNX_ALG_setCounterHF(b, 8); }, missing, ""},
+        {{v2A, v2D}, with<TVPNX_ALG_setCounterHF, 8>, missing, ""},
         {{v1B, v1C}, TVPNX_ALG_enableFrequencyCounter, missing, ""},
         {{v1B, v1C}, TVPNX_ALG_disableFrequencyCounter, missing, ""},
         {{v1B, v2B, v2D}, TVPNX_ALG_enableFMDiscriminator, missing, ""},
         {{v1B, v2A}, TVPNX_ALG_enableDutTuneVoltage, missing, ""},
         {{v1B, v2A}, TVPNX_ALG_disableDutTuneVoltage, missing, ""},
-        {{v1B, v2A}, [](B* b) { return TVPNX_ALG_setDutTuneVoltage(b, 1); }, missing, ""},
-        {{v2B, v2D}, [](B* b) { return TVPNX_ALG_setDutTuneVoltage(b, std::nan("")); }, refused, ""},
-        {{v2B}, [](B* b) { return TVPNX_ALG_setCalTuneVoltage(b, std::nan("")); }, refused, ""},
-        {{v2B}, [](B* b) { return TVPNX_ALG_setAcquisitionDriverVout(b, std::nan("")); }, refused, ""},
+        {{v1B, v2A}, with<TVPNX_ALG_setDutTuneVoltage, 1>, missing, ""},
+        {{v2B, v2D}, withNan<TVPNX_ALG_setDutTuneVoltage>, refused, ""},
+        {{v2B}, withNan<TVPNX_ALG_setCalTuneVoltage>, refused, ""},
+        {{v2B}, withNan<TVPNX_ALG_setAcquisitionDriverVout>, refused, ""},
         {{v1B, v1C}, TVPNX_ALG_getTuneAdcValue, missing, ""},
         {{v1B, v2B, v2D}, TVPNX_ALG_getOffsetAdcValue, missing, ""},
         {{v2B, v2C, v2D}, TVPNX_ALG_setDUT_RFinDirect, missing, ""},
         {{v1B, v2A}, TVPNX_ALG_setReferencePathandSource, missing, ""},
         {{v1B, v2B}, TVPNX_ALG_setPD_AM, missing, ""},
-        {{v2A, v2D}, [](B* b) { return TVPNX_ALG_setRefExtAttenuation(b, 1); }, missing, ""},
-        {{v1B, v2A, v2C}, [](B* b) { return TVPNX_ALG_enablePULSE(b, 1); }, missing, ""},
-        {{v1B, v2A, v2C}, [](B* b) { return TVPNX_ALG_enableTRAN(b, 1); }, missing, ""},
+        {{v2A, v2D}, with<TVPNX_ALG_setRefExtAttenuation, 1>, missing, ""},
+        {{v1B, v2A, v2C}, with<TVPNX_ALG_enablePULSE, 1>, missing, ""},
+        {{v1B, v2A, v2C}, with<TVPNX_ALG_enableTRAN, 1>, missing, ""},
     };
     for (size_t i = 0; i < std::size(rows); ++i)
         for (const Version version : rows[i].versions) {

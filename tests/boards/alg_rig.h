@@ -1,11 +1,9 @@
 #pragma once
-/// An analog board on the virtual bus: chip models where each revision has its chips. Every test ends with no frame
-/// refused.
+/// An analog board on the virtual bus: chip models where each revision has its chips.
 
 #include "boards/tvpnx_alg.h"
-#include "drivers/tvspi.h"
 #include "tests/boards/debug_text.h"
-#include "virtual/bus/spi_bus.h"
+#include "tests/boards/wire_rig.h"
 #include "virtual/chips/analog.h"
 #include "virtual/chips/sensors.h"
 #include "virtual/chips/shift_register.h"
@@ -26,12 +24,12 @@ inline tvfreq hz(int64_t hertz) {
 }
 
 /// A board, its chips and the wire.
-class AlgRig {
+class AlgRig : public WireRig {
 public:
-    AlgRig(Version version, uint32_t boardIndex = 0) : base(boardIndex == 0 ? 160 : 176), first(version <= v1C) {
+    AlgRig(Version version, uint32_t boardIndex = 0, const char* unit = "")
+        : WireRig(unit, boardIndex == 0 ? 160 : 176), base(boardIndex == 0 ? 160 : 176), first(version <= v1C) {
         threshold_freq_high = 9900;
         const uint32_t segment = boardIndex;
-        vi::rtdm_register("tvko", &bus);
         outputs = std::make_unique<vi::OutputRegister>(first ? 5 : 6);
         bus.attach(base, outputs.get());
         bus.attach(base + (first ? 2 : 1), &powerAdc, segment);
@@ -50,28 +48,9 @@ public:
         }
         if (version == v2D)
             bus.attach(base + 8, &wideDac);
-        EXPECT_EQ(tvspiOpen(), 0);
-        bus.intercept([this](const vi::SpiTransfer& transfer) {
-            char text[16];
-            snprintf(text, sizeof text, "%s+%u:", wire.empty() ? "" : " ", transfer.address - base);
-            wire += text;
-            for (const uint8_t byte : transfer.frame) {
-                snprintf(text, sizeof text, "%02X", byte);
-                wire += text;
-            }
-            return true;
-        });
         TVPNX_ALG_init(&board, boardIndex, version);
         initWire = taken();
     }
-    ~AlgRig() {
-        EXPECT_EQ(bus.faults(), 0U) << bus.faultTexts();
-        tvspiClose();
-        vi::rtdm_unregister(&bus);
-    }
-
-    /// The transfers since the last call: "+slave:frame as it lies in memory"; a read has no frame.
-    std::string taken() { return std::exchange(wire, {}); }
 
     void setLines(uint64_t lines) { SRI_setValue(&board.sri, lines); }
     [[nodiscard]] uint64_t lines() const { return outputs->lines(); }
@@ -83,7 +62,6 @@ public:
 
     uint32_t base;
     bool first;
-    vi::SpiBus bus;
     std::unique_ptr<vi::OutputRegister> outputs;
     vi::Ad7940Model powerAdc{5, [this] { return powerSource(); }}, tuneAdc{5, [this] { return tuneSource(); }};
     vi::Ad5293Chain r1r2{100e3, 100e3}, r3aid{100e3, 100e3}, calibration{100e3}, supply{100e3};
@@ -92,9 +70,13 @@ public:
     vi::Ad5640Model dac{14};
     vi::Ad5760Model wideDac;
     TVPNX_ALG board{};
-    std::string wire;
     std::string initWire;
 };
+
+/// An operation with its arguments, as the rows of a table name it.
+template <auto operation, auto... arguments> int with(TVPNX_ALG* board) {
+    return operation(board, arguments...);
+}
 
 /// Virtual microseconds that `action` takes without its transfers.
 template <class Action> double waited_us(AlgRig* rig, Action action) {

@@ -46,24 +46,23 @@ TEST(Controller, StartsItsChipsAndLeavesTheAttenuatorInItsFirstStage) {
 TEST(Controller, LampsAndFanSwitchTheirLinesWhereTheRevisionHasThem) {
     const struct {
         const char* name;
-        int (*on)(), (*off)();
+        const Slot<int(Device*)>*on, *off;
         size_t from; // first of `units`
         unsigned line;
     } rows[] = {
-        {"ready", [] { return Device_enableLedReady(device); }, [] { return Device_disableLedReady(device); }, 1, 16},
-        {"remote", [] { return Device_enableLedRemote(device); }, [] { return Device_disableLedRemote(device); }, 1,
-         17},
-        {"error", [] { return Device_enableLedError(device); }, [] { return Device_disableLedError(device); }, 1, 18},
-        {"fan", [] { return Device_enableFan(device); }, [] { return Device_disableFan(device); }, 2, 20},
+        {"ready", &Device_enableLedReady, &Device_disableLedReady, 1, 16},
+        {"remote", &Device_enableLedRemote, &Device_disableLedRemote, 1, 17},
+        {"error", &Device_enableLedError, &Device_disableLedError, 1, 18},
+        {"fan", &Device_enableFan, &Device_disableFan, 2, 20},
     };
     for (size_t unit = 0; unit < std::size(units); ++unit) {
         ControllerRig rig(units[unit]);
         const uint64_t atStart = rig.lines.lines();
         for (const auto& row : rows) {
             const bool has = unit >= row.from;
-            EXPECT_EQ(row.on(), has ? 0 : missing) << row.name << unit;
+            EXPECT_EQ((*row.on)(device), has ? 0 : missing) << row.name << unit;
             EXPECT_EQ(rig.lines.lines(), atStart | uint64_t{has} << row.line) << row.name << unit;
-            EXPECT_EQ(row.off(), has ? 0 : missing);
+            EXPECT_EQ((*row.off)(device), has ? 0 : missing);
             EXPECT_EQ(rig.lines.lines(), atStart);
         }
         constexpr int lamps[][9] = {{-1, -1, -1, -1, -1, -1, -1, -1, -1},

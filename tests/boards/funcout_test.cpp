@@ -49,29 +49,22 @@ TEST(Funcout, StartsOffWithASineOf400Hz) {
 TEST(Funcout, EachSourceIsRoutedByItsLines) {
     const struct {
         const char* name;
-        int (*set)();
-        int (*is)();
+        const Slot<int(Device*)>*set, *is;
         int result;
         const char *lines, *linesFS; // 15, 1, 0, LFG off
     } rows[] = {
-        {"PULM", [] { return Device_setFuncoutSourcePulm(device); }, [] { return Device_isFuncoutSourcePulm(device); },
-         0, "0011", "0001"},
-        {"LFG", [] { return Device_setFuncoutSourceLfg(device); }, [] { return Device_isFuncoutSourceLfg(device); }, 0,
-         "0100", "0100"},
-        {"DAC", [] { return Device_setFuncoutSourceDac(device); }, [] { return Device_isFuncoutSourceDac(device); }, 0,
-         "1101", "1101"},
-        {"HIGH", [] { return Device_setFuncoutSourceHigh(device); }, [] { return Device_isFuncoutSourceHigh(device); },
-         0, "0001", "0001"},
-        {"LOW", [] { return Device_setFuncoutSourceLow(device); }, [] { return Device_isFuncoutSourceLow(device); },
-         failed, "0001", "0001"},
-        {"TRIG", [] { return Device_setFuncoutSourceTrigger(device); },
-         [] { return Device_isFuncoutSourceTrigger(device); }, failed, "0001", "0001"},
+        {"PULM", &Device_setFuncoutSourcePulm, &Device_isFuncoutSourcePulm, 0, "0011", "0001"},
+        {"LFG", &Device_setFuncoutSourceLfg, &Device_isFuncoutSourceLfg, 0, "0100", "0100"},
+        {"DAC", &Device_setFuncoutSourceDac, &Device_isFuncoutSourceDac, 0, "1101", "1101"},
+        {"HIGH", &Device_setFuncoutSourceHigh, &Device_isFuncoutSourceHigh, 0, "0001", "0001"},
+        {"LOW", &Device_setFuncoutSourceLow, &Device_isFuncoutSourceLow, failed, "0001", "0001"},
+        {"TRIG", &Device_setFuncoutSourceTrigger, &Device_isFuncoutSourceTrigger, failed, "0001", "0001"},
     };
     for (const char* unit : {unit1E, unitFS}) {
         FuncoutRig rig(unit);
         for (const auto& row : rows) {
-            EXPECT_EQ(row.set(), row.result) << row.name;
-            EXPECT_EQ(row.is(), row.result == 0 ? 1 : 0) << row.name;
+            EXPECT_EQ((*row.set)(device), row.result) << row.name;
+            EXPECT_EQ((*row.is)(device), row.result == 0 ? 1 : 0) << row.name;
             EXPECT_EQ(rig.routing(), "0001") << row.name << " while off";
             EXPECT_EQ(Device_enableFuncout(device), 0);
             EXPECT_EQ(Device_isFuncoutEnabled(device), 1);

@@ -13,14 +13,15 @@
 
 class WireRig {
 public:
-    /// `unit` is the serial number that the boards ask.
-    explicit WireRig(const char* unit) {
+    /// `unit` is the serial number that the boards ask. With a `base` addresses are told as what is added to it.
+    explicit WireRig(const char* unit, uint32_t base = 0) {
         strcpy(device_config_sn, unit);
         vi::rtdm_register("tvko", &bus);
         EXPECT_EQ(tvspiOpen(), 0);
-        bus.intercept([this](const vi::SpiTransfer& transfer) {
+        bus.intercept([this, base](const vi::SpiTransfer& transfer) {
             char text[16];
-            snprintf(text, sizeof text, "%s%u:", wire_.empty() ? "" : " ", transfer.address);
+            snprintf(text, sizeof text, "%s%s%u:", wire_.empty() ? "" : " ", base != 0 ? "+" : "",
+                     transfer.address - base);
             wire_ += text;
             for (const uint8_t byte : transfer.frame) {
                 snprintf(text, sizeof text, "%02X", byte);

@@ -1,9 +1,9 @@
 #include "calibration/calibration_tvpn.h"
 #include "loaded.h"
+#include "tests/core/contents.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <iterator>
 #include <random>
 #include <string>
 #include <sys/stat.h>
@@ -12,11 +12,6 @@
 namespace {
 
 using std::to_string;
-
-std::string contentOf(const char* path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 /// One line: what its first cells say, then the values.
 template <class Value> std::string line(std::string head, const Value* values, size_t count) {
@@ -262,7 +257,7 @@ TEST_F(CsvFile, IsRefusedWholeAndLeavesAllAsItWas) {
 }
 
 TEST_F(CsvFile, OfThePageIsTakenAndReadBack) {
-    const std::string page = contentOf(CALIBRATION_PAGE);
+    const std::string page = contents(CALIBRATION_PAGE);
     const size_t begin = page.find("```csv\n") + 7;
     const std::string example = page.substr(begin, page.find("```", begin) - begin);
     ASSERT_LT(begin, page.size());
@@ -270,7 +265,7 @@ TEST_F(CsvFile, OfThePageIsTakenAndReadBack) {
     EXPECT_EQ(loadCalibrationData(&device, record.get()), -100);
     std::ofstream(calibrationFile) << example;
     ASSERT_EQ(loadCalibrationData(&device, record.get()), 0);
-    EXPECT_EQ(contentOf(calibrationCheckFile), example);
+    EXPECT_EQ(contents(calibrationCheckFile), example);
     EXPECT_FLOAT_EQ(static_cast<float>(record->frequencyCorrection), 0.21f);
     EXPECT_EQ(sensitivities.size(), 8u);
     EXPECT_EQ((sensitivities[{SourceSensitivity::at1000MHz, 1}]), 1000.6f);
@@ -282,7 +277,7 @@ TEST_F(CsvFile, OfThePageIsTakenAndReadBack) {
     EXPECT_EQ(record->supplyCalibration[0][0].y1, 18190.0f);
     std::ofstream(calibrationFile) << "33100;9\n";
     EXPECT_EQ(loadCalibrationData(&device, record.get()), -200);
-    EXPECT_EQ(contentOf(calibrationCheckFile), example) << "still in force";
+    EXPECT_EQ(contents(calibrationCheckFile), example) << "still in force";
 }
 
 TEST_F(CsvFile, DateOutlivesARestart) {
@@ -293,7 +288,7 @@ TEST_F(CsvFile, DateOutlivesARestart) {
     std::ofstream(calibrationDateFile) << "\n";
     EXPECT_EQ(date(), "2000/01/01/00/00");
     EXPECT_EQ(setCalibrationDate("2024/05/17/13/45"), 0);
-    EXPECT_EQ(contentOf(calibrationDateFile), "2024/05/17/13/45\n");
+    EXPECT_EQ(contents(calibrationDateFile), "2024/05/17/13/45\n");
     for (const std::string& bad :
          {std::string(), std::string("two words"), std::string("line\n"), std::string(256, '1')})
         EXPECT_EQ(setCalibrationDate(bad.c_str()), -224);

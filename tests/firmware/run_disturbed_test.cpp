@@ -110,6 +110,13 @@ void disturbRuns(int runs, Commands* commands) {
 class Disturbed : public testing::Test {
 protected:
     static void SetUpTestSuite() { watchPhases(); }
+    static void holdRun(Phase phase) {
+        unit.tell("*RST;*CLS;" + plain + "*OPC");
+        unit.connect(loud(100.000123e6));
+        turnstile.arm(phase);
+        unit.tell("INIT");
+        ASSERT_TRUE(turnstile.waitUntilHeld());
+    }
 };
 
 } // namespace
@@ -117,11 +124,7 @@ protected:
 TEST_F(Disturbed, WhatTouchesTheHardwareIsRefusedAndChangesNothing) {
     for (int phase = 0; phase < phases; ++phase) {
         SCOPED_TRACE(phaseNames[phase]);
-        unit.tell("*RST;*CLS;" + plain + "*OPC");
-        unit.connect(loud(100.000123e6));
-        turnstile.arm(Phase(phase));
-        unit.tell("INIT");
-        ASSERT_TRUE(turnstile.waitUntilHeld());
+        holdRun(Phase(phase));
         for (const char* line :
              {"OUTP OFF", "SOUR:FREQ 250e6", "SENS:ROSC:INT 2", "CONF:NOIS:GAIN 0", "CONF:NOIS:BOAR B",
               "CONF:NOIS:SAMP 64", "CONF:NOIS:DIV 7", "MEAS:NOIS?", "MEAS:NOIS:FILT 0", "MEAS:NOIS:FD 0",
@@ -136,11 +139,7 @@ TEST_F(Disturbed, WhatTouchesTheHardwareIsRefusedAndChangesNothing) {
 TEST_F(Disturbed, SettingsReachTheNextRunAndTheHardwareAtTheEndOfThisOne) {
     for (int phase = 0; phase < phases; ++phase) {
         SCOPED_TRACE(phaseNames[phase]);
-        unit.tell("*RST;*CLS;" + plain + "*OPC");
-        unit.connect(loud(100.000123e6));
-        turnstile.arm(Phase(phase));
-        unit.tell("INIT");
-        ASSERT_TRUE(turnstile.waitUntilHeld());
+        holdRun(Phase(phase));
         for (const char* line : {"SENS:PN:FREQ 250e6", "SENS:PN:FREQ:AUTO OFF", "SENS:PN:IFG 20", "SENS:PN:REF LN",
                                  "SENS:PN:METH DUT", "SENS:PN:LOBW 30", "SENS:PN:PPD 50", "SENS:PN:SMO:STAT ON"})
             EXPECT_EQ(errorOf(line), nothing) << line;

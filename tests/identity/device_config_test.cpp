@@ -1,13 +1,12 @@
 #include "identity/device_config.h"
 #include "identity/device_config_lan.h"
+#include "tests/core/contents.h"
 
 #include <atomic>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <string>
 #include <thread>
 
@@ -16,19 +15,11 @@ namespace {
 using namespace std::string_literals;
 using std::filesystem::remove;
 
-void put(const std::string& path, const std::string& content) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
-}
-std::string get(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 /// The system's commands that ran since the last look, and the state that they left the tree in.
 std::string systemCalls() {
-    const std::string calls = get("/run/unit/calls.log");
+    const std::string calls = contents("/run/unit/calls.log");
     put("/run/unit/calls.log", "");
-    return calls + get("/run/unit/protection/tv");
+    return calls + contents("/run/unit/protection/tv");
 }
 constexpr char bracket[] = "write_tv\nprotect_tv\nprotected\n";
 
@@ -69,7 +60,7 @@ TEST_F(DeviceConfigTest, TheSerialNumberChangesOnlyForWhoKnowsTheOldOne) {
     EXPECT_STREQ(device_config_getSN(), "241-33630691A-0003");
     for (const std::string& bad : {""s, "220 336"s, "220\n336"s, std::string(33, '1')})
         EXPECT_EQ(device_config_setSN("241-33630691A-0003", bad.c_str(), nullptr), -113) << bad;
-    EXPECT_EQ(get("/tolvane/dev/sn"), "241-33630691A-0003");
+    EXPECT_EQ(contents("/tolvane/dev/sn"), "241-33630691A-0003");
 
     remove("/tolvane/dev/sn");
     std::filesystem::create_directory("/tolvane/dev/sn"); // nothing can be stored there
@@ -122,7 +113,7 @@ TEST_F(DeviceConfigTest, TheBootDelayStaysWithinItsLimits) {
 TEST_F(DeviceConfigTest, TuningWordsAndSensitivitiesHaveAFileEach) {
     uint32_t word = 0;
     EXPECT_EQ(device_config_storeVcoTuning(0x04030201, 0) | device_config_storeVcoTuning(77, 12), 0);
-    EXPECT_EQ(get("/tolvane/dev/vcotuning"), "\x01\x02\x03\x04");
+    EXPECT_EQ(contents("/tolvane/dev/vcotuning"), "\x01\x02\x03\x04");
     EXPECT_EQ(device_config_loadVcoTuning(&word, 12), 0);
     EXPECT_EQ(word, 77u);
     EXPECT_EQ(device_config_loadVcoTuning(&(word = 1), 3), -200);
@@ -130,7 +121,7 @@ TEST_F(DeviceConfigTest, TuningWordsAndSensitivitiesHaveAFileEach) {
 
     double hertzPerVolt = 0;
     EXPECT_EQ(device_config_setVcoSensitivity(254.3, 0) | device_config_setVcoSensitivity(-1e308, 1), 0);
-    EXPECT_EQ(get("/tolvane/dev/vcosensa"), "254.300000\n");
+    EXPECT_EQ(contents("/tolvane/dev/vcosensa"), "254.300000\n");
     EXPECT_EQ(device_config_getVcoSensitivity(&hertzPerVolt, 5), 0);
     remove("/tolvane/dev/vcosensa");
     EXPECT_EQ(device_config_getVcoSensitivity(&hertzPerVolt, 0), -200);
@@ -145,7 +136,7 @@ TEST_F(DeviceConfigTest, AWriteIsBracketedAndAFailedOneKeepsTheOldContent) {
     EXPECT_EQ(device_config_storeBinary("/tolvane/dev", "x", 1), -200);
     EXPECT_FALSE(remove("/tolvane/dev.~new")) << "a draft stayed";
     EXPECT_EQ(systemCalls(), "write_tv\nprotect_tv\n"s + bracket);
-    EXPECT_EQ(get("/tolvane/dev/note"), "new");
+    EXPECT_EQ(contents("/tolvane/dev/note"), "new");
     remove("/tolvane/dev/note.~new");
 }
 
@@ -182,7 +173,7 @@ TEST_F(DeviceConfigTest, OnlyAGpibAddressReachesTheShell) {
     for (const char* bad : {"", "1'; touch /tolvane/cust/owned; echo '2", "$(reboot)", "1\n2", "1\\c2", "-n", "1,",
                             ",1", "1,2,3", "1234567890123456", "\xc3\xa9"})
         EXPECT_EQ(device_config_setGPIBaddr(bad), -224) << bad;
-    EXPECT_EQ(get("/tolvane/dev/gpib"), "5 101\n");
+    EXPECT_EQ(contents("/tolvane/dev/gpib"), "5 101\n");
     device_config_sn[11] = '0'; // without the option
     EXPECT_EQ(gpibAddress(), "-113");
 }
@@ -254,22 +245,23 @@ TEST(DeviceConfigLanTest, OnlyAddressesAreStoredAndAMaskIsARunOfOnes) {
 }
 
 TEST(DeviceConfigLanTest, AStaticAddressReachesTheSystemAndTheDefaultTakesItBack) {
-    const std::string loopback = get("/tolvane/dev/conf/lo_conf");
+    const std::string loopback = contents("/tolvane/dev/conf/lo_conf");
     ASSERT_EQ(device_config_setIP("192.168.7.44") | device_config_setGW("192.168.7.2"), 0);
     ASSERT_EQ(device_config_setSubn("255.255.0.0"), 0);
     device_config_setLanConfigMan();
     systemCalls();
     EXPECT_EQ(device_config_setLanConfig(), 0);
-    EXPECT_EQ(get(modeFile) + get("/etc/network/configuration"), "MAN\nMAN\n");
-    EXPECT_EQ(get("/etc/network/interfaces"), loopback + "auto eth0\niface eth0 inet static\n   address 192.168.7.44\n"
-                                                         "   netmask 255.255.0.0\n   gateway 192.168.7.2\n");
+    EXPECT_EQ(contents(modeFile) + contents("/etc/network/configuration"), "MAN\nMAN\n");
+    EXPECT_EQ(contents("/etc/network/interfaces"), loopback +
+                                                       "auto eth0\niface eth0 inet static\n   address 192.168.7.44\n"
+                                                       "   netmask 255.255.0.0\n   gateway 192.168.7.2\n");
     EXPECT_EQ(systemCalls(), "write_tv\nwrite_root\nprotect_root\nprotect_tv\n"
                              "ifplugd.init stop\nifplugd.init start\nprotected\n");
     EXPECT_EQ(current(), "192.168.7.44 255.255.0.0 192.168.7.2");
 
     EXPECT_EQ(device_config_setDefaultLanConfig(), 0);
-    EXPECT_EQ(get(modeFile) + get("/etc/network/configuration"), "AUTO\nAUTO\n");
-    EXPECT_EQ(get("/etc/network/interfaces"), loopback + get("/tolvane/dev/conf/eth0_dhcp_conf"));
+    EXPECT_EQ(contents(modeFile) + contents("/etc/network/configuration"), "AUTO\nAUTO\n");
+    EXPECT_EQ(contents("/etc/network/interfaces"), loopback + contents("/tolvane/dev/conf/eth0_dhcp_conf"));
     EXPECT_EQ(current(), unitSettings);
 }
 

@@ -1,24 +1,15 @@
 #include "identity/device_config.h"
 #include "interrupted_files.h"
+#include "tests/core/contents.h"
 
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <map>
 #include <string>
 
 namespace {
 
 using namespace std::string_literals;
-
-void put(const std::string& path, const std::string& content) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
-}
-std::string get(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 TEST(InterruptedWrites, LeaveASmallFileOldOrNew) {
     const struct {
@@ -41,23 +32,23 @@ TEST(InterruptedWrites, LeaveASmallFileOldOrNew) {
             put(file.path, file.before);
             device_config_init();
         };
-        const auto isWhole = [&] { return get(file.path) == file.before || get(file.path) == file.after; };
+        const auto isWhole = [&] { return contents(file.path) == file.before || contents(file.path) == file.after; };
         int step = 0;
         const WithoutSystemScripts quick;
         for (bool ended = false; !ended; ++step) {
             start();
             ended = killedAtStep_ends(step, [&] { (void)file.write(); });
-            EXPECT_TRUE(isWhole()) << "killed at step " << step << ": " << get(file.path);
+            EXPECT_TRUE(isWhole()) << "killed at step " << step << ": " << contents(file.path);
         }
-        EXPECT_EQ(get(file.path), file.after);
+        EXPECT_EQ(contents(file.path), file.after);
         EXPECT_GT(step, 5);
         step = 0;
         for (bool refused = true; refused; ++step) {
             int error = 0;
             start();
             refused = refuseStep(step, [&] { error = file.write(); });
-            EXPECT_TRUE(isWhole()) << "refused at step " << step << ": " << get(file.path);
-            EXPECT_TRUE(error != 0 || get(file.path) == file.after) << "lost without a word at step " << step;
+            EXPECT_TRUE(isWhole()) << "refused at step " << step << ": " << contents(file.path);
+            EXPECT_TRUE(error != 0 || contents(file.path) == file.after) << "lost without a word at step " << step;
         }
         const std::string draft = file.path + ".~new"s, ofUser = file.path + ".new"s;
         EXPECT_FALSE(std::filesystem::exists(draft));
@@ -89,7 +80,7 @@ Files lanFiles() {
     Files files;
     for (const char* path : {"/tolvane/dev/conf/syst_comm_lan_conf", "/tolvane/dev/conf/eth0_static_conf",
                              "/etc/network/configuration", "/etc/network/interfaces"})
-        files[path] = get(path);
+        files[path] = contents(path);
     return files;
 }
 
@@ -147,14 +138,14 @@ TEST(InterruptedWrites, AStartClosesTheProtectionAndLeavesANetworkInStepAlone) {
         put(path, "writable\n");
     put(calls, "");
     device_config_finishInterruptedWrites();
-    EXPECT_EQ(get(tv) + get(root), "protected\nprotected\n");
-    EXPECT_EQ(get(calls), "protect_root\nprotect_tv\n");
+    EXPECT_EQ(contents(tv) + contents(root), "protected\nprotected\n");
+    EXPECT_EQ(contents(calls), "protect_root\nprotect_tv\n");
 
     put("/etc/network/interfaces", ""); // found after a kill
     device_config_finishInterruptedWrites();
-    EXPECT_EQ(get("/etc/network/interfaces"),
-              get("/tolvane/dev/conf/lo_conf") + get("/tolvane/dev/conf/eth0_dhcp_conf"));
-    EXPECT_NE(get(calls).find("ifplugd.init start"), std::string::npos) << "the network runs on the old settings";
+    EXPECT_EQ(contents("/etc/network/interfaces"),
+              contents("/tolvane/dev/conf/lo_conf") + contents("/tolvane/dev/conf/eth0_dhcp_conf"));
+    EXPECT_NE(contents(calls).find("ifplugd.init start"), std::string::npos) << "the network runs on the old settings";
 }
 
 } // namespace

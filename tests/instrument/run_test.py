@@ -1,7 +1,6 @@
 """./run as a user sees it: serving, measuring, ending, and what it says when it cannot."""
 
 import csv
-import math
 import signal
 import subprocess
 import sys
@@ -56,7 +55,6 @@ class Run(ProcessTest):
         for (offset, level), (true_offset, true_level) in zip(found, LINES):
             self.assertAlmostEqual(offset / true_offset, 1.0, delta=0.03)  # the nearest point of the trace
             self.assertAlmostEqual(level, true_level, delta=0.9)
-        self.check_integrals(head, rows)
 
         head, rows = self.table("allan.csv")
         self.assertEqual((float(head["valid_from_s"]), float(head["valid_to_s"])), (2e-8, 0.01))
@@ -126,18 +124,6 @@ class Run(ProcessTest):
         head = dict(line[2:].split(": ", 1) for line in lines if line.startswith("# "))
         return head, list(csv.DictReader(line for line in lines if not line.startswith("#")))
 
-    def check_integrals(self, head, rows):
-        """Against plain sums over the table."""
-        points = [(float(row["offset_hz"]), 10 ** (float(row["noise_dbc_hz"]) / 10)) for row in rows]
-        segments = [(f1 - f0, (p0 + p1) / 2, (f0 + f1) / 2) for (f0, p0), (f1, p1) in zip(points, points[1:-1])]
-        noise = sum(width * power for width, power, _ in segments)
-        both = noise + sum(10 ** (level / 10) for _, level in LINES)
-        fm_hz = math.sqrt(2 * sum(width * power * f**2 for width, power, f in segments))
-        self.assertAlmostEqual(float(head["integrated_noise_dbc"]), 10 * math.log10(noise), delta=0.02)
-        self.assertAlmostEqual(float(head["integrated_noise_with_spurs_dbc"]), 10 * math.log10(both), delta=0.3)
-        self.assertAlmostEqual(float(head["rms_phase_rad"]) / math.sqrt(2 * noise), 1.0, delta=0.005)
-        self.assertAlmostEqual(float(head["residual_fm_hz"]) / fm_hz, 1.0, delta=0.005)
-
     def test_external_references_are_measured_and_used(self):
         words = ["--dut", str(PROJECT / "virtual/duts/external-references-100mhz.toml"), *SHORT, "--reference", "ext"]
         done = self.run_to_end(*words)
@@ -203,15 +189,6 @@ class Run(ProcessTest):
                 self.assertGreater(passed_s, 0.45)
                 self.assertLess(passed_s, time.monotonic() - began + 0.2)  # of searches
 
-    def test_ctrl_c_ends_it_within_a_second_with_a_client_connected(self):
-        process = self.run_serve()
-        with connect():
-            started = time.monotonic()
-            process.send_signal(signal.SIGINT)
-            self.assertEqual(process.wait(5), 0)
-            self.assertLess(time.monotonic() - started, 1.0)
-        self.assertEqual(process.stderr.read(), "")
-
     def test_ctrl_c_ends_it_within_a_second_in_the_middle_of_a_run(self):
         process = self.run_serve("--realtime")
         with connect() as client:
@@ -221,6 +198,7 @@ class Run(ProcessTest):
             process.send_signal(signal.SIGINT)
             self.assertEqual(process.wait(5), 0)
             self.assertLess(time.monotonic() - started, 1.0)
+        self.assertEqual(process.stderr.read(), "")
 
     def test_a_bad_dut_is_refused_with_its_file_line_and_reason(self):
         path = self.directory / "bad.toml"

@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <tuple>
 
 namespace {
 
@@ -38,28 +37,6 @@ TEST_F(ConfigurationTest, RedoCodesTellWhatThreeRunsInARowRepeat) {
         set(device, redoAlways); // a frequency searched always takes Kphi along
         EXPECT_EQ(configPN.redoKphi, uint32_t{redoAlways});
     }
-}
-
-TEST_F(ConfigurationTest, SwitchesGoOnAndOff) {
-    for (const auto& [is, enable, disable] :
-         {std::tuple{&Automeasure_configPN_isAutoFrequency, &Automeasure_configPN_enableAutoFrequency,
-                     &Automeasure_configPN_disableAutoFrequency},
-          {&Automeasure_configPN_isAutoAttenuation, &Automeasure_configPN_enableAutoAttenuation,
-           &Automeasure_configPN_disableAutoAttenuation},
-          {&Automeasure_configPN_isAutoIFgain, &Automeasure_configPN_enableAutoIFgain,
-           &Automeasure_configPN_disableAutoIFgain},
-          {&Automeasure_configPN_isAutoKphi, &Automeasure_configPN_enableAutoKphi,
-           &Automeasure_configPN_disableAutoKphi},
-          {&Automeasure_configPN_isAutoLoopBW, &Automeasure_configPN_enableAutoLoopBW,
-           &Automeasure_configPN_disableAutoLoopBW},
-          {&Automeasure_configPN_isSmoothingEnabled, &Automeasure_configPN_enableSmoothing,
-           &Automeasure_configPN_disableSmoothing},
-          {&Automeasure_configPN_isSpurOmissionEnabled, &Automeasure_configPN_enableSpurOmission,
-           &Automeasure_configPN_disableSpurOmission}})
-        for (const bool on : {false, true, false}) {
-            EXPECT_EQ((on ? *enable : *disable)(device), 0);
-            EXPECT_EQ((*is)(device), on);
-        }
 }
 
 TEST_F(ConfigurationTest, GainRequestsGoToTheGainsOfTheBoard) {

@@ -89,14 +89,6 @@ TEST_F(Engine, AnEndIndicatorEndsAMessageWithoutANewline) {
     tvcommCloseCmd(&link_, 0);
 }
 
-TEST_F(Engine, ABlockLeavesInPiecesBehindTheAnswersOfItsMessage) {
-    for (const size_t bytes : {size_t{0}, size_t{1}, size_t{size - 6}, size_t{size}, size_t{3000}}) {
-        blockSource.assign(bytes, 'q');
-        const std::string digits = std::to_string(bytes);
-        EXPECT_EQ(asked("*OPC?;BLOC?\n*OPC?\n"), "1\n#" + std::to_string(digits.size()) + digits + blockSource + "1\n");
-    }
-}
-
 TEST_F(Engine, ABlockIsReceivedWhateverItsBytesAndPieces) {
     std::string data;
     for (int i = 0; i < 700; ++i)

@@ -101,7 +101,7 @@ TEST_F(InFlight, AnErrorThatIsTakenOffTheQueueIsTold) {
 }
 
 TEST_F(InFlight, BlocksAndTextsComeInTheOrderOfTheirQueries) {
-    for (const int bytes : {1, size - 6, size - 5, size, 3000}) {
+    for (const int bytes : {0, 1, size - 6, size - 5, size, 3000}) {
         blockSource.assign(static_cast<size_t>(bytes), 'q');
         const std::string digits = std::to_string(bytes);
         const std::string block = "#" + std::to_string(digits.size()) + digits + blockSource;
