@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Holds every include between folders of the tree against what the including folder's library declares.
+"""Holds every include between folders of the tree against what the including folder's library declares, and every
+filling of a slot in the firmware against the place for it: a function with "register" in its name, or a template for it.
 
 usage: check_rooms.py ROOMS [ROOT]
 
@@ -13,6 +14,7 @@ import sys
 from pathlib import Path
 
 INCLUDE = re.compile(r'\s*#\s*include\s+"([^"]+)"')
+REGISTRAR = re.compile(r"\bSlotRegistrar (\w+)\{")
 SOURCE_KINDS = {".h", ".cpp"}
 
 
@@ -43,6 +45,20 @@ def included(root, name):
     return None
 
 
+def late_fills(lines):
+    """The numbers of lines that fill a slot outside of the functions that the start calls for it."""
+    names = {match[1] for line in lines if (match := REGISTRAR.search(line))}
+    function = ""
+    for number, line in enumerate(lines, 1):
+        if re.match(r"\w", line):
+            unfinished = function.startswith("template") and not function.endswith(("{", "}", ";"))
+            function = function + line if unfinished else line
+        elif names & set(re.findall(r"(?<![.>\w])\w+", line.split("//")[0])) and not re.search(
+            "^template|egister", function
+        ):
+            yield number
+
+
 def findings(root, rooms):
     used = {name: {"header": set(), "source": set()} for name in rooms.public}
     for top in sorted({folder.split("/")[0] for folder in rooms.folder}):
@@ -55,7 +71,10 @@ def findings(root, rooms):
                 yield f"{here}:1: no library's folder holds this file"
                 continue
             may = rooms.public[room] | rooms.private[room]
-            for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
+            lines = path.read_text(encoding="utf-8").splitlines()
+            for number in late_fills(lines) if top == "src" else ():
+                yield f"{here}:{number}: slots are filled at the start, by functions named after registering"
+            for number, line in enumerate(lines, 1):
                 match = INCLUDE.match(line)
                 target = match and included(root, match[1])
                 other = target and rooms.of(target)

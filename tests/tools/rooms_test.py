@@ -42,6 +42,13 @@ class Rooms(unittest.TestCase):
         status, lines = said(**{"virtual/bus/bus.cpp": '#include "drivers/chip.h"\n'})
         self.assertEqual((status, lines), (1, ["virtual/bus/bus.cpp:1: virtual_bus may not see drivers (it sees nothing)"]))
 
+    def test_slots_are_filled_where_they_are_registered(self):
+        text = 'constexpr SlotRegistrar fill{"drivers"};\n\ntemplate <class T>\nvoid put(T& slot) {\n    fill(slot, no);\n}\n' \
+            "void chip_registerSlots() {\n    fill(a, b); // and\n    put(c);\n}\nvoid start() {\n%s    run(); // fill\n}\n"
+        self.assertEqual(said(**{"src/measure/run/slots.cpp": text % ""})[1], [])
+        late = ["src/measure/run/slots.cpp:12: slots are filled at the start, by functions named after registering"]
+        self.assertEqual(said(**{"src/measure/run/slots.cpp": text % "    fill(a, b);\n"}), (1, late))
+
     def test_declarations_are_neither_idle_nor_wider_than_needed_nor_round(self):
         for rooms, line in (
             (ROOMS.replace("virtual_bus||", "virtual_bus||base"), "virtual_bus declares base and includes nothing of it"),
