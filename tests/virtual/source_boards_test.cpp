@@ -96,41 +96,6 @@ TEST(PairSource, UpTo400MHzTheDdsIsTheSourceAndItsWordWaitsForTheIoUpdate) {
     EXPECT_EQ(pair.bus.faults(), 0u) << pair.bus.faultTexts();
 }
 
-TEST(PairSource, AboveTheVcoFollowsTheDdsThroughItsDividersIfItCan) {
-    constexpr uint32_t a2b3 = bit(8) | bit(22), a4 = bit(8) | bit(9),
-                       a8b4 = bit(8) | bit(9) | bit(1) | bit(22) | bit(23);
-    const struct {
-        double carrier_Hz;
-        uint32_t path, ratio;
-        double bandOver;
-        uint32_t dividerCode;
-        bool locks;
-        double output_Hz; // while it does
-        const char* why;
-    } rows[] = {
-        {6e9, bit(15) | bit(5) | a8b4, 32, 1.023, 0, true, 6e9, "as it should be"},
-        {1e9, bit(15) | bit(5) | a4, 4, 1.023, 2, true, 1e9, "behind the chip's divider"},
-        {2e9, bit(15) | bit(5) | a2b3, 6, 1.023, 1, true, 2e9, "by two and three"},
-        {5e9, bit(14) | a8b4, 32, 1.023, 0, true, 10e9, "doubled"},
-        {5e9, bit(15) | bit(14) | a8b4, 32, 1.023, 0, true, 0, "RF of the other output"},
-        {6e9, bit(15) | bit(5) | a8b4, 24, 1.023, 0, false, 0, "divider B stands elsewhere"},
-        {6e9, bit(15) | bit(5) | a8b4, 32, 1.10, 0, false, 0, "another band"},
-        {6e9, bit(15) | bit(5) | a8b4, 32, 0.95, 0, false, 0, "another band, below"},
-        {1e9, bit(15) | bit(5) | a4, 4, 1.023, 1, false, 0, "a VCO below its range"},
-    };
-    for (const auto& row : rows) {
-        Pair pair(sourceBoardB);
-        pair.tune(row.carrier_Hz, row.path, row.ratio, row.bandOver, row.dividerCode);
-        const uint32_t code = pair.bus.adc(sourceBoardB + 5);
-        EXPECT_EQ(code > 100 && code < 5000, row.locks) << row.why << ' ' << code;
-        if (row.locks) {
-            EXPECT_NEAR(pair.circuit().output_Hz, row.output_Hz, 1e-4) << row.why;
-            EXPECT_NEAR(code / 16384.0 * 15, 2.5, 0.1) << row.why;
-        }
-        EXPECT_EQ(pair.bus.faults(), 0u) << pair.bus.faultTexts();
-    }
-}
-
 TEST(PairSource, TheLoopTakesOverWhereTheDacLetsGoAndLosesWhatItLoses) {
     constexpr uint32_t path = bit(15) | bit(5) | bit(8) | bit(9), locked = crystal | bit(7) | bit(13) | bit(16) | path;
     Pair pair;
