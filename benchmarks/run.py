@@ -103,8 +103,8 @@ def run_seconds(client, settings, repeats):
 
 
 def tcp_figures(port):
-    """Rates and ratios that tcp_bench prints, by name; of samples the megabytes per second."""
-    output = subprocess.run([BUILD / "benchmarks/tcp_bench", str(port), "2"], capture_output=True, text=True, check=True)
+    """Rates and ratios that tcp_benchmark prints, by name; of samples the megabytes per second."""
+    output = subprocess.run([BUILD / "benchmarks/tcp_benchmark", str(port), "2"], capture_output=True, text=True, check=True)
     rows = {}
     for line in output.stdout.splitlines():
         match = re.match(r"(.+?)\s+(\d+) /s.*?p99\s+([\d.]+) us\s+([\d.]+) of the echo, p99 ([\d.]+)", line)
@@ -117,7 +117,7 @@ def tcp_figures(port):
 
 def links_figures():
     """Commands per second of one link, of four together, and their ratio."""
-    output = subprocess.run([BUILD / "benchmarks/links_bench", "3"], capture_output=True, text=True, check=True).stdout
+    output = subprocess.run([BUILD / "benchmarks/links_benchmark", "3"], capture_output=True, text=True, check=True).stdout
     return tuple(float(x) for x in re.match(r"one link (\d+) /s, four links together (\d+) /s, ([\d.]+)", output).groups())
 
 
@@ -136,7 +136,7 @@ def both_generations(rates, what):
 
 def results_figures():
     """Median milliseconds of one run of each benchmark of the results, by its name."""
-    command = [BUILD / "benchmarks/results_bench", "--benchmark_format=json", "--benchmark_repetitions=9",
+    command = [BUILD / "benchmarks/results_benchmark", "--benchmark_format=json", "--benchmark_repetitions=9",
                "--benchmark_report_aggregates_only"]
     output = subprocess.run(command, capture_output=True, check=True)
     return {
@@ -191,8 +191,8 @@ def main():
     echo, echo20 = pinned["echo of *IDN?"], pinned["echo of 20 *IDN? in a line (commands)"]
     echo_sets = pinned["echo of 20 SENS:PN:AVER 5 in a line (sets)"]
     links_free = links_figures()
-    engine = rates_of("engine_bench")
-    bus = rates_of("bus_bench")
+    engine = rates_of("engine_benchmark")
+    bus = rates_of("bus_benchmark")
     results = results_figures()
     slowest_figure = max(value for name, value in results.items() if name.startswith("figure/"))
     figures = [
@@ -243,7 +243,7 @@ def main():
     ]
     print("# Performance\n")
     print("Made by `benchmarks/run.py > docs/performance.md` after `./test`. The echo is a bare line-echo server of one")
-    print("blocking thread (`benchmarks/tcp_bench.cpp`), measured in the same run as the yardstick of the machine.\n")
+    print("blocking thread (`benchmarks/tcp_benchmark.cpp`), measured in the same run as the yardstick of the machine.\n")
     print(f"{datetime.date.today()}, {platform.machine()}, {os.cpu_count()} processors, Linux {platform.release()}.\n")
     print("| what | measured | yardstick | ratio | wanted |\n|---|---|---|---|---|")
     for row in figures:

@@ -1,7 +1,7 @@
 /// Round trips over loopback TCP: the instrument beside a bare line-echo server of one blocking thread. Both take turns
 /// of some milliseconds, so that what else the machine does meets both alike; each figure is the median over the turns.
 ///
-///   tcp_bench PORT [SECONDS]     the instrument listens on 127.0.0.1:PORT; each figure is measured for SECONDS
+///   tcp_benchmark PORT [SECONDS]     the instrument listens on 127.0.0.1:PORT; each figure is measured for SECONDS
 ///   (default 2)
 ///
 /// Prints one line a figure: name, rate per second, p50 and p99 of a round trip in microseconds, and the ratio to the
@@ -105,7 +105,7 @@ bool printSamples(Peer& instrument) {
 
 int main(int argc, char** argv) {
     if (argc < 2) {
-        fprintf(stderr, "usage: tcp_bench PORT [SECONDS]\n");
+        fprintf(stderr, "usage: tcp_benchmark PORT [SECONDS]\n");
         return 2;
     }
     const int port = atoi(argv[1]);

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr SlotRegistrar fill{"bench"};
+constexpr SlotRegistrar fill{"benchmark"};
 
 constexpr int bufferSize = 1024;
 
@@ -27,7 +27,7 @@ void setUp() {
         context.tree = scpi::commandTree();
         scpi_parser_init(&context);
         scpi_link_initAll(&link_list);
-        scpi_link_init(&link_list, &link, bufferSize, bufferSize, "bench");
+        scpi_link_init(&link_list, &link, bufferSize, bufferSize, "benchmark");
         return true;
     }();
     benchmark::DoNotOptimize(done);

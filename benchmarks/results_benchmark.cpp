@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr SlotRegistrar fill{"bench"};
+constexpr SlotRegistrar fill{"benchmark"};
 
 constexpr int stagePoints = 512;
 constexpr int savesPerRun = 50;

@@ -1,7 +1,7 @@
 /// Several links of one instrument at work at once, each with a client of its own that asks without a pause, against
 /// one of them alone. Turns of both alternate.
 ///
-///   links_bench [SECONDS]
+///   links_benchmark [SECONDS]
 ///
 /// Prints the commands per second of one link, those of four together, and the median of their ratio.
 
@@ -86,9 +86,10 @@ void startServer() {
     scpi_parser_init(&context);
     scpi_link_initAll(&link_list);
     for (int i = 0; i < links; ++i) {
-        scpi_link_init(&link_list, &link[i], 1024, 1024, "bench");
+        scpi_link_init(&link_list, &link[i], 1024, 1024, "benchmark");
         Tvsocket_open(&port[i], &link[i], firstPort + i, htonl(INADDR_LOOPBACK));
-        rows[i] = {.name = "bench", .link = &link[i], .transport = &tcpTransport, .medium = &port[i], .stack = 65536};
+        rows[i] = {
+            .name = "benchmark", .link = &link[i], .transport = &tcpTransport, .medium = &port[i], .stack = 65536};
         std::thread([i] {
             for (;;)
                 Tvsocket_listen(&port[i]);
