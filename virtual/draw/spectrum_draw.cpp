@@ -1,5 +1,7 @@
 #include "virtual/draw/spectrum_draw.h"
 
+#include "virtual/draw/wide_loops.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -10,7 +12,7 @@ namespace {
 
 constexpr size_t blockPoints = 256; // the scratch of a block stays in the first-level cache
 
-using Block = std::array<double, blockPoints>;
+using Block = std::array<float, blockPoints>;
 
 struct LineDraw {
     double power;                // sum |X|^2 / records
@@ -45,19 +47,23 @@ SpectrumPoint drawCrossLine(RandomStream& stream, const StageExpectation& stage,
 
 void spectrum_drawCross(RandomStream& stream, const StageExpectation& stage, uint32_t records,
                         std::span<SpectrumPoint> out) {
-    Block gamma;
-    std::array<double, 2 * blockPoints> normal;
-    const double perRecord = 1.0 / records, half = std::sqrt(0.5);
+    Block gamma, re, im;
+    const double perRecord = 1.0 / records, halfPerRecord = std::sqrt(0.5) / records;
     for (size_t start = 0; start < out.size(); start += blockPoints) {
         const size_t count = std::min(blockPoints, out.size() - start);
         random_gammas(stream, records, {gamma.data(), count});
-        random_normals(stream, {normal.data(), 2 * count});
+        random_normals(stream, {re.data(), count});
+        random_normals(stream, {im.data(), count});
         const double *sxyRe = &stage.sxyRe[start], *sxyIm = &stage.sxyIm[start], *spread = &stage.spread[start];
-        for (size_t i = 0; i < count; ++i) {
-            const double g = gamma[i] * perRecord;
-            const double width = spread[i] * half * std::sqrt(gamma[i]) * perRecord;
-            out[start + i] = {float(sxyRe[i] * g + width * normal[i]), float(sxyIm[i] * g + width * normal[count + i])};
-        }
+        SpectrumPoint* const points = &out[start];
+        wideLoops_run([&] {
+            for (size_t i = 0; i < count; ++i) {
+                const double g = double(gamma[i]) * perRecord;
+                const double width = spread[i] * (double(std::sqrt(gamma[i])) * halfPerRecord);
+                points[i].re = float(sxyRe[i] * g + width * double(re[i]));
+                points[i].im = float(sxyIm[i] * g + width * double(im[i]));
+            }
+        });
     }
     for (const LineAtPoint& line : stage.lines)
         out[line.point] = drawCrossLine(stream, stage, line, records);
@@ -71,7 +77,7 @@ void spectrum_drawOwn(RandomStream& stream, const StageExpectation& stage, DrawC
         const size_t count = std::min(blockPoints, out.size() - start);
         random_gammas(stream, records, {gamma.data(), count});
         for (size_t i = 0; i < count; ++i)
-            out[start + i] = {float(density[start + i] * gamma[i] / records), 0.0f};
+            out[start + i] = {float(density[start + i] * double(gamma[i]) / records), 0.0f};
     }
     for (const LineAtPoint& line : stage.lines) {
         const std::complex<double> amplitude = channel == DrawChannel::x ? line.x : line.y;
