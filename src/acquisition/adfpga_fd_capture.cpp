@@ -7,6 +7,7 @@
 #include "base/error_codes.h"
 #include "base/tvdebug.h"
 #include "core/abstime.h"
+#include "device_table/hardware_owner.h"
 
 #include <algorithm>
 #include <array>
@@ -170,15 +171,23 @@ void* TVPN_ADFPGA_2_captureFdSamples_task(void* argument) {
     return nullptr;
 }
 
+/// A run fetches what it captures at once. Who else captures may look in now and then.
+void begin(TVPN_ADFPGA* board, adfpga_transferBody body) {
+    if (hardware_isRunThread)
+        TVPN_ADFPGA_postTransferTask(board, body);
+    else
+        TVPN_ADFPGA_startTransferTask(board, body);
+}
+
 } // namespace
 
 int TVPN_ADFPGA_1_tryCaptureFdSamples(TVPN_ADFPGA* board) {
-    TVPN_ADFPGA_startTransferTask(board, TVPN_ADFPGA_1_captureFdSamples_task);
+    begin(board, TVPN_ADFPGA_1_captureFdSamples_task);
     return 0;
 }
 
 int TVPN_ADFPGA_2_tryCaptureFdSamples(TVPN_ADFPGA* board) {
-    TVPN_ADFPGA_startTransferTask(board, TVPN_ADFPGA_2_captureFdSamples_task);
+    begin(board, TVPN_ADFPGA_2_captureFdSamples_task);
     return 0;
 }
 

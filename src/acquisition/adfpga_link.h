@@ -60,6 +60,9 @@ using adfpga_transferBody = void* (*)(void* board);
 
 /// Starts `body(board)` on the thread of the transfer tasks, after the end of an earlier one.
 void TVPN_ADFPGA_startTransferTask(TVPN_ADFPGA* board, adfpga_transferBody body);
+/// The same for a task that is joined at once: whoever joins it runs it, which spares two hand-overs between threads.
+/// Who waits for its end in another way lets the thread begin it.
+void TVPN_ADFPGA_postTransferTask(TVPN_ADFPGA* board, adfpga_transferBody body);
 /// The last act of a body.
 void TVPN_ADFPGA_exitTransferTask(TVPN_ADFPGA* board, int status);
 /// Waits for the end of the task; `status`, if not null, receives what it ended with. Returns 0.

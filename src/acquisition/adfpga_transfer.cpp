@@ -27,6 +27,7 @@ timespec deadlineAfter(uint64_t us) {
 
 /// False if the body has not ended within `us`.
 bool awaitCompletion(TVPN_ADFPGA* board, uint64_t us) {
+    transferWorker.hurry(); // who waits here does not run it
     const timespec deadline = deadlineAfter(us);
     MutexLock lock(board->completeMutex);
     while (board->transferComplete == 0)
@@ -45,6 +46,11 @@ void join(TVPN_ADFPGA* board) REQUIRES(board->joinMutex) {
 } // namespace
 
 void TVPN_ADFPGA_startTransferTask(TVPN_ADFPGA* board, adfpga_transferBody body) {
+    TVPN_ADFPGA_postTransferTask(board, body);
+    transferWorker.hurry();
+}
+
+void TVPN_ADFPGA_postTransferTask(TVPN_ADFPGA* board, adfpga_transferBody body) {
     MutexLock lock(board->joinMutex);
     join(board);
     {
@@ -52,7 +58,7 @@ void TVPN_ADFPGA_startTransferTask(TVPN_ADFPGA* board, adfpga_transferBody body)
         board->transferStatus = 0;
         board->transferComplete = 0;
     }
-    board->transferRunning = transferWorker.start(body, board, taskStack) ? 1 : 0;
+    board->transferRunning = transferWorker.post(body, board, taskStack) ? 1 : 0;
     if (board->transferRunning == 0)
         TVPN_ADFPGA_exitTransferTask(board, scpi::executionError);
 }

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <linux/futex.h>
-#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -13,8 +12,6 @@ long futex(std::atomic<uint32_t>* word, int operation, uint32_t value, const tim
     return syscall(SYS_futex, reinterpret_cast<uint32_t*>(word), operation, value, deadline, nullptr,
                    FUTEX_BITSET_MATCH_ANY);
 }
-
-constexpr int lingerLooks = 100; // some 30 us
 
 } // namespace
 
@@ -28,12 +25,6 @@ void WakeWord::advanceAndWake() {
     value_.fetch_add(1, std::memory_order_seq_cst);
     if (sleepers_.load(std::memory_order_seq_cst) != 0)
         futex(&value_, FUTEX_WAKE_PRIVATE, INT32_MAX, nullptr);
-}
-
-void WakeWord::linger(uint32_t value) const {
-    static const bool otherRuns = sysconf(_SC_NPROCESSORS_ONLN) > 1; // else it runs only once this one sleeps
-    for (int looks = otherRuns ? lingerLooks : 0; looks > 0 && get() == value; --looks)
-        sched_yield();
 }
 
 void WakeWord::waitWhile(uint32_t value) {

@@ -100,9 +100,10 @@ public:
     void advanceAndWake();
     /// Stores `value` and returns what stood there.
     uint32_t exchange(uint32_t value) { return value_.exchange(value, std::memory_order_acq_rel); }
-    /// Watches for a moment while the word reads `value` and lets other threads run: where the other side is about to
-    /// store, it spares both a sleep and a wake-up, which cost more than a small piece of work does.
-    void linger(uint32_t value) const;
+    /// Stores `value` if `expected` stands there; false if not.
+    bool replace(uint32_t expected, uint32_t value) {
+        return value_.compare_exchange_strong(expected, value, std::memory_order_seq_cst);
+    }
     /// Sleeps while the word reads `value`.
     void waitWhile(uint32_t value);
     /// The same until `deadline` on CLOCK_MONOTONIC at the latest; false if the word still reads `value` then.

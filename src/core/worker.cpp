@@ -5,14 +5,21 @@
 void* Worker::run(void* argument) {
     auto* const worker = static_cast<Worker*>(argument);
     for (;;) {
-        worker->state_.linger(idle); // the next piece often follows at once
-        worker->state_.waitWhile(idle);
-        worker->body_(worker->argument_);
-        worker->state_.setAndWake(idle);
+        worker->called_.waitWhile(0);
+        worker->called_.set(0);
+        worker->work();
     }
 }
 
-bool Worker::start(Body body, void* argument, size_t stackBytes) {
+/// Runs the piece unless somebody else has begun it.
+void Worker::work() {
+    if (!state_.replace(posted, working))
+        return;
+    body_(argument_);
+    state_.setAndWake(idle);
+}
+
+bool Worker::post(Body body, void* argument, size_t stackBytes) {
     join();
     if (!exists_) {
         pthread_t thread{};
@@ -24,11 +31,16 @@ bool Worker::start(Body body, void* argument, size_t stackBytes) {
     }
     body_ = body;
     argument_ = argument;
-    state_.setAndWake(working);
+    state_.set(posted);
     return true;
 }
 
+void Worker::hurry() {
+    if (state_.get() == posted)
+        called_.setAndWake(1);
+}
+
 void Worker::join() {
-    state_.linger(working); // short pieces have ended before a sleep would have begun
+    work();
     state_.waitWhile(working);
 }
