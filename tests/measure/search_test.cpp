@@ -54,7 +54,7 @@ TEST_F(SearchTest, AsksTheHardwareInTheOrderOfItsBoard) {
     configPN.ateMode = 0;
     configPN.firstSearch = 1;
     EXPECT_EQ(search(0),
-              "rf off; gain 46; B; attenuation 64; tune 6.5; loop 1; A; attenuation 64; tune 6.5; loop 1; "
+              "rf off; gain 46; B; tune 6.5; loop 1; attenuation 64; A; tune 6.5; loop 1; attenuation 64; "
               "count -1; boards -1; count 40000000; gain 46; rf on; sources 150005000; capture 16384/128/2; rf off; "
               "gain 0; B; attenuation 0; A; attenuation 0; boards 150000000; quick level; rf on; sources 150000000");
 }

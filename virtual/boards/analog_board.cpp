@@ -86,12 +86,11 @@ AnalogCircuit AnalogBoard::decode() const {
     return circuit;
 }
 
-/// The attenuators of 1B and 1C, the one for the DUT in front of its three paths, and their counter's PLL, of which one
+/// The attenuators of 1B and 1C, the one for the DUT behind the detector's tap, and their counter's PLL, of which one
 /// divider shows at the output pin.
 void AnalogBoard::decodeFirst(const AnalogLines& lines, AnalogCircuit* circuit) const {
     circuit->dut.gain_dB -= dutAttenuator_.attenuation_dB();
     circuit->counter.path.gain_dB = circuit->dut.gain_dB;
-    circuit->power.path.gain_dB -= dutAttenuator_.attenuation_dB();
     if (circuit->reference == MixerReference::externalAmplified)
         circuit->referenceGain_dB = referenceAmplifierGain_dB - referenceAttenuator_.attenuation_dB();
     const bool rfInput = lines.high(AnalogLine::counterSelect);

@@ -56,9 +56,8 @@ void prepareBoards(Device* device) {
         slot_carryOn(Device_setLnaGain(device, board.counterGain));
     if (board.attenuatedCount)
         slot_carryOn(onBothBoards(device, [&](int) {
-            slot_carryOn({Device_setTotalStepAttenuation(device, countAttenuation),
-                          Device_setTuneOutputVoltage(device, countTune_V)});
-            return Device_selectPnLoopMode(device, loopOpen);
+            slot_carryOn({Device_setTuneOutputVoltage(device, countTune_V), Device_selectPnLoopMode(device, loopOpen)});
+            return Device_setTotalStepAttenuation(device, countAttenuation); // last: it selects each board itself
         }));
 }
 
