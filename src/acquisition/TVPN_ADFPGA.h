@@ -155,5 +155,5 @@ inline constexpr uint32_t adfpga_sriClockReady = 21;  // the LTC6950 has been co
 
 /// Output format of both ADCs: two's complement for spectra, counters and frequency versus time, offset binary for
 /// samples.
-void TVPN_ADFPGA_ADC_setOutputMode2Complement(TVPN_ADFPGA* board);
-void TVPN_ADFPGA_ADC_setOutputModeOffsetBinary(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_ADC_setOutputMode2Complement(TVPN_ADFPGA* board);
+[[nodiscard]] int TVPN_ADFPGA_ADC_setOutputModeOffsetBinary(TVPN_ADFPGA* board);

@@ -58,7 +58,7 @@ tv_time TVPN_ADFPGA_getCounterTimeout(const TVPN_ADFPGA* board); // s
 [[nodiscard]] int TVPN_ADFPGA_captureFdSamples(TVPN_ADFPGA* board);
 /// Waits for the end of the capture and gives the points of a stage, from 7 on of stage 7: real and imaginary part of
 /// the averaged spectrum as floats. They stay until the next capture; after a stage that timed out, the rest of them is
-/// of an earlier one. Returns their bytes.
+/// of an earlier one. Returns their bytes, or -200 if the stream or the bus failed in the capture.
 [[nodiscard]] int TVPN_ADFPGA_getFdBuffer(TVPN_ADFPGA* board, uint32_t stage, const void** buffer);
 
 // Samples.

@@ -112,8 +112,9 @@ int TVPN_ADFPGA_countFrequencyAdc(TVPN_ADFPGA* board, tvfreq* frequencyA, tvfreq
     const std::array<tvfreq*, 2> frequencies{frequencyA, frequencyB};
     const uint32_t limit = gateTicks(board);
     const double limit_s = board->settings.counterTimeout;
-    TVPN_ADFPGA_ADC_setOutputMode2Complement(board);
-    int status = TVPN_ADFPGA_sendFpga(board, "freqae");
+    int status = TVPN_ADFPGA_ADC_setOutputMode2Complement(board);
+    if (status == 0)
+        status = TVPN_ADFPGA_sendFpga(board, "freqae");
     const tv_abstime start = tv_abstime_now();
     AdcCounts counts{};
     const auto done = [&](size_t channel) { return frequencies[channel] == nullptr || counts[channel].ticks > limit; };

@@ -45,8 +45,9 @@ int configureStage(TVPN_ADFPGA* board, uint32_t stage) {
 /// Sends the set-up of a capture, up to the first failure.
 int configure(TVPN_ADFPGA* board) {
     const AdfpgaSettings& settings = board->inForce;
-    TVPN_ADFPGA_ADC_setOutputMode2Complement(board);
-    int status = TVPN_ADFPGA_fpgaCommandF(board, "muxd,muxaa,muxba");
+    int status = TVPN_ADFPGA_ADC_setOutputMode2Complement(board);
+    if (status == 0)
+        status = TVPN_ADFPGA_fpgaCommandF(board, "muxd,muxaa,muxba");
     if (status == 0)
         status = TVPN_ADFPGA_fpgaCommandsImmediate(
             board, channelCommands[std::min<uint32_t>(settings.fdChannel, adfpga_crossCorrelation)]);
@@ -106,11 +107,12 @@ int fetchStage(TVPN_ADFPGA* board, uint32_t stage, double budget_s) {
     return status;
 }
 
-/// `asked`: each stage was asked for its block, so that none runs on.
+/// `asked`: each stage was asked for its block, so that none runs on. If not, a spectrum is missing that nobody would
+/// miss: the capture has failed, whatever the last stage says.
 void endCapture(TVPN_ADFPGA* board, int status, bool asked) {
     if (cancelled(board) || !asked)
         std::ignore = TVPN_ADFPGA_fpgaCommandF(board, "stagea"); // the capture has its status
-    TVPN_ADFPGA_exitTransferTask(board, status);
+    TVPN_ADFPGA_exitTransferTask(board, asked ? status : scpi::executionError);
 }
 
 /// What a stage of the first generation, where stages run one after the other, may take.
@@ -203,8 +205,11 @@ int TVPN_ADFPGA_captureFdSamples(TVPN_ADFPGA* board) {
 }
 
 int TVPN_ADFPGA_getFdBuffer(TVPN_ADFPGA* board, uint32_t stage, const void** buffer) {
-    TVPN_ADFPGA_joinTransferTask(board, nullptr);
+    int status = 0;
+    TVPN_ADFPGA_joinTransferTask(board, &status);
     const uint32_t number = std::min(stage, adfpga_stagesMax - 1);
     *buffer = board->fdBuffer[number];
+    if (status == scpi::executionError)
+        return status;
     return static_cast<int>(board->fdBufferSize[number] * adfpga_fdPointBytes);
 }

@@ -64,7 +64,7 @@ int TVPN_ADFPGA_captureFvstSamples(TVPN_ADFPGA* board) {
     if (board->fvstOperation == nullptr)
         return scpi::hardwareMissing;
     TVPN_ADFPGA_waitComplete(board);
-    TVPN_ADFPGA_ADC_setOutputMode2Complement(board);
+    const int formatted = TVPN_ADFPGA_ADC_setOutputMode2Complement(board);
     const auto [dividerA, dividerB] = dividersOf(board);
     const AdfpgaTrigger& trigger = board->trigger;
     const int status = TVPN_ADFPGA_fpgaCommandF(
@@ -73,8 +73,8 @@ int TVPN_ADFPGA_captureFvstSamples(TVPN_ADFPGA* board) {
         dividerA, TVPN_ADFPGA_fvstTriggerConfiguration(board), tvfreq2double(&trigger.levelHigh, nullptr),
         tvfreq2double(&trigger.levelLow, nullptr));
     board->fvstRunning = 1; // also behind a failure: an abort makes sure that nothing runs
-    if (status != 0)
-        return status;
+    if (const int failure = chip_firstFailure({formatted, status}); failure != 0)
+        return failure;
     showRunning(board);
     if (trigger.continuous == 0)
         TVPN_ADFPGA_startTransferTask(board, fvstStatusTask);

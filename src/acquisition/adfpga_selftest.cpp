@@ -47,13 +47,13 @@ bool bothChannelsRead(TVPN_ADFPGA* board, uint16_t word) {
 }
 
 bool patternArrives(TVPN_ADFPGA* board, const TestPattern& pattern) {
-    adfpga_setTestMode(board, pattern.mode);
-    return std::all_of(dividers.begin(), dividers.end(), [&](uint32_t divider) {
-        // What an earlier capture left there must not pass for this one.
-        for (uint16_t* const buffer : board->tdBuffer)
-            std::fill_n(buffer, samples, static_cast<uint16_t>(~pattern.word));
-        return adfpga_captureSamples(board, samples, divider) == 0 && bothChannelsRead(board, pattern.word);
-    });
+    return adfpga_setTestMode(board, pattern.mode) == 0 &&
+           std::all_of(dividers.begin(), dividers.end(), [&](uint32_t divider) {
+               // What an earlier capture left there must not pass for this one.
+               for (uint16_t* const buffer : board->tdBuffer)
+                   std::fill_n(buffer, samples, static_cast<uint16_t>(~pattern.word));
+               return adfpga_captureSamples(board, samples, divider) == 0 && bothChannelsRead(board, pattern.word);
+           });
 }
 
 SelftestResult testAdcs(TVPN_ADFPGA* board) {
@@ -61,8 +61,8 @@ SelftestResult testAdcs(TVPN_ADFPGA* board) {
     for (const TestPattern& pattern : patterns)
         if (result == passed && !patternArrives(board, pattern))
             result = pattern.failure;
-    adfpga_setTestMode(board, fastAdc_testOff);
-    return result;
+    const int restored = adfpga_setTestMode(board, fastAdc_testOff);
+    return result == passed && restored != 0 ? patterns.front().failure : result;
 }
 
 } // namespace

@@ -139,18 +139,18 @@ void presetLine(SRI* sri, uint32_t line, bool on) {
         SRI_presetClearBit(sri, line);
 }
 
-/// Acts on the one ADC of the first generation, or on both of the second in turn.
-template <class First, class Second> void onAdcs(TVPN_ADFPGA* board, First first, Second second) {
-    MutexLock lock(board->controlMutex);
-    if (!adfpga_isSecondGeneration(board)) {
-        first(&board->adc);
-        return;
-    }
-    ADFPGA_2_select_ADC(board, adfpga_channelA);
-    second(&board->adcA);
-    ADFPGA_2_select_ADC(board, adfpga_channelB);
-    second(&board->adcB);
-    ADFPGA_2_deselect_ADCs(board);
+/// Changes the one ADC of the first generation, or both of the second in turn. Returns the first failure; an ADC that
+/// could not be selected is left alone.
+template <class First, class Second>
+[[nodiscard]] int onAdcs(TVPN_ADFPGA* board, First first, Second second) REQUIRES(board->controlMutex) {
+    if (!adfpga_isSecondGeneration(board))
+        return first(&board->adc);
+    const auto change = [&](uint32_t channel, AD9467* adc) REQUIRES(board->controlMutex) {
+        const int selected = ADFPGA_2_select_ADC(board, channel);
+        return selected != 0 ? selected : second(adc);
+    };
+    return chip_firstFailure(
+        {change(adfpga_channelA, &board->adcA), change(adfpga_channelB, &board->adcB), ADFPGA_2_deselect_ADCs(board)});
 }
 
 // ---- reset ----------------------------------------------------------------------------------------------------------
@@ -214,13 +214,10 @@ void ADFPGA_2_init_hw(TVPN_ADFPGA* board) {
     chip_carryOn(SRI_setBit(&board->sri, adfpga_sriClockReady));
     awaitLock(board);
     synchronizeClock(&board->sri);
-    ADFPGA_2_select_ADC(board, adfpga_channelA);
-    AD9467_init(&board->adcA, adcSlave, busSegment);
-    chip_carryOn(AD9467_setOutputMode2Complement(&board->adcA));
-    ADFPGA_2_select_ADC(board, adfpga_channelB);
-    AD9467_init(&board->adcB, adcSlave, busSegment);
-    chip_carryOn(AD9467_setOutputMode2Complement(&board->adcB));
-    ADFPGA_2_deselect_ADCs(board);
+    chip_carryOn(onAdcs(board, AD9268_setOutputMode2Complement, [](AD9467* adc) {
+        AD9467_init(adc, adcSlave, busSegment);
+        return AD9467_setOutputMode2Complement(adc);
+    }));
     chip_carryOn(SRI_clearBit(&board->sri, adfpga_sriReset));
 }
 
@@ -231,32 +228,35 @@ void TVPN_ADFPGA_free(TVPN_ADFPGA* board) {
         tvmemFree(buffer);
 }
 
-void ADFPGA_2_select_ADC(TVPN_ADFPGA* board, uint32_t channel) {
+int ADFPGA_2_select_ADC(TVPN_ADFPGA* board, uint32_t channel) {
     const bool isA = channel == adfpga_channelA;
     presetLine(&board->sri, adfpga_sriAdcA, isA);
     presetLine(&board->sri, adfpga_sriSelectAdcA, !isA);
     presetLine(&board->sri, adfpga_sriSelectAdcB, isA);
-    chip_carryOn(SRI_applyPreset(&board->sri));
+    return SRI_applyPreset(&board->sri);
 }
 
-void ADFPGA_2_deselect_ADCs(TVPN_ADFPGA* board) {
+int ADFPGA_2_deselect_ADCs(TVPN_ADFPGA* board) {
     SRI_presetSetBit(&board->sri, adfpga_sriSelectAdcA);
     SRI_presetSetBit(&board->sri, adfpga_sriSelectAdcB);
-    chip_carryOn(SRI_applyPreset(&board->sri));
+    return SRI_applyPreset(&board->sri);
 }
 
-void TVPN_ADFPGA_ADC_setOutputMode2Complement(TVPN_ADFPGA* board) {
-    onAdcs(board, AD9268_setOutputMode2Complement, AD9467_setOutputMode2Complement);
+int TVPN_ADFPGA_ADC_setOutputMode2Complement(TVPN_ADFPGA* board) {
+    MutexLock lock(board->controlMutex);
+    return onAdcs(board, AD9268_setOutputMode2Complement, AD9467_setOutputMode2Complement);
 }
 
-void TVPN_ADFPGA_ADC_setOutputModeOffsetBinary(TVPN_ADFPGA* board) {
-    onAdcs(board, AD9268_setOutputModeOffsetBinary, AD9467_setOutputModeOffsetBinary);
+int TVPN_ADFPGA_ADC_setOutputModeOffsetBinary(TVPN_ADFPGA* board) {
+    MutexLock lock(board->controlMutex);
+    return onAdcs(board, AD9268_setOutputModeOffsetBinary, AD9467_setOutputModeOffsetBinary);
 }
 
-void adfpga_setTestMode(TVPN_ADFPGA* board, uint32_t mode) {
-    onAdcs(
-        board, [mode](AD9268* adc) { chip_carryOn(AD9268_setTestMode(adc, mode)); },
-        [mode](AD9467* adc) { chip_carryOn(AD9467_setTestMode(adc, mode)); });
+int adfpga_setTestMode(TVPN_ADFPGA* board, uint32_t mode) {
+    MutexLock lock(board->controlMutex);
+    return onAdcs(
+        board, [mode](AD9268* adc) { return AD9268_setTestMode(adc, mode); },
+        [mode](AD9467* adc) { return AD9467_setTestMode(adc, mode); });
 }
 
 int TVPN_ADFPGA_setRefInternal(TVPN_ADFPGA* board, int internal) {

@@ -8,10 +8,10 @@ void TVPN_ADFPGA_2_init(TVPN_ADFPGA* board);
 void ADFPGA_2_init_hw(TVPN_ADFPGA* board);
 
 /// Selects one ADC of the second generation on the bus (adfpga_channelA or adfpga_channelB), or neither.
-void ADFPGA_2_select_ADC(TVPN_ADFPGA* board, uint32_t channel) REQUIRES(board->controlMutex);
-void ADFPGA_2_deselect_ADCs(TVPN_ADFPGA* board) REQUIRES(board->controlMutex);
+[[nodiscard]] int ADFPGA_2_select_ADC(TVPN_ADFPGA* board, uint32_t channel) REQUIRES(board->controlMutex);
+[[nodiscard]] int ADFPGA_2_deselect_ADCs(TVPN_ADFPGA* board) REQUIRES(board->controlMutex);
 /// Test pattern of both ADCs, as in fast_adc.h.
-void adfpga_setTestMode(TVPN_ADFPGA* board, uint32_t mode);
+[[nodiscard]] int adfpga_setTestMode(TVPN_ADFPGA* board, uint32_t mode);
 
 [[nodiscard]] int TVPN_ADFPGA_1_selftest(TVPN_ADFPGA* board);
 [[nodiscard]] int TVPN_ADFPGA_2_selftest(TVPN_ADFPGA* board);

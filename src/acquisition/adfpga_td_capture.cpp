@@ -68,9 +68,10 @@ int TVPN_ADFPGA_captureTdSamples(TVPN_ADFPGA* board) {
 }
 
 int adfpga_captureSamples(TVPN_ADFPGA* board, uint32_t samples, uint32_t divider) {
-    TVPN_ADFPGA_ADC_setOutputModeOffsetBinary(board);
     const uint32_t tmoUs = timeout_us(board, samples, divider);
-    int status = TVPN_ADFPGA_listenSsc_nonrt(board, samples * pairBytes, tmoUs);
+    int status = TVPN_ADFPGA_ADC_setOutputModeOffsetBinary(board);
+    if (status == 0)
+        status = TVPN_ADFPGA_listenSsc_nonrt(board, samples * pairBytes, tmoUs);
     if (status == 0)
         status = startSampling(board, divider, samples);
     if (status == 0)
@@ -153,14 +154,14 @@ int receiveBothChannels(TVPN_ADFPGA* board, uint32_t maxBytes, char* buffer) {
 int TVPN_ADFPGA_startHMode(TVPN_ADFPGA* board) {
     const uint32_t samples = board->settings.tdSamplesCount;
     const uint32_t divider = board->settings.tdDivider;
-    TVPN_ADFPGA_ADC_setOutputModeOffsetBinary(board);
+    const int formatted = TVPN_ADFPGA_ADC_setOutputModeOffsetBinary(board);
     const uint32_t tmoUs = timeout_us(board, samples, divider);
     board->hTimeout = tmoUs / 1e6;
     board->hStartTime = tv_abstime_now();
     board->validSscBytes = 0;
     board->hChannel = board->settings.tdChannel;
     board->hBytes = bothChannels(board) ? samples * pairBytes : samples * pairBytes / 2;
-    if (TVPN_ADFPGA_listenSsc_nonrt(board, samples * pairBytes, tmoUs) == 0)
+    if (formatted == 0 && TVPN_ADFPGA_listenSsc_nonrt(board, samples * pairBytes, tmoUs) == 0)
         std::ignore = startSampling(board, divider, samples); // without it no samples come: the handler tells
     return 0;
 }

@@ -42,6 +42,9 @@ TEST_F(Chips, OperationsSendTheFramesOfTheDataSheets) {
         {[](C& c) { return AD9467_init(&c.adcA, 9, 3), 0; }, 0,
          "0:3C 00 00 | 0:18 00 00 | 0:0F 15 00 | 0:04 2C 00 | 0:01 FF 00"},
         {[](C& c) { return AD9467_setTestMode(&c.adcA, 8); }, refused, ""},
+        {[](C& c) { return AD9512_init(&c.clocks, 10, 3), 0; }, 0,
+         "0:08 3D 00 | 0:00 00 4B 20 | 0:08 3E 00 | 0:00 00 4D 20 | 0:08 3F 00 | 0:00 00 4F 20 | 0:02 40 00 | "
+         "0:00 00 51 20 | 0:02 41 00 | 0:00 00 53 20 | 0:01 45 00 | 0:01 5A 00"},
         {[](C& c) { return AD9512_setDivideRatio(&c.clocks, 1, 33); }, refused, "0:00 00 4D 20"},
         {[](C& c) { return AD9512_setDivideRatio(&c.clocks, 4, 32); }, 0, "0:FF 00 53 20"},
         {[](C& c) { return AD9912_init(&c.dds, 11, 3), 0; }, 0, "0:D0 10 00 | 0:FF 01 0C 24"},

@@ -16,7 +16,7 @@ protected:
         return logOf([] { adjustInputAttenuation(device, configPNPtr); });
     }
     static std::string adjust() {
-        return logOf([] { adjustGain(device, configPNPtr); });
+        return logOf([] { EXPECT_EQ(adjustGain(device, configPNPtr), 0); });
     }
 };
 
@@ -64,7 +64,7 @@ TEST_F(GainTest, TakesTheHighestIfGainThatLeavesRoom) {
     useBoard('6');
     configPN.ifGain = 20.9;
     hardware.captureResult = -365; // keeps the gain that it cannot, or need not, adjust
-    EXPECT_EQ(adjust(), "gain 48; capture 64/1024/2");
+    EXPECT_EQ(adjust(), "gain 48; capture 64/1024/2; gain 20");
     EXPECT_EQ(configPN.ifGain, 20.9);
     configPN.redoIFgain = redoOnce;
     configPN.doIFgain = 0;

@@ -100,15 +100,21 @@ bool hasRoom(std::span<const uint16_t> record, int spanLimit) {
     return min >= sampleMin && max <= sampleMax && max - min <= spanLimit;
 }
 
-void scanGains(Device* device, MeasConfig* config, const GainScan& scan) {
+int setStoredGain(Device* device, const MeasConfig& config) {
+    const double stored = std::fmax(std::fmin(config.ifGain, storedGainMax_dB), -storedGainMax_dB);
+    return Device_setLnaGain(device, static_cast<int>(stored));
+}
+
+int scanGains(Device* device, MeasConfig* config, const GainScan& scan) {
     for (int gain = scan.start; gain >= scan.lowest; gain -= scan.step) {
-        slot_carryOn(Device_setLnaGain(device, gain)); // the record tells whether it fits
+        if (const int error = Device_setLnaGain(device, gain); error != 0)
+            return error; // where the board stands then nobody knows
         uint16_t* a = nullptr;
         uint16_t* b = nullptr;
         const uint32_t count = getTimeSamples(device, &a, &b, gainSamples, gainDivider, bothChannels);
         if (count == 0) {
             printd("  ERROR: pn_measure_SDmeasureP2PValue: could not read samples\n");
-            return;
+            return setStoredGain(device, *config);
         }
         if (hasRoom({a, count}, scan.spanLimit) && hasRoom({b, count}, scan.spanLimit)) {
             printd("     > adjustGain: adjusted gain to %.0f [dB]\n", static_cast<double>(gain));
@@ -116,6 +122,7 @@ void scanGains(Device* device, MeasConfig* config, const GainScan& scan) {
         }
     }
     config->ifGain = Device_getLnaGain(device);
+    return 0;
 }
 
 // ---- beat -----------------------------------------------------------------------------------------------------------
@@ -155,11 +162,8 @@ void adjustInputAttenuation(Device* device, const MeasConfig* config) {
         adjustStepAttenuator(device, *config);
 }
 
-void adjustGain(Device* device, MeasConfig* config) {
-    if (config_doIFgain(config))
-        return scanGains(device, config, analogBoard().gainScan);
-    const double stored = std::fmax(std::fmin(config->ifGain, storedGainMax_dB), -storedGainMax_dB);
-    slot_carryOn(Device_setLnaGain(device, static_cast<int>(stored))); // a gain that is not there shows in the records
+int adjustGain(Device* device, MeasConfig* config) {
+    return config_doIFgain(config) ? scanGains(device, config, analogBoard().gainScan) : setStoredGain(device, *config);
 }
 
 void detectMinimalBeatMeasurementSettings(Device* device, const MeasConfig* config) {

@@ -35,6 +35,7 @@ struct CorrelationRun {
     int32_t capturePasses;
     int32_t stageCount;
     int32_t pointCount;
+    bool captureFailed;
     std::array<double, stageCountMax> rates; // samples per second of each stage
     double scaleDb;
     uint32_t repairSeed;                          // of the random numbers that replace spurs
@@ -95,10 +96,11 @@ void clearSums() {
 
 using Spectrum = std::span<const FdPoint>;
 
-/// The spectrum of a stage; empty if there is none. Waits for the end of the capture.
+/// The spectrum of a stage; empty if there is none. Waits for the end of the capture, and notes if it failed.
 Spectrum fetchStage(Device* device, int32_t stage) {
     const void* data = nullptr;
     const int bytes = Device_getPhaseNoiseFdBuffer(device, static_cast<uint32_t>(stage), &data);
+    run.captureFailed = run.captureFailed || bytes < 0;
     if (data == nullptr || bytes < static_cast<int>(sizeof(FdPoint)))
         return {};
     return {static_cast<const FdPoint*>(data), static_cast<size_t>(bytes) / sizeof(FdPoint)};
@@ -119,15 +121,15 @@ bool stopRequested() {
     return meas_data.stopRequested != 0;
 }
 
-/// One capture into the sums. False, and nothing is added, if it was to stop meanwhile: of a capture that was cut short
-/// the buffers hold what an earlier one has left there.
+/// One capture into the sums. False, and nothing is added, if it was to stop meanwhile or failed: of a capture that was
+/// cut short the buffers hold what an earlier one has left there.
 bool addCapture(Device* device) {
     slot_carryOn(Device_capturePhaseNoiseFdSamples(device)); // each stage below tells what has come of it
     if (stopRequested()) // perhaps after the last look, but before there was a capture to cut
         slot_carryOn(Device_abort_local(device));
     for (int32_t stage = 0; stage < run.stageCount; ++stage) {
         const Spectrum spectrum = fetchStage(device, stage);
-        if (stage == 0 && stopRequested())
+        if (stage == 0 && (stopRequested() || run.captureFailed))
             return false;
         accumulateStage(spectrum, stage);
     }
@@ -268,8 +270,9 @@ void settleFirstIteration(Device* device, int32_t passes) {
 
 } // namespace
 
-void measurePhaseNoise(Device* device, MeasConfig* config) {
+int32_t measurePhaseNoise(Device* device, MeasConfig* config) {
     prepareRun(device, config);
+    run.captureFailed = false;
     for (int32_t done = 0; done < run.iterations; ++done) {
         const int32_t passes = runIteration(device, done);
         const bool stopped = passes < run.capturePasses;
@@ -279,4 +282,5 @@ void measurePhaseNoise(Device* device, MeasConfig* config) {
         if (stopped)
             break;
     }
+    return run.captureFailed ? scpi::measurementFailed : 0;
 }

@@ -131,7 +131,8 @@ int32_t closeLoops(Device* device, MeasConfig* config, int attempts, PhaseClock*
 }
 
 int32_t fitGain(Device* device, MeasConfig* config) {
-    adjustGain(device, config);
+    if (adjustGain(device, config) != 0)
+        return scpi::measurementFailed;
     if (analogBoard().waitsUntilSteady && waitUntilSteady(device) == 0)
         return scpi::lockFailed;
     if (config->ifGain < 0) {
@@ -183,9 +184,9 @@ int32_t pnMeasureFull(Device* device, MeasConfig* config) {
         waitForSources();
     if (const int32_t failure = prepare(device, config, &clock); failure != 0)
         return endWith(failure);
-    measurePhaseNoise(device, config);
+    const int32_t failure = measurePhaseNoise(device, config);
     clock.stop("measurement", &meas_data.tMeas);
     slot_carryOn(Device_setLnaGain(device, 0)); // the run is over
     meas_data.lastTimeSec = measure_secondsSince(begin);
-    return endWith(0);
+    return endWith(failure);
 }
