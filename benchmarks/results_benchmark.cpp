@@ -59,13 +59,18 @@ void setUp() {
     configPN_setIterations(device, savesPerRun);
 }
 
+void run(benchmark::State& state) {
+    if (measurePhaseNoise(device, &configPN) != 0)
+        state.SkipWithError("no run");
+}
+
 /// One save and the sums of one capture.
 void save(benchmark::State& state, uint32_t spurOmission, int records, int lines) {
     setUp();
     makeSpectra(records, lines);
     configPN.spurOmission = spurOmission;
     for (auto _ : state)
-        measurePhaseNoise(device, &configPN);
+        run(state);
     state.SetItemsProcessed(state.iterations() * savesPerRun);
 }
 
@@ -73,7 +78,7 @@ void figure(benchmark::State& state, int mode, uint32_t spurOmission) {
     setUp();
     makeSpectra(100, 8);
     configPN.spurOmission = 1;
-    measurePhaseNoise(device, &configPN); // makes the list of spurs
+    run(state); // makes the list of spurs
     configPN.spurOmission = spurOmission;
     MutexLock lock(meas_data.resultMutex);
     for (auto _ : state)
@@ -84,7 +89,7 @@ void figure(benchmark::State& state, int mode, uint32_t spurOmission) {
 void allanDeviation(benchmark::State& state) {
     setUp();
     makeSpectra(100, 0);
-    measurePhaseNoise(device, &configPN);
+    run(state);
     for (auto _ : state)
         if (pn_measure_calculateAVariance(device) != 0)
             state.SkipWithError("no result");
