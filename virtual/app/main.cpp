@@ -7,7 +7,6 @@
 #include "virtual/app/serial_number.h"
 #include "virtual/factory/calibration_file.h"
 #include "virtual/platform/clock.h"
-#include "virtual/stand_in/slot_adapter.h"
 #include "virtual/unit/unit.h"
 
 #include <algorithm>
@@ -48,9 +47,6 @@ constexpr const char* usage =
     "  --realtime    captures and waits take the time that the hardware takes; default: waits cost nothing\n"
     "  --port N      where TCP listens; default 18, or 2018 where 18 may not be bound or is taken\n"
     "  --listen ADDR the address on which it is found, 0.0.0.0 for all of this machine; default 127.0.0.1\n"
-    "  --boards      the unit's boards wire its channels, and it has errors and a factory calibration file of its "
-    "own;\n"
-    "                default: channels are set past the boards, and the unit is nominal\n"
     "  --verbose     the firmware's own debug channel\n"
     "  --help        this text\n";
 
@@ -63,7 +59,6 @@ struct Options {
     bool tellsBoards = false;
     bool realTime = false;
     bool verbose = false;
-    bool boards = false;
 };
 
 [[noreturn]] void fail(int status, const std::string& reason) {
@@ -103,8 +98,8 @@ Options parse(int argc, char** argv) {
         {"serial", required_argument, nullptr, 's'}, {"seed", required_argument, nullptr, 'n'},
         {"port", required_argument, nullptr, 'p'},   {"listen", required_argument, nullptr, 'l'},
         {"tell-boards", no_argument, nullptr, 'b'},  {"realtime", no_argument, nullptr, 'r'},
-        {"verbose", no_argument, nullptr, 'v'},      {"boards", no_argument, nullptr, 'w'},
-        {"help", no_argument, nullptr, 'h'},         {nullptr, 0, nullptr, 0},
+        {"verbose", no_argument, nullptr, 'v'},      {"help", no_argument, nullptr, 'h'},
+        {nullptr, 0, nullptr, 0},
     };
     Options options;
     for (int letter; (letter = getopt_long(argc, argv, "", known, nullptr)) != -1;)
@@ -118,7 +113,6 @@ Options parse(int argc, char** argv) {
         case 'b': options.tellsBoards = true; break;
         case 'r': options.realTime = true; break;
         case 'v': options.verbose = true; break;
-        case 'w': options.boards = true; break;
         case 'h': fputs(usage, stdout); exit(0);
         default: fputs(usage, stderr); exit(exitUsage);
         }
@@ -240,12 +234,9 @@ int main(int argc, char** argv) {
     std::atexit(tellRefusals);
     requireChips(options);
     unit->boards->onPanel(recordPanel);
-    virtual_adapter_install(unit->bench);
-    if (options.boards) {
-        settleCalibration(serialNumber);
-        vi::bench_setIndividual(&unit->bench, true);
-        unit->boards->take(vi::wiringAll);
-    }
+    settleCalibration(serialNumber);
+    vi::bench_setIndividual(&unit->bench, true);
+    unit->boards->take(vi::wiringAll);
     tvstuff_seedRandom(static_cast<uint32_t>(options.seed ^ options.seed >> 32));
 
     char name[] = "virtual-instrument", verbose[] = "-v";

@@ -122,7 +122,6 @@ class Rig:
         tell_boards=False,
         realtime=False,
         verbose=False,
-        boards=False,
         program=PROGRAM,
     ):
         self.dut = Path(dut).resolve() if dut else DEFAULT_DUT
@@ -139,7 +138,6 @@ class Rig:
         self.words += ["--tell-boards"] if tell_boards else []
         self.words += ["--realtime"] if realtime else []
         self.words += ["--verbose"] if verbose else []
-        self.words += ["--boards"] if boards else []
         self.process = None
         self._overdue = False
         self.port = None

@@ -64,11 +64,6 @@ def arguments(words):
         action="store_true",
         help="captures and waits take the hardware's time (default: waits cost nothing)",
     )
-    parser.add_argument(
-        "--boards",
-        action="store_true",
-        help="the unit's boards wire its channels, and it has errors and a calibration file of its own",
-    )
     parser.add_argument("--verbose", action="store_true", help="show the firmware's own debug channel")
     options = parser.parse_args(own)
     if options.serve and rest:
@@ -115,7 +110,6 @@ def main():
         listen=options.listen,
         realtime=options.realtime,
         verbose=options.verbose,
-        boards=options.boards,
     )
     try:
         with rig:
