@@ -5,6 +5,7 @@
 #include "drivers/FTW.h"
 #include "drivers/tvspi.h"
 #include "platform/rt.h"
+#include "tests/virtual/straight_wiring.h"
 #include "virtual/acquisition/acquisition_board.h"
 #include "virtual/acquisition/sample_stream.h"
 #include "virtual/acquisition/soft_core_spectra.h"
@@ -194,12 +195,8 @@ struct Capturer {
     explicit Capturer(const vi::UnitBoards& boards) : board(bus, {boards.fpga, boards.acquisitionPll}, samples, 1) {
         bench_init(&bench, boards, {"", {100e6, 8, {{{10, -95}, {1e3, -122}, {1e5, -133}, {1e7, -156}}}, {}, {}}, {}},
                    1);
-        for (const vi::Channel c : {vi::channelA, vi::channelB}) {
-            vi::ChannelSettings settings;
-            settings.rfOn = true;
-            settings.source_Hz = 99e6;
-            bench_set(&bench, c, settings);
-        }
+        for (const vi::Channel c : {vi::channelA, vi::channelB})
+            bench_setWiring(&bench, c, vi::straightWiring(boards, 99e6));
         open();
         TVPN_ADFPGA_init(&driver, boards.fpga == vi::FpgaGeneration::second ? adfpga_firstSecondGeneration : 2);
         (void)TVPN_ADFPGA_setTdSamplesCount(&driver, adfpga_tdSamplesMax);

@@ -130,8 +130,6 @@ void device_registerController() {
 void registerDeviceFunctions() {
     device_registerIdentity();
     device_registerCalibration();
-    if (device_boardsStoodIn)
-        return;
     device_registerController();
     device_registerFrequency();
     device_registerRf();

@@ -69,10 +69,6 @@ void Device_setDefaults(Device* device);
 /// Fills the slots of the device's operations, whatever stood there.
 void registerDeviceFunctions();
 
-/// True on hardware of which only the acquisition board is there, while somebody else fills the slots of the other
-/// boards: they are neither started nor driven, and their slots stay as they are.
-inline bool device_boardsStoodIn = false;
-
 /// Select a channel: board number, analog board, source board.
 void device_selectA(Device* device);
 void device_selectB(Device* device);

@@ -124,29 +124,9 @@ void startMeasurement(Device* device, DeviceMeasurementStart start) {
         printd("Device_init(): the measurement cannot start (%d)\n", error);
 }
 
-/// What is left where others drive the boards.
-int startStoodIn(Device* device, DeviceMeasurementStart measurement) {
-    registerDeviceFunctions();
-    registerAcquisitionFunctions();
-    Device_setDefaults(device);
-    startAcquisition(device);
-    CalibrationTVPN_reset(&device->calibration);
-    slot_carryOn(Device_loadCalibrationData(device)); // without a file the defaults hold
-    deviceStatusRegistersInit(&device->statusRegisters);
-    startMeasurement(device, measurement);
-    if (Device_setFrequencyFixed)
-        slot_carryOn(Device_setFrequencyFixed(device, &device->frequency)); // as Device_init does
-    if (Device_setLnaGain)
-        slot_carryOn(Device_setLnaGain(device, 0));
-    device_selectA(device);
-    return 0;
-}
-
 } // namespace
 
 int Device_init(Device* device, DeviceMeasurementStart measurement) {
-    if (device_boardsStoodIn)
-        return startStoodIn(device, measurement);
     planSources(device);
     registerDeviceFunctions();
     registerAcquisitionFunctions();

@@ -51,13 +51,12 @@ void boot() {
     Device* const device = Device_create();
     debug_device = device;
     device_config_init();
-    device_boardsStoodIn = true;
     const int started = Device_init(device, [](Device* measuring) {
         fillCaptureSlots(); // in place of the boards
         EXPECT_EQ(measure_init(measuring), 0);
         return 0;
     });
-    EXPECT_EQ(started, 0);
+    EXPECT_NE(started, 0) << "a self test without hardware";
     context.device = device;
     context.tree = scpi::commandTree();
     scpi_parser_init(&context);

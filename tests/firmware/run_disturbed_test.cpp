@@ -152,7 +152,7 @@ TEST_F(Disturbed, SettingsReachTheNextRunAndTheHardwareAtTheEndOfThisOne) {
         EXPECT_EQ(unit.number("SENS:PN:LOBW?"), 30);
         EXPECT_EQ(unit.number("CONF:NOIS:GAIN?"), 20);
         EXPECT_EQ(unit.number("SENS:ROSC:INT?"), 3);
-        EXPECT_NEAR(bench_settings(&unit.hardware().bench, channelA).source_Hz, 250e6, 1);
+        EXPECT_NEAR(bench_wiring(&unit.hardware().bench, channelA).source_Hz, 250e6, 1);
     }
 }
 

@@ -39,7 +39,8 @@ void runAllKinds(UnitInProcess* unit) {
     Kinds kind;
     for (int i = 0; i < kinds; ++i) {
         const Carrier carrier = kind.oneOf(carriers);
-        const double power_dBm = kind.oneOf({-10.0, 0.0, 8.0, 13.0});
+        const double weakest_dBm = carrier.frequency_Hz < 4.2e9 ? -10 : 0; // nothing amplifies the others
+        const double power_dBm = std::max(weakest_dBm, kind.oneOf({-10.0, 0.0, 8.0, 13.0}));
         const std::string settings = std::string("SENS:PN:REF ") + carrier.reference + ";FREQ:STAR " +
                                      kind.oneOf({"1", "10", "1000"}) + ";:SENS:PN:CORR " +
                                      std::to_string(20 * kind.upTo(5)) + ";AVER " + std::to_string(kind.upTo(2)) +

@@ -2,11 +2,11 @@
 #include "core/process.h"
 #include "device/device.h"
 #include "device_table/device_fptrs.h"
+#include "drivers/tvspi.h"
 #include "identity/device_config.h"
 #include "measure/run/measure.h"
 #include "measure/settings/measurement_configuration.h"
 #include "virtual/platform/clock.h"
-#include "virtual/stand_in/slot_adapter.h"
 #include "virtual/unit/unit.h"
 
 #include <fstream>
@@ -36,11 +36,11 @@ std::map<std::string, std::string> listed() {
 TEST(Slots, AreFilledByTheRoomsOfTheListAndByNobodyElse) {
     std::map<std::string, std::string> expected = listed();
     EXPECT_EQ(expected.size(), std::size(entries));
-    vi::Unit unit(vi::unitBoards_of(device_config_getSN()), vi::DutFile{}, 1);
+    vi::Unit unit(vi::unitBoards_of(device_config_getSN()), vi::DutFile{"", {100e6, 8, {{{1, -100}}}, {}, {}}, {}}, 1);
+    ASSERT_EQ(tvspiOpen(), 0);
     Device* const device = Device_create();
     debug_device = device;
     device_config_init();
-    virtual_adapter_install(unit.bench);
     EXPECT_EQ(Device_init(device, measure_init), 0);
     Device_registerMandatoryFunctions();
     for (const Entry& entry : entries) {
@@ -55,17 +55,6 @@ TEST(Slots, AreFilledByTheRoomsOfTheListAndByNobodyElse) {
     EXPECT_EQ(Device_initImmediate(device), 0);
     slot_carryOn(Automeasure_waitForMeasurement(device, 1, 0)); // without a DUT it finds nothing
     EXPECT_EQ(Device_refusedSlots(), 0) << "a slot filled behind the start";
-}
-
-TEST(Slots, ThatAreStoodInForHaveAnOperationOfTheDeviceToComeBackTo) {
-    std::map<std::string, std::string> rooms = listed();
-    static_cast<void>(Device_create());
-    device_boardsStoodIn = false;
-    registerDeviceFunctions();
-    for (const Entry& entry : entries)
-        if (rooms[entry.name] == "stand-in") {
-            EXPECT_STREQ(entry.filledBy(), "device") << entry.name;
-        }
 }
 
 } // namespace

@@ -43,14 +43,14 @@ struct TalkingBus final : vi::RtDevice {
 
 enum class Bus { silent, talking };
 
-/// The firmware on a fresh unit, of whose boards only that of the acquisition is there.
+/// The firmware on a fresh unit.
 class Instrument : public Child {
 public:
     explicit Instrument(std::vector<const char*> options = {}, Bus bus = Bus::silent)
         : Child([&] {
               // Both stay until the process is gone, as the firmware's threads do.
-              device_boardsStoodIn = true;
-              auto* unit = new vi::Unit(vi::unitBoards_of(vi::defaultSerialNumber), {}, 1);
+              auto* unit = new vi::Unit(vi::unitBoards_of(vi::defaultSerialNumber),
+                                        vi::DutFile{"", {100e6, 8, {{{1, -100}}}, {}, {}}, {}}, 1);
               if (bus == Bus::talking)
                   vi::rtdm_register(tvko_deviceName, new TalkingBus(unit->bus));
               options.insert(options.begin(), "firmware");

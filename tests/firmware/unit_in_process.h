@@ -12,7 +12,7 @@
 #include "scpi/parser.h"
 #include "scpi/tree/command_tree.h"
 #include "tests/memory_client.h"
-#include "virtual/stand_in/slot_adapter.h"
+#include "tests/virtual/factory_file.h"
 #include "virtual/unit/unit.h"
 
 #include <algorithm>
@@ -37,9 +37,17 @@ inline vi::Dut loud(double frequency_Hz, double power_dBm = 8, const vi::Faults&
 
 class UnitInProcess {
 public:
-    /// The one of the process, which has the serial number of its file tree.
+    /// The one of the process, which has the serial number of its file tree. It is switched on before the first test,
+    /// or by the first that asks for it.
     static UnitInProcess& get() {
+        struct Switch : testing::Environment {
+            void SetUp() override { get().start(); } // tables of the firmware are not all there before main
+        };
         static auto* unit = new UnitInProcess; // its threads run as long as the process
+        static auto* const ofProcess = testing::AddGlobalTestEnvironment(new Switch);
+        static_cast<void>(ofProcess);
+        if (testing::UnitTest::GetInstance()->current_test_suite() != nullptr)
+            unit->start();
         return *unit;
     }
 
@@ -85,23 +93,24 @@ public:
     void expectMeasured(double from_Hz = 1e4, double mean_dB = 0.4, double each_dB = 4) {
         constexpr double gateTick = 1e-6; // of a run's counter gate, relative
         EXPECT_NEAR(number("CALC:FREQ?") / dut_.frequency_Hz, 1, gateTick);
-        EXPECT_NEAR(number("CALC:POW?"), dut_.power_dBm, 0.1);
+        EXPECT_NEAR(number("CALC:POW?"), dut_.power_dBm, 0.2);
         expectTrace(from_Hz, mean_dB, each_dB);
     }
-    /// Mean of the trace against the DUT's table.
+    /// Mean of the trace against the DUT's table, as far as the IF filter lets it through.
     double traceError_dB(double from_Hz = 1e4, double* worst = nullptr) {
         const std::vector<float> offsets = block("CALC:PN:TRAC:FREQ?"), levels = block("CALC:PN:TRAC:NOIS?");
         EXPECT_EQ(offsets.size(), levels.size());
+        const double bandwidth_Hz = bench_wiring(&unit_->bench, vi::channelA).ifChain.bandwidth_Hz;
         double sum = 0, furthest = 0;
         int points = 0;
         for (size_t i = 0; i < std::min(offsets.size(), levels.size()); ++i)
-            if (double(offsets[i]) >= from_Hz) {
+            if (double(offsets[i]) >= from_Hz && double(offsets[i]) <= bandwidth_Hz) {
                 const double error = double(levels[i]) - noiseCurve_level_dBcHz(dut_.noise, double(offsets[i]));
                 furthest = std::fmax(furthest, std::abs(error));
                 sum += error;
                 ++points;
             }
-        EXPECT_GT(points, 100);
+        EXPECT_GT(points, 60);
         if (worst != nullptr)
             *worst = furthest;
         return sum / points;
@@ -117,14 +126,18 @@ public:
     }
 
 private:
-    UnitInProcess() {
+    UnitInProcess() = default;
+
+    void start() {
+        if (unit_ != nullptr)
+            return;
         write(loud(100e6));
         vi::DutFile file;
         std::string reason;
         if (!dutFile_open(&file, path, &reason))
             throw std::runtime_error(reason);
         unit_ = std::make_unique<vi::Unit>(vi::unitBoards_of(device_config_getSN()), std::move(file), 1);
-        virtual_adapter_install(unit_->bench);
+        layFactoryFile(device_config_getSN());
         if (tvspiOpen() != 0)
             throw std::runtime_error("no SPI bus");
         Device* const device = Device_create();

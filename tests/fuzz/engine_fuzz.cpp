@@ -85,7 +85,6 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     Device* const device = Device_create();
     debug_device = device;
     device_config_init();
-    device_boardsStoodIn = true;
     Device_init(device, [](Device* started) {
         fillSlots(); // in place of the boards
         if (measure_init(started) != 0)

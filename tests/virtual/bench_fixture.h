@@ -1,6 +1,7 @@
 #pragma once
 /// A bench with the sources on a carrier, and what the tests do with it.
 
+#include "tests/virtual/straight_wiring.h"
 #include "virtual/physics/bench_source.h"
 #include "virtual/platform/clock.h"
 
@@ -33,38 +34,31 @@ struct TestBench : Bench {
 
     explicit TestBench(const Dut& dut, uint64_t seed = 1) {
         bench_init(this, unitBoards_of(defaultSerialNumber), {"", dut, {}}, seed);
-        const bool high = dut.frequency_Hz > 2e9, divided = dut.frequency_Hz > 13e9;
-        set([&](ChannelSettings& s) {
-            s.rfOn = true;
-            s.highInput = high;
-            s.path = divided ? DutPath::divider : high ? DutPath::amplifier : DutPath::direct;
-            s.prescaler = divided ? 2 : 1;
-            s.source_Hz = dut.frequency_Hz / s.prescaler;
-        });
+        set([&](ChannelWiring& w) { w = straightWiring(boards, dut.frequency_Hz); });
     }
 
     template <class Change> void set(Change change) {
         for (const Channel c : {channelA, channelB}) {
-            ChannelSettings settings = bench_settings(this, c);
-            change(settings);
-            bench_set(this, c, settings);
+            ChannelWiring wiring = bench_wiring(this, c);
+            change(wiring);
+            bench_setWiring(this, c, wiring);
         }
     }
     void offsetSources(double offset_Hz) {
-        set([=](ChannelSettings& s) { s.source_Hz += offset_Hz; });
+        set([=](ChannelWiring& w) { w.source_Hz += offset_Hz; });
     }
     /// Loops of this natural frequency, B's of 0.8 of it, and a damping in force of 0.96 that start at the middle,
     /// after `seconds`.
     void close(double bandwidth_Hz = 100, double seconds = 1) {
         for (const Channel c : {channelA, channelB}) {
-            ChannelSettings settings = bench_settings(this, c);
+            ChannelWiring wiring = bench_wiring(this, c);
             const double wn = twoPi * bandwidth_Hz * (c == channelA ? 1 : 0.8);
             const double k = twoPi * bench_truth(this, c).sensitivity_HzPerV * slope(c) / chain_ifGain(0, c);
-            settings.capacitor = 3;
-            settings.r1_ohm = k / (wn * wn * 9.4e-7);
-            settings.r2_ohm = 2.4 / (wn * 9.4e-7);
-            settings.tuneSource = TuneSource::loop;
-            bench_set(this, c, settings);
+            wiring.loop.capacitance_F = 9.4e-7;
+            wiring.loop.r1_ohm = k / (wn * wn * 9.4e-7);
+            wiring.loop.r2_ohm = 2.4 / (wn * 9.4e-7);
+            wiring.loop.source = TuneDrive::loop;
+            bench_setWiring(this, c, wiring);
         }
         clock_spend(uint64_t(seconds * 1e9));
     }
@@ -72,13 +66,13 @@ struct TestBench : Bench {
     [[nodiscard]] double slope(Channel c) { return bench_truth(this, c).detectorSlope_V; }
     /// From the carrier's phase to the ADC, V/rad, where the loop leaves everything; the noise inside takes its share.
     [[nodiscard]] double transfer(Channel c) {
-        const ChannelSettings settings = bench_settings(this, c);
+        const ChannelWiring wiring = bench_wiring(this, c);
         const ChannelTruth truth = bench_truth(this, c);
-        return truth.detectorSlope_V * std::exp(-truth.noise_rad2 / 2) * std::pow(10, settings.ifGain_dB / 20.0) /
-               settings.prescaler;
+        return truth.detectorSlope_V * std::exp(-truth.noise_rad2 / 2) * std::pow(10, wiring.ifChain.gain_dB / 20) /
+               wiring.dut.ratio;
     }
     void setGain(int gain_dB) {
-        set([=](ChannelSettings& s) { s.ifGain_dB = gain_dB; });
+        set([=](ChannelWiring& w) { w.ifChain.gain_dB = gain_dB; });
     }
 
     /// Spectra of a capture that begins now, with points so far apart.

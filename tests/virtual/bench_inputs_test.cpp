@@ -18,12 +18,10 @@ Dut dutWithReferences(double power_dBm) {
 }
 
 void takeReferences(TestBench* bench, double tune_V) {
-    bench->set([=](ChannelSettings& s) {
-        s.reference = Reference::external;
-        s.rfOn = false;
-        s.open = true;
-        s.tuneSource = TuneSource::calibration;
-        s.calibration_V = tune_V;
+    bench->set([=](ChannelWiring& w) {
+        w.reference = Reference::external;
+        w.loop.source = TuneDrive::calibration;
+        w.loop.calibration_V = tune_V;
     });
 }
 
@@ -59,8 +57,9 @@ TEST(PulsedCarrier, TheLoopTheCountersAndTheDetectorSeeItsAverage) {
     EXPECT_EQ(quarter.detectorSlope_V, whole.detectorSlope_V);
     EXPECT_NEAR(quarter.wn_rad_s / whole.wn_rad_s, 0.5, 1e-3);
     EXPECT_NEAR(quarter.damping / whole.damping, 0.5, 1e-3);
-    EXPECT_NEAR(bench_readLevel_dBm(&pulsed), 8 - 6.02, 0.1);
-    pulsed.set([](ChannelSettings& s) { s.counterRatio = 1; });
+    const DetectorInput seen = bench_detectorInput(&pulsed, channelA, bench_wiring(&pulsed, channelA).dut);
+    EXPECT_NEAR(seen.level_dBm, 8 - 6.02, 0.1);
+    pulsed.set([](ChannelWiring& w) { divideForCounter(&w, 1); });
     const EdgeCount reading = pulsed.count(CounterInput::adcA, 1, 0.01);
     EXPECT_NEAR(double(reading.periods) * adcClock_Hz / double(reading.ticks), 25e6, 100);
 }
@@ -87,7 +86,6 @@ TEST(ExternalReference, ItBeatsAsItIsTunedAndDrivesTheMixerByItsLevel) {
 TEST(ExternalReference, EachChannelShowsTheNoiseOfItsOwn) {
     TestBench bench(dutWithReferences(13));
     takeReferences(&bench, 5);
-    bench.set([](ChannelSettings& s) { s.open = false; });
     bench.close(1000);
     ASSERT_TRUE(bench.locked());
     EXPECT_NEAR(bench_readTune_V(&bench, channelA), 4, 0.01);

@@ -109,14 +109,13 @@ TEST(Samples, TheTransformIsTheSumOfItsTones) {
 }
 
 TEST(Counter, CountsToATickBehindAnAdcWhileItIsOn) {
-    using Settings = ChannelSettings;
     struct Case {
         double carrier_Hz;
         uint32_t counterRatio;
         bool counts = true;
         CounterInput input = CounterInput::adcA;
         Faults faults = {};
-        void (*change)(Settings&) = [](Settings&) {};
+        void (*change)(ChannelWiring&) = [](ChannelWiring&) {};
     };
     const Case cases[] = {
         {100.000123e6, 4},
@@ -128,8 +127,8 @@ TEST(Counter, CountsToATickBehindAnAdcWhileItIsOn) {
         {18e9, 128, false, CounterInput::adcA, {.noSignal = true}},
         {18e9, 128, false, CounterInput::input},
         {18e9, 32, false}, // 281 MHz are too fast
-        {18e9, 512, false, CounterInput::adcA, {}, [](Settings& s) { s.path = DutPath::amplifier; }},
-        {100e6, 16, false, CounterInput::adcA, {}, [](Settings& s) { s.highInput = true; }},
+        {18e9, 512, false, CounterInput::adcA, {}, [](ChannelWiring& w) { w.counter.path.band.max_Hz = 14e9; }},
+        {100e6, 16, false, CounterInput::adcA, {}, [](ChannelWiring& w) { w.inputHigh = true; }},
     };
     constexpr uint32_t ratio = 2; // ahead of the counter
     for (const Case& test : cases)
@@ -138,9 +137,9 @@ TEST(Counter, CountsToATickBehindAnAdcWhileItIsOn) {
             Dut dut = flatDut(test.carrier_Hz, -100);
             dut.faults = test.faults;
             TestBench bench(dut);
-            bench.set([&](Settings& s) {
-                s.counterRatio = test.counterRatio;
-                test.change(s);
+            bench.set([&](ChannelWiring& w) {
+                divideForCounter(&w, test.counterRatio);
+                test.change(w);
             });
             const EdgeCount edges = bench.count(test.input, ratio, length_s);
             if (!test.counts || length_s == 0) {

@@ -25,7 +25,7 @@ constexpr uint64_t carrierPath = lowMixer | filters | band50;
 constexpr uint32_t crystalDirect = 1 << 11 | 1 << 18 | 1 << 21 | 1 << 16;
 
 struct Box {
-    explicit Box(const Dut& dut, unsigned parts = wiringAll) : bench(dut), box(bus, bench, bench.boards) {
+    explicit Box(const Dut& dut) : bench(dut), box(bus, bench, bench.boards) {
         EXPECT_TRUE(bus.send(232, 0x80, 1) && bus.send(240, 1 << 7, 3)); // relay low, RF on
         for (const Channel c : {channelA, channelB}) {
             resistors(c);
@@ -33,7 +33,6 @@ struct Box {
             EXPECT_TRUE(bus.send(sources[c], crystalDirect, 3));
             dds(c, carrier_Hz);
         }
-        box.take(parts);
     }
     void lines(Channel c, uint64_t word) { EXPECT_TRUE(bus.send(analogs[c], word, 6)); }
     void dds(Channel c, double frequency_Hz) {
@@ -153,14 +152,6 @@ TEST(BoardBox, TheCounterSeesWhatItsChainDivides) {
     EXPECT_EQ(counted(counter | one << 3), 0) << "the other input";
 }
 
-TEST(BoardBox, APartThatTheBoardsDoNotHaveIsSetByHand) {
-    Box box(flatDut(carrier_Hz, -140), wiringAll & ~wiringSource);
-    EXPECT_TRUE(box.bus.send(sources[0], 0, 3) && box.bus.ioUpdate());
-    EXPECT_GT(box.truth().detectorSlope_V, 0);
-    box.box.take(wiringAll);
-    EXPECT_EQ(box.truth().detectorSlope_V, 0);
-}
-
 TEST(BoardBox, AFaultOfTheFileHasItsEffectAsLongAsItIsThere) {
     const auto faulty = [](auto set) {
         Dut dut = flatDut(carrier_Hz, -140);
@@ -205,7 +196,7 @@ TEST(BoardBox, AnIndividualUnitIsOffItsNominalValues) {
     const double nominal_dB = cross_dB(), nominal_Hz = counted_Hz();
     box.lines(channelA, carrierPath | loopToSource | capacitor3);
     box.settle();
-    bench_setIndividual(&box.bench, true);
+    bench_setIndividual(&box.bench);
     const UnitBoards& boards = box.bench.boards;
     double excess_dB = 0;
     for (const size_t c : {0, 1})

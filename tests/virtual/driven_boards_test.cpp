@@ -51,7 +51,6 @@ class DrivenBoards {
 public:
     explicit DrivenBoards(const Kind& kind) : kind_(kind) {
         std::ofstream("/tolvane/dev/calibration.csv") << factory_calibrationFile(kind.serial);
-        unit_.boards->take(wiringAll);
         EXPECT_EQ(tvspiOpen(), 0);
         device_ = Device_create();
         strcpy(device_config_sn, kind.serial);
@@ -74,7 +73,7 @@ private:
     static constexpr double level_dBm = 3;
 
     [[nodiscard]] bool first() const { return unit_.bench.boards.analog <= AnalogRevision::r1C; }
-    [[nodiscard]] ChannelWiring wiring(Channel channel) const { return unit_.boards->wiring(channel); }
+    [[nodiscard]] ChannelWiring wiring(Channel channel) const { return unit_.boards.wiring(channel); }
 
     int set(int64_t carrier_Hz) {
         unit_.bench.dutFile.dut.frequency_Hz = static_cast<double>(carrier_Hz);

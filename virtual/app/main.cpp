@@ -94,11 +94,16 @@ std::string serialNumberOf(std::string text) {
 
 Options parse(int argc, char** argv) {
     const option known[] = {
-        {"dut", required_argument, nullptr, 'd'},    {"dut-name", required_argument, nullptr, 't'},
-        {"serial", required_argument, nullptr, 's'}, {"seed", required_argument, nullptr, 'n'},
-        {"port", required_argument, nullptr, 'p'},   {"listen", required_argument, nullptr, 'l'},
-        {"tell-boards", no_argument, nullptr, 'b'},  {"realtime", no_argument, nullptr, 'r'},
-        {"verbose", no_argument, nullptr, 'v'},      {"help", no_argument, nullptr, 'h'},
+        {"dut", required_argument, nullptr, 'd'},
+        {"dut-name", required_argument, nullptr, 't'},
+        {"serial", required_argument, nullptr, 's'},
+        {"seed", required_argument, nullptr, 'n'},
+        {"port", required_argument, nullptr, 'p'},
+        {"listen", required_argument, nullptr, 'l'},
+        {"tell-boards", no_argument, nullptr, 'b'},
+        {"realtime", no_argument, nullptr, 'r'},
+        {"verbose", no_argument, nullptr, 'v'},
+        {"help", no_argument, nullptr, 'h'},
         {nullptr, 0, nullptr, 0},
     };
     Options options;
@@ -233,10 +238,8 @@ int main(int argc, char** argv) {
     unit = new vi::Unit(vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
     std::atexit(tellRefusals);
     requireChips(options);
-    unit->boards->onPanel(recordPanel);
+    unit->boards.onPanel(recordPanel);
     settleCalibration(serialNumber);
-    vi::bench_setIndividual(&unit->bench, true);
-    unit->boards->take(vi::wiringAll);
     tvstuff_seedRandom(static_cast<uint32_t>(options.seed ^ options.seed >> 32));
 
     char name[] = "virtual-instrument", verbose[] = "-v";

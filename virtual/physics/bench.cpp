@@ -200,10 +200,8 @@ ChannelChain chainOf(const Bench* bench, Channel channel) {
 }
 
 /// Puts the wiring in force from now on.
-void rewire(Bench* bench, Channel channel) {
+void rewire(Bench* bench, Channel channel, const ChannelWiring& wiring) {
     Bench::ChannelState& state = bench->channel[channel];
-    ChannelWiring wiring = wiring_of(state.settings, bench->boards);
-    wiring_take(&wiring, state.boards, state.boardParts);
     benchState_update(bench);
     const bool retuned = wiring.source_Hz != state.wiring.source_Hz || wiring.driven != state.wiring.driven ||
                          wiring.reference != state.wiring.reference;
@@ -243,9 +241,6 @@ void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_
     for (const Channel c : {channelA, channelB})
         bench->channel[c] = {{},
                              {},
-                             0,
-                             wiring_of({}, boards),
-                             {},
                              clock_now(),
                              0,
                              {},
@@ -258,46 +253,24 @@ void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_
     newDut(bench);
 }
 
-ChannelSettings bench_settings(Bench* bench, Channel channel) {
+ChannelWiring bench_wiring(Bench* bench, Channel channel) {
     const Guard guard(bench->mutex);
-    return bench->channel[channel].settings;
+    return bench->channel[channel].wiring;
 }
 
-void bench_set(Bench* bench, Channel channel, const ChannelSettings& settings) {
+void bench_setWiring(Bench* bench, Channel channel, const ChannelWiring& wiring) {
     const Guard guard(bench->mutex);
-    Bench::ChannelState& state = bench->channel[channel];
-    if (settings == state.settings)
-        return;
-    state.settings = settings;
-    settings_limit(&state.settings);
-    rewire(bench, channel);
+    if (!(wiring == bench->channel[channel].wiring))
+        rewire(bench, channel, wiring);
 }
 
-void bench_setWiring(Bench* bench, Channel channel, const ChannelWiring& wiring, unsigned parts) {
+void bench_setIndividual(Bench* bench) {
     const Guard guard(bench->mutex);
-    Bench::ChannelState& state = bench->channel[channel];
-    if (wiring == state.boards && parts == state.boardParts)
-        return;
-    state.boards = wiring;
-    state.boardParts = parts;
-    rewire(bench, channel);
-}
-
-void bench_setIndividual(Bench* bench, bool individual) {
-    const Guard guard(bench->mutex);
-    bench->individual.reset();
-    if (!individual)
-        return;
     Bench::Individual& truth = bench->individual.emplace();
     for (const Channel c : {channelA, channelB})
         for (size_t group = 0; group < ifGroups; ++group)
             truth.ifChain[c][group] = unitTruth_if(bench->boards, c, group);
     truth.timeBase = unitTruth_timeBase(bench->boards);
-}
-
-bool bench_individual(Bench* bench) {
-    const Guard guard(bench->mutex);
-    return bench->individual.has_value();
 }
 
 double benchState_ifGain(const Bench* bench, Channel channel, double offset_Hz) {

@@ -8,7 +8,7 @@
 #include "virtual/boards/unit_truth.h"
 #include "virtual/bus/spi_chip.h"
 #include "virtual/dut/dut.h"
-#include "virtual/physics/channel_settings.h"
+#include "virtual/physics/channel_wiring.h"
 #include "virtual/physics/noise_record.h"
 #include "virtual/physics/phase_loop.h"
 #include "virtual/physics/sample_source.h"
@@ -45,10 +45,7 @@ struct Bench {
     uint64_t dutVersion = 0; // grows with each DUT that comes into force
 
     struct ChannelState {
-        ChannelSettings settings; // as set by hand
-        ChannelWiring boards;     // as the boards are wired
-        unsigned boardParts = 0;  // what of the wiring the boards have a say in
-        ChannelWiring wiring;     // in force
+        ChannelWiring wiring;
         PhaseLoop loop;
         uint64_t loopTime; // on the clock, ns: moment of the loop's state
         double noise_rad2;
@@ -68,27 +65,20 @@ struct Bench {
 /// Puts the bench together; `bench` is not yet shared.
 void bench_init(Bench* bench, const UnitBoards& boards, DutFile dutFile, uint64_t seed);
 
-[[nodiscard]] ChannelSettings bench_settings(Bench* bench, Channel channel);
-/// Puts the settings in force from now on. Values beyond what the parts can do are limited to it.
-void bench_set(Bench* bench, Channel channel, const ChannelSettings& settings);
-/// What the boards of a channel are wired to, and for which WiringParts they count from now on; for the others the
-/// settings do.
-void bench_setWiring(Bench* bench, Channel channel, const ChannelWiring& wiring, unsigned parts);
+[[nodiscard]] ChannelWiring bench_wiring(Bench* bench, Channel channel);
+/// How the boards of a channel are wired from now on; at first nothing is connected.
+void bench_setWiring(Bench* bench, Channel channel, const ChannelWiring& wiring);
 
 /// From now on the unit has errors of its own, those of UnitTruth: IF gain over offset and time base. At first it is
 /// nominal.
-void bench_setIndividual(Bench* bench, bool individual);
-[[nodiscard]] bool bench_individual(Bench* bench);
+void bench_setIndividual(Bench* bench);
 
-/// What arrives at the end of a path of the channel, as a power detector there would see it; `level_dBm` is noLevel_dBm
-/// where nothing does.
+/// What arrives at the end of a path of the channel, as a power detector there would see it, the mean power of a pulsed
+/// carrier, spread by 0.02 dB; `level_dBm` is noLevel_dBm where nothing does.
 struct DetectorInput {
     double carrier_Hz, level_dBm;
 };
 [[nodiscard]] DetectorInput bench_detectorInput(Bench* bench, Channel channel, const SignalPath& path);
-/// Level at the DUT input as the power detector reads it, dBm, the mean power of a pulsed carrier; noLevel_dBm without
-/// a signal. Its reading is spread by 0.02 dB.
-[[nodiscard]] double bench_readLevel_dBm(Bench* bench);
 /// Tune voltage of a channel's source, V.
 [[nodiscard]] double bench_readTune_V(Bench* bench, Channel channel);
 /// Counts the carrier behind a channel's prescaler and what its counter divides by, as its ADC sees it between two

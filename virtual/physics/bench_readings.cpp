@@ -68,15 +68,6 @@ DetectorInput bench_detectorInput(Bench* bench, Channel channel, const SignalPat
                                   levelSpread_dB * random_normal(bench->levelNoise)};
 }
 
-double bench_readLevel_dBm(Bench* bench) {
-    const Guard guard(bench->mutex);
-    benchState_update(bench);
-    if (!signalPresent(bench))
-        return noLevel_dBm;
-    const Dut& dut = bench->dutFile.dut;
-    return dut.power_dBm + 10 * std::log10(dut.pulses.dutyCycle()) + levelSpread_dB * random_normal(bench->levelNoise);
-}
-
 double bench_readTune_V(Bench* bench, Channel channel) {
     const Guard guard(bench->mutex);
     benchState_update(bench);

@@ -33,16 +33,4 @@ struct ChannelWiring {
     bool operator==(const ChannelWiring&) const = default;
 };
 
-/// Parts of a wiring that go together.
-enum WiringPart : unsigned {
-    wiringInput = 1,
-    wiringSource = 2,
-    wiringIf = 4,
-    wiringLoop = 8,
-    wiringCounter = 16,
-    wiringAll = 31,
-};
-/// Puts some parts of `from` in the place of those in `to`.
-void wiring_take(ChannelWiring* to, const ChannelWiring& from, unsigned parts);
-
 } // namespace vi

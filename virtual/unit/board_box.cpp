@@ -55,16 +55,11 @@ BoardBox::BoardBox(SpiBus& bus, Bench& bench, const UnitBoards& boards)
         if (sources_[channel] != nullptr)
             sources_[channel]->onChange([this, channel](const auto&) { tell(channel); });
     }
+    tell();
 }
 
 BoardBox::~BoardBox() {
     bus_.setChipFaults({});
-}
-
-void BoardBox::take(unsigned parts) {
-    parts_ = parts;
-    for (const Channel channel : {channelA, channelB})
-        bench_setWiring(&bench_, channel, wiring(channel), parts_);
 }
 
 void BoardBox::onPanel(std::function<void(const std::string& text)> changed) {
@@ -139,8 +134,7 @@ void BoardBox::tell() {
 }
 
 void BoardBox::tell(Channel channel) {
-    if (parts_ != 0)
-        bench_setWiring(&bench_, channel, wiring(channel), parts_);
+    bench_setWiring(&bench_, channel, wiring(channel));
 }
 
 } // namespace vi

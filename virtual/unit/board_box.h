@@ -22,10 +22,6 @@ public:
     BoardBox& operator=(const BoardBox&) = delete;
     ~BoardBox();
 
-    /// From now on the boards have a say in these WiringParts of both channels, and in them alone; at first in none. To
-    /// be called while no transfer is on its way.
-    void take(unsigned parts);
-
     /// Called with the bus held whenever the controller board or the supply shows something else, and now.
     void onPanel(std::function<void(const std::string& text)> changed);
 
@@ -48,7 +44,6 @@ private:
     SpiBus& bus_;
     Bench& bench_;
     const UnitBoards boards_;
-    unsigned parts_ = 0;
     std::array<DetectorTruth, static_cast<size_t>(Detector::high) + 1> detectors_{};
     std::function<void(const std::string& text)> panelChanged_;
     ControllerBoard controller_;

@@ -6,16 +6,15 @@
 
 namespace vi {
 
-Unit::Unit(const UnitBoards& kind, DutFile dut, uint64_t seed)
-    : acquisition(bus, {kind.fpga, kind.acquisitionPll}, source, seed) {
-    bench_init(&bench, kind, std::move(dut), seed);
-    fit(kind);
-    connect();
+Unit::OwnBench::OwnBench(const UnitBoards& kind, DutFile dut, uint64_t seed) {
+    bench_init(this, kind, std::move(dut), seed);
+    bench_setIndividual(this);
 }
 
-void Unit::fit(const UnitBoards& kind) {
-    boards.reset();
-    boards.emplace(bus, bench, kind);
+Unit::Unit(const UnitBoards& kind, DutFile dut, uint64_t seed)
+    : bench(kind, std::move(dut), seed), acquisition(bus, {kind.fpga, kind.acquisitionPll}, source, seed),
+      boards(bus, bench, kind) {
+    connect();
 }
 
 Unit::~Unit() {

@@ -1,13 +1,12 @@
 #pragma once
-/// One unit: its boards as the SPI bus and the real-time devices show them, in front of the bench.
+/// One unit with the errors of its own: its boards as the SPI bus and the real-time devices show them, in front of the
+/// bench.
 
 #include "virtual/acquisition/acquisition_board.h"
 #include "virtual/bus/spi_bus.h"
 #include "virtual/physics/bench.h"
 #include "virtual/physics/bench_source.h"
 #include "virtual/unit/board_box.h"
-
-#include <optional>
 
 namespace vi {
 
@@ -20,15 +19,15 @@ struct Unit {
 
     /// Makes the unit the one that the firmware finds when it opens its devices, as a new unit is.
     void connect();
-    /// Puts the boards of a unit on the bus, new ones in the place of those that were there. The acquisition board
-    /// stays.
-    void fit(const UnitBoards& kind);
 
-    Bench bench;
+    struct OwnBench : Bench {
+        OwnBench(const UnitBoards& kind, DutFile dut, uint64_t seed);
+    };
+    OwnBench bench;
     BenchSource source{bench};
     SpiBus bus;
     AcquisitionBoard acquisition;
-    std::optional<BoardBox> boards;
+    BoardBox boards;
 };
 
 } // namespace vi

@@ -1,5 +1,5 @@
 #pragma once
-/// The firmware's own run on a bench, without links.
+/// The firmware's own run on a unit, without links.
 
 #include "base/error_codes.h"
 #include "device/device.h"
@@ -13,7 +13,7 @@
 #include "measure/settings/config_hw.h"
 #include "measure/settings/config_mode.h"
 #include "measure/settings/staging.h"
-#include "tests/virtual/attached_unit.h"
+#include "tests/virtual/started_unit.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
@@ -35,17 +35,8 @@ inline Dut loud(double frequency_Hz, double power_dBm, const Faults& faults = {}
     return {frequency_Hz, power_dBm, curve, {}, faults};
 }
 
-class AdapterTest : public testing::Test {
+class RunTest : public testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        if (device != nullptr) // of an earlier suite, whose bench is gone
-            return;
-        device = Device_create();
-        device_boardsStoodIn = true;
-        registerDeviceFunctions();
-        ASSERT_EQ(initMeasurementConfiguration(device), 0);
-    }
-
     void TearDown() override {
         if (unit_ != nullptr) {
             EXPECT_EQ(unit_->bus.faults() + unit_->acquisition.refusals(), 0U)
@@ -55,9 +46,8 @@ protected:
 
     void attach(const Dut& dut, const char* serial = board2D, int reference = 1, uint64_t seed = 1) {
         dut_ = dut;
-        unit_ = &attachUnit(device, serial, dut, seed);
+        unit_ = &startUnit(&device, serial, dut, seed);
         bench_ = &unit_->bench;
-        config_reset(device);
         configPN.smoothing = 0;
         configPN.spurOmission = 0;
         if (reference != 1) {
@@ -98,8 +88,11 @@ protected:
         }
         return errors;
     }
-    /// The trace against the DUT's table between two offsets: its mean, and the worst point.
+    [[nodiscard]] double ifBandwidth_Hz() const { return bench_wiring(bench_, channelA).ifChain.bandwidth_Hz; }
+    /// The trace against the DUT's table between two offsets, or up to where the IF filter ends it: its mean, and the
+    /// worst point.
     void expectTrace(double from_Hz, double to_Hz, double mean_dB, double each_dB) const {
+        to_Hz = std::min(to_Hz, ifBandwidth_Hz());
         double sum = 0, worst = 0;
         int points = 0;
         for (const auto& [offset_Hz, error_dB] : traceErrors())

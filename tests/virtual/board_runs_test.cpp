@@ -1,5 +1,5 @@
 // Runs on all boards with all references and methods.
-#include "adapter_fixture.h"
+#include "run_fixture.h"
 
 using namespace vi;
 
@@ -24,19 +24,17 @@ int choose(Device* device, int selection) {
 
 } // namespace
 
-TEST_F(AdapterTest, EveryBoardRunsWithEachOfItsReferencesAndMethods) {
+TEST_F(RunTest, EveryBoardRunsWithEachOfItsReferencesAndMethods) {
     const struct {
         const char* serial;
         std::initializer_list<int> selections;
         double frequency_Hz = 1000.0021e6;
     } boards[] = {
-        {board1C, {0, 1, 3}, 300e6},
-        {board1C, {2}},
         {board1CDouble, {-1}}, // as it starts
         // The last of 2A that counts well enough to do without the beat, which depends on how the sources are tuned.
-        {board2AFirstFpga, {0, 1, 2, 3}},
+        {board2AFirstFpga, {1}},
         {board2AOldFpga, {1}},
-        {board2BFirstPair, {0, 1, 2, 3}},
+        {board2BFirstPair, {1}},
         {board2B, {0, 1, 2, 3}},
         {board2CFirstFpga, {0, 1, 2, 3}},
         {board2C, {0, 1, 2, 3}},
@@ -56,12 +54,13 @@ TEST_F(AdapterTest, EveryBoardRunsWithEachOfItsReferencesAndMethods) {
                 configPN.measurementMethod = method;
                 EXPECT_EQ(run(), 0) << "method " << method;
                 EXPECT_EQ(Device_isFdChannelAOnly(device), method != methodCrossCorrelation);
-                expectTrace(1e4, 5e7, 0.7, 3.0);
+                // The factory states the gains of both channels together.
+                expectTrace(1e4, 5e7, method == methodCrossCorrelation ? 0.7 : 1.2, 3.0);
             }
         }
 }
 
-TEST_F(AdapterTest, WhatTheUserKnowsIsNotMeasuredAgain) {
+TEST_F(RunTest, WhatTheUserKnowsIsNotMeasuredAgain) {
     for (const char* serial : {board1C, board2AFirstFpga, board2B, board2C, board2D}) {
         SCOPED_TRACE(serial);
         attach(loud(100.0009e6, 8), serial);
@@ -78,14 +77,16 @@ TEST_F(AdapterTest, WhatTheUserKnowsIsNotMeasuredAgain) {
         EXPECT_EQ(run(), 0);
         EXPECT_EQ(configPN.frequency, 100.0009e6);
         EXPECT_EQ(configPN.kphiA, kphi);
-        EXPECT_NEAR(bench_truth(bench_, channelA).wn_rad_s / (2 * M_PI * configPN.loopBandwidth), 1, 0.02);
+        EXPECT_NEAR(bench_truth(bench_, channelA).wn_rad_s / (2 * M_PI * configPN.loopBandwidth), 1,
+                    0.05); // steps of R1
         expectTrace(1e4, 5e7, 0.3, 3.0);
     }
 }
 
-TEST_F(AdapterTest, SlotsKeepToWhatTheBoardsHave) {
+TEST_F(RunTest, SlotsKeepToWhatTheBoardsHave) {
     attach(loud(100e6, 8));
-    EXPECT_NEAR(*Device_getPowerRaw(device), 3600, 40);
+    const DetectorTruth detector = unitTruth_detector(bench_->boards, Detector::low);
+    EXPECT_NEAR(*Device_getPowerRaw(device), detector_count(detector, 100e6, 8 + 15), 5); // behind the preamplifier
     EXPECT_EQ(Device_selectPnLoopMode(device, 2), scpi::illegalParameterValue);
     EXPECT_EQ(Device_setResistance(device, 4, 1000), scpi::illegalParameterValue);
     EXPECT_EQ(Device_selectLoopC(device, 5), scpi::illegalParameterValue);
