@@ -101,7 +101,7 @@ void serveOldForms() {
 void startLinkThreads() {
     startThread(&socketDoorThread, socketDoorHandler);
     for (const LinkRow& row : linkRows)
-        if (!row.alone)
+        if (row.stack > 0)
             link_start(row);
 }
 

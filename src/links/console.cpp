@@ -26,18 +26,18 @@ Received receive(void* medium, char* where, int room) {
 }
 
 /// Past the buffer of stdio: a terminal that takes nothing must hold up this thread alone, not whoever prints.
-Said send(void*, const char* data, int count, bool) {
+Sent send(void*, const char* data, int count, bool more) {
     fflush(stdout); // text printed while the commands ran comes first
-    while (count > 0) {
-        const ssize_t written = write(STDOUT_FILENO, data, static_cast<size_t>(count));
+    for (int unsent = count; unsent > 0;) {
+        const ssize_t written = write(STDOUT_FILENO, data, static_cast<size_t>(unsent));
         if (written < 0 && errno == EINTR)
             continue;
         if (written < 0)
             break; // the answer has no reader
         data += written;
-        count -= static_cast<int>(written);
+        unsent -= static_cast<int>(written);
     }
-    return Said::bytes;
+    return {count, more};
 }
 
 void close(void*) {}

@@ -101,10 +101,10 @@ bool link_answer(const LinkRow& row) {
     char* where;
     int more;
     const int count = tvcommPeekAns(row.link, &where, &more);
-    const Said said = row.transport->send(row.medium, where, count, more != 0);
-    tvcommClearAns(row.link, count, &more);
-    if (said != Said::deviceClear)
-        return more != 0;
+    const Sent sent = row.transport->send(row.medium, where, count, more != 0);
+    tvcommClearAns(row.link, sent.taken, nullptr);
+    if (sent.said != Said::deviceClear)
+        return sent.goesOn;
     clear(row);
     return false;
 }

@@ -16,7 +16,7 @@ struct LinkRow {
     const Transport* transport = nullptr;
     void* medium = nullptr;
     const char* path = "";           // of the device or file, where the transport opens one
-    size_t stack = 0;                // bytes that the link's thread needs
+    size_t stack = 0;                // bytes that the link's thread needs; 0: it has none
     int32_t connected = 0, gone = 0; // LinkEvents of a client that comes and goes; 0 for none
     bool alone = false; // there is no main loop: passes run here, and a command that has to wait waits here
 };
@@ -32,5 +32,5 @@ void link_start(const LinkRow& row);
 bool link_visit(const LinkRow& row);
 /// What the medium gives at one go, and all answers to it. False if the client has gone.
 bool link_step(const LinkRow& row);
-/// One pass and the answers that it has made. True if there is more.
+/// One pass and the answers that it has made. True if the medium wants more.
 bool link_answer(const LinkRow& row);

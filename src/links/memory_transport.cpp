@@ -25,11 +25,11 @@ Received receive(void* medium, char* where, int room) {
     return {static_cast<int>(count), ends ? Said::endOfMessage : Said::bytes};
 }
 
-Said send(void* medium, const char* data, int count, bool) {
+Sent send(void* medium, const char* data, int count, bool more) {
     const MemoryMedium& client = of(medium);
     if (client.take != nullptr && count > 0)
         client.take(client.context, {data, static_cast<size_t>(count)});
-    return Said::bytes;
+    return {count, more};
 }
 
 void close(void*) {}

@@ -15,6 +15,13 @@ struct Received {
     Said said = Said::bytes;
 };
 
+/// What became of an answer.
+struct Sent {
+    int taken = 0;       // bytes; the others stay for the next call
+    bool goesOn = false; // the medium wants what else there is now
+    Said said = Said::bytes;
+};
+
 /// `medium` is the row's. All of them run on the link's thread.
 struct Transport {
     /// Waits until a client is there; `path` is the row's. False: there will be none any more.
@@ -22,9 +29,10 @@ struct Transport {
     /// Waits for bytes and takes at most `room` of them. Without room, which no client that keeps to the rules sees, it
     /// waits for nothing.
     Received (*receive)(void* medium, char* where, int room);
-    /// Sends all of `count` bytes, or loses them with a client that has gone; 0 tells that there is no answer. With
-    /// `more` those of the next call belong to the same answer.
-    Said (*send)(void* medium, const char* data, int count, bool more);
+    /// Sends the `count` bytes, or loses them with a client that has gone; 0 tells that there is no answer. With `more`
+    /// those of the next call belong to the same answer. A medium whose client fetches its answers takes what is asked
+    /// for; all others take all and go on as long as there is more.
+    Sent (*send)(void* medium, const char* data, int count, bool more);
     /// The client has gone: lets go of it.
     void (*close)(void* medium);
     /// Throws away what the medium still holds of before a device clear; null where it holds nothing.

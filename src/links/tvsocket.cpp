@@ -101,7 +101,7 @@ Received receive(void* medium, char* where, int room) {
 }
 
 /// The rest of an answer is lost with its client, and so is a block. The next receive tells of it.
-Said sendAnswer(void* medium, const char* data, int count, bool more) {
+Sent sendAnswer(void* medium, const char* data, int count, bool more) {
     Tvsocket* const socket = of(medium);
     if (!Tvsocket_send(socket, data, static_cast<size_t>(count), more)) {
         printd("Tvsocket: %d bytes of an answer lost\n", count);
@@ -113,7 +113,7 @@ Said sendAnswer(void* medium, const char* data, int count, bool more) {
             setSocketOption(socket->connFd, IPPROTO_TCP, TCP_NODELAY, 1); // sends what waited for more
     }
     socket->moreAnnounced = more;
-    return Said::bytes;
+    return {count, more};
 }
 
 void closeConnection(void* medium) {

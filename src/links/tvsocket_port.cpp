@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -19,21 +18,6 @@ namespace {
 constexpr int firstFreePort = 1024;      // below, binding takes root's rights
 constexpr int unprivilegedOffset = 2000; // from a port to its stand-in
 
-// A client whose machine has vanished without a word would keep everybody else out for ever. One that lives does not
-// notice the probes.
-constexpr int probeAfter_s = 60;
-constexpr int probeEvery_s = 10;
-constexpr int probesLost = 3;
-
-/// What each connection inherits.
-void prepareConnections(int fd) {
-    setSocketOption(fd, IPPROTO_TCP, TCP_NODELAY, 1);
-    setSocketOption(fd, SOL_SOCKET, SO_KEEPALIVE, 1);
-    setSocketOption(fd, IPPROTO_TCP, TCP_KEEPIDLE, probeAfter_s);
-    setSocketOption(fd, IPPROTO_TCP, TCP_KEEPINTVL, probeEvery_s);
-    setSocketOption(fd, IPPROTO_TCP, TCP_KEEPCNT, probesLost);
-}
-
 /// A TCP socket that listens on the socket's port, or -1 with errno set; `*bindFailed` tells whether the port was the
 /// obstacle.
 int listeningSocket(const Tvsocket* socket, bool* bindFailed) {
@@ -41,7 +25,6 @@ int listeningSocket(const Tvsocket* socket, bool* bindFailed) {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (fd < 0)
         return -1;
-    setSocketOption(fd, SOL_SOCKET, SO_REUSEADDR, 1); // connections of an earlier process may linger
     prepareConnections(fd);
     sockaddr_in address{};
     address.sin_family = AF_INET;
