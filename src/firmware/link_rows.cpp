@@ -3,6 +3,7 @@
 #include "links/command_file.h"
 #include "links/console.h"
 #include "links/tvsocket.h"
+#include "links/vxi11/vxi_links.h"
 #include "scpi/link.h"
 
 namespace {
@@ -37,8 +38,27 @@ constexpr LinkRow rows[] = {
      .stack = threadStack,
      .connected = linkEventTcpConnected,
      .gone = linkEventTcpGone},
+    {.name = "VXI-11 Channel A",
+     .link = &link_vxiA,
+     .cmdSize = 1024,
+     .ansSize = 1024,
+     .transport = &vxiTransport,
+     .medium = &vxiLinks.channels[0]},
+    {.name = "VXI-11 Channel B",
+     .link = &link_vxiB,
+     .cmdSize = 1024,
+     .ansSize = 1024,
+     .transport = &vxiTransport,
+     .medium = &vxiLinks.channels[1]},
 };
 
 } // namespace
 
 const std::span<const LinkRow> linkRows(rows);
+
+const LinkRow* linkRow_of(const scpi_link* link) {
+    for (const LinkRow& row : rows)
+        if (row.link == link)
+            return &row;
+    return nullptr;
+}

@@ -5,5 +5,9 @@
 
 #include <span>
 
-/// In the order in which they are served. One that is alone is served once, at the start; the others have a thread.
+/// In the order in which they are served. One that is alone is served once, at the start; those with a stack have a
+/// thread of their own, the others a server whose threads they share.
 extern const std::span<const LinkRow> linkRows;
+
+/// The row of a link; null if it has none.
+[[nodiscard]] const LinkRow* linkRow_of(const scpi_link* link);

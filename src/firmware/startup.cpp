@@ -16,6 +16,8 @@
 #include "links/own_address.h"
 #include "links/rmt.h"
 #include "links/tvsocket.h"
+#include "links/vxi11/vxi_links.h"
+#include "links/vxi11/vxi_server.h"
 #include "measure/run/measure.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
@@ -42,7 +44,7 @@ constexpr pid_t initProcess = 1;
 constexpr mode_t everybody = 0777;
 constexpr double microsecondsPerSecond = 1e6;
 
-pthread_t socketDoorThread, ipAddressChangeThread, rmtdevFinderThread;
+pthread_t socketDoorThread, vxiCoreThread, ipAddressChangeThread, rmtdevFinderThread;
 
 void startThread(pthread_t* thread, void* (*body)(void*), void* argument = nullptr) {
     tvstuffPthreadCreate(thread, body, argument, helperStack);
@@ -51,6 +53,12 @@ void startThread(pthread_t* thread, void* (*body)(void*), void* argument = nullp
 void* socketDoorHandler(void*) {
     for (;;)
         Tvsocket_listen(&tvsocket);
+}
+
+void* vxiCoreHandler(void*) {
+    tv_vxi_link_run(firmware_place.address);
+    pthread_detach(pthread_self()); // VXI-11 is off
+    return nullptr;
 }
 
 void* rmtdevFinderHandler(void*) {
@@ -103,6 +111,9 @@ void startLinkThreads() {
     for (const LinkRow& row : linkRows)
         if (row.stack > 0)
             link_start(row);
+    tv_vxi_link_init(linkRow_of(&link_vxiA), linkRow_of(&link_vxiB));
+    vxiServer_startWorkers();
+    tvstuffPthreadCreate(&vxiCoreThread, vxiCoreHandler, nullptr, vxiStackBytes);
 }
 
 /// An init script may start the process with closed descriptors. The next file or socket would take their numbers, and
@@ -179,6 +190,7 @@ void initialize() {
     tvsocketBcastOpen(&rmtdevFinderSocket, discoveryPort, device, firmware_place.address);
     startThread(&rmtdevFinderThread, rmtdevFinderHandler);
 
+    vxiServer_waitUntilSettled();
     scpi_link_checkLinkList(&link_list);
     tvstuff_printMemoryUsage();
     device_config_reset_cause = 1;

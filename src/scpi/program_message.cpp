@@ -46,7 +46,8 @@ char* passPlain(char* from, const char* end) {
 
 /// An event that tells that nobody is left at the other end.
 bool isGone(int event) {
-    return event == linkEventTcpGone || event == linkEventUsbGone || event == linkEventGpibGone;
+    return event == linkEventTcpGone || event == linkEventUsbGone || event == linkEventGpibGone ||
+           event == linkEventVxiGone;
 }
 
 void cancelTransfers(scpi_link* link) REQUIRES(deviceAccessMutex) {

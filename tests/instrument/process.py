@@ -49,7 +49,7 @@ def instrument_pid(process):
     pids, pid = [process.pid], process.pid
     while pids:
         pid = pids[-1]
-        pids = [int(p) for p in Path(f"/proc/{pid}/task/{pid}/children").read_text().split()]
+        pids = [int(p) for p in Path(f"/proc/{pid}/task/{pid}/children").read_text().split()][:1]  # not the port mapper
     return pid
 
 

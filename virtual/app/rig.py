@@ -19,6 +19,7 @@ DEFAULT_DUT = PROJECT / "virtual/duts/default.toml"
 
 HOST = "127.0.0.1"
 DISCOVERY_PORT = 9998
+PORT_MAPPER = ("127.0.0.1", 111)
 DISCOVERY_ANSWER_BYTES = 111
 TCP_PORTS = (18, 2018)  # the second where the first may not be bound or is taken
 START_TIMEOUT_S = 20.0
@@ -73,6 +74,11 @@ def _bind_error(kind, address, port):
         except OSError as error:
             return error
     return None
+
+
+def port_mapper_answers():
+    with socket.socket() as probe:
+        return probe.connect_ex(PORT_MAPPER) == 0
 
 
 def require_free_ports(address, ports):
@@ -168,6 +174,7 @@ class Rig:
         self._open_state(state)
         command = [str(SANDBOX), "--power", "--state", str(state)]
         command += ["--serial", self.serial] if self.serial else []
+        command += [] if port_mapper_answers() else ["--port-mapper"]
         command += ["--ro-bind", str(self.dut.parent), "/run/dut", "--chdir", "/run/dut", "--", *self.words]
 
         already_listening = listening_tcp_ports(self.listen)
@@ -209,6 +216,13 @@ class Rig:
                 return
             time.sleep(0.01)
         raise RigError(f"the instrument does not answer after {START_TIMEOUT_S:.0f} s{self._last_words()}")
+
+    def vxi11_is_off(self):
+        """Why, in the instrument's words; None if it is on, or the log is the terminal's."""
+        if self.verbose:
+            return None
+        lines = self.log.read_text(errors="replace").splitlines()
+        return next((line for line in lines if line.startswith("VXI-11 is off: ")), None)
 
     def died(self):
         """The error to report for an instrument that has ended as it should not."""

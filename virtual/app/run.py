@@ -78,6 +78,8 @@ def serve(rig):
     signal.pthread_sigmask(signal.SIG_BLOCK, {*ENDED_BY, signal.SIGCHLD})
     try:
         print(f"ready tcp={rig.host}:{rig.port}", flush=True)
+        if off := rig.vxi11_is_off():
+            print(f"run: {off}", file=sys.stderr)
         while rig.process.poll() is None:
             if signal.sigwait({*ENDED_BY, signal.SIGCHLD}) in ENDED_BY:
                 return 0
