@@ -17,10 +17,9 @@ from clients.results import AllanDeviation, Integrals, Spot, Spur, Trace
 from clients.run_info import Channel, RunInfo
 from clients.setup import Setup
 from clients.text import engineering
-from tests.instrument.process import HOST, PORT, ProcessTest, connect, receive_line
+from tests.instrument.process import HOST, IDENTITY, PORT, ProcessTest, connect, receive_line
 from virtual.app.rig import discover
 
-IDENTITY = r"^Tolvane AG,[^,]+,220-336306910-0001,0\.4\.92$"
 LOOP = "s={},r=2245.3/9549.3,BW={},z={}"
 REPORT = (
     " fC:100000120\n fO:1-50000000\n g:{}\n k:0.444/0.401\n l:0/{}\n"

@@ -14,6 +14,7 @@ from virtual.app.rig import HOST, PROJECT, Rig
 
 RUN = [sys.executable, "-B", str(PROJECT / "virtual/app/run.py")]
 PORT = 18  # ours in the private network
+IDENTITY = r"^Tolvane AG,[^,]+,220-336306910-0001,0\.4\.92$"
 QUICK_DUT = PROJECT / "virtual/duts/vcxo-100mhz.toml"
 
 

@@ -1,0 +1,208 @@
+/// Queries and blocks over VXI-11: the instrument beside an echo server on the same RPC library, which gives back with
+/// a read what was written. A query is a call of each.
+///
+///   vxi_benchmark [SECONDS]     the instrument's core channel is on 127.0.0.1:1024; the query is measured for SECONDS
+///   (default 2)
+///
+/// Prints the lines of tcp_benchmark, and the megabytes per second of a block of samples read at 1 MiB.
+
+#include "tcp_peer.h"
+#include "turns.h"
+
+#include <cstdarg>
+#include <rpc/rpc.h>
+#include <string_view>
+#include <sys/uio.h>
+
+namespace {
+
+constexpr uint32_t core = 395183, createLink = 10, write_ = 11, read_ = 12;
+constexpr int instrumentPort = 1024;
+constexpr uint32_t readMax = 1 << 20, endOfAnswer = 4;
+
+// The echo.
+
+char stored[1024];
+u_int storedCount;
+
+struct Written {
+    int32_t lid, ioTimeout, lockTimeout, flags;
+    char* data;
+    u_int count;
+};
+struct Asked {
+    int32_t words[6];
+};
+struct Answer {
+    int32_t error, reason;
+};
+
+bool_t xdrWritten(XDR* x, Written* w) {
+    return xdr_int32_t(x, &w->lid) && xdr_int32_t(x, &w->ioTimeout) && xdr_int32_t(x, &w->lockTimeout) &&
+           xdr_int32_t(x, &w->flags) && xdr_bytes(x, &w->data, &w->count, sizeof stored);
+}
+bool_t xdrAsked(XDR* x, Asked* a) {
+    return std::all_of(std::begin(a->words), std::end(a->words), [x](int32_t& word) { return xdr_int32_t(x, &word); });
+}
+bool_t xdrWriteAnswer(XDR* x, Answer* a) {
+    return xdr_int32_t(x, &a->error) && xdr_int32_t(x, &a->reason);
+}
+bool_t xdrReadAnswer(XDR* x, Answer* a) {
+    char* data = stored;
+    return xdrWriteAnswer(x, a) && xdr_bytes(x, &data, &storedCount, sizeof stored);
+}
+
+/// As the library calls it.
+template <class T, bool_t (*function)(XDR*, T*)> bool_t erased(XDR* x, ...) {
+    va_list arguments;
+    va_start(arguments, x);
+    T* const record = va_arg(arguments, T*);
+    va_end(arguments);
+    return function(x, record);
+}
+constexpr xdrproc_t writtenProc = erased<Written, xdrWritten>, askedProc = erased<Asked, xdrAsked>;
+constexpr xdrproc_t writeAnswerProc = erased<Answer, xdrWriteAnswer>, readAnswerProc = erased<Answer, xdrReadAnswer>;
+
+void serve(svc_req* request, SVCXPRT* transport) {
+    if (request->rq_proc == write_) {
+        Written written{};
+        svc_getargs(transport, writtenProc, reinterpret_cast<char*>(&written));
+        memcpy(stored, written.data, written.count);
+        storedCount = written.count;
+        Answer answer{0, static_cast<int32_t>(written.count)};
+        svc_freeargs(transport, writtenProc, reinterpret_cast<char*>(&written));
+        svc_sendreply(transport, writeAnswerProc, reinterpret_cast<char*>(&answer));
+    } else {
+        Asked asked{};
+        svc_getargs(transport, askedProc, reinterpret_cast<char*>(&asked));
+        Answer answer{0, endOfAnswer};
+        svc_sendreply(transport, readAnswerProc, reinterpret_cast<char*>(&answer));
+    }
+}
+
+/// Returns its port; the process ends with this one.
+int startRpcEcho() {
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = loopback(0);
+    socklen_t length = sizeof address;
+    if (bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(listener, 1) != 0 ||
+        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+        fail("echo server");
+    noDelay(listener);
+    if (fork() == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        SVCXPRT* const transport = svctcp_create(listener, 0, 0);
+        if (transport == nullptr || !svc_register(transport, core, 1, serve, 0))
+            fail("svctcp_create");
+        svc_run();
+        _exit(1);
+    }
+    close(listener);
+    return ntohs(address.sin_port);
+}
+
+/// The least client there is: messages written out, one record a call.
+class RpcPeer {
+public:
+    explicit RpcPeer(int port) : fd_(connectTo(port)), reply_(readMax + 64) {}
+    ~RpcPeer() { close(fd_); }
+    RpcPeer(const RpcPeer&) = delete;
+    RpcPeer& operator=(const RpcPeer&) = delete;
+
+    uint32_t open() {
+        call(createLink, {1, 0, 0}, "inst0");
+        return word(7);
+    }
+    void write(uint32_t lid, std::string_view text) {
+        call(write_, {lid, 1000, 0, 8}, text);
+        if (word(6) != 0 || word(7) != text.size())
+            fail("device_write");
+    }
+    /// Returns the bytes of the answer; `*end` tells whether it is the last.
+    uint32_t read(uint32_t lid, uint32_t size, bool* end) {
+        call(read_, {lid, size, 1000, 0, 0, 0}, {}, false);
+        if (word(6) != 0)
+            fail("device_read");
+        *end = (word(7) & endOfAnswer) != 0;
+        return word(8);
+    }
+
+private:
+    [[nodiscard]] uint32_t word(size_t index) const {
+        uint32_t value;
+        memcpy(&value, reply_.data() + 4 * index, sizeof value);
+        return ntohl(value);
+    }
+    void call(uint32_t procedure, std::initializer_list<uint32_t> arguments, std::string_view data,
+              bool hasData = true) {
+        request_.assign({0, ++xid_, 0, 2, core, 1, procedure, 0, 0, 0, 0});
+        request_.insert(request_.end(), arguments);
+        if (hasData)
+            request_.push_back(static_cast<uint32_t>(data.size()));
+        for (uint32_t& value : request_)
+            value = htonl(value);
+        const size_t head = request_.size();
+        request_.resize(head + (data.size() + 3) / 4);
+        std::copy(data.begin(), data.end(), reinterpret_cast<char*>(request_.data() + head));
+        request_[0] = htonl(static_cast<uint32_t>(4 * (request_.size() - 1)) | 1u << 31);
+        const auto bytes = static_cast<ssize_t>(4 * request_.size());
+        if (::write(fd_, request_.data(), static_cast<size_t>(bytes)) != bytes)
+            fail("write");
+        receive();
+    }
+    /// A record of one fragment; word(0) is the number of the call.
+    void receive() {
+        char* const from = reply_.data();
+        size_t got = 0, wanted = 4;
+        uint32_t mark = 0;
+        std::array<iovec, 2> parts{{{&mark, sizeof mark}, {from, reply_.size()}}};
+        while (got < wanted) {
+            const ssize_t n = got == 0 ? readv(fd_, parts.data(), 2) : ::read(fd_, from + got - 4, wanted - got);
+            if (n < (got == 0 ? 4 : 1))
+                fail("read");
+            got += static_cast<size_t>(n);
+            wanted = 4 + (ntohl(mark) & ~(1u << 31));
+        }
+    }
+    int fd_;
+    uint32_t xid_ = 0;
+    std::vector<uint32_t> request_;
+    std::vector<char> reply_;
+};
+
+/// Blocks of samples at 1 MiB a read. False if one came short.
+bool printBlocks(RpcPeer& instrument, uint32_t lid) {
+    constexpr size_t repeats = 21, wanted = (4 << 20) + 8;
+    instrument.write(lid, "*RST;CONF:NOIS:SAMP 1048576;CHAN 2;DIV 1\n");
+    std::vector<double> seconds;
+    for (size_t i = 0; i < repeats; ++i) {
+        const auto start = Clock::now();
+        instrument.write(lid, "MEAS:NOIS?\n");
+        size_t got = 0;
+        for (bool end = false; !end;)
+            got += instrument.read(lid, readMax, &end);
+        if (got != wanted)
+            return false;
+        seconds.push_back(std::chrono::duration<double>(Clock::now() - start).count());
+    }
+    const double median = quantile(seconds, 0.5);
+    printf("%-34s %12.1f MB/s  p50 %6.1f ms\n", "VXI-11 block at 1 MiB", wanted / median / 1e6, median * 1e3);
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const double seconds = argc > 1 ? atof(argv[1]) : 2.0;
+    RpcPeer echo(startRpcEcho()), instrument(instrumentPort);
+    const uint32_t lid = instrument.open();
+    const auto query = [](RpcPeer& peer, uint32_t link) {
+        return [&peer, link] {
+            bool end;
+            peer.write(link, "*IDN?\n");
+            peer.read(link, 1024, &end);
+        };
+    };
+    measure(seconds, "VXI-11 *IDN?, a write and a read", 1, query(echo, 0), query(instrument, lid));
+    return printBlocks(instrument, lid) ? 0 : 1;
+}

@@ -1,0 +1,110 @@
+"""A plain VXI-11 client: ONC RPC written out, so that a test can also say what no library would."""
+
+import socket
+import struct
+
+CORE, ABORT, INTERRUPT = 395183, 395184, 395185
+CORE_PORT, ABORT_PORT = 1024, 1025
+HOST = "127.0.0.1"
+END, REQUEST_COUNT = 4, 1
+(CREATE_LINK, WRITE, READ, READ_STB, TRIGGER, CLEAR, REMOTE, LOCAL, LOCK, UNLOCK, ENABLE_SRQ) = range(10, 21)
+DOCMD, DESTROY_LINK, CREATE_INTR_CHAN, DESTROY_INTR_CHAN = 22, 23, 25, 26
+
+
+def words(*numbers):
+    return struct.pack(f">{len(numbers)}I", *numbers)
+
+
+def opaque(data):
+    return words(len(data)) + data + bytes(-len(data) % 4)
+
+
+def call_message(xid, program, procedure, arguments=b"", version=1):
+    return words(xid, 0, 2, program, version, procedure, 0, 0, 0, 0) + arguments
+
+
+def record(message, last=True):
+    return words(len(message) | (1 << 31 if last else 0)) + message
+
+
+class RpcClient:
+    """One connection. A context manager."""
+
+    def __init__(self, port=CORE_PORT, program=CORE, timeout_s=60):
+        self.socket = socket.create_connection((HOST, port), timeout=timeout_s)
+        self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        self.program = program
+        self.xid = 0
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.socket.close()
+
+    def die(self):
+        """Leaves like a process that is killed with unread answers: the connection is reset."""
+        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        self.socket.close()
+
+    def receive(self, count):
+        data = bytearray()
+        while len(data) < count:
+            piece = self.socket.recv(count - len(data))
+            if not piece:
+                raise ConnectionResetError("the server has closed")
+            data += piece
+        return bytes(data)
+
+    def send_call(self, procedure, arguments=b"", **options):
+        self.xid += 1
+        self.socket.sendall(record(call_message(self.xid, self.program, procedure, arguments, **options)))
+
+    def reply(self):
+        """(status of the accepted call, results)"""
+        message = bytearray()
+        last = 0
+        while not last:
+            (mark,) = struct.unpack(">I", self.receive(4))
+            last, length = mark >> 31, mark & 0x7FFFFFFF
+            message += self.receive(length)
+        xid, direction, accepted, _, verifier, status = struct.unpack(">6I", message[:24])
+        if (xid, direction, accepted, verifier) != (self.xid, 1, 0, 0):
+            raise ValueError(f"not a reply to this call: {bytes(message[:24])}")
+        return status, bytes(message[24:])
+
+    def call(self, procedure, arguments=b"", **options):
+        self.send_call(procedure, arguments, **options)
+        return self.reply()
+
+    def numbers(self, procedure, *arguments):
+        """The results of a call as unsigned words; its arguments are words or data."""
+        packed = b"".join(opaque(a) if isinstance(a, bytes) else words(a) for a in arguments)
+        status, results = self.call(procedure, packed)
+        assert status == 0, status
+        return struct.unpack(f">{len(results) // 4}I", results)
+
+    def create_link(self, device=b"inst0"):
+        """(error, link id, port of the abort channel, most bytes of a write)"""
+        return self.numbers(CREATE_LINK, 1, 0, 0, device)
+
+    def open(self):
+        error, lid, _, _ = self.create_link()
+        assert error == 0, error
+        return lid
+
+    def write(self, lid, data):
+        """(error, bytes taken)"""
+        return self.numbers(WRITE, lid, 1000, 0, 8, data)
+
+    def read(self, lid, size):
+        """(error, reason, data)"""
+        status, results = self.call(READ, words(lid, size, 1000, 0, 0, 0))
+        assert status == 0, status
+        error, reason, count = struct.unpack(">3I", results[:12])
+        assert len(results) == 12 + count + -count % 4, len(results)
+        return error, reason, results[12 : 12 + count]
+
+    def ask(self, lid, text, size=1 << 20):
+        assert self.write(lid, text + b"\n") == (0, len(text) + 1)
+        return self.read(lid, size)[2]
