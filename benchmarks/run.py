@@ -102,9 +102,9 @@ def run_seconds(client, settings, repeats):
     return statistics.median(times), statistics.median(loops)
 
 
-def tcp_figures(port):
-    """Rates and ratios that tcp_benchmark prints, by name; of samples the megabytes per second."""
-    output = subprocess.run([BUILD / "benchmarks/tcp_benchmark", str(port), "2"], capture_output=True, text=True, check=True)
+def figures_of(program, *words):
+    """Rates and ratios that tcp_benchmark and vxi_benchmark print, by name; of samples the megabytes per second."""
+    output = subprocess.run([BUILD / "benchmarks" / program, *words], capture_output=True, text=True, check=True)
     rows = {}
     for line in output.stdout.splitlines():
         match = re.match(r"(.+?)\s+(\d+) /s.*?p99\s+([\d.]+) us\s+([\d.]+) of the echo, p99 ([\d.]+)", line)
@@ -167,13 +167,13 @@ def main():
     everywhere = os.sched_getaffinity(0)
     os.sched_setaffinity(0, {min(everywhere)})  # what is started from here stays on one processor
     with rig.Rig() as unit:
-        pinned = tcp_figures(unit.port)
+        pinned = figures_of("tcp_benchmark", str(unit.port), "2") | figures_of("vxi_benchmark", "2")
     links_pinned = links_figures()
     os.sched_setaffinity(0, everywhere)
     with rig.Rig(serial=FIRST_GENERATION) as unit:
-        free_first = tcp_figures(unit.port)
+        free_first = figures_of("tcp_benchmark", str(unit.port), "2")
     with rig.Rig() as unit:
-        free = tcp_figures(unit.port)
+        free = figures_of("tcp_benchmark", str(unit.port), "2") | figures_of("vxi_benchmark", "2")
         time.sleep(0.5)
         client = Client(unit.port)
         default_run, default_loop = run_seconds(client, "*OPC?", 20)
@@ -191,6 +191,7 @@ def main():
     echo, echo20 = pinned["echo of *IDN?"], pinned["echo of 20 *IDN? in a line (commands)"]
     echo_sets = pinned["echo of 20 SENS:PN:AVER 5 in a line (sets)"]
     links_free = links_figures()
+    vxi = "VXI-11 *IDN?, a write and a read"
     engine = rates_of("engine_benchmark")
     bus = rates_of("bus_benchmark")
     results = results_figures()
@@ -209,6 +210,11 @@ def main():
         ("`SENS:PN:AVER 5`, 20 to a line behind one `*OPC?`",
          f"{sets[0]:,.0f} commands/s", f"echo of the same line {echo_sets[0]:,.0f}", f"{sets[2]:.3f}",
          "0.80"),
+        ("VXI-11 `*IDN?`, a write and a read, client and server on one processor",
+         f"{pinned[vxi][0]:,.0f}/s", f"echo on the same RPC library {pinned['echo of ' + vxi][0]:,.0f}/s",
+         f"{pinned[vxi][2]:.3f}", "0.80"),
+        ("the same, processors free", f"{free[vxi][0]:,.0f}/s",
+         f"echo on the same RPC library {free['echo of ' + vxi][0]:,.0f}/s", f"{free[vxi][2]:.3f}", "0.80"),
         ("`*OPC?` on four links at once, their clients on one processor", f"{links_pinned[1]:,.0f} commands/s",
          f"one link {links_pinned[0]:,.0f}", f"{links_pinned[2]:.3f}", "0.85"),
         ("the same, processors free", f"{links_free[1]:,.0f} commands/s", f"one link {links_free[0]:,.0f}",
@@ -238,6 +244,8 @@ def main():
          f"{bus['spectra']:,.0f} points/s", "", "", "5,000,000 points/s"),
         ("`MEASure:NOISe?` of 2^20 pairs, 4 MiB, first generation of the board, then second",
          f"{free_first['samples to a client']:.0f} MB/s, {free['samples to a client']:.0f} MB/s", "", "", "60 MB/s"),
+        ("the same over VXI-11, read at 1 MiB, second generation", f"{free['VXI-11 block at 1 MiB']:.0f} MB/s", "", "",
+         "100 MB/s"),
         ("capture of 2^20 pairs, from the stream to the buffers", both_generations(bus, "stream"), "", "", "200 MB/s"),
         ("the same with the bench that makes the samples", both_generations(bus, "whole"), "", "", "200 MB/s"),
     ]
