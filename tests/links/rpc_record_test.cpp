@@ -76,9 +76,10 @@ TEST(RpcRecord, AMessageThatIsTooLongIsRefusedAsSoonAsThatIsKnown) {
             EXPECT_EQ(messagesIn(record(good, 40) + tooLong + record(good, 40), piece), std::vector{good});
 }
 
+const LinkRow rowA{.transport = &vxiTransport, .medium = &vxiLinks.channels[0]};
+const LinkRow rowB{.transport = &vxiTransport, .medium = &vxiLinks.channels[1]};
+
 TEST(VxiLinks, IdsBeginAgainBehindTheLastAndAnIdInUseIsSkipped) {
-    LinkRow rowA{.transport = &vxiTransport, .medium = &vxiLinks.channels[0]};
-    LinkRow rowB{.transport = &vxiTransport, .medium = &vxiLinks.channels[1]};
     tv_vxi_link_init(&rowA, &rowB);
     uint32_t kept, lid, more;
     ASSERT_EQ(tv_vxi_link_open(1, &kept), 1);
