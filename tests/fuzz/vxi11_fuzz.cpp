@@ -24,14 +24,8 @@ constexpr scpi::Row rows[] = {
 };
 constexpr scpi::CommandTreeStorage<16> storage{rows};
 
-/// Ids begin at 1 with each input.
-void openLinks() {
-    static const LinkRow rowA{
-        .link = &link_vxiA, .transport = &vxiTransport, .medium = &vxiLinks.channels[0], .alone = true};
-    static const LinkRow rowB{
-        .link = &link_vxiB, .transport = &vxiTransport, .medium = &vxiLinks.channels[1], .alone = true};
-    tv_vxi_link_init(&rowA, &rowB);
-}
+const LinkRow rowA{.link = &link_vxiA, .transport = &vxiTransport, .medium = &vxiLinks.channels[0], .alone = true};
+const LinkRow rowB{.link = &link_vxiB, .transport = &vxiTransport, .medium = &vxiLinks.channels[1], .alone = true};
 
 void start() {
     static scpi_parser_context context{};
@@ -40,7 +34,6 @@ void start() {
     scpi_link_initAll(&link_list);
     for (scpi_link* link : {&link_vxiA, &link_vxiB})
         scpi_link_init(&link_list, link, 1024, 1024, "VXI-11");
-    tvcommDo.set(0); // there is no main loop: passes run here
 }
 
 } // namespace
@@ -51,7 +44,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static VxiClientId client = 0;
     if (!started || size == 0)
         return 0;
-    openLinks();
+    tv_vxi_link_init(&rowA, &rowB); // ids begin at 1 with each input
+    tvcommDo.set(0);                // there is no main loop: passes run here
     const size_t piece = size_t{data[0]} + 1;
     RpcRecord record;
     VxiCaller caller{.client = ++client, .reply = reply};
