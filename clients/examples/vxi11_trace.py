@@ -1,10 +1,18 @@
 #!/usr/bin/python3
 """A run and its trace over VXI-11, with PyVISA alone: carrier and noise at some offsets."""
 
+import socket
 import sys
 from array import array
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent.parent))
 
 import pyvisa
+
+from clients.command_line import host_of_example
+
+PORT_MAPPER = 111
 
 
 def fetch(analyzer, query):
@@ -19,6 +27,7 @@ def fetch(analyzer, query):
 
 
 def main(host):
+    socket.create_connection((host, PORT_MAPPER), timeout=5).close()  # else PyVISA-py has no clear word for it
     # The instrument runs a message at its newline, not at the END that VISA sends with the last byte.
     analyzer = pyvisa.ResourceManager("@py").open_resource(
         f"TCPIP::{host}::inst0::INSTR", read_termination="\n", write_termination="\n", timeout=310_000
@@ -41,7 +50,8 @@ def main(host):
     analyzer.close()  # makes room: there are two links
 
 
-if __name__ == "__main__":
-    if len(sys.argv) != 2:
-        sys.exit("usage: vxi11_trace.py HOST")
-    main(sys.argv[1])
+host, _ = host_of_example(__doc__)  # the port mapper knows the port
+try:
+    main(host)
+except Exception as error:  # what is wrong on the way comes in many classes
+    sys.exit(f"vxi11_trace: {host}: {error}")
