@@ -63,6 +63,5 @@ inline constexpr int vxiLookAgain_ms = 10; // at a call that waits
 
 /// The door's thread; never returns.
 [[noreturn]] void vxiDoor_run(int coreFd, int abortFd);
-/// Of a worker's thread, of which vxiWorkers are needed.
-inline constexpr int vxiWorkers = 2;
-void* vxiWorker_run(void* number);
+/// Starts the workers; each needs a stack of `stackBytes`.
+void vxiWorkers_start(size_t stackBytes);

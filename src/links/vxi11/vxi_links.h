@@ -33,7 +33,7 @@ struct vxilink_channel {
 };
 
 struct vxilink {
-    Mutex mutex; // under it no pass is run
+    Mutex mutex; // before VxiConnections::mutex and bdInterruptMutex; under it no pass is run
     std::array<vxilink_channel, 2> channels GUARDED_BY(mutex);
     uint32_t nextLid GUARDED_BY(mutex) = 1;
 };

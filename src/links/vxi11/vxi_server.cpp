@@ -1,8 +1,6 @@
 #include "links/vxi11/vxi_server.h"
 
 #include "base/waiting.h"
-#include "core/signals.h"
-#include "core/thread.h"
 #include "links/socket_option.h"
 #include "links/vxi11/vxi11_xdr.h"
 #include "links/vxi11/vxi_calls.h"
@@ -86,10 +84,7 @@ void vxiServer_startWorkers() {
     vxiConnections.watchFd = epoll_create1(EPOLL_CLOEXEC);
     vxiConnections.wakeFd = eventfd(0, EFD_CLOEXEC);
     vxiCalls_isThere = vxiConnections_isThere;
-    for (uintptr_t number = 0; number < vxiWorkers; ++number) {
-        pthread_t thread;
-        tvstuffPthreadCreate(&thread, vxiWorker_run, reinterpret_cast<void*>(number), vxiStackBytes + faultStackBytes);
-    }
+    vxiWorkers_start(vxiStackBytes);
 }
 
 void tv_vxi_link_run(uint32_t address) {

@@ -1,6 +1,7 @@
 // The threads that serve connections with links.
 
 #include "core/signals.h"
+#include "core/thread.h"
 #include "links/vxi11/vxi_calls.h"
 #include "links/vxi11/vxi_connections.h"
 
@@ -12,7 +13,8 @@ namespace {
 
 constexpr size_t readMax = 1 << 20; // bytes of answers that one read gives, at most
 
-alignas(64) std::array<std::array<char, readMax + vxiReplyMin>, vxiWorkers> replies;
+using Reply = std::array<char, readMax + vxiReplyMin>;
+std::array<Reply, 2> replies; // of a worker for each link
 
 /// False if the client has gone.
 bool receive(VxiConnection* connection) {
@@ -43,12 +45,19 @@ void serve(VxiConnection* connection, std::span<char> reply) {
     vxiConnections_toDoor(connection);
 }
 
-} // namespace
-
-void* vxiWorker_run(void* number) {
+void* run(void* reply) {
     // At the near end of the stack, where its overflow does not reach.
     std::array<char, faultStackBytes> faultStack;
     signals_useFaultStack(faultStack);
     for (;;)
-        serve(vxiConnections_next(), replies[reinterpret_cast<uintptr_t>(number)]);
+        serve(vxiConnections_next(), *static_cast<Reply*>(reply));
+}
+
+} // namespace
+
+void vxiWorkers_start(size_t stackBytes) {
+    for (Reply& reply : replies) {
+        pthread_t thread;
+        tvstuffPthreadCreate(&thread, run, &reply, stackBytes + faultStackBytes);
+    }
 }
