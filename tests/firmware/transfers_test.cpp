@@ -15,7 +15,7 @@ namespace {
 constexpr const char* nothing = "0,\"No error\"\n";
 constexpr double carrier_Hz = 100.0003e6; // off the grid of the sources
 
-const uint64_t step = getenv("EVERY_TRANSFER") != nullptr ? 1 : 41;
+const uint64_t step = getenv("EVERY_TRANSFER") != nullptr ? 1 : 7;
 
 /// Fails the transfers `first` and the next from now on, counts all, and tells what failed.
 struct Failing {
