@@ -18,6 +18,7 @@ enum Address : uint32_t {
 enum Line : unsigned {
     linePll = 0,  // first generation
     lineAdcA = 0, // second generation
+    lineFlash = 3,
     lineReset = 4,
     lineClockSync = 9, // second generation
     lineSelectA = 13,
@@ -26,6 +27,10 @@ enum Line : unsigned {
     lineOscillator = 21, // second generation: its supply
 };
 constexpr unsigned suppliesFirst = 0xE40100; // lines that hold the analog supplies of the first generation
+constexpr uint64_t wiredFirst =
+    suppliesFirst | 1 << linePll | 1 << lineFlash | 1 << lineReset | 1 << lineExternalReference;
+constexpr uint64_t wiredSecond = 1 << lineAdcA | 1 << lineFlash | 1 << lineReset | 1 << lineClockSync |
+                                 1 << lineSelectA | 1 << lineSelectB | 1 << lineExternalReference | 1 << lineOscillator;
 constexpr uint64_t statusReferenceMissing = 1 << 2, statusLocked = 1 << 3;
 
 constexpr size_t controlBytes = 3, statusBytes = 1;
@@ -33,9 +38,10 @@ constexpr size_t controlBytes = 3, statusBytes = 1;
 constexpr double reference_10MHz = 10e6;
 constexpr double oscillatorFirst_Hz = 125e6, oscillatorSecond_Hz = 1000e6; // that the PLLs pull
 constexpr double oscillatorReach = 100e-6;                                 // of the crystal
-constexpr uint64_t lockTime_ns = 60'000'000;                               // of the crystal's loop, which is narrow
-constexpr unsigned adcClockOutput = 1, fpgaClockOutput = 2;                // of the AD9512
-constexpr std::array<unsigned, channels> adcClockOutputs{0, 3};            // of the LTC6950
+constexpr uint64_t detectorTime_ns = 5'000'000;
+constexpr uint64_t lockTime_ns = 60'000'000;                    // of the crystal's loop, which is narrow
+constexpr unsigned adcClockOutput = 1, fpgaClockOutput = 2;     // of the AD9512
+constexpr std::array<unsigned, channels> adcClockOutputs{0, 3}; // of the LTC6950
 constexpr unsigned fpgaClockOutputSecond = 4;
 constexpr uint64_t syncPulseMin_ns = 1'000'000; // below it the outputs do not take the pulse
 
@@ -76,7 +82,7 @@ AcquisitionBoard::~AcquisitionBoard() {
 bool AcquisitionBoard::setLines(std::span<const uint8_t> frame, uint32_t mode) {
     const bool external = lines_.line(lineExternalReference), reset = lines_.line(lineReset);
     const bool synchronises = lines_.line(lineClockSync), oscillates = lines_.line(lineOscillator);
-    if (!lines_.send(frame, mode))
+    if (!lines_.send(frame, mode) || (lines_.lines() & ~(second() ? wiredSecond : wiredFirst)) != 0)
         return false;
     if (lines_.line(lineExternalReference) != external || lines_.line(lineOscillator) != oscillates)
         clockSince_ns_ = clock_now();
@@ -94,7 +100,7 @@ bool AcquisitionBoard::setLines(std::span<const uint8_t> frame, uint32_t mode) {
 bool AcquisitionBoard::sendClock(std::span<const uint8_t> frame, uint32_t mode) {
     if (!second() && !lines_.line(linePll))
         return distribution_.send(frame, mode);
-    clockSince_ns_ = clock_now();
+    clockSince_ns_ = clockWritten_ns_ = clock_now();
     inStep_ = false;
     return second() ? clock_.send(frame, mode) : kind_.referencePll && referencePll_.send(frame, mode);
 }
@@ -145,6 +151,11 @@ bool AcquisitionBoard::reachesFpga(Channel channel) const {
            clock_.output_Hz(output, reference_10MHz) == sampleClock_Hz();
 }
 
+/// The clock chip of the second generation tells a lock for a while after it is written, before it has compared enough.
+bool AcquisitionBoard::detectorSettles() const {
+    return second() && clock_now() < clockWritten_ns_ + detectorTime_ns;
+}
+
 /// The register takes the lines at the end of a read, for the next one. Without edges of a reference the detector of
 /// the second generation goes on telling what it told last.
 uint64_t AcquisitionBoard::status() {
@@ -152,7 +163,7 @@ uint64_t AcquisitionBoard::status() {
     if (second() && reference_Hz() == 0)
         status_ = (status_ & statusLocked) | statusReferenceMissing;
     else
-        status_ = clockLocked() ? statusLocked : 0;
+        status_ = clockLocked() || detectorSettles() ? statusLocked : 0;
     return found;
 }
 

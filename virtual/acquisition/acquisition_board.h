@@ -11,7 +11,7 @@
 ///
 /// Second generation: line 21 supplies the oscillator, and a pulse of line 9 of a millisecond or more puts the outputs
 /// of the clock, once it is locked, in step; converters that are not in step with the FPGA do not reach it. First
-/// generation: lines 8, 18 and 21 to 23 hold the analog supplies on.
+/// generation: lines 8, 18 and 21 to 23 hold the analog supplies on. A line that leads nowhere stays low.
 ///
 /// Status: line 3 tells that the sample clock is locked to its reference; on the second generation line 2 tells that
 /// the reference is missing, and line 3 is then left as it was.
@@ -73,6 +73,7 @@ private:
     [[nodiscard]] bool second() const { return kind_.generation == FpgaGeneration::second; }
     [[nodiscard]] double reference_Hz() const;
     [[nodiscard]] bool clockLocked() const;
+    [[nodiscard]] bool detectorSettles() const;
     [[nodiscard]] double sampleClock_Hz() const;
     [[nodiscard]] ConverterState converters() const;
     [[nodiscard]] bool reachesFpga(Channel channel) const;
@@ -85,6 +86,7 @@ private:
     uint64_t status_ = 0; // as the next read finds it
     InputRegister statusLines_;
     uint64_t clockSince_ns_ = 0; // the last change of what the clock's lock depends on
+    uint64_t clockWritten_ns_ = 0;
     uint64_t syncSince_ns_ = 0;
     bool inStep_ = false; // clock outputs of the second generation
     Adf4xxxModel referencePll_;
