@@ -63,7 +63,8 @@ void setPulseLevel(TVPNX_ALG* board, Band band, bool third) {
         chip_carryOn(AD5640_setValue(&board->dutTune, pulseLevelHigh));
 }
 
-uint32_t read2D(TVPNX_ALG* board) {
+/// The readings of the detector leave 0 and -200 if the bus failed: a mean with a lost one in it is no level.
+int read2D(TVPNX_ALG* board, uint32_t* mean) {
     const Band band = bandOf(board);
     const bool third = hasThird(board);
     alg_apply(board, (third ? detectorsThird : detectors2D)[band]);
@@ -71,22 +72,27 @@ uint32_t read2D(TVPNX_ALG* board) {
         setPulseLevel(board, band, third);
     tvstuff_delay_us(settling_us);
     uint32_t sum = 0;
-    for (int i = 0; i < readings2D; ++i)
-        sum += AD7940_getValue(&board->powerAdc);
-    return sum / readings2D;
+    int status = 0;
+    for (int i = 0; i < readings2D; ++i) {
+        uint32_t word = 0;
+        status = chip_firstFailure({status, AD7940_read(&board->powerAdc, &word)});
+        sum += word;
+    }
+    *mean = status == 0 ? sum / readings2D : 0;
+    return status;
 }
 
-uint32_t read2BC(TVPNX_ALG* board) {
+int read2BC(TVPNX_ALG* board, uint32_t* word) {
     alg_apply(board, detectors2BC[bandOf(board)]);
     tvstuff_delay_us(settling_us);
-    const uint32_t word = AD7940_getValue(&board->powerAdc);
+    const int status = AD7940_read(&board->powerAdc, word);
     alg_apply(board, detectorsOff);
-    return word;
+    return status;
 }
 
-uint32_t readAfter(TVPNX_ALG* board, uint64_t microseconds) {
+int readAfter(TVPNX_ALG* board, uint64_t microseconds, uint32_t* word) {
     tvstuff_delay_us(microseconds);
-    return AD7940_getValue(&board->powerAdc);
+    return AD7940_read(&board->powerAdc, word);
 }
 
 int select2A(TVPNX_ALG* board, const AlgPattern& lines) {
@@ -99,28 +105,25 @@ int select2A(TVPNX_ALG* board, const AlgPattern& lines) {
 } // namespace
 
 int TVPNX_ALG_getDutPowerAdcValue(TVPNX_ALG* board, uint32_t* word) {
-    if (alg_hasThresholds(board)) {
-        *word = alg_revision(board).pulsed ? read2D(board) : read2BC(board);
-        return 0;
-    }
+    if (alg_hasThresholds(board))
+        return alg_revision(board).pulsed ? read2D(board, word) : read2BC(board, word);
+    int status = 0;
     if (alg_isSwitched(board)) {
         alg_preset(board, detectorInput2A);
         alg_apply(board, selectDut);
-        *word = readAfter(board, settling2A_us);
+        status = readAfter(board, settling2A_us, word);
     } else {
         if (tvfreqAboveInt(board->dutFrequency, readableTo1x_Hz))
             return scpi::executionError;
         TVPNX_ALG_setDUT_RFinDirect(board);
-        *word = readAfter(board, settling1x_us);
+        status = readAfter(board, settling1x_us, word);
     }
-    return TVPNX_ALG_setFrequency(board, &board->dutFrequency);
+    return chip_firstFailure({status, TVPNX_ALG_setFrequency(board, &board->dutFrequency)});
 }
 
 int TVPNX_ALG_getRefPowerAdcValue(TVPNX_ALG* board, uint32_t* word) {
     const int result = TVPNX_ALG_setPD_REF(board);
-    if (result == 0)
-        *word = readAfter(board, settling2A_us);
-    return result;
+    return result == 0 ? readAfter(board, settling2A_us, word) : result;
 }
 
 double TVPN_X_ALG_getVPowerDet(const TVPNX_ALG* board) {

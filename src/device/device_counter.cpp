@@ -43,8 +43,9 @@ double hertz(const tvfreq& frequency) {
 
 void readBehindAdcs(Device* device, double* first, double* second) {
     tvfreq a{}, b{};
-    static_cast<void>(
-        TVPN_ADFPGA_countFrequencyAdc(device->adfpga, &a, &b)); // what was counted, even late, has to agree
+    // What was counted, even late, has to agree; a count that the bus has cut short is none.
+    if (TVPN_ADFPGA_countFrequencyAdc(device->adfpga, &a, &b) == scpi::executionError)
+        a = b = {};
     *first = hertz(a);
     *second = hertz(b);
 }

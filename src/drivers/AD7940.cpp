@@ -17,9 +17,18 @@ void AD7940_init(AD7940* chip, uint32_t address, uint32_t board) {
     chip_attach(&chip->bus, "AD7940 ADC", address, board, chip_clockPhase);
 }
 
+int AD7940_read(const AD7940* chip, uint32_t* value) {
+    uint64_t frame = 0;
+    chip_carryOn(chip_read(&chip->bus, name, frameBytes, &frame)); // of the conversion before
+    const int status = chip_read(&chip->bus, name, frameBytes, &frame);
+    *value = field_get(static_cast<uint32_t>(frame), conversion);
+    return status;
+}
+
 uint32_t AD7940_getValue(const AD7940* chip) {
-    chip_carryOn(chip_receive(&chip->bus, name, frameBytes));
-    return field_get(static_cast<uint32_t>(chip_receive(&chip->bus, name, frameBytes)), conversion);
+    uint32_t value = 0;
+    chip_carryOn(AD7940_read(chip, &value));
+    return value;
 }
 
 void AD7940_printErrMsg(const AD7940* chip, const char* what) {

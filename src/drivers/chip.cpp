@@ -41,12 +41,21 @@ int chip_send(const ChipBus* bus, const char* chipName, uint64_t frame, size_t l
     return chip_sendBytes(bus, chipName, bytes.data(), length, modeBits);
 }
 
-uint64_t chip_receive(const ChipBus* bus, const char* chipName, size_t length) {
+int chip_read(const ChipBus* bus, const char* chipName, size_t length, uint64_t* frame) {
     std::array<uint8_t, frameMax> bytes{};
-    if (tvspiRecv(bus->address, bus->board, static_cast<uint32_t>(length), bus->mode, bytes.data()) == 0)
-        return chip_fromMemory(bytes.data(), length);
-    chip_printErrMsg(bus, chipName, "SPI read failed");
+    *frame = 0;
+    if (tvspiRecv(bus->address, bus->board, static_cast<uint32_t>(length), bus->mode, bytes.data()) != 0) {
+        chip_printErrMsg(bus, chipName, "SPI read failed");
+        return scpi::executionError;
+    }
+    *frame = chip_fromMemory(bytes.data(), length);
     return 0;
+}
+
+uint64_t chip_receive(const ChipBus* bus, const char* chipName, size_t length) {
+    uint64_t frame = 0;
+    chip_carryOn(chip_read(bus, chipName, length, &frame));
+    return frame;
 }
 
 void chip_toMemory(uint64_t frame, uint8_t* bytes, size_t length) {

@@ -43,7 +43,9 @@ inline constexpr uint32_t chip_clockPhase = 1;
 /// The same with the bytes as they lie in memory, any number of them.
 [[nodiscard]] int chip_sendBytes(const ChipBus* bus, const char* chipName, const uint8_t* bytes, size_t length,
                                  uint32_t modeBits = 0);
-/// Reads a frame of up to 8 bytes; its last bit comes in bit 0. A failure is told and gives 0.
+/// Reads a frame of up to 8 bytes; its last bit comes in bit 0. Returns 0, or -200 with a frame of 0.
+[[nodiscard]] int chip_read(const ChipBus* bus, const char* chipName, size_t length, uint64_t* frame);
+/// The same for who carries on with 0.
 [[nodiscard]] uint64_t chip_receive(const ChipBus* bus, const char* chipName, size_t length);
 
 /// Result of an operation that takes several steps, each of which was done: the first that is not 0.
