@@ -87,6 +87,7 @@ TEST_F(Chips, OperationsSendTheFramesOfTheDataSheets) {
         {[](C& c) { return MCP4131_setWiperRatio(&c.fan, std::nan("")); }, 0, "0:00 00"},
         {[](C& c) { return SRI_setValue(&c.outputs, 0x0102030405060708); }, 0, "0:08 07 06"},
         {[](C& c) { return SRI_changeByte(&c.outputs, 1, 0xA5); }, 0, "0:08 A5 06"},
+        {[](C& c) { return SRI_writeValue_async(&c.outputs); }, 0, "0:08 A5 06"},
         {[](C& c) { return SRI_changeByte(&c.outputs, 8, 1); }, 0, ""},
         {[](C& c) { return SRI_setBit(&c.outputs, 64); }, 0, ""},
     };

@@ -81,6 +81,8 @@ TEST_F(Chips, ReadingsAreFreshAndLinesChangeTogether) {
     EXPECT_EQ(SRO_getValue64(&chips.inputs), inputLines);
     EXPECT_EQ(SRO_getValue64_unshifted(&chips.inputs), inputLines << 1 | 1);
 
+    EXPECT_EQ(SRI_getBit(&chips.outputs, 0), 1U);
+    EXPECT_EQ(SRI_getBit(&chips.outputs, 64), 0U) << "there is none";
     SRI_presetSetBit(&chips.outputs, 20);
     SRI_presetClearBit(&chips.outputs, 0);
     EXPECT_EQ(outputsModel.lines(), 0x030201U);
