@@ -150,7 +150,7 @@ void SpectrumPipeline::draw(Capture* capture, uint32_t stage) {
     const uint32_t points = capture->setup.stages[stage].points;
     const double rate = coreKind_stageRate_Hz(kind_, capture->converters.clock_Hz, stage);
     const StageExpectation& expected = source_.source.expectation(stage, rate, points);
-    std::vector<SpectrumPoint>& out = capture->results[stage];
+    LargeVector<SpectrumPoint>& out = capture->results[stage];
     out.resize(points);
     const auto& input = capture->setup.input;
     if (input[channelA] == 0 && input[channelB] == 0)

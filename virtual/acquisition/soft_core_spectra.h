@@ -5,6 +5,7 @@
 
 #include "virtual/acquisition/sample_stream.h"
 #include "virtual/acquisition/soft_core_kind.h"
+#include "virtual/draw/large_vector.h"
 #include "virtual/draw/random.h"
 
 #include <memory>
@@ -51,7 +52,7 @@ private:
         Setup setup;
         ConverterState converters;
         std::array<uint64_t, coreStages> ready_ns;
-        std::array<std::vector<SpectrumPoint>, coreStages> results; // guarded by the source's mutex; empty: not drawn
+        std::array<LargeVector<SpectrumPoint>, coreStages> results; // guarded by the source's mutex; empty: not drawn
     };
 
     bool advance(Step from, Step to);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstring>
 
 namespace vi {
 namespace {
@@ -108,14 +109,16 @@ struct GammaShape {
 
 /// The library's logarithm may differ in its last bit: one judgement in 10^15.
 bool gammaAccepts(const GammaShape& shape, double x, double u) {
-    const double root = 1 + shape.c * x;
+    const double root = 1 + shape.c * x, x2 = x * x;
+    if (root >= 0.5 && u < 1 - double(shape.squeeze) * x2 * x2) // as nearly always
+        return true;
     if (root <= 0)
         return false;
     const double v = root * root * root;
-    return std::log(u) < 0.5 * x * x + shape.d * (1 - v + std::log(v));
+    return std::log(u) < 0.5 * x2 + shape.d * (1 - v + std::log(v));
 }
 
-/// What the plain test leaves open for `x`, or another one in its place.
+/// The one that `x` and `u` give, or if they are not accepted another one in its place.
 [[gnu::noinline]] float gammaFrom(RandomStream& stream, const GammaShape& shape, double x, double u) {
     while (!gammaAccepts(shape, x, u)) {
         x = random_normal(stream);
@@ -141,7 +144,7 @@ void fillGammas(RandomStream& stream, const GammaShape& shape, std::span<float> 
     constexpr float wordScale = 0x1p-31F;
     Floats x;
     Words words;
-    std::array<bool, atOnce> open;
+    std::array<bool, atOnce> open{};
     fillNormals(stream, std::span(x).first(out.size()));
     fillWords(stream, out.size(), words);
     wideLoops_run([&, count = out.size(), d = float(shape.d), c = float(shape.c), squeeze = shape.squeeze] {
@@ -151,9 +154,12 @@ void fillGammas(RandomStream& stream, const GammaShape& shape, std::span<float> 
             open[i] = (root < 0.5F) | (u >= 1 - squeeze * x2 * x2);
         }
     });
-    for (size_t i = 0; i < out.size(); ++i)
-        if (open[i]) [[unlikely]]
-            out[i] = gammaFrom(stream, shape, double(x[i]), ((words[i] >> 1) + 0.5) * double(wordScale));
+    // Few are open: they are looked for where any is.
+    for (size_t i = 0; i < out.size(); i += sizeof(uint64_t))
+        if (uint64_t any; memcpy(&any, &open[i], sizeof any), any != 0) [[unlikely]]
+            for (size_t k = i; k < std::min(i + sizeof any, out.size()); ++k)
+                if (open[k])
+                    out[k] = gammaFrom(stream, shape, double(x[k]), ((words[k] >> 1) + 0.5) * double(wordScale));
 }
 
 } // namespace
@@ -185,10 +191,14 @@ double random_uniform(RandomStream& stream) {
 }
 
 double random_normal(RandomStream& stream) {
+    return random_normalPair(stream).real();
+}
+
+std::complex<double> random_normalPair(RandomStream& stream) {
     const uint32_t high = takeWord(stream), low = takeWord(stream);
     float x, y;
     boxMuller(&high, &low, 1, &x, &y);
-    return double(x);
+    return {double(x), double(y)};
 }
 
 void random_normals(RandomStream& stream, std::span<float> out) {
@@ -197,10 +207,10 @@ void random_normals(RandomStream& stream, std::span<float> out) {
 }
 
 double random_gamma(RandomStream& stream, uint32_t shape) {
-    float value = 0;
-    if (shape != 0)
-        random_gammas(stream, shape, {&value, 1});
-    return double(value);
+    if (shape == 0)
+        return 0;
+    const double x = random_normal(stream), u = random_uniform(stream);
+    return double(gammaFrom(stream, GammaShape(shape), x, u));
 }
 
 void random_gammas(RandomStream& stream, uint32_t shape, std::span<float> out) {

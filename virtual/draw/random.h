@@ -5,6 +5,7 @@
 /// numbers on every machine.
 
 #include <array>
+#include <complex>
 #include <cstdint>
 #include <span>
 
@@ -29,6 +30,8 @@ void random_words(RandomStream& stream, std::span<uint32_t, randomLanes> out);
 
 /// Standard normal. None beyond 7.4, where one in 10^13 would be.
 [[nodiscard]] double random_normal(RandomStream& stream);
+/// Two that are independent, for what one takes.
+[[nodiscard]] std::complex<double> random_normalPair(RandomStream& stream);
 void random_normals(RandomStream& stream, std::span<float> out);
 
 /// Gamma of an integer shape from 0 (always 0), with mean `shape`.

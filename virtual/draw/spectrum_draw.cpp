@@ -22,8 +22,7 @@ struct LineDraw {
 /// The records along the line's phase and across it: one record's worth of X holds the line, the others only noise.
 LineDraw drawLine(RandomStream& stream, double density, std::complex<double> amplitude, uint32_t records) {
     const double n = records, sigma = std::sqrt(density / 2);
-    const double noiseRe = sigma * random_normal(stream), noiseIm = sigma * random_normal(stream);
-    const std::complex<double> along = std::sqrt(n) * amplitude + std::complex<double>(noiseRe, noiseIm);
+    const std::complex<double> along = std::sqrt(n) * amplitude + sigma * random_normalPair(stream);
     return {(std::norm(along) + density * random_gamma(stream, records - 1)) / n, along / std::sqrt(n)};
 }
 
@@ -38,9 +37,8 @@ SpectrumPoint drawCrossLine(RandomStream& stream, const StageExpectation& stage,
     const LineDraw x = drawLine(stream, sxx, line.x, records);
     const std::complex<double> slope = std::complex<double>(stage.sxyRe[i], stage.sxyIm[i]) / sxx;
     const double sigma = stage.spread[i] * std::sqrt(x.power / (2 * sxx * records));
-    const double restRe = sigma * random_normal(stream), restIm = sigma * random_normal(stream);
     return toPoint(slope * x.power + x.phasor * (std::conj(line.y) - slope * std::conj(line.x)) +
-                   std::complex<double>(restRe, restIm));
+                   sigma * random_normalPair(stream));
 }
 
 } // namespace
