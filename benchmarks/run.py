@@ -156,6 +156,9 @@ A capture of samples from the stream to the buffers is the firmware's own part: 
 reads of 4096 bytes and the separation of the channels. What the bench adds is physics: noise of the right spectrum in both
 channels, beat and quantisation, a million times.
 
+A run of 10,000 passes is the work of one thread. Half of it draws the spectra, three deviates a point; a fifth sends each
+capture's commands over the SPI bus; the rest opens and closes the stream, moves the blocks and adds them up. On a busy machine its processor time tells more than the time that it takes.
+
 A save is timed with the sums of the one capture before it.
 
 Resident memory is that of the sandbox, where the process may not lock its memory; with all of its memory locked the pool
@@ -177,8 +180,10 @@ def main():
         time.sleep(0.5)
         client = Client(unit.port)
         default_run, default_loop = run_seconds(client, "*OPC?", 20)
-        long_run, _ = run_seconds(client, "SENS:PN:FREQ:STAR 10;STOP 5e7;:SENS:PN:CORR 1000;AVER 10;:*OPC?", 3)
-        pid = process_of("virtual-instrument")
+        pid, repeats = process_of("virtual-instrument"), 5
+        before = processor_seconds(pid)
+        long_run, _ = run_seconds(client, "SENS:PN:FREQ:STAR 10;STOP 5e7;:SENS:PN:CORR 1000;AVER 10;:*OPC?", repeats)
+        long_work = (processor_seconds(pid) - before) / repeats
         before, begin = processor_seconds(pid), time.monotonic()
         time.sleep(20)
         idle = (processor_seconds(pid) - before) / (time.monotonic() - begin)
@@ -224,10 +229,11 @@ def main():
         ("trace of 481 points as a block", f"{trace[0]:,.0f} fetches/s", "", "", "20,000 fetches/s"),
         ("start of the process to \"Device is running!\"",
          f"{start * 1e3:.0f} ms", "", "", "150 ms"),
-        ("default run, INIT to trace fetched", f"{default_run * 1e3:.1f} ms", "", "", "20 ms"),
+        ("default run, INIT to trace fetched", f"{default_run * 1e3:.1f} ms", "", "", "10 ms"),
         ("the same by the instrument's own clock",
          f"{default_loop * 1e3:.0f} ms", "", "", "30 ms"),
-        ("10 Hz to 50 MHz, 1000 correlations, 10 averages", f"{long_run:.2f} s", "", "", "1.5 s"),
+        ("10 Hz to 50 MHz, 1000 correlations, 10 averages: 10,000 passes",
+         f"{long_run:.2f} s, {long_work:.2f} s of processor time", "", "", "0.3 s"),
         ("a save at 961 points, without spur detection", f"{results['save/plain']:.3f} ms", "", "", ""),
         ("the same with it, 64 lines", f"{results['save/spurs']:.3f} ms", "", "", "1.5 ms"),
         ("the same over single records, 64 lines and false spurs", f"{results['save/singleRecords']:.3f} ms", "", "",
