@@ -69,13 +69,14 @@ bool hasSentMuch(int fd) {
     return ioctl(fd, FIONREAD, &unread) == 0 && unread >= unreadMuch;
 }
 
-/// While the link works through what the client has left, his end comes nearer.
+/// While the link works through what the client has left, his end comes nearer; also behind the last of it.
 void prolongPatience(Tvsocket* socket, int64_t now) {
     const uint64_t taken = socket->taken;
     if (taken == socket->takenLast || taken - socket->takenWhenAsked > keptByKernel)
         return;
     socket->takenLast = taken;
     socket->patienceEnd_ns = now + patienceOnceAsked_ns;
+    socket->patienceUntil_ns = now + patienceBehindMuch_ns;
 }
 
 /// The client who came last: if he has gone, so have all before him.
