@@ -32,7 +32,22 @@ int fdBuffer(Device*, uint32_t stage, const void** data) {
 double countCarrier(Device*, double) {
     if (fake->onSearch)
         fake->onSearch();
-    return fake->carrier_Hz;
+    return fake->oscillator ? fake->oscillator(fake->dutTune_V, fake->supply_V) : fake->carrier_Hz;
+}
+
+int countDut(Device*) {
+    if (const double frequency_Hz = countCarrier(device, 0); frequency_Hz > 0) {
+        slot_carryOn({Automeasure_config_setFrequency(device, frequency_Hz),
+                      Automeasure_config_setPower(device, static_cast<double>(fake->power_dBm))});
+    }
+    return 0;
+}
+
+int tuneDut(Device*, double volts) {
+    fake->dutTune_V = volts;
+    if (fake->onTune)
+        fake->onTune();
+    return logged("dut", volts);
 }
 
 int captureRecords(Device*, uint32_t) {
@@ -126,6 +141,22 @@ void fillBoards() {
          [](Device*, const tvfreq* f) { return logged("one", tvfreq2double(f, nullptr)); });
 }
 
+void fillSweep() {
+    fill(Device_enableCounter, [](Device*) { return logged("counter on"); });
+    fill(Device_disableCounter, [](Device*) { return logged("counter off"); });
+    fill(Device_getDUTFrequency, countDut);
+    fill(Device_setDutTuneOutputVoltage, tuneDut);
+    fill(Device_getDutTuneOutputVoltage, [](Device*) { return fake->dutTune_V; });
+    fill(Device_isDutTuneOutputVoltageEnabled, [](Device*) { return fake->dutTuneOn; });
+    fill(Device_enableDutTuneOutputVoltage, [](Device*) { return fake->dutTuneOn = 1, logged("dut on"); });
+    fill(Device_disableDutTuneOutputVoltage, [](Device*) { return fake->dutTuneOn = 0, logged("dut off"); });
+    fill(Device_getSupplyOutputVoltage, [](Device*, int32_t) { return fake->supply_V; });
+    fill(Device_setSupplyOutputVoltage,
+         [](Device*, int32_t, double volts) { return fake->supply_V = volts, logged("supply 1", volts); });
+    fill(Device_enableSupplyOutput, [](Device*, int32_t output) { return logged("supply on", output); });
+    fill(Device_measureSupplyOutputCurrent, [](Device*, int32_t) { return fake->supply_V / 400; });
+}
+
 void fillAcquisition() {
     fill(Device_setFdStages, [](Device*, uint32_t) {
         const std::lock_guard lock(fake->mutex);
@@ -162,6 +193,7 @@ void MeasureTest::SetUp() {
         fillBoards();
         fillLoop();
         fillSearch();
+        fillSweep();
         fillAcquisition();
         ASSERT_EQ(measure_init(device), 0);
     }

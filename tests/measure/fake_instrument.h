@@ -36,13 +36,15 @@ inline Spectrum flat(std::complex<float> point) {
 struct FakeInstrument {
     // Set before a run.
     Spectrum spectrum = flat(1e-9F);
-    int spectrumPoints = 512;        // 0: the board has no buffer to give
-    std::function<void()> onSearch;  // the counters are read
-    double carrier_Hz = 100e6;       // -200: the counters find none
-    double kphi[2] = {16384, 13107}; // amplitudes of the beats, counts
-    double sensitivity[2] = {0, 0};  // Hz/V; without any, the filters stay and no loop bends the trace
-    int selection = 1;               // of the internal reference
-    int gainOffset = 0;              // of the IF gain in force from the one that was set, dB
+    int spectrumPoints = 512;                                         // 0: the board has no buffer to give
+    std::function<void()> onSearch;                                   // the counters are read
+    double carrier_Hz = 100e6;                                        // -200: the counters find none
+    std::function<double(double tune_V, double supply_V)> oscillator; // Hz, in the place of the carrier; 0: it stands
+    std::function<void()> onTune;                                     // the DUT's tune voltage has been set
+    double kphi[2] = {16384, 13107};                                  // amplitudes of the beats, counts
+    double sensitivity[2] = {0, 0}; // Hz/V; without any, the filters stay and no loop bends the trace
+    int selection = 1;              // of the internal reference
+    int gainOffset = 0;             // of the IF gain in force from the one that was set, dB
     std::function<double(int channel)> tune = [](int) { return 7.2; };                            // V
     std::function<double(int channel, double seconds)> locked = [](int, double) { return 20.0; }; // mixer, counts
     float power_dBm = 7.5F;
@@ -95,6 +97,8 @@ struct FakeInstrument {
     double gate = 0.1;
     bool beat = false; // the sources stand beside the DUT
     int gain = 0;
+    double dutTune_V = 0, supply_V = 12; // of the DUT
+    int dutTuneOn = 0;
     uint32_t samples = 0, divider = 1, channels = 2;
     int records = 0; // of the time domain, captured
     std::vector<uint16_t> record[2];

@@ -23,6 +23,8 @@ constexpr GainScan scanOthers{48, 12, 0, 10000};
 constexpr Capacitors capacitors{1e-08, 2e-07, 9.4e-07, 3.76e-06};
 constexpr Capacitors capacitors1Cf{2e-07, 9.4e-07, 1.88e-06, 3.76e-06};
 
+constexpr uint64_t tuneDelay_us = 10'000; // of boards without a tune output
+
 constexpr int unchanged = -1;
 constexpr int counterGain_dB = 46;
 
@@ -37,7 +39,16 @@ constexpr AnalogBoard board1C(const Capacitors& fitted) {
             .beatCorrection = BeatCorrection::always, .settlesAfterSearch = false,
             .preamplifier = {}, .preamplifierToldAlways = false,
             .gains = gains1C, .gainRequestMax = 50, .ifGain = {0, 46}, .gainScan = scan1C,
-            .waitsUntilSteady = true, .capacitors = fitted, .fixedFilter = false, .highPassesInTrace = true};
+            .waitsUntilSteady = true, .capacitors = fitted, .fixedFilter = false, .highPassesInTrace = true,
+            .tuneDelay_us = tuneDelay_us};
+}
+constexpr AnalogBoard board2CD(uint64_t delay_us) {
+    return {.hints = hints2CD, .counterGain = unchanged, .attenuatedCount = false,
+            .beatCorrection = BeatCorrection::never, .settlesAfterSearch = false,
+            .preamplifier = levels2CD, .preamplifierToldAlways = false,
+            .gains = gainsOthers, .gainRequestMax = 60, .ifGain = {0, 56}, .gainScan = scanOthers,
+            .waitsUntilSteady = false, .capacitors = capacitors, .fixedFilter = false, .highPassesInTrace = false,
+            .tuneDelay_us = delay_us};
 }
 constexpr Row rows[] = {
     {device_config_usesTVPNX_ALG_1Cf, board1C(capacitors1Cf)},
@@ -47,26 +58,25 @@ constexpr Row rows[] = {
       .beatCorrection = BeatCorrection::unlessSecondCounter, .settlesAfterSearch = true,
       .preamplifier = levels2A, .preamplifierToldAlways = true,
       .gains = gainsOthers, .gainRequestMax = 60, .ifGain = {0, 56}, .gainScan = scanOthers,
-      .waitsUntilSteady = true, .capacitors = capacitors, .fixedFilter = true, .highPassesInTrace = false}},
+      .waitsUntilSteady = true, .capacitors = capacitors, .fixedFilter = true, .highPassesInTrace = false,
+      .tuneDelay_us = 150}},
     {device_config_usesTVPNX_ALG_2B,
      {.hints = hints2B, .counterGain = unchanged, .attenuatedCount = false,
       .beatCorrection = BeatCorrection::never, .settlesAfterSearch = false,
       .preamplifier = levels2B, .preamplifierToldAlways = false,
       .gains = gainsOthers, .gainRequestMax = 60, .ifGain = {0, 56}, .gainScan = scanOthers,
-      .waitsUntilSteady = false, .capacitors = capacitors, .fixedFilter = false, .highPassesInTrace = false}},
-    {[] { return device_config_usesTVPNX_ALG_2C() || device_config_usesTVPNX_ALG_2D(); },
-     {.hints = hints2CD, .counterGain = unchanged, .attenuatedCount = false,
-      .beatCorrection = BeatCorrection::never, .settlesAfterSearch = false,
-      .preamplifier = levels2CD, .preamplifierToldAlways = false,
-      .gains = gainsOthers, .gainRequestMax = 60, .ifGain = {0, 56}, .gainScan = scanOthers,
-      .waitsUntilSteady = false, .capacitors = capacitors, .fixedFilter = false, .highPassesInTrace = false}},
+      .waitsUntilSteady = false, .capacitors = capacitors, .fixedFilter = false, .highPassesInTrace = false,
+      .tuneDelay_us = 70'000}},
+    {device_config_usesTVPNX_ALG_2C, board2CD(2'000'000)},
+    {device_config_usesTVPNX_ALG_2D, board2CD(250)},
 };
 constexpr AnalogBoard board1B =
      {.hints = hints2A, .counterGain = unchanged, .attenuatedCount = false,
       .beatCorrection = BeatCorrection::never, .settlesAfterSearch = false,
       .preamplifier = {}, .preamplifierToldAlways = false,
       .gains = gainsOthers, .gainRequestMax = 60, .ifGain = {0, 56}, .gainScan = scanOthers,
-      .waitsUntilSteady = true, .capacitors = capacitors, .fixedFilter = false, .highPassesInTrace = false};
+      .waitsUntilSteady = true, .capacitors = capacitors, .fixedFilter = false, .highPassesInTrace = false,
+      .tuneDelay_us = tuneDelay_us};
 // clang-format on
 
 } // namespace

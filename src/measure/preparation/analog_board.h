@@ -5,6 +5,7 @@
 #include "measure/settings/measurement_configuration.h"
 
 #include <array>
+#include <cstdint>
 #include <span>
 
 /// Above a carrier of `above` Hz: levels of the DUT, dBm, below which the preamplifier goes on and above which off.
@@ -53,6 +54,7 @@ struct AnalogBoard {
     Capacitors capacitors;  // of the loop
     bool fixedFilter;       // of the loop with the normal reference, unless a bandwidth is asked for
     bool highPassesInTrace; // that the published trace is corrected for
+    uint64_t tuneDelay_us;  // after a step of the DUT's tune voltage, unless the user sets another
 };
 
 // Among the hints, Hz.

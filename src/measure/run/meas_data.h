@@ -10,6 +10,7 @@
 #include "measure/preparation/prepared.h"
 #include "measure/results/spur_detector.h"
 #include "measure/results/trace.h"
+#include "measure/run/vco_trace.h"
 #include "measure/settings/staging.h"
 
 #include <cstdint>
@@ -29,8 +30,9 @@ struct MeasData : Prepared {
     uint32_t sidesWaiting GUARDED_BY(stateMutex) = 0; // HardwareSide: to be moved at the end of the run
     uint64_t runsStarted GUARDED_BY(stateMutex) = 0;
     uint64_t runsFinished GUARDED_BY(stateMutex) = 0;
-    uint64_t savesAnnounced GUARDED_BY(stateMutex) = 0;    // saves since the start of the process
-    int32_t iterationAnnounced GUARDED_BY(stateMutex) = 0; // iteration of the last of them, from 1
+    uint64_t savesAnnounced GUARDED_BY(stateMutex) = 0;     // saves since the start of the process
+    int32_t iterationAnnounced GUARDED_BY(stateMutex) = 0;  // iteration of the last of them, from 1
+    uint64_t vcoServedAnnounced GUARDED_BY(stateMutex) = 0; // of vcoServed
 
     int32_t pointCount GUARDED_BY(resultMutex) = 0;   // points of the trace; 0 until the run has its grid
     double carrier GUARDED_BY(resultMutex) = -1;      // of the trace, Hz
@@ -50,6 +52,10 @@ struct MeasData : Prepared {
     int32_t previewTarget GUARDED_BY(resultMutex) = 0;               // iteration, from 1, that it waits for
     int32_t preliminaryAverageCount GUARDED_BY(resultMutex) = 0;     // iterations finished and published
     int32_t preliminaryCorrelationCount GUARDED_BY(resultMutex) = 0; // correlations of the iteration so far
+    VcoTrace* vco GUARDED_BY(resultMutex);                           // of the last sweep
+    int32_t vcoIteration GUARDED_BY(resultMutex) = 1;                // its points that clients are shown, from 1
+    uint32_t vcoPreliminaryTrigger GUARDED_BY(resultMutex) = 0;      // 1: a client waits for its next point
+    uint64_t vcoServed GUARDED_BY(resultMutex) = 0;                  // points that clients waited for, ever
     int32_t lastError GUARDED_BY(resultMutex) = 0;                   // result of the last run, taken by the next wait
 
     Shared<double> lastTimeSec;                          // whole run, s

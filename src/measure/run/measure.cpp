@@ -6,6 +6,8 @@
 #include "measure/run/meas_data.h"
 #include "measure/run/pn_run.h"
 #include "measure/run/run_settings.h"
+#include "measure/run/vco_measure.h"
+#include "measure/run/vco_results.h"
 #include "measure/settings/config_hw.h"
 #include "measure/settings/config_mode.h"
 
@@ -22,6 +24,8 @@ constexpr int cutRepeat_ms = 100; // between two attempts to cut a capture
 int32_t runMode(Device* device, uint32_t mode) {
     if (mode == measurementModePN)
         return pnMeasureFull(device, runSettings_ofRun());
+    if (mode == measurementModeVCO)
+        return vcoMeasureFull(device);
     MutexLock lock(meas_data.resultMutex);
     meas_data.lastError = 0;
     return 0;
@@ -45,6 +49,7 @@ uint32_t announceEnd() {
         // A request that the run left unserved must not make the next run save for nobody.
         meas_data.previewTrigger = 0;
         meas_data.previewTarget = 0;
+        meas_data.vcoPreliminaryTrigger = 0;
         ++meas_data.runsFinished;
         meas_data.idle = 1;
         hardware_takenByRun.store(false, std::memory_order_release);
@@ -128,6 +133,8 @@ int measure_startMeasurement(Device* device) {
                 staging_handOver(device, *configPNPtr);
                 pn_measure_forgetTrace();
             }
+            if (measurement_mode == measurementModeVCO)
+                prepareVCOOutputArrays(configVCO.voltagePoints);
             runSettings_take();
             meas_data.idle = 0;
             hardware_takenByRun.store(true, std::memory_order_release);

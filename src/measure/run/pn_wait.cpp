@@ -53,6 +53,43 @@ int waitForResult(Device* device, bool whole, int average, int64_t deadline_ns) 
     return waiting_for(device, waiting);
 }
 
+// ---- the sweep ------------------------------------------------------------------------------------------------------
+
+/// Asks for the next point and tells how many points clients had waited for before.
+uint64_t requestPoint() {
+    MutexLock lock(meas_data.resultMutex);
+    meas_data.vcoPreliminaryTrigger = 1;
+    return meas_data.vcoServed;
+}
+
+bool pointStands(const Waiting& waiting) {
+    MutexLock lock(meas_data.stateMutex);
+    return meas_data.runsFinished >= waiting.run || meas_data.vcoServedAnnounced > waiting.saves;
+}
+
+void tellWait(const char* verb, bool timed, bool whole) {
+    printd("\n%s%s for %s to finish!\n\n", timed ? "timed " : "", verb, whole ? "measurement" : "next preliminary");
+}
+
+int endSweepWait(Device* device, const Waiting& waiting, bool inTime) {
+    tellWait("Waited", waiting.deadline_ns != waiting_forEver, waiting.isOver == measure_isRunOver);
+    return endWait(device, waiting, inTime);
+}
+
+int waitForSweep(Device* device, bool whole, int64_t deadline_ns) {
+    Waiting waiting;
+    waiting.run = measure_runInProgress();
+    waiting.isOver = whole ? measure_isRunOver : pointStands;
+    waiting.finish = endSweepWait;
+    waiting.deadline_ns = deadline_ns;
+    tellWait("Waiting", deadline_ns != waiting_forEver, whole);
+    if (waiting.run == 0)
+        return endSweepWait(device, waiting, true);
+    if (!whole)
+        waiting.saves = requestPoint();
+    return waiting_for(device, waiting);
+}
+
 } // namespace
 
 int pn_measure_waitForMeasurement(Device* device, int whole, int average) {
@@ -61,6 +98,14 @@ int pn_measure_waitForMeasurement(Device* device, int whole, int average) {
 
 int pn_measure_timedWaitForMeasurement(Device* device, int whole, int average, int timeoutMs) {
     return waitForResult(device, whole != 0, average, waiting_deadline(timeoutMs));
+}
+
+int vco_measure_waitForMeasurement(Device* device, int whole) {
+    return waitForSweep(device, whole != 0, waiting_forEver);
+}
+
+int vco_measure_timedWaitForMeasurement(Device* device, int whole, int timeoutMs) {
+    return waitForSweep(device, whole != 0, waiting_deadline(timeoutMs));
 }
 
 int pn_measure_triggerPreliminaryResult(Device*) {

@@ -10,6 +10,9 @@
 
 int pn_measure_waitForMeasurement(Device* device, int whole, int average);
 int pn_measure_timedWaitForMeasurement(Device* device, int whole, int average, int timeoutMs);
+/// The same in a sweep: with `whole` 0 they wait for its next point. That is the third or a later one, or the last.
+int vco_measure_waitForMeasurement(Device* device, int whole);
+int vco_measure_timedWaitForMeasurement(Device* device, int whole, int timeoutMs);
 /// Asks for a preliminary result without waiting for it. Returns 0.
 int pn_measure_triggerPreliminaryResult(Device* device);
 

@@ -19,6 +19,7 @@ constexpr Shared<uint32_t> RunState::*detectFlags[] = {
 };
 
 MeasConfig copy;
+VcoSettings copyOfSweep;
 MeasConfig* record = nullptr;
 std::array<double, std::size(found)> known;    // what the run has seen or left in the record
 std::array<bool, std::size(found)> theClients; // set by a client since then
@@ -31,6 +32,7 @@ void runSettings_take() {
         MutexLock lock(meas_data.testSetMutex);
         copy = *record;
     }
+    copyOfSweep = configVCO;
     copy.pulseEnabled = configPN.pulseEnabled;
     copy.gridChanged = record->gridChanged.exchange(0);
     for (const auto flag : detectFlags)
@@ -46,6 +48,10 @@ void runSettings_use() {
 
 MeasConfig* runSettings_ofRun() {
     return &copy;
+}
+
+const VcoSettings& runSettings_ofSweep() {
+    return copyOfSweep;
 }
 
 void runSettings_publish() {

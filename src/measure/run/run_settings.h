@@ -9,6 +9,7 @@
 #include "measure/run/meas_data.h"
 
 struct MeasConfig;
+struct VcoSettings;
 
 /// Makes the copy of the record in force, with what commands the next run is to do once. No run may be on.
 void runSettings_take() REQUIRES(meas_data.stateMutex);
@@ -19,6 +20,8 @@ void runSettings_take() REQUIRES(meas_data.stateMutex);
 void runSettings_use();
 /// The copy.
 [[nodiscard]] MeasConfig* runSettings_ofRun();
+/// What was set of the sweep then.
+[[nodiscard]] const VcoSettings& runSettings_ofSweep();
 /// Gives the record what the run has found so far.
 void runSettings_publish();
 /// The same at the end of the run, and the flags; configPNPtr is the record again.

@@ -39,7 +39,8 @@ bool traceArrays_take() {
            take(&meas_data.spurData, spursMax) && take(&meas_data.spurFreq, spursMax) &&
            take(&scratch.points, spursMax) && take(&scratch.original, tracePointsMax) &&
            take(&scratch.smoothed, tracePointsMax) && take(&scratch.deviation, tracePointsMax) &&
-           take(&meas_data.aVarianceSigma, aVariancePointsMax) && take(&meas_data.aVarianceTau, aVariancePointsMax);
+           take(&meas_data.aVarianceSigma, aVariancePointsMax) && take(&meas_data.aVarianceTau, aVariancePointsMax) &&
+           take(&meas_data.vco, 1);
 }
 
 void prepareOutputArrays(const StagingPlan& plan, MeasConfig* config) {

@@ -25,7 +25,7 @@ struct Sweep { // configVCO_
     static bool active() { return false; }
 };
 struct SweepRun { // configVCO_, the phase noise runs of the sweep
-    static MeasConfig& record() { return configVCO.config; }
+    static MeasConfig& record() { return active() ? *configPNPtr : configVCO.config; } // a sweep's own copy in a sweep
     static bool addressed() { return true; }
     static bool active() { return measurement_mode == measurementModeVCO; }
 };
@@ -43,22 +43,22 @@ consteval const auto& numbersWith(Shared<double> Detected::*) {
 consteval const auto& numbersWith(Shared<int32_t> MeasSettings::*) {
     return measCounts;
 }
-consteval const auto& numbersWith(Shared<double> VcoConfig::*) {
+consteval const auto& numbersWith(Shared<double> VcoSettings::*) {
     return sweepNumbers;
 }
-consteval const auto& numbersWith(Shared<int32_t> VcoConfig::*) {
+consteval const auto& numbersWith(Shared<int32_t> VcoSettings::*) {
     return sweepCounts;
 }
 consteval const auto& switchesWith(Shared<uint32_t> MeasSettings::*) {
     return measSwitches;
 }
-consteval const auto& switchesWith(Shared<uint32_t> VcoConfig::*) {
+consteval const auto& switchesWith(Shared<uint32_t> VcoSettings::*) {
     return sweepSwitches;
 }
 consteval const auto& choicesWith(Shared<uint32_t> MeasSettings::*) {
     return measChoices;
 }
-consteval const auto& choicesWith(Shared<uint32_t> VcoConfig::*) {
+consteval const auto& choicesWith(Shared<uint32_t> VcoSettings::*) {
     return sweepChoices;
 }
 consteval const auto& choicesWith(Shared<uint32_t> BasebandConfig::*) {

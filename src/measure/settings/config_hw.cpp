@@ -136,7 +136,7 @@ int configHW_setIFgain(Device* device, double gain) {
 }
 
 int configHW_move(Device* device, HardwareSide side) {
-    {
+    if (!hardware_isRunThread) {
         MutexLock lock(meas_data.stateMutex);
         if (meas_data.idle == 0) {
             meas_data.sidesWaiting |= side;

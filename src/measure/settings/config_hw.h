@@ -3,7 +3,8 @@
 
 #include "measure/settings/measurement_configuration.h"
 
-/// Moves a side of the hardware to what the record in force says. While a run is on it waits for the end of that; 0.
+/// Moves a side of the hardware to what the record in force says. While a run is on it waits for the end of that
+/// (0), unless the run itself moves it.
 int configHW_move(Device* device, HardwareSide side);
 /// Moves the `sides` that a run made wait, on its thread.
 void configHW_moveWaiting(Device* device, uint32_t sides);

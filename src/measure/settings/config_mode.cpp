@@ -5,6 +5,7 @@
 #include "measure/preparation/loop_modes.h"
 #include "measure/run/measure.h"
 #include "measure/run/trace_arrays.h"
+#include "measure/run/vco_results.h"
 #include "measure/settings/config_accessors.h"
 #include "measure/settings/config_hw.h"
 #include "measure/settings/config_register.h"
@@ -111,6 +112,7 @@ void forgetRun() {
     meas_data.stopRequested = 0;
     meas_data.previewTrigger = 0;
     meas_data.previewTarget = 0;
+    meas_data.vcoPreliminaryTrigger = 0;
 }
 
 } // namespace
@@ -124,6 +126,7 @@ int initMeasurementConfiguration(Device* device) {
     measureFullPnWithEverything = 1;
     if (!traceArrays_take())
         return scpi::outOfMemory;
+    prepareVCOOutputArrays(vcoPointsMax);
     configPN_setIFgain(device, 0);
     return config_reset(device);
 }

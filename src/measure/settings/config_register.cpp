@@ -7,6 +7,7 @@
 #include "measure/run/measure.h"
 #include "measure/run/pn_report.h"
 #include "measure/run/pn_wait.h"
+#include "measure/run/vco_results.h"
 #include "measure/settings/config_accessors.h"
 #include "measure/settings/config_hw.h"
 #include "measure/settings/config_mode.h"
@@ -28,7 +29,7 @@ template <class Record> struct OwnOf {
     static_assert(std::is_base_of_v<Record, MeasConfig>);
     using Where = PhaseNoise;
 };
-template <> struct OwnOf<VcoConfig> { using Where = Sweep; };
+template <> struct OwnOf<VcoSettings> { using Where = Sweep; };
 template <> struct OwnOf<BasebandConfig> { using Where = Baseband; };
 
 template <class Where, auto field, class T> void fillNumber(const NumberSlots<T>& slots) {
@@ -152,10 +153,24 @@ void registerRun() {
     fill(Automeasure_getFunctionAVarianceSigma, pn_measure_getFunctionAVarianceSigma);
 }
 
+void registerSweep() {
+    fill(Automeasure_waitForVCOMeasurement, vco_measure_waitForMeasurement);
+    fill(Automeasure_timedWaitForVCOMeasurement, vco_measure_timedWaitForMeasurement);
+    fill(Automeasure_getVCOIteration, vco_measure_getIteration);
+    fill(Automeasure_getVoltage, vco_measure_getVoltage);
+    fill(Automeasure_getVCOFrequency, vco_measure_getVCOFrequency);
+    fill(Automeasure_getVCOPower, vco_measure_getVCOPower);
+    fill(Automeasure_getKVCO, vco_measure_getKVCO);
+    fill(Automeasure_getKPush, vco_measure_getKPush);
+    fill(Automeasure_getISupply, vco_measure_getISupply);
+    fill(Automeasure_getVcoPnOffset, vco_measure_getPNOffset);
+}
+
 } // namespace
 
 void registerAutomeasureFunctions() {
     registerSettings();
     registerConfiguration();
     registerRun();
+    registerSweep();
 }

@@ -39,7 +39,7 @@ int configVCO_setReference(Device* device, int reference) {
     const auto code = static_cast<uint32_t>(reference);
     if (code > referenceExternal)
         return scpi::illegalParameterValue;
-    return config_changeReference(device, &configVCO.config, code, SweepRun::active());
+    return config_changeReference(device, &SweepRun::record(), code, SweepRun::active());
 }
 
 double configVCO_getPnOffset(Device*, int32_t number) {

@@ -8,6 +8,7 @@
 #include "base/shared.h"
 #include "device_table/device_fptrs.h"
 #include "measure/run/meas_data.h"
+#include "measure/run/vco_trace.h"
 
 #include <array>
 #include <cmath>
@@ -95,10 +96,8 @@ struct MeasConfig : MeasSettings, Detected, RunState {
     double* testSetResults GUARDED_BY(meas_data.testSetMutex) = nullptr;               // testSetSize
 };
 
-inline constexpr int vcoPnOffsets = 4;
-
-/// The sweep of an oscillator, and the set-up of the phase noise runs in it.
-struct VcoConfig {
+/// What a user sets of the sweep of an oscillator.
+struct VcoSettings {
     Shared<double> voltageStart;                       // V
     Shared<double> voltageStop;                        // V
     std::array<Shared<double>, vcoPnOffsets> pnOffset; // Hz; 0: not used
@@ -110,7 +109,11 @@ struct VcoConfig {
     Shared<uint32_t> kvcoEnabled;
     Shared<int32_t> voltagePoints;
     Shared<uint32_t> dutType; // 0 VCO, 1 VCXO
-    Shared<double> tuneDelay; // after a tune step, microseconds
+    Shared<double> tuneDelay; // after a tune step, microseconds; 0: as the analog board needs
+};
+
+/// The sweep, and the set-up of the phase noise runs in it.
+struct VcoConfig : VcoSettings {
     MeasConfig config;
 };
 

@@ -199,64 +199,64 @@ inline constexpr Choice<MeasSettings> measChoices[] = {
      .own = {.set = &Automeasure_configPN_setReference, .setBy = configPN_setReference}},
 };
 
-inline constexpr Number<VcoConfig, double> sweepNumbers[] = {
-    {.field = &VcoConfig::voltageStart,
+inline constexpr Number<VcoSettings, double> sweepNumbers[] = {
+    {.field = &VcoSettings::voltageStart,
      .limits = tuneVoltageLimits,
      .initial = 0,
      .own = {&Automeasure_configVCO_getVoltageStart, &Automeasure_configVCO_setVoltageStart},
      .min = &Automeasure_configVCO_getMinVoltageStart,
      .max = &Automeasure_configVCO_getMaxVoltageStart},
-    {.field = &VcoConfig::voltageStop,
+    {.field = &VcoSettings::voltageStop,
      .limits = tuneVoltageLimits,
      .initial = 5,
      .own = {&Automeasure_configVCO_getVoltageStop, &Automeasure_configVCO_setVoltageStop},
      .min = &Automeasure_configVCO_getMinVoltageStop,
      .max = &Automeasure_configVCO_getMaxVoltageStop},
-    {.field = &VcoConfig::tuneDelay, .limits = {0, 10e6}, .initial = 0}, // handed over by address: config_vco.h
+    {.field = &VcoSettings::tuneDelay, .limits = {0, 10e6}, .initial = 0}, // handed over by address: config_vco.h
 };
 
-inline constexpr Number<VcoConfig, int32_t> sweepCounts[] = {
-    {.field = &VcoConfig::voltagePoints,
-     .limits = {1, 1000},
+inline constexpr Number<VcoSettings, int32_t> sweepCounts[] = {
+    {.field = &VcoSettings::voltagePoints,
+     .limits = {1, vcoPointsMax},
      .initial = 10,
      .own = {&Automeasure_configVCO_getVoltagePoints, &Automeasure_configVCO_setVoltagePoints},
      .min = &Automeasure_configVCO_getMinVoltagePoints,
      .max = &Automeasure_configVCO_getMaxVoltagePoints},
 };
 
-inline constexpr NumberList<VcoConfig, vcoPnOffsets> sweepLists[] = {
-    {.field = &VcoConfig::pnOffset, .limits = {10, 50e6}, .initial = std::array{1e4, 1e5, 1e6, 1e7}},
+inline constexpr NumberList<VcoSettings, vcoPnOffsets> sweepLists[] = {
+    {.field = &VcoSettings::pnOffset, .limits = {10, 50e6}, .initial = std::array{1e4, 1e5, 1e6, 1e7}},
 };
 
-inline constexpr Switch<VcoConfig> sweepSwitches[] = {
-    {.field = &VcoConfig::frequencyEnabled,
+inline constexpr Switch<VcoSettings> sweepSwitches[] = {
+    {.field = &VcoSettings::frequencyEnabled,
      .initial = 1,
      .own = {&Automeasure_configVCO_isFrequencyEnabled, &Automeasure_configVCO_enableFrequency,
              &Automeasure_configVCO_disableFrequency}},
-    {.field = &VcoConfig::powerEnabled,
+    {.field = &VcoSettings::powerEnabled,
      .initial = 1,
      .own = {&Automeasure_configVCO_isPowerEnabled, &Automeasure_configVCO_enablePower,
              &Automeasure_configVCO_disablePower}},
-    {.field = &VcoConfig::kvcoEnabled,
+    {.field = &VcoSettings::kvcoEnabled,
      .initial = 1,
      .own = {&Automeasure_configVCO_isKVCOEnabled, &Automeasure_configVCO_enableKVCO,
              &Automeasure_configVCO_disableKVCO}},
-    {.field = &VcoConfig::kPushEnabled,
+    {.field = &VcoSettings::kPushEnabled,
      .initial = 0,
      .own = {&Automeasure_configVCO_isKPushEnabled, &Automeasure_configVCO_enableKPush,
              &Automeasure_configVCO_disableKPush}},
-    {.field = &VcoConfig::iSupplyEnabled,
+    {.field = &VcoSettings::iSupplyEnabled,
      .initial = 1,
      .own = {&Automeasure_configVCO_isISupplyEnabled, &Automeasure_configVCO_enableISupply,
              &Automeasure_configVCO_disableISupply}},
-    {.field = &VcoConfig::phaseNoiseEnabled,
+    {.field = &VcoSettings::phaseNoiseEnabled,
      .initial = 1,
      .own = {&Automeasure_configVCO_isPhaseNoiseEnabled, &Automeasure_configVCO_enablePhaseNoise,
              &Automeasure_configVCO_disablePhaseNoise}},
 };
 
-inline constexpr Choice<VcoConfig> sweepChoices[] = {
-    {.field = &VcoConfig::dutType,
+inline constexpr Choice<VcoSettings> sweepChoices[] = {
+    {.field = &VcoSettings::dutType,
      .initial = 0,
      .own = {&Automeasure_config_getVCODUTType, &Automeasure_config_setVCODUTType}},
 };
@@ -273,6 +273,6 @@ static_assert(fieldCount<MeasSettings>() ==
               "a setting has no row");
 constexpr size_t unsettable = 2; // frequencyRounded, powerRaw
 static_assert(fieldCount<Detected>() == std::size(detectedNumbers) + unsettable, "a setting has no row");
-static_assert(fieldCount<VcoConfig>() == std::size(sweepNumbers) + std::size(sweepCounts) + std::size(sweepLists) +
-                                             std::size(sweepSwitches) + std::size(sweepChoices) + 1 /* config */,
+static_assert(fieldCount<VcoSettings>() == std::size(sweepNumbers) + std::size(sweepCounts) + std::size(sweepLists) +
+                                               std::size(sweepSwitches) + std::size(sweepChoices),
               "a setting has no row");

@@ -16,6 +16,9 @@ template <auto& write> void runReport(Unit& unit) {
 }
 template <auto& write> inline constexpr Command report{runReport<write>, Kind::report};
 
+void diagnostic_tuneDelay(Unit& unit);
+inline constexpr Command diagnostic_tuneDelayKind{diagnostic_tuneDelay, Kind::seconds};
+
 inline constexpr Row diagnosticRows[] = {
     {"DIAGnostic:PN:MEAS:FTIM", Q, report<Automeasure_printTimes>, "",
      "Phases of the last measurement, ms: frequency search, detector constants, lock, gain, captures"},
@@ -24,6 +27,8 @@ inline constexpr Row diagnosticRows[] = {
     {"DIAGnostic:PN:MEAS:LTIM", Q, reading<Automeasure_getLockTimeMs>, "", "Time of the last lock, ms"},
     {"DIAGnostic:PN:MEAS:TIME", Q, reading<Automeasure_getLastMeasurementTimeMs>, "",
      "Time of the last whole measurement, ms"},
+    {"DIAGnostic:VCO:TUNE:DELay", QS, diagnostic_tuneDelayKind, "<us>",
+     "Wait after each tune step of a sweep, microseconds; 0: as the analog board needs it"},
 };
 
 } // namespace scpi
