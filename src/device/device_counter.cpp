@@ -125,9 +125,8 @@ int getDUTFrequency(Device* device) {
     }
     const double frequency_Hz = (first + second) / 2 * device->counterDivider;
     slot_carryOn(Automeasure_config_setFrequency(device, frequency_Hz)); // held to its limits
-    tvfreq carrier;
-    double2tvfreq(&frequency_Hz, &carrier);
-    TVPNX_ALG_setFrequency(&device->algA, &carrier);
+    double2tvfreq(&frequency_Hz, &device->frequency);                    // the level is calibrated there
+    TVPNX_ALG_setFrequency(&device->algA, &device->frequency);
     if (const tvpow* power = Device_getPowerFixed(device); power != nullptr)
         slot_carryOn(Automeasure_config_setPower(device, static_cast<double>(*power)));
     return 0;

@@ -159,7 +159,7 @@ TEST(BoardBox, AFaultOfTheFileHasItsEffectAsLongAsItIsThere) {
         return dut;
     };
     Box box(flatDut(carrier_Hz, -140));
-    const auto give = [&](const Dut& dut) { box.bench.dutFile.dut = dut; };
+    const auto give = [&](const Dut& dut) { box.bench.dutNow = dut; };
     give(faulty([](Faults& f) { f.spiFails = {"A.alg.r1"}; }));
     EXPECT_FALSE(box.bus.send(analogs[0] + 3, 0, 4, 1));
     EXPECT_TRUE(box.bus.send(analogs[1] + 3, 0, 4, 1));

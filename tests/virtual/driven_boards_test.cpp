@@ -76,7 +76,7 @@ private:
     [[nodiscard]] ChannelWiring wiring(Channel channel) const { return unit_.boards.wiring(channel); }
 
     int set(int64_t carrier_Hz) {
-        unit_.bench.dutFile.dut.frequency_Hz = static_cast<double>(carrier_Hz);
+        unit_.bench.dutNow.frequency_Hz = static_cast<double>(carrier_Hz);
         const tvfreq frequency{carrier_Hz, 0};
         return Device_setFrequency(device_, &frequency);
     }

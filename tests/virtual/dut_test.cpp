@@ -58,6 +58,16 @@ TEST_F(DutTest, AMistakeIsRefusedWithItsLineAndReason) {
         {signalWith("pulse_width_s = 1e-6\n"), ":1: signal.pulse_period_s is missing"},
         {signalWith("pulse_period_s = 1e-6\npulse_width_s = 1e-6\n"),
          ":6: signal.pulse_width_s must be below signal.pulse_period_s"},
+        {signalWith("[vco]\nsupply_v = 5\n"), ":5: vco.tuning is missing"},
+        {signalWith("[vco]\ntuning = [[0, 1e8]]\nsupply_v = 5\n"), ":6: vco.tuning must have two points at least"},
+        {signalWith("[vco]\ntuning = [[0, 1e8],\n[1, 2e8],\n[2, 2e8]]\nsupply_v = 5\n"),
+         ":8: vco.tuning must rise or fall throughout"},
+        {signalWith("[vco]\ntuning = [[1, 1e8],\n[0, 2e8]]\nsupply_v = 5\n"),
+         ":7: the voltages of vco.tuning must ascend: 0 follows 1"},
+        {signalWith("[vco]\ntuning = [[0, 1e8], [1, 2e8]]\nsupply_v = 5\nsupply_a = [[0, 11]]\n"),
+         ":8: a current of vco.supply_a is 11, outside 0 to 10"},
+        {signalWith("[vco]\ntuning = [[0, 1e8], [1, 2e8]]\nsupply_v = 5\ngap = 3\n"),
+         ":8: vco.gap must be a list of two numbers"},
         {signalWith("[reference_a]\nfrequency_hz = 1e8\n"), ":5: reference_a.sensitivity_hz_per_v is missing"},
     };
     for (const auto& [text, reason] : cases) {
@@ -91,6 +101,7 @@ TEST_F(DutTest, AChangedFileIsReadAgainAndABadOneLeavesTheOldDut) {
 
     write("[signal]\nfrequency_hz = 100_000_123\npower_dbm = 9\n"
           "noise = [[1, -72], [10, -104.5]]\nspurs = [[1.0e3, -95]]\npulse_width_s = 2e-6\npulse_period_s = 8e-6\n"
+          "[vco]\ntuning = [[0, 1e8], [5, 1.1e8]]\nsupply_v = 12\nsupply_a = 0.02\njump = [2, -1e6]\n"
           "[reference_b]\nfrequency_hz = 1e8\nsensitivity_hz_per_v = 1e4\npower_dbm = 10\nnoise = [[1, -80]]\n"
           "[faults]\nno_signal = true\n");
     EXPECT_TRUE(dutFile_refresh(&file));
@@ -102,6 +113,9 @@ TEST_F(DutTest, AChangedFileIsReadAgainAndABadOneLeavesTheOldDut) {
     EXPECT_EQ(file.dut.references[1].sensitivity_HzPerV, 1e4);
     EXPECT_EQ(file.dut.references[1].tune_V, 7.2);
     EXPECT_TRUE(file.dut.faults.noSignal);
+    ASSERT_TRUE(file.dut.oscillator);
+    EXPECT_EQ(file.dut.oscillator->jump_Hz, -1e6);
+    EXPECT_EQ(tuneCurve_at(file.dut.oscillator->level_dBm, 3), 9) << "of the signal";
 
     const auto refused = [&file] {
         testing::internal::CaptureStderr();

@@ -53,15 +53,17 @@ SupplyCircuit SupplyBoard::decode() const {
     return circuit;
 }
 
-double SupplyBoard::adcInput_V(size_t output) const {
+SupplyBoard::Delivered SupplyBoard::deliver(size_t output) const {
     const SupplyOutput& out = circuit().outputs[output];
-    double volts = out.enabled ? out.set_V : 0;
-    double current_A = out.enabled ? load_A_(output, volts) : 0;
-    if (current_A > truth_[output].limit_A) {
-        current_A = truth_[output].limit_A;
-        volts = 0;
-    }
-    return (supply_adcCount(truth_[output], volts, current_A) + middleOfStep) * reference_V / steps;
+    if (!out.enabled)
+        return {0, 0};
+    const double amperes = load_A_(output, out.set_V), limit_A = truth_[output].limit_A;
+    return amperes > limit_A ? Delivered{0, limit_A} : Delivered{out.set_V, amperes};
+}
+
+double SupplyBoard::adcInput_V(size_t output) const {
+    const Delivered now = deliver(output);
+    return (supply_adcCount(truth_[output], now.volts, now.amperes) + middleOfStep) * reference_V / steps;
 }
 
 } // namespace vi

@@ -42,6 +42,9 @@ public:
     /// `load_A` is asked at each conversion.
     SupplyBoard(SpiBus& bus, const UnitBoards& boards, SupplyLoad load_A);
 
+    /// What an output gives into its load, V.
+    [[nodiscard]] double delivered_V(size_t output) const { return deliver(output).volts; }
+
 private:
     /// A place where no chip is fitted.
     struct EmptyPlace final : SpiChip {
@@ -50,6 +53,10 @@ private:
     };
 
     [[nodiscard]] SupplyCircuit decode() const override;
+    struct Delivered {
+        double volts, amperes;
+    };
+    [[nodiscard]] Delivered deliver(size_t output) const;
     [[nodiscard]] double adcInput_V(size_t output) const;
 
     std::array<SupplyTruth, supplyOutputs> truth_;

@@ -1,5 +1,7 @@
 #include "virtual/dut/dut.h"
 
+#include "virtual/dut/toml_values.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -17,103 +19,23 @@ namespace vi {
 namespace {
 
 constexpr size_t fileSizeMax = 1 << 20; // bytes
-constexpr size_t rowsMax = 1000;        // of a list
 
-struct Range {
-    double min, max;
-};
 constexpr Range carrierRange_Hz{1e-3, 1e12}, powerRange_dBm{-200, 40};
 constexpr Range offsetRange_Hz{1e-6, 1e12}, noiseRange_dBcHz{-300, 100}, spurRange_dBc{-300, 0};
 constexpr Range driftRange_HzPerS{-1e9, 1e9}, pulseRange_s{1e-9, 1e3};
 constexpr Range stageRange{0, 7};
 constexpr Range sensitivityRange_HzPerV{1e-3, 1e9}, tuneRange_V{0, 20};
 constexpr double tuneMiddle_V = 7.2;
-
-struct Refusal {
-    uint32_t line; // 0: none in particular
-    std::string reason;
-};
-
-[[noreturn]] void refuse(const toml::source_region& where, const std::string& reason) {
-    throw Refusal{where.begin.line, reason};
-}
-
-const char* kindOf(const toml::node& node) {
-    switch (node.type()) {
-    case toml::node_type::table: return "a table";
-    case toml::node_type::array: return "a list";
-    case toml::node_type::string: return "a text";
-    case toml::node_type::boolean: return "true or false";
-    case toml::node_type::integer:
-    case toml::node_type::floating_point: return "a number";
-    default: return "a date or time";
-    }
-}
-
-[[noreturn]] void refuseKind(const toml::node& node, const std::string& name, const char* wanted) {
-    refuse(node.source(), name + " must be " + wanted + ", not " + kindOf(node));
-}
-
-std::string shortNumber(double value) {
-    char text[32];
-    snprintf(text, sizeof text, "%g", value);
-    return text;
-}
-
-double readNumber(const toml::node& node, const std::string& name, const Range& range) {
-    if (!node.is_number())
-        refuseKind(node, name, "a number");
-    const double value = node.value<double>().value_or(NAN);
-    if (!(value >= range.min && value <= range.max)) // also not-a-number
-        refuse(node.source(), name + " is " + shortNumber(value) + ", outside " + shortNumber(range.min) + " to " +
-                                  shortNumber(range.max));
-    return value;
-}
+constexpr Range vcoTuneRange_V{-30, 30}, supplyRange_V{0.1, 20}, supplyRange_A{0, 10};
+constexpr Range pushingRange_HzPerV{-1e9, 1e9}, jumpRange_Hz{-1e12, 1e12};
+constexpr Range settleRange_s{0, 1e3}, shareRange{0, 1}, driftRange_s{0, 1e6};
 
 /// A list of [offset, level] with ascending offsets.
 std::vector<NoisePoint> readCurve(const toml::node& node, const std::string& name, const Range& levels) {
-    const toml::array* rows = node.as_array();
-    if (rows == nullptr)
-        refuseKind(node, name, "a list of [offset, level]");
-    if (rows->size() > rowsMax)
-        refuse(node.source(), name + " has more than " + std::to_string(rowsMax) + " rows");
     std::vector<NoisePoint> points;
-    for (const toml::node& entry : *rows) {
-        const toml::array* row = entry.as_array();
-        if (row == nullptr)
-            refuseKind(entry, "a point of " + name, "[offset, level]");
-        if (row->size() != 2)
-            refuse(entry.source(),
-                   "a point of " + name + " must be [offset, level], not a list of " + std::to_string(row->size()));
-        const NoisePoint point{readNumber((*row)[0], "an offset of " + name, offsetRange_Hz),
-                               readNumber((*row)[1], "a level of " + name, levels)};
-        if (!points.empty() && point.offset_Hz <= points.back().offset_Hz)
-            refuse(entry.source(), "the offsets of " + name + " must ascend: " + shortNumber(point.offset_Hz) +
-                                       " follows " + shortNumber(points.back().offset_Hz));
-        points.push_back(point);
-    }
+    for (const auto& [offset_Hz, level] : readPairs(node, name, {"offset", "level"}, offsetRange_Hz, levels))
+        points.push_back({offset_Hz, level});
     return points;
-}
-
-void refuseUnknownKeys(const toml::table& table, const std::string& prefix,
-                       std::initializer_list<std::string_view> known) {
-    for (const auto& [key, value] : table)
-        if (std::find(known.begin(), known.end(), key.str()) == known.end())
-            refuse(key.source(), "unknown key " + prefix + std::string(key.str()));
-}
-
-const toml::node& wanted(const toml::table& table, const std::string& prefix, std::string_view key) {
-    const toml::node* node = table.get(key);
-    if (node == nullptr)
-        refuse(table.source(), prefix + std::string(key) + " is missing");
-    return *node;
-}
-
-const toml::table& tableOf(const toml::node& node, const std::string& name) {
-    const toml::table* table = node.as_table();
-    if (table == nullptr)
-        refuseKind(node, name, "a table");
-    return *table;
 }
 
 /// Bit n for each stage n of a list.
@@ -235,15 +157,84 @@ ExternalReference readReference(const toml::table& table, const std::string& pre
             number("power_dbm", powerRange_dBm), readNoise(table, prefix)};
 }
 
+/// A figure over the tune voltage, or a number for all of them.
+TuneCurve readTuneCurve(const toml::node& node, const std::string& name, std::string_view figure, const Range& range) {
+    if (node.is_number())
+        return {{0, readNumber(node, name, range)}};
+    TuneCurve curve;
+    for (const auto& [tune_V, value] : readPairs(node, name, {"voltage", figure}, vcoTuneRange_V, range))
+        curve.push_back({tune_V, value});
+    if (curve.empty())
+        refuse(node.source(), name + " has no points");
+    return curve;
+}
+
+TuneCurve readTuning(const toml::node& node) {
+    const TuneCurve curve = readTuneCurve(node, "vco.tuning", "frequency", carrierRange_Hz);
+    if (curve.size() < 2)
+        refuse(node.source(), "vco.tuning must have two points at least");
+    const bool rises = curve[1].value > curve[0].value;
+    for (size_t i = 1; i < curve.size(); ++i)
+        if (curve[i].value == curve[i - 1].value || (curve[i].value > curve[i - 1].value) != rises)
+            refuse((*node.as_array())[i].source(), "vco.tuning must rise or fall throughout");
+    return curve;
+}
+
+/// The two numbers of a key that may be left out.
+std::array<double, 2> readTwo(const toml::table& table, const char* key, const Range& second,
+                              std::array<double, 2> otherwise) {
+    const toml::node* node = table.get(key);
+    if (node == nullptr)
+        return otherwise;
+    const std::string name = std::string("vco.") + key;
+    const toml::array* row = node->as_array();
+    if (row == nullptr || row->size() != 2)
+        refuse(node->source(), name + " must be a list of two numbers");
+    return {readNumber((*row)[0], name, vcoTuneRange_V), readNumber((*row)[1], name, second)};
+}
+
+Oscillator readOscillator(const toml::table& vco, double power_dBm) {
+    refuseUnknownKeys(
+        vco, "vco.",
+        {"tuning", "supply_v", "pushing", "supply_a", "settle_s", "drift_share", "drift_s", "level", "gap", "jump"});
+    const auto number = [&vco](const char* key, const Range& range) {
+        const toml::node* node = vco.get(key);
+        return node != nullptr ? readNumber(*node, std::string("vco.") + key, range) : 0;
+    };
+    const auto curve = [&vco](const char* key, std::string_view figure, const Range& range, double otherwise) {
+        const toml::node* node = vco.get(key);
+        return node != nullptr ? readTuneCurve(*node, std::string("vco.") + key, figure, range)
+                               : TuneCurve{{0, otherwise}};
+    };
+    const auto gap = readTwo(vco, "gap", vcoTuneRange_V, {0, 0});
+    const auto jump = readTwo(vco, "jump", jumpRange_Hz, {INFINITY, 0});
+    return {readTuning(wanted(vco, "vco.", "tuning")),
+            number("pushing", pushingRange_HzPerV),
+            readNumber(wanted(vco, "vco.", "supply_v"), "vco.supply_v", supplyRange_V),
+            curve("supply_a", "current", supplyRange_A, 0),
+            curve("level", "level", powerRange_dBm, power_dBm),
+            number("settle_s", settleRange_s),
+            number("drift_share", shareRange),
+            number("drift_s", driftRange_s),
+            gap[0],
+            gap[1],
+            jump[0],
+            jump[1]};
+}
+
 Dut readDut(const toml::table& root) {
-    refuseUnknownKeys(root, "", {"signal", "reference_a", "reference_b", "faults"});
+    refuseUnknownKeys(root, "", {"signal", "vco", "reference_a", "reference_b", "faults"});
 
     const toml::table& signal = tableOf(wanted(root, "", "signal"), "signal");
     refuseUnknownKeys(signal, "signal.",
                       {"frequency_hz", "power_dbm", "noise", "spurs", "pulse_width_s", "pulse_period_s"});
     Dut dut{};
-    dut.frequency_Hz = readNumber(wanted(signal, "signal.", "frequency_hz"), "signal.frequency_hz", carrierRange_Hz);
     dut.power_dBm = readNumber(wanted(signal, "signal.", "power_dbm"), "signal.power_dbm", powerRange_dBm);
+    if (const toml::node* vco = root.get("vco"))
+        dut.oscillator = readOscillator(tableOf(*vco, "vco"), dut.power_dBm);
+    if (!dut.oscillator || signal.contains("frequency_hz"))
+        dut.frequency_Hz =
+            readNumber(wanted(signal, "signal.", "frequency_hz"), "signal.frequency_hz", carrierRange_Hz);
     dut.noise = readNoise(signal, "signal.");
     if (const toml::node* spurs = signal.get("spurs"))
         for (const NoisePoint& line : readCurve(*spurs, "signal.spurs", spurRange_dBc))

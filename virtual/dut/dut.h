@@ -17,6 +17,20 @@
 ///   noise = [[10, -90], [1e4, -150]]
 ///   [reference_b]                    # likewise at that of channel B
 ///
+///   [vco]                            # the carrier follows tune output A and supply output 1; may be left out
+///   tuning   = [[0, 95e6], [5, 100e6]] # tune voltage V, Hz; rises or falls throughout; see oscillator.h. The
+///                                    # frequency of [signal] does not count beside it, and may be left out
+///   supply_v = 12.0                  # 0.1 to 20; dead below 0.6 times that
+///   pushing  = 2.0e5                 # Hz/V around supply_v, -1e9 to 1e9; 0 when left out, as the following ones
+///   supply_a = 0.035                 # at supply_v, in proportion to the volts there are, 0 to 10;
+///                                    # or over the tune voltage: [[0, 0.03], [5, 0.04]]
+///   settle_s = 0.0002                # first order, after a tune step, 0 to 1000
+///   drift_share = 0.01               # of a tune step, 0 to 1, comes with this time instead:
+///   drift_s  = 5.0                   # 0 to 1e6
+///   level    = [[0, 6.0], [5, 7.0]]  # tune voltage V, dBm; power_dbm of [signal] when left out
+///   gap      = [3.0, 3.4]            # it stands from here to below there, V
+///   jump     = [2.5, 2e6]            # from this tune voltage on it is so many Hz higher (or lower)
+///
 ///   [faults]                         # may be left out, each of its keys too
 ///   no_signal         = false        # the cable is off
 ///   drift_hz_per_s    = 0            # the carrier drifts from the moment the file is read, -1e9 to 1e9
@@ -39,9 +53,11 @@
 /// a value out of range, a missing key or a file above 1 MiB is refused as a whole.
 
 #include "virtual/dut/noise_curve.h"
+#include "virtual/dut/oscillator.h"
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -93,6 +109,7 @@ struct Dut {
     Faults faults;
     Pulses pulses = {};
     std::array<ExternalReference, 2> references = {}; // at the channels A and B
+    std::optional<Oscillator> oscillator = {};
 };
 
 /// A DUT and the file that it follows.

@@ -35,6 +35,10 @@ constexpr int highGain1C_dB = 40;
 
 constexpr double noiseSlips_rad2 = 0.49;
 
+constexpr double standing_dBm = -200; // of an oscillator that does not run
+// What of its movements the loops and spectra need not know; counters have their own mean.
+constexpr double carrierSame = 1e-10, levelSame_dB = 1e-6;
+
 /// What drives the channel's mixer.
 struct MixerSource {
     double frequency_Hz; // at `middle_V`
@@ -44,7 +48,7 @@ struct MixerSource {
 
 MixerSource mixerSource(const Bench* bench, Channel channel) {
     const ChannelWiring& wiring = bench->channel[channel].wiring;
-    const Dut& dut = bench->dutFile.dut;
+    const Dut& dut = bench->dutNow;
     MixerSource source{};
     if (wiring.reference == Reference::external) {
         const ExternalReference& reference = dut.references[channel];
@@ -61,7 +65,7 @@ MixerSource mixerSource(const Bench* bench, Channel channel) {
 }
 
 double restingTune_V(const Bench* bench, const LoopFilter& loop, const MixerSource& source, double integrator_V) {
-    if (bench->dutFile.dut.faults.tuneRail)
+    if (bench->dutNow.faults.tuneRail)
         return loop.supply_V;
     return tuneLine_V(loop.source, loop.calibration_V, integrator_V, source.middle_V);
 }
@@ -73,11 +77,11 @@ double sourceDrive(const Bench* bench, Channel channel) {
         return 0;
     double level_dB = wiring.drive_dB; // over what drives the mixer in full
     if (wiring.reference == Reference::external) {
-        const ExternalReference& reference = bench->dutFile.dut.references[channel];
+        const ExternalReference& reference = bench->dutNow.references[channel];
         if (reference.frequency_Hz <= 0)
             return 0;
         level_dB += reference.power_dBm - referenceDrive_dBm;
-    } else if (bench->dutFile.dut.faults.noSourceBoard[channel]) {
+    } else if (bench->dutNow.faults.noSourceBoard[channel]) {
         return 0;
     }
     return std::min(1.0, std::pow(10.0, level_dB / 20));
@@ -90,13 +94,13 @@ double noiseInside_rad2(Bench* bench, Channel channel, const LoopCircuit& circui
         return 0;
     const uint32_t prescaler = state.wiring.dut.ratio;
     ChannelChain chain{};
-    chain.mixer_Hz = bench->dutFile.dut.frequency_Hz / prescaler;
+    chain.mixer_Hz = bench->dutNow.frequency_Hz / prescaler;
     chain.prescaler = prescaler;
     chain.reference = state.wiring.reference;
     chain.wn_rad_s = loop_naturalFrequency_rad_s(circuit);
     chain.damping = loop_damping(circuit);
     if (!(chain == state.noiseOf)) {
-        state.noise_rad2 = chain_phaseErrorVariance(chain, channel, bench->dutFile.dut);
+        state.noise_rad2 = chain_phaseErrorVariance(chain, channel, bench->dutNow);
         state.noiseOf = chain;
     }
     return state.noise_rad2;
@@ -107,7 +111,7 @@ LoopCircuit circuitOf(Bench* bench, Channel channel) {
     const Bench::ChannelState& state = bench->channel[channel];
     const ChannelWiring& wiring = state.wiring;
     const LoopFilter& filter = wiring.loop;
-    const Faults& faults = bench->dutFile.dut.faults;
+    const Faults& faults = bench->dutNow.faults;
     const uint32_t prescaler = wiring.dut.ratio;
     const bool carrier = benchState_carrierPasses(bench, channel, wiring.dut);
     const MixerSource source = mixerSource(bench, channel);
@@ -120,7 +124,7 @@ LoopCircuit circuitOf(Bench* bench, Channel channel) {
     circuit.middle_V = source.middle_V;
     circuit.rail_V = filter.supply_V;
     circuit.rest_V = restingTune_V(bench, filter, source, state.loop.integrator_V);
-    circuit.slope_V = benchState_mixerSlope(bench, channel) * bench->dutFile.dut.pulses.dutyCycle(); // on average
+    circuit.slope_V = benchState_mixerSlope(bench, channel) * bench->dutNow.pulses.dutyCycle(); // on average
     circuit.r1_ohm = filter.r1_ohm;
     circuit.r2_ohm = filter.r2_ohm;
     circuit.aidOn = std::isfinite(filter.r3_ohm);
@@ -154,13 +158,35 @@ void runLoops(Bench* bench, uint64_t until) {
         runLoop(bench, c, until);
 }
 
-void newDut(Bench* bench) {
-    bench->dutSince = clock_now();
+void changeLoops(Bench* bench) {
     ++bench->dutVersion;
-    for (const Channel c : {channelA, channelB}) {
-        bench->channel[c].noiseOf = {};
+    for (const Channel c : {channelA, channelB})
         loop_change(&bench->channel[c].loop, circuitOf(bench, c));
-    }
+}
+
+/// Takes over what the oscillator does at a moment. Returns whether that has changed.
+bool followOscillator(Bench* bench, uint64_t moment) {
+    if (!bench->dutNow.oscillator)
+        return false;
+    const Oscillator& oscillator = *bench->dutNow.oscillator;
+    const bool runs = oscillator_runs(oscillator, bench->oscillator, moment) && !bench->dutNow.faults.supplyOverload;
+    const double frequency_Hz = oscillator_frequency_Hz(oscillator, bench->oscillator, moment, moment);
+    const double level_dBm = runs ? oscillator_level_dBm(oscillator, bench->oscillator, moment) : standing_dBm;
+    const double moved_Hz = std::abs(frequency_Hz - bench->dutNow.frequency_Hz);
+    if (moved_Hz <= carrierSame * frequency_Hz && std::abs(level_dBm - bench->dutNow.power_dBm) <= levelSame_dB)
+        return false;
+    bench->dutNow.frequency_Hz = frequency_Hz;
+    bench->dutNow.power_dBm = level_dBm;
+    return true;
+}
+
+void newDut(Bench* bench) {
+    bench->dutNow = bench->dutFile.dut;
+    bench->dutSince = clock_now();
+    static_cast<void>(followOscillator(bench, bench->dutSince)); // it is new in any case
+    for (Bench::ChannelState& state : bench->channel)
+        state.noiseOf = {};
+    changeLoops(bench);
 }
 
 /// What the channel's IF chain has over its nominal gain, by offset; null while the unit is nominal.
@@ -168,7 +194,7 @@ const IfTruth* ifTruth(const Bench* bench, Channel channel) {
     if (!bench->individual)
         return nullptr;
     const bool preamplifier = bench->channel[channel].wiring.dut.gain_dB > 0;
-    return &bench->individual->ifChain[channel][if_group(bench->dutFile.dut.frequency_Hz, preamplifier)];
+    return &bench->individual->ifChain[channel][if_group(bench->dutNow.frequency_Hz, preamplifier)];
 }
 
 /// The channel as its spectrum sees it at the moment of the loop's state.
@@ -179,7 +205,7 @@ ChannelChain chainOf(const Bench* bench, Channel channel) {
     const bool locked = loop_locked(state.loop);
     ChannelChain chain{};
     chain.carrier = locked && state.wiring.ifOpen();
-    chain.mixer_Hz = bench->dutFile.dut.frequency_Hz / prescaler;
+    chain.mixer_Hz = bench->dutNow.frequency_Hz / prescaler;
     chain.prescaler = prescaler;
     chain.reference = state.wiring.reference;
     chain.ifGain_dB = state.wiring.ifChain.gain_dB;
@@ -217,6 +243,8 @@ void benchState_updateAt(Bench* bench, uint64_t moment) {
     runLoops(bench, moment);
     if (dutFile_refresh(&bench->dutFile))
         newDut(bench);
+    else if (followOscillator(bench, moment))
+        changeLoops(bench);
 }
 
 void benchState_update(Bench* bench) {
@@ -227,7 +255,7 @@ double benchState_mixerSlope(const Bench* bench, Channel channel) {
     const SignalPath& path = bench->channel[channel].wiring.dut;
     if (!benchState_carrierPasses(bench, channel, path))
         return 0;
-    const Dut& dut = bench->dutFile.dut;
+    const Dut& dut = bench->dutNow;
     const double drive_dB = dut.power_dBm + path.gain_dB - unitBoards_fullDrive_dBm(bench->boards, dut.frequency_Hz);
     const double slope =
         chain_mixerSlope(dut.frequency_Hz / path.ratio, drive_dB, channel) * sourceDrive(bench, channel);
@@ -273,6 +301,18 @@ void bench_setIndividual(Bench* bench) {
     truth.timeBase = unitTruth_timeBase(bench->boards);
 }
 
+void bench_feedDut(Bench* bench, double tune_V, double supply_V) {
+    const Guard guard(bench->mutex);
+    OscillatorState& state = bench->oscillator;
+    if (tune_V == state.tune_V && supply_V == state.supply_V)
+        return;
+    benchState_update(bench);
+    if (bench->dutNow.oscillator)
+        oscillator_feed(*bench->dutNow.oscillator, &state, tune_V, supply_V, clock_now());
+    else
+        state = {tune_V, supply_V, 0, 0, clock_now()};
+}
+
 double benchState_ifGain(const Bench* bench, Channel channel, double offset_Hz) {
     const double gain_dB = bench->channel[channel].wiring.ifChain.gain_dB;
     const IfTruth* truth = ifTruth(bench, channel);
@@ -282,7 +322,7 @@ double benchState_ifGain(const Bench* bench, Channel channel, double offset_Hz) 
 
 Faults bench_faults(Bench* bench) {
     const Guard guard(bench->mutex);
-    return bench->dutFile.dut.faults;
+    return bench->dutNow.faults;
 }
 
 ChannelTruth bench_truth(Bench* bench, Channel channel) {
@@ -310,7 +350,7 @@ bool bench_takeSnapshot(Bench* bench, BenchSnapshot* snapshot, uint64_t settling
     bench->channel = present; // a capture that is broken off must not leave them in a time that never comes
     if (snapshot->dutVersion == bench->dutVersion && snapshot->chain == now)
         return false;
-    *snapshot = {now, bench->dutFile.dut, bench->dutVersion};
+    *snapshot = {now, bench->dutNow, bench->dutVersion};
     return true;
 }
 

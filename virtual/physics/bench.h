@@ -19,6 +19,7 @@
 #include <mutex>
 #include <optional>
 #include <span>
+#include <string>
 
 namespace vi {
 
@@ -41,6 +42,8 @@ struct Bench {
     std::mutex mutex; // guards all below
     UnitBoards boards;
     DutFile dutFile;
+    Dut dutNow; // that of the file; an oscillator that is tuned with its present carrier and level
+    OscillatorState oscillator;
     uint64_t dutSince;       // on the clock, ns: when the DUT came into force
     uint64_t dutVersion = 0; // grows with each DUT that comes into force
 
@@ -92,11 +95,17 @@ void bench_takeRecord(Bench* bench, const RecordRequest& request, std::span<uint
 /// Those of the DUT in force; does not look at the file, so it costs next to nothing.
 [[nodiscard]] Faults bench_faults(Bench* bench);
 
-/// What the DUT file says of a chip, a source board's VCO and the supply. They look at the file, the first one only
+/// What the unit's tune output A and supply output 1 give from now on. Only an oscillator cares.
+void bench_feedDut(Bench* bench, double tune_V, double supply_V);
+/// Current out of a supply output, 0 or 1, at so many volts.
+[[nodiscard]] double bench_supplyLoad_A(Bench* bench, size_t output, double volts);
+/// How an oscillator takes its supply, as a text; empty for another DUT.
+[[nodiscard]] std::string bench_oscillatorRecord(Bench* bench);
+
+/// What the DUT file says of a chip, a source board's VCO. They look at the file, the first one only
 /// while there is a chip at fault.
 [[nodiscard]] ChipFault bench_chipFault(Bench* bench, const std::string& name);
 [[nodiscard]] bool bench_vcoBroken(Bench* bench, Channel channel);
-[[nodiscard]] bool bench_supplyOverloaded(Bench* bench);
 
 /// What the spectra of a moment are drawn from.
 struct BenchSnapshot {

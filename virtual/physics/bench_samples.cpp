@@ -43,7 +43,7 @@ bool holdsNoise(const LoopCircuit& circuit) {
 }
 
 NoiseAtOffset noiseAt(const Bench* bench, double offset_Hz) {
-    const Dut& dut = bench->dutFile.dut;
+    const Dut& dut = bench->dutNow;
     NoiseAtOffset noise{};
     noise.common = ratio(noiseCurve_level_dBcHz(dut.noise, offset_Hz));
     for (const Channel c : {channelA, channelB}) {
@@ -100,7 +100,7 @@ SlowNoise drawSlowNoise(Bench* bench, double fastest_Hz) {
 
 /// Adds the phases of the DUT's strong lines to both channels.
 void addSpurs(Bench* bench, double rate_Hz, std::span<std::complex<float>> phases) {
-    for (const Spur& spur : bench->dutFile.dut.spurs) {
+    for (const Spur& spur : bench->dutNow.spurs) {
         if (spur.level_dBc < strongSpur_dBc || spur.offset_Hz > rate_Hz / 2)
             continue;
         const double start = random_uniform(bench->phaseNoise), cycles = spur.offset_Hz / rate_Hz;
@@ -208,7 +208,7 @@ struct Record {
 class ChannelSamples {
 public:
     ChannelSamples(Bench* bench, Channel channel, const Record& record)
-        : state_(bench->channel[channel]), record_(record), dut_(bench->dutFile.dut),
+        : state_(bench->channel[channel]), record_(record), dut_(bench->dutNow),
           noise_(reinterpret_cast<const float*>(record.noise.data()) + channel),
           track_(state_.loop, record.rate_Hz, record.pairs), slowStart_(record.slow.phase_rad[channel] / twoPi),
           slowStep_(record.slow.frequency_Hz[channel] / record.rate_Hz),
@@ -298,7 +298,7 @@ void takeRecord(Bench* bench, double rate_Hz, std::span<uint16_t> a, std::span<u
     addSpurs(bench, rate_Hz, phases);
     record.noise = phases;
     record.pickupStart = random_uniform(bench->phaseNoise);
-    if (const Pulses& pulses = bench->dutFile.dut.pulses; pulses.period_s > 0)
+    if (const Pulses& pulses = bench->dutNow.pulses; pulses.period_s > 0)
         record.pulseStart_s = pulses.period_s * random_uniform(bench->phaseNoise);
     fillChannel(bench, channelA, record, a);
     fillChannel(bench, channelB, record, b);

@@ -11,9 +11,6 @@
 namespace vi {
 namespace {
 
-/// What hangs on the supply's outputs: a resistor each, as of a small oscillator.
-constexpr double load_ohm = 350, short_ohm = 1e-3;
-
 constexpr double detectorPerCount_V = 5 / 16384.0, detectorMax_V = 5, middleOfStep = 0.5;
 
 Reference referenceOf(SourceReference reference) {
@@ -39,9 +36,7 @@ bool meets(MixerReference wanted, SourcePort port) {
 
 BoardBox::BoardBox(SpiBus& bus, Bench& bench, const UnitBoards& boards)
     : bus_(bus), bench_(bench), boards_(boards), controller_(bus, boards.controller),
-      supply_(
-          bus, boards,
-          [&bench](size_t, double volts) { return volts / (bench_supplyOverloaded(&bench) ? short_ohm : load_ohm); }),
+      supply_(bus, boards, [&bench](size_t output, double volts) { return bench_supplyLoad_A(&bench, output, volts); }),
       analogA_(bus, boards, analogBoardA, inputsOf(channelA), "A.alg"),
       analogB_(bus, boards, analogBoardB, inputsOf(channelB), "B.alg"), sources_{makeSource(bus, channelA),
                                                                                  makeSource(bus, channelB)} {
@@ -69,7 +64,8 @@ void BoardBox::onPanel(std::function<void(const std::string& text)> changed) {
 
 void BoardBox::tellPanel() const {
     if (panelChanged_)
-        panelChanged_(panelRecord_text(controller_.circuit(), controller_.temperature_degC(), supply_.circuit()));
+        panelChanged_(panelRecord_text(controller_.circuit(), controller_.temperature_degC(), supply_.circuit(),
+                                       bench_oscillatorRecord(&bench_)));
 }
 
 SourceCircuit BoardBox::source(Channel channel) const {
@@ -127,13 +123,23 @@ ChannelWiring BoardBox::wiring(Channel channel) const {
     return wiring;
 }
 
+void BoardBox::feedDut() {
+    const DutTune& tune = analogA_.circuit().dutTune;
+    bench_feedDut(&bench_, tune.driven ? tune.volts : 0, supply_.delivered_V(0));
+}
+
 void BoardBox::tell() {
+    feedDut();
     tellPanel();
     tell(channelA);
     tell(channelB);
 }
 
 void BoardBox::tell(Channel channel) {
+    if (channel == channelA && analogA_.circuit().dutTune != tuneFed_) {
+        tuneFed_ = analogA_.circuit().dutTune;
+        feedDut();
+    }
     bench_setWiring(&bench_, channel, wiring(channel));
 }
 

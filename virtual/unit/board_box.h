@@ -37,6 +37,7 @@ private:
 
     [[nodiscard]] AnalogInputs inputsOf(Channel channel);
     [[nodiscard]] std::unique_ptr<Source> makeSource(SpiBus& bus, Channel channel);
+    void feedDut();
     void tell();
     void tell(Channel channel);
     void tellPanel() const;
@@ -44,6 +45,7 @@ private:
     SpiBus& bus_;
     Bench& bench_;
     const UnitBoards boards_;
+    DutTune tuneFed_;
     std::array<DetectorTruth, static_cast<size_t>(Detector::high) + 1> detectors_{};
     std::function<void(const std::string& text)> panelChanged_;
     ControllerBoard controller_;

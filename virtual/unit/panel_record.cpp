@@ -22,8 +22,8 @@ const char* nameOf(FunctionOutput output) {
 
 } // namespace
 
-std::string panelRecord_text(const ControllerCircuit& controller, double temperature_degC,
-                             const SupplyCircuit& supply) {
+std::string panelRecord_text(const ControllerCircuit& controller, double temperature_degC, const SupplyCircuit& supply,
+                             const std::string& oscillator) {
     constexpr double percent = 100;
     std::ostringstream text;
     text << std::fixed << std::setprecision(1);
@@ -40,6 +40,8 @@ std::string panelRecord_text(const ControllerCircuit& controller, double tempera
     for (size_t i = 0; i < supply.outputs.size(); ++i)
         text << "supply " << i + 1 << "         " << onOff(supply.outputs[i].enabled) << ", " << supply.outputs[i].set_V
              << " V\n";
+    if (!oscillator.empty())
+        text << "oscillator       " << oscillator << '\n';
     return text.str();
 }
 
