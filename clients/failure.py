@@ -42,6 +42,16 @@ def hint(instrument: Instrument, setup: Setup, code: int | None) -> str | None:
     return LOCK_HINT if code == LOCK_FAILED else None
 
 
+def sweep_hint(code: int) -> str | None:
+    """Of a sweep."""
+    if code == NO_SIGNAL:
+        return (
+            "no oscillator was found at that tune voltage: does it have the --supply that it needs, and does it run there? "
+            f"It wants {LOWEST_DBM} dBm"
+        )
+    return "the noise of the last point failed; the rest is as shown" if code in (NO_BEAT, LOCK_FAILED) else None
+
+
 def lines(instrument: Instrument, code: int | None) -> Iterator[str]:
     """What the run found before it failed. Nothing for one that did not start."""
     if code not in (NO_SIGNAL, NO_BEAT, LOCK_FAILED):

@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""Measures the phase noise of the device under test and shows the result: figures, CSV files and pictures."""
+"""Measures the phase noise of the device under test, or sweeps an oscillator, and shows the result: figures, CSV files and
+pictures."""
 
 import os
 import sys
@@ -8,11 +9,11 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 
 try:
-    from clients import failure, measurement, options, outputs, report
+    from clients import failure, measurement, options, outputs, report, sweep, sweep_options, sweep_report
     from clients.command_line import WRONG_USAGE
     from clients.dut_table import DutTable
     from clients.instrument import Instrument, InstrumentError
-    from clients.progress import ProgressBar
+    from clients.progress import PointsBar, ProgressBar
     from clients.setup import SettingError
 except ModuleNotFoundError as missing:
     sys.exit(f"measure: this Python has no {missing.name}; tools/setup installs it for /usr/bin/python3")
@@ -106,6 +107,57 @@ def measure(given):
             raise error
 
 
+def show_sweep(given, taken):
+    """Returns what there is to say of files that were not written."""
+
+    def picture():
+        from clients import sweep_plot
+
+        return sweep_plot.draw(taken)
+
+    files = [(given.csv, taken.csv_table), (given.png, picture)] if taken.tune_v else []
+    written, unwritten = outputs.write(files)
+    print(*sweep_report.text_lines(taken), *(f"wrote {path}" for path in written), sep="\n", flush=True)
+    return unwritten
+
+
+def run_sweep(given, setup, before):
+    """Leaves in `before` what puts the outputs back. Returns what ended the sweep early; None: nothing did."""
+    bar = PointsBar(setup.points)
+    try:
+        with Instrument(*given.address) as instrument:
+            before += sweep.states(instrument)
+            sweep.configure(instrument, setup)
+            sweep.run(instrument, bar)
+    except InstrumentError as error:
+        if error.code is None:
+            raise
+        error.hint = failure.sweep_hint(error.code)
+        return error
+    except KeyboardInterrupt as interrupt:
+        if not before:
+            raise
+        return interrupt
+    finally:
+        bar.end()
+    return None
+
+
+def measure_sweep(given):
+    outputs.check([given.csv, given.png])
+    setup, before = sweep_options.setup_of(given), []
+    trouble = run_sweep(given, setup, before)
+    with Instrument(*given.address) as instrument:  # a new one: an interruption leaves an answer under way in the old
+        sweep.stop(instrument)
+        taken = sweep.fetch(instrument, setup)
+        for command in before:
+            instrument.write(command)
+        instrument.query("*OPC?")
+    unwritten = show_sweep(given, taken)
+    if trouble or unwritten:
+        raise trouble or unwritten
+
+
 def give_up_output():
     """Nobody takes standard output any more; what is still in its buffer must not fail a second time."""
     os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
@@ -117,14 +169,14 @@ def perform(given):
     for stream in (sys.stdout, sys.stderr):
         stream.reconfigure(errors="replace")  # where there is no µ
     try:
-        measure(given)
+        measure_sweep(given) if given.vco else measure(given)
         return 0
     except InstrumentError as error:
         reason, status = error, NOT_REACHED if error.code is None else FAILED_RUN
         if error.hint:
             reason = f"{error}\nmeasure: {error.hint}"
     except SettingError as error:
-        reason, status = options.explain(error), WRONG_USAGE
+        reason, status = (sweep_options if given.vco else options).explain(error), WRONG_USAGE
     except options.OptionError as error:
         reason, status = error, WRONG_USAGE
     except outputs.FileError as error:

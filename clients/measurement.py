@@ -26,11 +26,18 @@ NO_LEVEL = -1000.0  # dBc/Hz, for an offset outside of the trace or without data
 POINTS_BESIDE_SPOT = 3  # on either side go into the instrument's mean; at the ends of the trace it takes one side's
 
 
-def _send(instrument: Instrument, command: str) -> None:
+def send(instrument: Instrument, command: str) -> None:
     try:
         instrument.command(command)
     except InstrumentError as error:
         raise InstrumentError(f"{command}: {error}", error.code) from error
+
+
+def clear_errors(instrument: Instrument) -> None:
+    """What earlier clients left behind is not ours."""
+    instrument.write("*CLS")
+    while instrument.next_error()[0] != NO_ERROR:
+        pass
 
 
 def _limits(instrument: Instrument, setting: Setting) -> tuple[float, float]:
@@ -42,22 +49,20 @@ def configure(instrument: Instrument, setup: Setup) -> Setup:
     its whole range: after a reset a run alone looks near the last carrier only. Returns the set-up that is in force.
     Raises SettingError if the instrument does not take a number, and InstrumentError, naming the command, at the first
     that it refuses."""
-    instrument.write("*CLS")
-    while instrument.next_error()[0] != NO_ERROR:
-        pass  # what earlier clients left behind is not ours
+    clear_errors(instrument)
     setup.check(lambda setting: _limits(instrument, setting))
-    _send(instrument, "*RST")
+    send(instrument, "*RST")
     for command in setup.commands():
-        _send(instrument, command)
+        send(instrument, command)
     if setup.frequency_hz is None:
         try:
-            _send(instrument, SEARCH)
+            send(instrument, SEARCH)
         except InstrumentError as error:
             if error.code != SEARCH_FAILED:  # the run repeats the search, and says better what is amiss
                 raise
     if setup.reference == EXTERNAL:
         for command in setup.external_commands():
-            _send(instrument, command)
+            send(instrument, command)
     return setup.in_force(instrument.query)
 
 
@@ -187,8 +192,8 @@ def _seems_to_slip(trace: Trace) -> bool:
 
 
 def _use_loop(instrument: Instrument, setup: Setup, loop_hz: float) -> Setup:
-    _send(instrument, f"SENS:PN:LOB {loop_hz!r}")
-    _send(instrument, "SENS:PN:LOB:AUTO OFF")
+    send(instrument, f"SENS:PN:LOB {loop_hz!r}")
+    send(instrument, "SENS:PN:LOB:AUTO OFF")
     return replace(setup, loop_hz=instrument.number("SENS:PN:LOB?"))
 
 

@@ -1,6 +1,7 @@
 """The options of measure.py."""
 
 import argparse
+import sys
 from collections.abc import Callable
 from pathlib import Path
 
@@ -33,25 +34,26 @@ def explain(error: SettingError) -> str:
     return f"{OF_SETTINGS[error.setting]}: {error.reason}"
 
 
-def _number(text: str) -> float:
+def number(text: str) -> float:
+    """A reader for argparse, as the following ones."""
     try:
         return typed_number(text)
     except ValueError as error:
         raise argparse.ArgumentTypeError(str(error)) from None
 
 
-def _count(text: str) -> int:
-    number = _number(text)
-    if abs(number) >= 2**63 or number != int(number):
+def count(text: str) -> int:
+    value = number(text)
+    if abs(value) >= 2**63 or value != int(value):
         raise argparse.ArgumentTypeError(f"{text!r} is no count")
-    return int(number)
+    return int(value)
 
 
 def _percent(text: str) -> float:
-    return _number(text.removesuffix("%"))
+    return number(text.removesuffix("%"))
 
 
-def _option(group, name: str, metavar: str | None, reader: Callable, purpose: str, **rest) -> None:
+def option(group, name: str, metavar: str | None, reader: Callable, purpose: str, **rest) -> None:
     group.add_argument(name, metavar=metavar, type=reader, help=purpose, **rest)
 
 
@@ -60,6 +62,10 @@ def parse(
 ) -> argparse.Namespace:
     """The options of a measurement. `ready` is for a program that brings its own instrument: the address is not among
     the options then, and FILE options have these defaults. Wrong ones end the program with WRONG_USAGE."""
+    from clients import sweep_options  # it reads numbers as they are read here
+
+    if "--vco" in (sys.argv[1:] if words is None else words):
+        return sweep_options.parse(words, prog, ready)
     setup, files = Setup(), ready or {}
     options = Parser(
         prog=prog,
@@ -72,22 +78,23 @@ def parse(
     if ready is None:
         add_address(options)
     group = options.add_argument_group("measurement")
-    _option(group, "--frequency", "HZ", _number, "of the carrier (searched for)")
-    _option(group, "--start", "HZ", _number, "lowest offset (%(default)g)", default=setup.start_hz)
-    _option(group, "--stop", "HZ", _number, f"highest offset ({setup.stop_hz / 1e6:g}M)", default=setup.stop_hz)
-    _option(
+    group.add_argument("--vco", action="store_true", help="sweep an oscillator instead; --vco --help tells its options")
+    option(group, "--frequency", "HZ", number, "of the carrier (searched for)")
+    option(group, "--start", "HZ", number, "lowest offset (%(default)g)", default=setup.start_hz)
+    option(group, "--stop", "HZ", number, f"highest offset ({setup.stop_hz / 1e6:g}M)", default=setup.stop_hz)
+    option(
         group,
         "--correlations",
         "N",
-        _count,
+        count,
         "of the lowest stage; the lower the start, the more the higher stages get; ten times as many take 5 dB off the "
         "instrument's own noise (%(default)s, which take the hardware a quarter of an hour from 10 Hz on and 83 s from "
         "100 Hz on)",
         default=setup.correlations,
     )
-    _option(group, "--averages", "N", _count, "traces averaged in dB (%(default)s)", default=setup.averages)
-    _option(group, "--ppd", "N", _count, "points per decade (the instrument's default)")
-    _option(
+    option(group, "--averages", "N", count, "traces averaged in dB (%(default)s)", default=setup.averages)
+    option(group, "--ppd", "N", count, "points per decade (the instrument's default)")
+    option(
         group,
         "--reference",
         None,
@@ -97,24 +104,24 @@ def parse(
         choices=("NORM", "LN", "HIGH", "EXT"),
     )
     beat_v, run_v = setup.external_v
-    _option(
+    option(
         group,
         "--external-volts",
         ("BEAT", "RUN"),
-        _number,
+        number,
         "of external references: where their sensitivities are measured, short of the carrier, and then for the run "
         f"({beat_v:g} {run_v:g})",
         nargs=2,
     )
-    _option(
+    option(
         group,
         "--loop",
         "HZ",
-        _number,
+        number,
         "bandwidth of the loops; wider ones hold noisier oscillators (automatic; if those do not lock, narrower or "
         "wider ones are tried). The design may have to raise it; the results say to what",
     )
-    _option(
+    option(
         group,
         "--smoothing",
         "PERCENT",
@@ -124,11 +131,11 @@ def parse(
     group.add_argument(
         "--no-spurs", action="store_true", help="leave discrete lines in the noise instead of listing them"
     )
-    _option(
+    option(
         group,
         "--range",
         ("FROM", "TO"),
-        _number,
+        number,
         "offsets between which noise is integrated and the Allan deviation computed (the whole trace)",
         nargs=2,
     )
@@ -141,9 +148,9 @@ def parse(
         ("dut", "draw this DUT file's true noise as a thin line"),
     ):
         reader, default = existing_file if name == "dut" else Path, files.get(name)
-        option = f"--{name.replace('_', '-')}"
-        _option(group, option, "FILE", reader, f"{purpose} ({default or 'not'})", default=default)
-    group.add_argument("--spots", metavar="HZ", type=_number, nargs="+", help="offsets of the spot values (decades)")
+        flag = f"--{name.replace('_', '-')}"
+        option(group, flag, "FILE", reader, f"{purpose} ({default or 'not'})", default=default)
+    group.add_argument("--spots", metavar="HZ", type=number, nargs="+", help="offsets of the spot values (decades)")
     given = options.parse_args(words)
     if given.external_volts and given.reference != EXTERNAL:
         options.error(f"--external-volts goes with --reference {EXTERNAL}")

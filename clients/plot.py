@@ -178,7 +178,7 @@ def _draw_spots(axes, trace: Trace) -> None:
             axes.plot(*zip(*spots), markerfacecolor=face, markeredgecolor=edge, label=label, **style)
 
 
-def _png(figure) -> bytes:
+def png(figure) -> bytes:
     picture = io.BytesIO()
     figure.savefig(picture, format="png")
     pyplot.close(figure)
@@ -234,7 +234,7 @@ def draw_trace(trace: Trace, table: DutTable | None = None) -> bytes:
     if trace.spurs:
         _draw_spurs(axes, trace)
     figure.legend(loc="lower left", bbox_to_anchor=(PANEL_X, LEGEND_Y), borderaxespad=0, **LEGEND)
-    return _png(figure)
+    return png(figure)
 
 
 def decade_times(allan: AllanDeviation) -> list[tuple[float, float]]:
@@ -327,4 +327,4 @@ def draw_allan_deviation(allan: AllanDeviation, trace: Trace) -> bytes:
         axes.plot(*zip(*times), "o", color=TRACE_COLOUR, markersize=5, markeredgecolor="white", zorder=5)
     _shade(axes, shortest, longest)
     axes.legend(loc="lower left", **LEGEND).set_zorder(8)
-    return _png(figure)
+    return png(figure)

@@ -52,28 +52,19 @@ def line(columns: int, done: int, total: int, elapsed_s: float, left_s: float | 
     return next((form for form in forms if len(form) < columns), "")
 
 
-class ProgressBar:
-    """Call it with the averages done and the correlations done towards the next one. Silent where there is no
-    terminal."""
+class _Bar:
+    """Silent where there is no terminal."""
 
-    def __init__(self, averages: int, correlations: int, stream=sys.stderr):
-        self.averages = averages
-        self.correlations = correlations
-        self.total = averages * correlations
+    def __init__(self, total: int, stream):
+        self.total = total
         self.stream = stream if stream.isatty() else None
         self.started = time.monotonic()
-        self.pace = Pace(self.total)
+        self.pace = Pace(total)
 
-    def __call__(self, averages: int, correlations: int) -> None:
+    def show(self, done: int, state: str) -> None:
         if self.stream is None:
             return
         now = time.monotonic()
-        done = min(averages * self.correlations + correlations, self.total)
-        state = f"average {min(averages + 1, self.averages)}/{self.averages}"
-        if done == 0:
-            state = "searching, locking, first capture"
-        elif averages == 0:  # later ones are counted whole
-            state += f", correlation {correlations}/{self.correlations}"
         left_s = self.pace.left_s(now, done)
         self._show(line(self._columns(), done, self.total, now - self.started, left_s, state))
 
@@ -90,3 +81,31 @@ class ProgressBar:
     def _show(self, text: str) -> None:
         self.stream.write(f"\r{text}\033[K")
         self.stream.flush()
+
+
+class PointsBar(_Bar):
+    """Call it with the points done."""
+
+    def __init__(self, points: int, stream=sys.stderr):
+        super().__init__(points, stream)
+
+    def __call__(self, done: int) -> None:
+        self.show(min(done, self.total), f"point {min(done + 1, self.total)}/{self.total}")
+
+
+class ProgressBar(_Bar):
+    """Call it with the averages done and the correlations done towards the next one."""
+
+    def __init__(self, averages: int, correlations: int, stream=sys.stderr):
+        super().__init__(averages * correlations, stream)
+        self.averages = averages
+        self.correlations = correlations
+
+    def __call__(self, averages: int, correlations: int) -> None:
+        done = min(averages * self.correlations + correlations, self.total)
+        state = f"average {min(averages + 1, self.averages)}/{self.averages}"
+        if done == 0:
+            state = "searching, locking, first capture"
+        elif averages == 0:  # later ones are counted whole
+            state += f", correlation {correlations}/{self.correlations}"
+        self.show(done, state)

@@ -155,13 +155,13 @@ class Trace:
             "if_gain_db": f"{self.run.gain_db:g}",
             "integrated_from_hz": f"{self.range_hz[0]:.9g}",
             "integrated_to_hz": f"{self.range_hz[1]:.9g}",
-            "integrated_noise_dbc": _cell(self.integrals.noise_dbc, ".3f"),
-            "rms_phase_rad": _cell(self.integrals.phase_rad, ".6g"),
-            "rms_jitter_s": _cell(self.integrals.jitter_s, ".6g"),
-            "residual_fm_hz": _cell(self.residual_fm_hz, ".6g"),
-            "integrated_noise_with_spurs_dbc": _cell(totals.noise_dbc, ".3f"),
-            "rms_phase_with_spurs_rad": _cell(totals.phase_rad, ".6g"),
-            "rms_jitter_with_spurs_s": _cell(totals.jitter_s, ".6g"),
+            "integrated_noise_dbc": cell(self.integrals.noise_dbc, ".3f"),
+            "rms_phase_rad": cell(self.integrals.phase_rad, ".6g"),
+            "rms_jitter_s": cell(self.integrals.jitter_s, ".6g"),
+            "residual_fm_hz": cell(self.residual_fm_hz, ".6g"),
+            "integrated_noise_with_spurs_dbc": cell(totals.noise_dbc, ".3f"),
+            "rms_phase_with_spurs_rad": cell(totals.phase_rad, ".6g"),
+            "rms_jitter_with_spurs_s": cell(totals.jitter_s, ".6g"),
             "small_angle_fails_below_hz": "nowhere" if limit_hz is None else f"{float(f'{limit_hz:.4g}'):.9g}",
             "spur_offset_step_percent": f"{self.step_percent:.2f}",
             "spurs": "left in the noise" if self.spurs is None else str(len(self.spurs)),
@@ -169,11 +169,11 @@ class Trace:
         spurs = {self.nearest_point(spur.offset_hz): f"{spur.level_dbc:.2f}" for spur in self.spurs or []}
         columns = ("offset_hz", "noise_dbc_hz", "with_spurs_dbc_hz", "spur_dbc")
         rows = enumerate(zip(self.offsets_hz, self.noise_dbc_hz, self.with_spurs_dbc_hz))
-        return _table(
+        return table(
             head,
             columns,
             (
-                (f"{offset:.9g}", _cell(noise, ".3f"), _cell(both, ".3f"), spurs.get(i, ""))
+                (f"{offset:.9g}", cell(noise, ".3f"), cell(both, ".3f"), spurs.get(i, ""))
                 for i, (offset, noise, both) in rows
             ),
         )
@@ -230,17 +230,17 @@ class AllanDeviation:
             "valid_to_s": f"{longest:g}",
         }
         rows = ((f"{tau:.6g}", f"{sigma:.6g}", int(self.is_valid(tau))) for tau, sigma in zip(self.taus_s, self.sigmas))
-        return _table(head, ("tau_s", "sigma_y", "valid"), rows)
+        return table(head, ("tau_s", "sigma_y", "valid"), rows)
 
 
-def _cell(value: float | None, form: str) -> str:
+def cell(value: float | None, form: str) -> str:
     return "" if value is None or math.isnan(value) else format(value, form)
 
 
-def _table(head: dict[str, str], columns, rows) -> bytes:
+def table(head: dict[str, str], columns, rows) -> bytes:
     text = io.StringIO(newline="")
     text.writelines(f"# {name}: {value}".rstrip() + "\n" for name, value in head.items())
-    table = csv.writer(text, lineterminator="\n")
-    table.writerow(columns)
-    table.writerows(rows)
+    writer = csv.writer(text, lineterminator="\n")
+    writer.writerow(columns)
+    writer.writerows(rows)
     return text.getvalue().encode()

@@ -101,6 +101,8 @@ class Run(ProcessTest):
     def test_every_device_that_comes_with_it_is_found_and_measured(self):
         setup = measurement.Setup(start_hz=1e3)
         for path in sorted((PROJECT / "virtual/duts").glob("*.toml")):
+            if "\n[vco]\n" in path.read_text():
+                continue  # dead without the supply and the tune voltage of a sweep: sweep_test.py
             rig, told = self.rig(dut=path), []
             with self.subTest(dut=path.name), Instrument(HOST, PORT) as instrument:
                 measurement.configure(instrument, setup)
