@@ -115,6 +115,12 @@ def figures_of(program, *words):
     return rows
 
 
+def tuning_transfers():
+    """SPI transfers of a frequency change of both channels: a small step, one into another band, the same once more."""
+    command = [rig.SANDBOX, "--private-network", "--", BUILD / "benchmarks/tuning_benchmark"]
+    return tuple(map(int, subprocess.run(command, capture_output=True, text=True, check=True).stdout.split()))
+
+
 def links_figures():
     """Commands per second of one link, of four together, and their ratio."""
     output = subprocess.run([BUILD / "benchmarks/links_benchmark", "3"], capture_output=True, text=True, check=True).stdout
@@ -200,6 +206,7 @@ def main():
     engine = rates_of("engine_benchmark")
     bus = rates_of("bus_benchmark")
     results = results_figures()
+    transfers = tuning_transfers()
     slowest_figure = max(value for name, value in results.items() if name.startswith("figure/"))
     figures = [
         ("`*IDN?` round trips, client and server on one processor",
@@ -245,6 +252,8 @@ def main():
         ("resident memory, virtual hardware included", f"{resident / MIB:.1f} MiB", "", "", "40 MiB"),
         ("SPI register write, from the driver to the chip's model", f"{bus['registerWrite']:,.0f} writes/s", "", "",
          "1,000,000 writes/s"),
+        ("SPI transfers of a frequency change of both channels: 100 kHz further, 1 to 6 GHz, the same once more",
+         ", ".join(map(str, transfers)), "", "", ""),
         ("tuning word of 48 bits", f"{bus['tuningWord']:,.0f} words/s", "", "", "10,000,000 words/s"),
         ("spectra, drawn by the soft core and received",
          f"{bus['spectra']:,.0f} points/s", "", "", "5,000,000 points/s"),
