@@ -9,7 +9,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <rpc/pmap_clnt.h>
+#include <netconfig.h>
+#include <rpc/rpc.h>
+#include <rpc/rpcb_clnt.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -53,9 +55,19 @@ const char* open(Service* service, uint32_t address) {
     return listens ? nullptr : strerror(errno);
 }
 
+/// As pmap_set does, which loses a piece of memory at each call.
 bool announce(const Service& service) {
-    pmap_unset(service.program, vxi11Version); // an earlier process may have left it
-    return pmap_set(service.program, vxi11Version, IPPROTO_TCP, service.port) != 0;
+    netconfig* const tcp = getnetconfigent("tcp");
+    if (tcp == nullptr)
+        return false;
+    sockaddr_in anywhere{};
+    anywhere.sin_family = AF_INET;
+    anywhere.sin_port = htons(static_cast<uint16_t>(service.port));
+    const netbuf address{sizeof anywhere, sizeof anywhere, &anywhere};
+    rpcb_unset(service.program, vxi11Version, tcp); // an earlier process may have left it
+    const bool taken = rpcb_set(service.program, vxi11Version, tcp, &address) != 0;
+    freenetconfigent(tcp);
+    return taken;
 }
 
 /// True with all of them open and announced; else says what is missing and leaves none.
