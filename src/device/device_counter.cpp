@@ -123,9 +123,10 @@ int getDUTFrequency(Device* device) {
         printd("getDUTFrequency:  No freq found\n f1: %.2f      f2: %.2f\n", first, second);
         return 0;
     }
-    const double frequency_Hz = (first + second) / 2 * device->counterDivider;
-    slot_carryOn(Automeasure_config_setFrequency(device, frequency_Hz)); // held to its limits
-    double2tvfreq(&frequency_Hz, &device->frequency);                    // the level is calibrated there
+    double frequency_Hz = (first + second) / 2 * device->counterDivider, raw_Hz = 0;
+    slot_carryOn(Device_calibrateTVPNFrequency(device, &frequency_Hz, &raw_Hz)); // cannot fail
+    slot_carryOn(Automeasure_config_setFrequency(device, frequency_Hz));         // held to its limits
+    double2tvfreq(&frequency_Hz, &device->frequency);                            // the level is calibrated there
     TVPNX_ALG_setFrequency(&device->algA, &device->frequency);
     if (const tvpow* power = Device_getPowerFixed(device); power != nullptr)
         slot_carryOn(Automeasure_config_setPower(device, static_cast<double>(*power)));

@@ -117,13 +117,25 @@ double attempt(Device* device, MeasConfig* config, double hint) {
     return counted;
 }
 
+/// Carrier in Hz as the factory's calibration of the time base has it. Where a beat with the sources has measured it,
+/// it was they who were trusted.
+double withoutTimeBaseError(Device* device, double found) {
+    double before = found;
+    if (found > 0 && !isCoarse() && Device_calibrateTVPNFrequency)
+        slot_carryOn(Device_calibrateTVPNFrequency(device, &found, &before)); // leaves it as it is without calibration
+    return found;
+}
+
 bool findCarrier(Device* device, MeasConfig* config) {
     const std::span<const double> hints = analogBoard().hints;
     for (size_t i = config->frequency < 0 ? 1 : 0; i < hints.size(); ++i) {
-        const double found = attempt(device, config, hints[i]);
+        const double raw = attempt(device, config, hints[i]);
+        const double found = withoutTimeBaseError(device, raw);
         const bool once = config->ateMode != 0;
-        if (found > 0 || !once)
+        if (found > 0 || !once) {
             config->frequency = found;
+            config->frequencyRaw = raw;
+        }
         const tvfreq carrier = wholeHertz(found);
         slot_carryOn(Device_setFreqVariable(device, &carrier));
         if (found > 0)

@@ -7,9 +7,9 @@
 namespace {
 
 constexpr Shared<double> Detected::*found[] = {
-    &Detected::frequency, &Detected::frequencyRounded, &Detected::power,
-    &Detected::powerRaw,  &Detected::ifGain,           &Detected::kphiA,
-    &Detected::kphiB,     &Detected::loopBandwidth,
+    &Detected::frequency, &Detected::frequencyRaw, &Detected::frequencyRounded,
+    &Detected::power,     &Detected::powerRaw,     &Detected::ifGain,
+    &Detected::kphiA,     &Detected::kphiB,        &Detected::loopBandwidth,
 };
 constexpr Shared<uint32_t> RunState::*detectFlags[] = {
     &RunState::doFrequency,

@@ -10,6 +10,7 @@
 int config_setFrequency(Device* device, double frequency) {
     frequency = limited(frequency, setting_limits<&MeasConfig::frequency>());
     configPNPtr->frequency = frequency;
+    configPNPtr->frequencyRaw = frequency;
     if (measurement_mode == measurementModePN)
         return configHW_move(device, sideFrequency);
     if (measurement_mode == measurementModeTransient) {
@@ -22,7 +23,7 @@ int config_setFrequency(Device* device, double frequency) {
 }
 
 double config_getFrequencyRaw(Device*) {
-    return configPNPtr->frequency; // the counter's value: a run corrects no time base
+    return configPNPtr->frequencyRaw;
 }
 
 double config_getPowerRaw(Device*) {

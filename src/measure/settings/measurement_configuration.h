@@ -68,6 +68,7 @@ struct MeasSettings {
 /// What the instrument detects, or a user sets instead. A run gives the record back what of it it finds.
 struct Detected {
     Shared<double> frequency;            // of the DUT, Hz; negative: unknown
+    Shared<double> frequencyRaw = -1;    // the same as counted, with the error of the time base
     Shared<double> frequencyRounded = 0; // of the internal sources, Hz; 0 before the first rounding
     Shared<double> power;                // of the DUT, dBm
     Shared<double> powerRaw = 0;         // the detector's reading of it, ADC counts

@@ -271,7 +271,7 @@ inline constexpr Choice<BasebandConfig> basebandChoices[] = {
 static_assert(fieldCount<MeasSettings>() ==
                   std::size(measNumbers) + std::size(measCounts) + std::size(measSwitches) + std::size(measChoices),
               "a setting has no row");
-constexpr size_t unsettable = 2; // frequencyRounded, powerRaw
+constexpr size_t unsettable = 3; // frequencyRaw, frequencyRounded, powerRaw
 static_assert(fieldCount<Detected>() == std::size(detectedNumbers) + unsettable, "a setting has no row");
 static_assert(fieldCount<VcoSettings>() == std::size(sweepNumbers) + std::size(sweepCounts) + std::size(sweepLists) +
                                                std::size(sweepSwitches) + std::size(sweepChoices),
