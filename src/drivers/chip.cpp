@@ -4,11 +4,14 @@
 #include "drivers/tvspi.h"
 
 #include <array>
+#include <atomic>
 #include <cstdio>
 
 namespace {
 
 constexpr size_t frameMax = 8; // bytes
+
+std::atomic<bool> quiet;
 
 } // namespace
 
@@ -18,10 +21,16 @@ void chip_attach(ChipBus* bus, const char* slaveName, uint32_t address, uint32_t
 }
 
 void chip_printErrMsg(const ChipBus* bus, const char* chipName, const char* what) {
+    if (quiet)
+        return;
     fprintf(stderr, "ERROR - %s: %s\n", what, chipName);
     fprintf(stderr, "\tIC: %p\n", static_cast<const void*>(bus));
     fprintf(stderr, "\tboard: %u\n", bus->board);
     fprintf(stderr, "\taddress: %u\n", bus->address);
+}
+
+void chip_keepQuiet() {
+    quiet = true;
 }
 
 void chip_printInfo(const ChipBus* bus, const char* chipName) {

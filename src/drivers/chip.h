@@ -30,6 +30,8 @@ void chip_attach(ChipBus* bus, const char* slaveName, uint32_t address, uint32_t
 
 /// The four lines of a failure; `bus` is the first member of the chip's record.
 void chip_printErrMsg(const ChipBus* bus, const char* chipName, const char* what);
+/// From now on nobody is told of failures: the process leaves, and its bus before its threads.
+void chip_keepQuiet();
 /// Heading of NAME_printInfo.
 void chip_printInfo(const ChipBus* bus, const char* chipName);
 

@@ -9,6 +9,7 @@
 #include "core/user_memory.h"
 #include "device/device.h"
 #include "device_table/device_fptrs.h"
+#include "drivers/chip.h"
 #include "drivers/tvspi.h"
 #include "firmware/link_rows.h"
 #include "identity/device_config.h"
@@ -152,6 +153,12 @@ int firmware_start(int argc, char** argv) {
     initialize();
 }
 
+/// The run that goes on meanwhile fails for want of the bus, which is no news.
+void letGoOfBus() {
+    chip_keepQuiet();
+    tvspiClose();
+}
+
 void initialize() {
     waitForBootDelay(); // before any hardware is touched
     pid = getpid();
@@ -163,7 +170,7 @@ void initialize() {
     mkdir("/tolvane/cust/list", everybody);
     mkdir("/tolvane/cust/flatness", everybody);
     installSignalHandlers();
-    exit_closeHardware = tvspiClose;
+    exit_closeHardware = letGoOfBus;
     scpi::recall_resetBus = tvspiReset;
     tvspiOpen();
     scpi_link_initAll(&link_list);
