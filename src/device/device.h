@@ -1,6 +1,7 @@
 #pragma once
 /// The instrument as one record, and its start.
 
+#include "base/shared.h"
 #include "boards/tvpn_dut_supply.h"
 #include "boards/tvpn_is.h"
 #include "boards/tvpn_is6g.h"
@@ -17,21 +18,21 @@ struct TVPN_ADFPGA;
 /// There is one, made at start and never freed. Operations take no lock: the channel selection is shared state, and
 /// callers keep two threads from running device operations at once.
 ///
-/// The selection is four members that change together. Operations that reach both channels act with B selected, then
-/// with A, and leave A selected.
+/// The selection is four members that change together; a client's query may look at one while a run moves it.
+/// Operations that reach both channels act with B selected, then with A, and leave A selected.
 struct Device {
     CalibrationTVPN calibration;
     TVCONT* tvcont; // controller board, which also has the function output
-    TVPNX_ALG* selectedAlg;
+    Shared<TVPNX_ALG*> selectedAlg;
     TVPNX_ALG algA, algB;
-    TVPN_IS6G* is6g;          // the double source board, or null
-    uint32_t selectedChannel; // of it: 0 A, 1 B, 2 both (during the start only)
-    TVPN_IS* selectedIs;      // the source board of the channel, or null
-    TVPN_IS *isA, *isB;       // the two source boards, or null
+    TVPN_IS6G* is6g;                  // the double source board, or null
+    Shared<uint32_t> selectedChannel; // of it: 0 A, 1 B, 2 both (during the start only)
+    Shared<TVPN_IS*> selectedIs;      // the source board of the channel, or null
+    TVPN_IS *isA, *isB;               // the two source boards, or null
     TVPN_IS isBoardA, isBoardB;
     TVPN_IS6G isDoubleBoard;
-    TVPN_ADFPGA* adfpga;    // acquisition board
-    uint32_t selectedBoard; // 0 A, 1 B
+    TVPN_ADFPGA* adfpga;            // acquisition board
+    Shared<uint32_t> selectedBoard; // 0 A, 1 B
     TVPN_DUT_SUPPLY dutSupply;
     DeviceStatusRegisters statusRegisters;
     tvfreq frequency; // carrier in force, also the last measured one

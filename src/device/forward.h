@@ -10,6 +10,8 @@
 template <auto member> auto* device_board(Device* device) {
     if constexpr (std::is_pointer_v<std::remove_reference_t<decltype(device->*member)>>)
         return device->*member;
+    else if constexpr (requires { (device->*member).get(); })
+        return (device->*member).get();
     else
         return &(device->*member);
 }

@@ -191,7 +191,7 @@ TEST_F(VcoTest, AClientThatWaitsForTheNextPointIsServedFromTheThirdOn) {
             go.get_future().wait();
     };
     ASSERT_EQ(measure_startMeasurement(device), 0);
-    EXPECT_EQ(read(vco_measure_getVoltage), std::vector<float>{-10}); // nobody asked, nothing is shown
+    EXPECT_EQ(read(vco_measure_getVoltage).size(), 1U); // nobody asked, the rest is not shown
     EXPECT_EQ(vco_measure_timedWaitForMeasurement(device, 0, 1), scpi::waitTimedOut);
     EXPECT_EQ(vco_measure_getIteration(device), 1);
     auto waiter = std::async(std::launch::async, vco_measure_waitForMeasurement, device, 0);
