@@ -74,7 +74,7 @@ int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, i
     return scpi_parser(link, unitText, unitText + strlen(unitText), answer, answerRoom, cbufFull, ignoreErrors);
 }
 
-int scpi_parser(scpi_link* link, char* unitText, char* unitEnd, char* answer, int answerRoom, int cbufFull,
+int scpi_parser(scpi_link* link, char* unitText, const char* unitEnd, char* answer, int answerRoom, int cbufFull,
                 int ignoreErrors) {
     const ErrorScope errors(ignoreErrors != 0);
     if (link->listParser != nullptr)

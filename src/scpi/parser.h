@@ -31,7 +31,7 @@ enum UnitCut : int { unitCutAtComma = 1, unitCutAnywhere = 2 };
 int scpi_parser(scpi_link* link, char* unitText, char* answer, int answerRoom, int cbufFull, int ignoreErrors)
     REQUIRES(deviceAccessMutex);
 /// The same for a unit whose end is known: a NUL stands there.
-int scpi_parser(scpi_link* link, char* unitText, char* unitEnd, char* answer, int answerRoom, int cbufFull,
+int scpi_parser(scpi_link* link, char* unitText, const char* unitEnd, char* answer, int answerRoom, int cbufFull,
                 int ignoreErrors) REQUIRES(deviceAccessMutex);
 
 /// Ends the unit that waits, or goes on with it, in which case it waits again. `inTime` is false if its deadline came

@@ -24,8 +24,8 @@ inline constexpr int32_t noIndex = 0x7FFFFFFF; // the node carries no numeric su
 struct Unit {
     scpi_link* link;
     Device* device;
-    char* cursor;  // at the parameters once a handler runs; text is cut in place with NULs
-    char* textEnd; // the NUL behind the whole
+    char* cursor;        // at the parameters once a handler runs; text is cut in place with NULs
+    const char* textEnd; // the NUL behind the whole
     char* answer;
     int32_t answerRoom;
     int32_t answerLength = 0;            // what the handler stored; 1 with answer[0] == 0 is an empty answer

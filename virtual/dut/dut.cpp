@@ -170,7 +170,7 @@ TuneCurve readTuneCurve(const toml::node& node, const std::string& name, std::st
 }
 
 TuneCurve readTuning(const toml::node& node) {
-    const TuneCurve curve = readTuneCurve(node, "vco.tuning", "frequency", carrierRange_Hz);
+    TuneCurve curve = readTuneCurve(node, "vco.tuning", "frequency", carrierRange_Hz);
     if (curve.size() < 2)
         refuse(node.source(), "vco.tuning must have two points at least");
     const bool rises = curve[1].value > curve[0].value;

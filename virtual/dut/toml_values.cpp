@@ -62,9 +62,11 @@ std::vector<std::array<double, 2>> readPairs(const toml::node& node, const std::
         const toml::array* row = entry.as_array();
         if (row == nullptr)
             refuseKind(entry, "a point of " + name, form.c_str());
-        if (row->size() != 2)
-            refuse(entry.source(),
-                   "a point of " + name + " must be " + form + ", not a list of " + std::to_string(row->size()));
+        if (row->size() != 2) {
+            std::string reason = "a point of " + name;
+            reason.append(" must be ").append(form).append(", not a list of ").append(std::to_string(row->size()));
+            refuse(entry.source(), reason);
+        }
         const std::array<double, 2> point{readNumber((*row)[0], article(pair.first) + " of " + name, first),
                                           readNumber((*row)[1], article(pair.second) + " of " + name, second)};
         if (!points.empty() && point[0] <= points.back()[0])
