@@ -45,7 +45,7 @@ void fillSlots() {
     fillCaptureSlots();
     fill(Device_capturePhaseNoiseFdSamples, [](Device* device) {
         if (++captures % capturesPerRun == 0)
-            Device_abort(device);
+            slot_carryOn(Device_abort(device)); // an answer nobody waits for
         return 0;
     });
 }
@@ -85,12 +85,12 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     Device* const device = Device_create();
     debug_device = device;
     device_config_init();
-    Device_init(device, [](Device* started) {
+    slot_carryOn(Device_init(device, [](Device* started) {
         fillSlots(); // in place of the boards
         if (measure_init(started) != 0)
             abort();
         return 0;
-    });
+    })); // nothing is on the bus
     context.device = device;
     context.tree = scpi::commandTree();
     scpi_parser_init(&context);
