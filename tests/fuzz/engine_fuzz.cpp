@@ -5,6 +5,7 @@
 
 #include "core/process.h"
 #include "device/device.h"
+#include "drivers/chip.h"
 #include "identity/device_config.h"
 #include "links/memory_transport.h"
 #include "measure/run/measure.h"
@@ -85,12 +86,13 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     Device* const device = Device_create();
     debug_device = device;
     device_config_init();
+    chip_keepQuiet(); // nothing is on the bus
     slot_carryOn(Device_init(device, [](Device* started) {
         fillSlots(); // in place of the boards
         if (measure_init(started) != 0)
             abort();
         return 0;
-    })); // nothing is on the bus
+    }));
     context.device = device;
     context.tree = scpi::commandTree();
     scpi_parser_init(&context);
