@@ -41,14 +41,22 @@ inline int connectTo(int port) {
     return fd;
 }
 
-/// The yardstick: reads what there is and writes it back. Returns its port; the process ends with this one.
-inline int startEcho() {
+/// A listener at a port that was free.
+inline int listenAtAnyPort(int* port) {
     const int listener = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address = loopback(0);
     socklen_t length = sizeof address;
     if (bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(listener, 1) != 0 ||
         getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length) != 0)
         fail("echo server");
+    *port = ntohs(address.sin_port);
+    return listener;
+}
+
+/// The yardstick: reads what there is and writes it back. Returns its port; the process ends with this one.
+inline int startEcho() {
+    int port = 0;
+    const int listener = listenAtAnyPort(&port);
     if (fork() == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         const int fd = accept(listener, nullptr, nullptr);
@@ -60,7 +68,7 @@ inline int startEcho() {
         _exit(0);
     }
     close(listener);
-    return ntohs(address.sin_port);
+    return port;
 }
 
 class Peer {

@@ -82,12 +82,8 @@ void serve(svc_req* request, SVCXPRT* transport) {
 
 /// Returns its port; the process ends with this one.
 int startRpcEcho() {
-    const int listener = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t length = sizeof address;
-    if (bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(listener, 1) != 0 ||
-        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length) != 0)
-        fail("echo server");
+    int port = 0;
+    const int listener = listenAtAnyPort(&port);
     noDelay(listener);
     if (fork() == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -98,7 +94,7 @@ int startRpcEcho() {
         _exit(1);
     }
     close(listener);
-    return ntohs(address.sin_port);
+    return port;
 }
 
 /// The least client there is: messages written out, one record a call.

@@ -151,6 +151,8 @@ private:
         if (beforeStart)
             beforeStart(*unit_);
         started_ = Device_init(device, measure_init);
+        if (!beforeStart && started_ != 0)
+            throw std::runtime_error("the self test fails: " + std::to_string(started_));
         context_.device = device;
         context_.tree = scpi::commandTree();
         scpi_parser_init(&context_);

@@ -165,6 +165,7 @@ TEST_F(AcceptanceTest, LimitsOfTheTuneBandAndOfTheLoopAndWhatHelps) {
         {"beyond it on the other side", near(18e9, -7), crystal100MHz, 0, scpi::lockFailed},
         {"a given carrier widens it", near(18e9, 7), crystal100MHz, 0, 0, true},
         {"where the sources leave their grid", near(18e9, -13.5), crystal100MHz, 0, 0},
+        {"within the band of a higher carrier", near(26e9, 1), crystal100MHz, 0, 0},
         {"beyond that", near(26e9, -4), crystal100MHz, 0, scpi::lockFailed},
         {"the 1 GHz reference tunes further", near(18e9, 7), resonator1GHz, 0, 0},
         {"on a higher carrier too", near(26e9, -4), resonator1GHz, 0, 0},
