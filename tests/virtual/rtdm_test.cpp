@@ -1,3 +1,4 @@
+#include "platform/nodes.h"
 #include "platform/rt.h"
 #include "platform/tvko.h"
 #include "virtual/bus/spi_bus.h"
@@ -21,7 +22,13 @@ TEST(Rtdm, DevicesAnswerByNameThroughDescriptors) {
     } first, second;
     rtdm_register("first", &first);
     rtdm_register("second", &second);
+    rtdm_register("/dev/first", &first);
     EXPECT_EQ(rt_dev_open("third", 0), -ENODEV);
+    EXPECT_EQ(rt_dev_open("/dev/first", 0), -ENODEV) << "a node is no device of the co-kernel";
+    EXPECT_EQ(node_open("first", 0), -ENOENT) << "nor the other way round";
+    const int node = node_open("/dev/first", 0);
+    EXPECT_EQ(node_waitInput(node, 0), -ENOSYS) << "nothing to read";
+    EXPECT_EQ(node_close(node), 0);
     EXPECT_EQ(rt_dev_open("first", 1), -EBUSY);
     const int a = rt_dev_open("first", 0), b = rt_dev_open("second", 0);
     ASSERT_GT(a, 2);

@@ -1,5 +1,6 @@
 #include "virtual/platform/rtdm.h"
 
+#include "platform/nodes.h"
 #include "platform/rt.h"
 
 #include <algorithm>
@@ -91,10 +92,9 @@ void rtdm_unregister(const RtDevice* device) {
     closeDescriptorsOf(device);
 }
 
-} // namespace vi
+namespace {
 
-int rt_dev_open(const char* name, int flags) {
-    using namespace vi;
+int openDevice(const char* name, int flags) {
     const std::lock_guard lock(mutex);
     const auto found = std::find_if(registrations.begin(), registrations.end(),
                                     [&](const Registration& registration) { return registration.name == name; });
@@ -110,6 +110,17 @@ int rt_dev_open(const char* name, int flags) {
     }
     openDevices[static_cast<size_t>(descriptor)].store(found->device, std::memory_order_release);
     return descriptor;
+}
+
+bool isNode(const char* name) {
+    return name[0] == '/';
+}
+
+} // namespace
+} // namespace vi
+
+int rt_dev_open(const char* name, int flags) {
+    return vi::isNode(name) ? -ENODEV : vi::openDevice(name, flags);
 }
 
 int rt_dev_close(int descriptor) {
@@ -137,4 +148,29 @@ long rt_dev_write(int descriptor, const void* data, size_t bytes) {
 int rt_dev_ioctl(int descriptor, uint32_t request, uintptr_t argument) {
     vi::RtDevice* const device = vi::deviceOf(descriptor);
     return device != nullptr ? device->ioctl(request, argument) : -EBADF;
+}
+
+int node_open(const char* path, int flags) {
+    return vi::isNode(path) ? vi::openDevice(path, flags) : -ENOENT;
+}
+
+int node_close(int descriptor) {
+    return rt_dev_close(descriptor);
+}
+
+long node_read(int descriptor, void* data, size_t bytes) {
+    return rt_dev_read(descriptor, data, bytes);
+}
+
+long node_write(int descriptor, const void* data, size_t bytes) {
+    return rt_dev_write(descriptor, data, bytes);
+}
+
+int node_ioctl(int descriptor, uint32_t request, uintptr_t argument) {
+    return rt_dev_ioctl(descriptor, request, argument);
+}
+
+int node_waitInput(int descriptor, int timeout_ms) {
+    vi::RtDevice* const device = vi::deviceOf(descriptor);
+    return device != nullptr ? device->waitInput(timeout_ms) : -EBADF;
 }

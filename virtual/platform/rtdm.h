@@ -1,5 +1,6 @@
 #pragma once
-/// The real-time devices of the virtual instrument, by name: what answers rt_dev_open and the calls on its descriptor.
+/// The devices of the virtual instrument, by name: what answers rt_dev_open, for a path node_open, and the calls on its
+/// descriptor.
 
 #include <cerrno>
 #include <cstdint>
@@ -19,6 +20,8 @@ public:
     virtual long read(std::span<uint8_t> /*data*/) { return -ENOSYS; }
     virtual long write(std::span<const uint8_t> /*data*/) { return -ENOSYS; }
     virtual int ioctl(uint32_t /*request*/, uintptr_t /*argument*/) { return -ENOTTY; }
+    /// For nodes; see node_waitInput.
+    virtual int waitInput(int /*timeout_ms*/) { return -ENOSYS; }
 };
 
 /// Makes `device` known until rtdm_unregister; it stays the caller's. A name that is taken goes to the new device.
