@@ -1,9 +1,13 @@
 #include "firmware/link_rows.h"
 
+#include "identity/device_variants.h"
+#include "links/bus_activity.h"
+#include "links/bus_port.h"
 #include "links/command_file.h"
 #include "links/console.h"
 #include "links/tvsocket.h"
 #include "links/vxi11/vxi_links.h"
+#include "platform/bus_nodes.h"
 #include "scpi/link.h"
 
 namespace {
@@ -12,6 +16,11 @@ constexpr size_t threadStack = 16384; // bytes
 
 CommandFile powerOnSettings;
 Console console;
+BusPort gpib{.readBits = gpib_readTellsEnd,
+             .endBit = gpib_readTellsEnd,
+             .notOpen = "could not open the GPIB character device\n",
+             .noRoom = "tvgpib_handle() error: tvcommOpenCmd() returned 0, retrying...\n"};
+BusActivity gpibActivity{.inUse = linkEventGpibInUse, .gone = linkEventGpibGone};
 
 constexpr LinkRow rows[] = {
     {.name = "File",
@@ -50,11 +59,26 @@ constexpr LinkRow rows[] = {
      .ansSize = 1024,
      .transport = &vxiTransport,
      .medium = &vxiLinks.channels[1]},
+    {.name = "GPIB",
+     .link = &link_gpib,
+     .cmdSize = 1024,
+     .ansSize = 1024,
+     .transport = &busTransport,
+     .medium = &gpib,
+     .path = gpib_nodePath,
+     .stack = threadStack,
+     .gone = linkEventClientGone,
+     .activity = &gpibActivity,
+     .exists = device_config_usesGPIB},
 };
 
 } // namespace
 
 const std::span<const LinkRow> linkRows(rows);
+
+bool linkRow_exists(const LinkRow& row) {
+    return row.exists == nullptr || row.exists();
+}
 
 const LinkRow* linkRow_of(const scpi_link* link) {
     for (const LinkRow& row : rows)

@@ -13,6 +13,7 @@
 #include "drivers/tvspi.h"
 #include "firmware/link_rows.h"
 #include "identity/device_config.h"
+#include "links/bus_activity.h"
 #include "links/discovery.h"
 #include "links/own_address.h"
 #include "links/rmt.h"
@@ -74,6 +75,9 @@ void ageLinkActivity() {
     if (!deviceAccessMutex.try_lock())
         return;
     tv_event_indicateLinkActivity(nullptr);
+    for (const LinkRow& row : linkRows)
+        if (row.activity != nullptr)
+            busActivity_age(row.activity);
     deviceAccessMutex.unlock();
 }
 
@@ -110,7 +114,7 @@ void serveOldForms() {
 void startLinkThreads() {
     startThread(&socketDoorThread, socketDoorHandler);
     for (const LinkRow& row : linkRows)
-        if (row.stack > 0)
+        if (row.stack > 0 && linkRow_exists(row))
             link_start(row);
     tv_vxi_link_init(linkRow_of(&link_vxiA), linkRow_of(&link_vxiB));
     vxiServer_startWorkers();
@@ -190,7 +194,8 @@ void initialize() {
 
     Tvsocket_open(&tvsocket, &link_socket, firmware_place.port, firmware_place.address);
     for (const LinkRow& row : linkRows)
-        scpi_link_init(&link_list, row.link, row.cmdSize, row.ansSize, row.name);
+        if (linkRow_exists(row))
+            scpi_link_init(&link_list, row.link, row.cmdSize, row.ansSize, row.name);
     loadDefaultSettings(); // before anybody outside can reach the instrument
     startLinkThreads();
     startThread(&ipAddressChangeThread, ipAddressChangeHandler, device);

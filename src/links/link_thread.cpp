@@ -3,6 +3,7 @@
 #include "base/tvdebug.h"
 #include "core/signals.h"
 #include "core/thread.h"
+#include "links/bus_activity.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 
@@ -39,14 +40,14 @@ void clear(const LinkRow& row) {
 }
 
 /// The receive itself waits for the client: this thread alone uses the link meanwhile, so nobody else needs the buffer.
-Said takeIn(const LinkRow& row) {
+Received takeIn(const LinkRow& row) {
     char* where;
     const int room = tvcommOpenCmd(row.link, &where);
     const Received received = row.transport->receive(row.medium, where, room);
     if (received.said == Said::endOfMessage)
         tvcommEndCmd(row.link, received.count);
     tvcommCloseCmd(row.link, received.count);
-    return received.said;
+    return received;
 }
 
 void* body(void* argument) {
@@ -86,7 +87,9 @@ bool link_visit(const LinkRow& row) {
 }
 
 bool link_step(const LinkRow& row) {
-    const Said said = takeIn(row);
+    const auto [count, said] = takeIn(row);
+    if (count > 0 && row.activity != nullptr)
+        busActivity_note(row.activity);
     if (said == Said::gone)
         return false;
     if (said == Said::deviceClear)

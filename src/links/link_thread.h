@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+struct BusActivity;
 struct scpi_link;
 
 struct LinkRow {
@@ -18,6 +19,8 @@ struct LinkRow {
     const char* path = "";           // of the device or file, where the transport opens one
     size_t stack = 0;                // bytes that the link's thread needs; 0: it has none
     int32_t connected = 0, gone = 0; // LinkEvents of a client that comes and goes; 0 for none
+    BusActivity* activity = nullptr; // of a bus without connections; null for none
+    bool (*exists)() = nullptr;      // whether this unit has the link; null: each has
     bool alone = false; // there is no main loop: passes run here, and a command that has to wait waits here
 };
 

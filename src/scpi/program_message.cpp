@@ -47,7 +47,7 @@ char* passPlain(char* from, const char* end) {
 /// An event that tells that nobody is left at the other end.
 bool isGone(int event) {
     return event == linkEventTcpGone || event == linkEventUsbGone || event == linkEventGpibGone ||
-           event == linkEventVxiGone;
+           event == linkEventClientGone;
 }
 
 void cancelTransfers(scpi_link* link) REQUIRES(deviceAccessMutex) {

@@ -43,7 +43,7 @@ uint32_t afterLid(uint32_t lid) {
 void empty(const vxilink_channel* channel) {
     scpi_link* const link = channel->row->link;
     tvcommFlush(link);
-    tvcommEvent(link, linkEventVxiGone);
+    tvcommEvent(link, linkEventClientGone);
 }
 
 /// In two steps, as between them passes are run. Nobody opens the link in between, and nobody tells it that its client
@@ -57,7 +57,7 @@ void release(vxilink_channel* channel, bool andEmpty) {
     if (andEmpty)
         empty(channel);
     else
-        tvcommEvent(channel->row->link, linkEventVxiGone);
+        tvcommEvent(channel->row->link, linkEventClientGone);
     MutexLock lock(vxiLinks.mutex);
     channel->lid = vxiLidFree;
 }
