@@ -69,6 +69,7 @@ TEST_F(GainTest, TakesTheHighestIfGainThatLeavesRoom) {
     configPN.redoIFgain = redoOnce;
     configPN.doIFgain = 0;
     EXPECT_EQ(adjust(), "gain 20");
+    EXPECT_EQ(configPN.ifGain, 16) << "what the board makes of it";
 }
 
 TEST_F(GainTest, SamplesTheBeatAsLongAsTheSensitivityAsks) {

@@ -105,6 +105,14 @@ int setStoredGain(Device* device, const MeasConfig& config) {
     return Device_setLnaGain(device, static_cast<int>(stored));
 }
 
+/// Not every gain that a user may set is one of the boards': the trace goes by what they make of it.
+int useStoredGain(Device* device, MeasConfig* config) {
+    if (const int error = setStoredGain(device, *config); error != 0 || config->ifGain < 0)
+        return error;
+    config->ifGain = Device_getLnaGain(device);
+    return 0;
+}
+
 int scanGains(Device* device, MeasConfig* config, const GainScan& scan) {
     for (int gain = scan.start; gain >= scan.lowest; gain -= scan.step) {
         if (const int error = Device_setLnaGain(device, gain); error != 0)
@@ -163,7 +171,7 @@ void adjustInputAttenuation(Device* device, const MeasConfig* config) {
 }
 
 int adjustGain(Device* device, MeasConfig* config) {
-    return config_doIFgain(config) ? scanGains(device, config, analogBoard().gainScan) : setStoredGain(device, *config);
+    return config_doIFgain(config) ? scanGains(device, config, analogBoard().gainScan) : useStoredGain(device, config);
 }
 
 void detectMinimalBeatMeasurementSettings(Device* device, const MeasConfig* config) {

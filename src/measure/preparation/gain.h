@@ -11,9 +11,9 @@ struct MeasConfig;
 void adjustInputAttenuation(Device* device, const MeasConfig* config);
 
 /// Picks the highest IF gain at which the locked signal leaves the ADC enough room, or the lowest there is. `ifGain` of
-/// `config` becomes the gain in force; with the detect flag down it goes to the boards as it stands. A capture that
-/// fails leaves `ifGain` alone, and that is then the gain in force. Returns 0; below 0 if a board did not take its
-/// gain.
+/// `config` becomes the gain in force; with the detect flag down it goes to the boards as it stands and becomes what
+/// they make of it. A capture that fails leaves `ifGain` alone, and that is then the gain in force. Returns 0; below 0
+/// if a board did not take its gain.
 [[nodiscard]] int adjustGain(Device* device, MeasConfig* config);
 
 /// Sets beatSamples (a power of two, 2 to timeSamplesMax), beatDivider and beatChannels for a beat on a source of the
