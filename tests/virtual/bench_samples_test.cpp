@@ -126,6 +126,7 @@ TEST(Counter, CountsToATickBehindAnAdcWhileItIsOn) {
         {18e9, 128, false, CounterInput::adcB, {.channelBDead = true}},
         {18e9, 128, false, CounterInput::adcA, {.noSignal = true}},
         {18e9, 128, false, CounterInput::input},
+        {100e6, 16, true, CounterInput::input, {}, [](ChannelWiring& w) { w.counter.atAdc = false; }}, // 1B and 1C
         {18e9, 32, false}, // 281 MHz are too fast
         {18e9, 512, false, CounterInput::adcA, {}, [](ChannelWiring& w) { w.counter.path.band.max_Hz = 14e9; }},
         {100e6, 16, false, CounterInput::adcA, {}, [](ChannelWiring& w) { w.inputHigh = true; }},

@@ -84,8 +84,9 @@ struct DetectorInput {
 [[nodiscard]] DetectorInput bench_detectorInput(Bench* bench, Channel channel, const SignalPath& path);
 /// Tune voltage of a channel's source, V.
 [[nodiscard]] double bench_readTune_V(Bench* bench, Channel channel);
-/// Counts the carrier behind a channel's prescaler and what its counter divides by, as its ADC sees it between two
-/// moments; a pulsed carrier counts low by its duty cycle. Nothing is connected to the counter input.
+/// Counts the carrier behind a channel's prescaler and what its counter divides by between two moments, as its ADC sees
+/// it or, with 1B and 1C, as it reaches the FPGA's own counter input, which is that of channel A. Nothing is connected
+/// there on later boards. A pulsed carrier counts low by its duty cycle.
 [[nodiscard]] EdgeCount bench_count(Bench* bench, const CountRequest& request);
 [[nodiscard]] ChannelTruth bench_truth(Bench* bench, Channel channel);
 
