@@ -20,6 +20,7 @@
 
 namespace vi {
 
+inline constexpr const char* board1B = "220-331306710-0001";
 inline constexpr const char* board1C = "220-332306710-0001";       // with the source boards of its time
 inline constexpr const char* board1CMarked = "220-332306711-0001"; // with a mark that speaks of later boards
 inline constexpr const char* board2A = "220-333306710-0001";
