@@ -74,6 +74,21 @@ endfunction()
 add_library(drops_results INTERFACE)
 target_compile_options(drops_results INTERFACE -Wno-unused-result)
 
+# Most of a build goes into tests, and they are not what has to be fast.
+add_library(test_options INTERFACE)
+if(TOLVANE_SANITIZE OR CMAKE_BUILD_TYPE STREQUAL "Debug")
+  target_compile_options(test_options INTERFACE -O0)
+else()
+  target_compile_options(test_options INTERFACE -O1)
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT CMAKE_CXX_COMPILER_LAUNCHER) # ccache could keep nothing that reads them
+  file(WRITE ${PROJECT_BINARY_DIR}/test_headers.cpp "")
+  add_library(test_headers OBJECT ${PROJECT_BINARY_DIR}/test_headers.cpp)
+  target_link_libraries(test_headers PRIVATE project_options test_options GTest::gtest)
+  target_precompile_headers(test_headers PRIVATE <gtest/gtest.h>
+    <algorithm> <cmath> <cstring> <fstream> <functional> <map> <random> <regex> <sstream> <string> <thread> <vector>)
+endif()
+
 # How much longer than in a release build a test may take, also on a slow and busy machine.
 set(TEST_TIME_FACTOR 1)
 if(TOLVANE_SANITIZE)
@@ -86,7 +101,10 @@ function(instrument_test name)
   cmake_parse_arguments(ARG "SANDBOX" "TIMEOUT" "SOURCES;USES;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
-  target_link_libraries(${name} PRIVATE project_options ${TEST_OPTIONS} ${ARG_USES} GTest::gtest GTest::gtest_main)
+  target_link_libraries(${name} PRIVATE project_options test_options ${TEST_OPTIONS} ${ARG_USES} GTest::gtest GTest::gtest_main)
+  if(TARGET test_headers)
+    target_precompile_headers(${name} REUSE_FROM test_headers)
+  endif()
   if(ARG_SANDBOX)
     add_test(NAME ${name} COMMAND ${PROJECT_SOURCE_DIR}/virtual/sandbox/sandbox --private-network -- $<TARGET_FILE:${name}>)
   else()

@@ -52,30 +52,42 @@ template <class Result> Result answer(double number) {
         return value;
 }
 
-/// Notes its call and gives the slot's result.
+struct Kind {
+    std::string name;
+    bool isReader;
+};
+
+Kind introduce(const char* name) {
+    const Kind kind{name, std::regex_search(name, std::regex("_get(?!FilteredSamples)|_is|_measureSupply"))};
+    const bool isMaximum = std::regex_search(name, std::regex("_getMax|^(?!.*Min).*Max$"));
+    results[name] = kind.isReader ? static_cast<double>(cleanUp.size()) + (isMaximum ? 1000 : 0) : 0;
+    return kind;
+}
+
+void note(const Kind& kind, std::initializer_list<std::string> arguments) {
+    std::string list;
+    for (const std::string& argument : arguments)
+        list += (list.empty() || argument.empty() ? "" : ",") + argument;
+    (kind.isReader ? reads : notes).push_back(kind.name + '(' + list + ')');
+}
+
+/// Notes its call and gives the slot's result. There are hundreds: what needs no types stands above.
 template <auto& slot, class SlotType> struct Fake;
 template <auto& slot, class Result, class... Arguments> struct Fake<slot, Slot<Result(Device*, Arguments...)>> {
-    inline static std::string name;
-    inline static bool isReader;
+    inline static Kind kind;
 
     static Result call(Device*, Arguments... arguments) {
-        std::string list;
-        for (const std::string& argument : {std::string(), noted(arguments)...})
-            list += (list.empty() || argument.empty() ? "" : ",") + argument;
-        (isReader ? reads : notes).push_back(name + '(' + list + ')');
+        note(kind, {noted(arguments)...});
         if ((isText<Arguments> || ...))
             return answer<Result>(0);
-        return answer<Result>((isTrace<Arguments> || ...) ? traceBytes : results[name]);
+        return answer<Result>((isTrace<Arguments> || ...) ? traceBytes : results[kind.name]);
     }
 };
 
 template <auto& slot> void fake(const char* name) {
     using Calls = Fake<slot, std::remove_reference_t<decltype(slot)>>;
-    Calls::name = name;
-    Calls::isReader = std::regex_search(name, std::regex("_get(?!FilteredSamples)|_is|_measureSupply"));
+    Calls::kind = introduce(name);
     fill(slot, Calls::call);
-    const bool isMaximum = std::regex_search(name, std::regex("_getMax|^(?!.*Min).*Max$"));
-    results[name] = Calls::isReader ? static_cast<double>(cleanUp.size()) + (isMaximum ? 1000 : 0) : 0;
     cleanUp.push_back([] { fill.clear(slot); });
 }
 
