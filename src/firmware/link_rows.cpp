@@ -16,6 +16,12 @@ constexpr size_t threadStack = 16384; // bytes
 
 CommandFile powerOnSettings;
 Console console;
+BusPort tvusb{.goesOnBit = usbtmc_writeGoesOn,
+              .flushes = true,
+              .endsOnFault = true,
+              .notOpen = "tvusb_open() error: could not open the USBTMC character device\n",
+              .halted = "usbLinkHandler(): error: USB link halted\n"};
+BusActivity usbActivity{.inUse = linkEventUsbConnected, .gone = linkEventUsbGone};
 BusPort gpib{.readBits = gpib_readTellsEnd,
              .endBit = gpib_readTellsEnd,
              .notOpen = "could not open the GPIB character device\n",
@@ -59,6 +65,16 @@ constexpr LinkRow rows[] = {
      .ansSize = 1024,
      .transport = &vxiTransport,
      .medium = &vxiLinks.channels[1]},
+    {.name = "USB",
+     .link = &link_usb,
+     .cmdSize = 1024,
+     .ansSize = 1024,
+     .transport = &busTransport,
+     .medium = &tvusb,
+     .path = usbtmc_nodePath,
+     .stack = threadStack,
+     .gone = linkEventClientGone,
+     .activity = &usbActivity},
     {.name = "GPIB",
      .link = &link_gpib,
      .cmdSize = 1024,

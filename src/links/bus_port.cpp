@@ -3,6 +3,7 @@
 #include "base/tvdebug.h"
 #include "platform/nodes.h"
 
+#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
@@ -13,6 +14,12 @@ constexpr useconds_t pauseAfterFailure_us = 100'000;
 
 BusPort& of(void* medium) {
     return *static_cast<BusPort*>(medium);
+}
+
+void flush(const BusPort& port) {
+    std::array<char, 1024> old;
+    for (long count = 0; count >= 0 && node_waitInput(port.fd, 0) > 0;)
+        count = node_read(port.fd, old.data(), old.size());
 }
 
 bool open(void* medium, const char* path) {
@@ -27,6 +34,8 @@ bool open(void* medium, const char* path) {
     port.fd = node_open(path, O_RDWR);
     if (port.fd < 0)
         printd("%s", port.notOpen);
+    else if (port.flushes)
+        flush(port);
     return port.fd >= 0;
 }
 
