@@ -12,7 +12,7 @@ import unittest
 import warnings
 
 import pyvisa
-from tests.instrument.process import IDENTITY, ProcessTest, connect, instrument_pid, receive_line
+from tests.instrument.process import IDENTITY, ProcessTest, connect, instrument_pid, receive_line, resident_bytes
 from tests.instrument.rpc_client import *
 from virtual.app.rig import PORT_MAPPER, PROJECT
 
@@ -28,11 +28,6 @@ IDLE_CALLS = {  # with their arguments; they answer and do nothing
 LONG_RUN = b"SENS:PN:FREQ:STAR 10;:SENS:PN:CORR 1000;:INIT"  # in real time it takes a quarter of an hour
 GROWTH_BYTES = (16 if os.environ.get("SANITIZED") else 4) << 20  # a sanitizer keeps books of its own
 PROC_UNAVAIL, PROG_UNAVAIL, PROG_MISMATCH, GARBAGE_ARGS = 3, 1, 2, 4
-
-
-def resident_bytes(pid):
-    with open(f"/proc/{pid}/status") as status:
-        return next(int(line.split()[1]) * 1024 for line in status if line.startswith("VmRSS"))
 
 
 class Calls(ProcessTest):
@@ -280,7 +275,7 @@ class Starts(ProcessTest):
                 thread.start()
                 try:
                     rig = self.rig()
-                    self.assertIn(f"VXI-11 is off: {reason}", rig.vxi11_is_off())
+                    self.assertIn(f"VXI-11 is off: {reason}", "\n".join(rig.what_is_off()))
                     with connect():
                         pass
                     rig.stop()

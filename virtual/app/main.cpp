@@ -5,6 +5,7 @@
 #include "firmware/startup.h"
 #include "virtual/app/idle_watch.h"
 #include "virtual/app/serial_number.h"
+#include "virtual/app/usb_connector.h"
 #include "virtual/factory/calibration_file.h"
 #include "virtual/platform/clock.h"
 #include "virtual/unit/unit.h"
@@ -33,6 +34,7 @@ constexpr const char* serialNumberFile = "/tolvane/dev/sn";
 constexpr size_t serialNumberMax = 32;           // characters
 constexpr const char* unitRecords = "/run/unit"; // there only inside a unit's file tree
 constexpr const char* panelRecord = "/run/unit/panel";
+constexpr const char* usbRecord = "/run/unit/usbtmc"; // the port, while hosts can reach it
 constexpr const char* calibrationFile = "/tolvane/dev/calibration.csv";
 
 constexpr uint16_t commandPort = 18, commandPortUnprivileged = 2018, discoveryPort = 9998;
@@ -240,6 +242,7 @@ int main(int argc, char** argv) {
     requireChips(options);
     unit->boards.onPanel(recordPanel);
     settleCalibration(serialNumber);
+    vi::usbConnector_start(options.address.s_addr, serialNumber, usbRecord);
     tvstuff_seedRandom(static_cast<uint32_t>(options.seed ^ options.seed >> 32));
 
     char name[] = "virtual-instrument", verbose[] = "-v";

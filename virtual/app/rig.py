@@ -4,6 +4,7 @@ import ctypes
 import errno
 import fcntl
 import os
+import re
 import shutil
 import signal
 import socket
@@ -171,6 +172,7 @@ class Rig:
         state = Path(self._temporary or self.state)
         self.log = state / "console.log"
         self.crash_log = state / "tolvane/segv"
+        self.usb_record = state / "unit/usbtmc"  # the port of USB/IP
         self._open_state(state)
         command = [str(SANDBOX), "--power", "--state", str(state)]
         command += ["--serial", self.serial] if self.serial else []
@@ -217,12 +219,18 @@ class Rig:
             time.sleep(0.01)
         raise RigError(f"the instrument does not answer after {START_TIMEOUT_S:.0f} s{self._last_words()}")
 
-    def vxi11_is_off(self):
-        """Why, in the instrument's words; None if it is on, or the log is the terminal's."""
+    def places(self):
+        """Where clients find the instrument, as pairs of a link's name and a place."""
+        yield "tcp", f"{self.host}:{self.port}"
+        if self.usb_record.exists():
+            yield "usbtmc", f"{self.host}:{self.usb_record.read_text().strip()}"
+
+    def what_is_off(self):
+        """The links that are not there, a line each with the reason; nothing if the log is the terminal's."""
         if self.verbose:
-            return None
+            return []
         lines = self.log.read_text(errors="replace").splitlines()
-        return next((line for line in lines if line.startswith("VXI-11 is off: ")), None)
+        return [line for line in lines if re.match(r"(VXI-11|USBTMC) is off: ", line)]
 
     def died(self):
         """The error to report for an instrument that has ended as it should not."""

@@ -77,9 +77,9 @@ def serve(rig):
     # Signals are waited for, not handled: one that a handler takes just before a wait begins would not end that wait.
     signal.pthread_sigmask(signal.SIG_BLOCK, {*ENDED_BY, signal.SIGCHLD})
     try:
-        print(f"ready tcp={rig.host}:{rig.port}", flush=True)
-        if off := rig.vxi11_is_off():
-            print(f"run: {off}", file=sys.stderr)
+        print("ready", *(f"{name}={place}" for name, place in rig.places()), flush=True)
+        for line in rig.what_is_off():
+            print(f"run: {line}", file=sys.stderr)
         while rig.process.poll() is None:
             if signal.sigwait({*ENDED_BY, signal.SIGCHLD}) in ENDED_BY:
                 return 0
