@@ -2,6 +2,7 @@
 /// acquisition board behind it: spectra that its soft core draws, and its sample stream.
 
 #include "acquisition/adfpga_capture.h"
+#include "acquisition/adfpga_flash.h"
 #include "drivers/FTW.h"
 #include "drivers/tvspi.h"
 #include "platform/rt.h"
@@ -21,8 +22,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -223,6 +227,27 @@ void capture(benchmark::State& state, const char* serial, bool silent) {
     vi::rtdm_unregister(&capturer.bus);
 }
 
+/// An update of the FPGA's flash with two images of 4 MiB each.
+void flashUpdate(benchmark::State& state, const char* serial) {
+    static Capturer capturer(vi::unitBoards_of(serial));
+    capturer.open();
+    const std::string config = std::filesystem::temp_directory_path() / ("config" + std::to_string(getpid()));
+    std::ofstream(config, std::ios::binary) << std::string(4 << 20, 'x');
+    const int out = dup(STDOUT_FILENO), nowhere = open("/dev/null", O_WRONLY);
+    dup2(nowhere, STDOUT_FILENO); // what it tells is not of interest here
+    for (auto _ : state)
+        if (TVPN_ADFPGA_updateFpgaConfig(&capturer.driver, config.c_str(), config.c_str()) != 0)
+            abort();
+    fflush(stdout);
+    dup2(out, STDOUT_FILENO);
+    close(out);
+    close(nowhere);
+    std::filesystem::remove(config);
+    state.SetItemsProcessed(state.iterations());
+    tvspiClose();
+    vi::rtdm_unregister(&capturer.bus);
+}
+
 constexpr const char* firstGeneration = "220-336305910-0001";
 constexpr const char* secondGeneration = "220-336306910-0001";
 
@@ -232,6 +257,7 @@ BENCHMARK(registerWrite);
 BENCHMARK(tuningWord);
 BENCHMARK(spectra);
 BENCHMARK(stream);
+BENCHMARK_CAPTURE(flashUpdate, second, secondGeneration);
 BENCHMARK_CAPTURE(capture, streamFirst, firstGeneration, true);
 BENCHMARK_CAPTURE(capture, streamSecond, secondGeneration, true);
 BENCHMARK_CAPTURE(capture, wholeFirst, firstGeneration, false);

@@ -254,6 +254,8 @@ def main():
          "1,000,000 writes/s"),
         ("SPI transfers of a frequency change of both channels: 100 kHz further, 1 to 6 GHz, the same once more",
          ", ".join(map(str, transfers)), "", "", ""),
+        ("update of the FPGA's flash with both images of 4 MiB, second generation",
+         f"{1 / bus['flashUpdate/second']:.2f} s", "", "", "2 s"),
         ("tuning word of 48 bits", f"{bus['tuningWord']:,.0f} words/s", "", "", "10,000,000 words/s"),
         ("spectra, drawn by the soft core and received",
          f"{bus['spectra']:,.0f} points/s", "", "", "5,000,000 points/s"),

@@ -18,8 +18,10 @@
 #include "drivers/AD9512.h"
 #include "drivers/ADF4002.h"
 #include "drivers/LTC6950.h"
+#include "drivers/S25FL.h"
 #include "drivers/SRI.h"
 #include "drivers/SRO.h"
+#include "drivers/W25Q.h"
 #include "numeric/tvtypes.h"
 #include "platform/rt.h"
 
@@ -91,6 +93,9 @@ struct TVPN_ADFPGA {
     AD9467 adcB GUARDED_BY(controlMutex); // second generation
     ADF4002 referencePll;                 // first generation from 1D on
     LTC6950 ltc6950;                      // second generation
+    W25Q flashW25Q;                       // first generation
+    S25FL flashS25FL;                     // second generation
+    uint32_t activeFlash;                 // that the flash link leads to: 0 is A, 1 is B
 
     // The sample stream. The owner alone reads; whoever cancels takes streamMutex, so that he never stops a block that
     // comes after the one he meant.

@@ -3,6 +3,7 @@
 #include "acquisition/adfpga_start.h"
 
 #include "acquisition/adfpga_capture.h"
+#include "acquisition/adfpga_flash.h"
 #include "acquisition/adfpga_generation.h"
 #include "acquisition/adfpga_link.h"
 #include "base/error_codes.h"
@@ -157,16 +158,6 @@ template <class First, class Second>
 
 constexpr uint64_t resetPulse_us = 100'000, load_us = 30'000'000;
 
-void pulseReset(TVPN_ADFPGA* board) {
-    const auto set = [board](int (*change)(SRI*, uint32_t)) {
-        MutexLock lock(board->controlMutex);
-        chip_carryOn(change(&board->sri, adfpga_sriReset));
-    };
-    set(SRI_setBit);
-    tvstuff_delay_us(resetPulse_us);
-    set(SRI_clearBit);
-}
-
 constexpr uint32_t temperatureTimeout_us = 5000, temperatureBytes = 64;
 
 } // namespace
@@ -193,6 +184,10 @@ void TVPN_ADFPGA_1_init(TVPN_ADFPGA* board) {
         chip_carryOn(AD9268_setOutputMode2Complement(&board->adc));
     }
     SRO_init(&board->sro, controlSlave, busSegment, statusBytes);
+    {
+        MutexLock lock(board->controlMutex);
+        chip_carryOn(adfpga_startFlash(board));
+    }
     setDefaults(board);
     takeMemory(board);
 }
@@ -218,6 +213,7 @@ void ADFPGA_2_init_hw(TVPN_ADFPGA* board) {
         AD9467_init(adc, adcSlave, busSegment);
         return AD9467_setOutputMode2Complement(adc);
     }));
+    chip_carryOn(adfpga_startFlash(board));
     chip_carryOn(SRI_clearBit(&board->sri, adfpga_sriReset));
 }
 
@@ -281,9 +277,19 @@ int TVPN_ADFPGA_isRefExternalLocked(TVPN_ADFPGA* board) {
     return (lines & statusLocked) != 0 && !referenceMissing ? 1 : 0;
 }
 
+void adfpga_pulseReset(TVPN_ADFPGA* board) {
+    const auto set = [board](int (*change)(SRI*, uint32_t)) {
+        MutexLock lock(board->controlMutex);
+        chip_carryOn(change(&board->sri, adfpga_sriReset));
+    };
+    set(SRI_setBit);
+    tvstuff_delay_us(resetPulse_us);
+    set(SRI_clearBit);
+}
+
 int TVPN_ADFPGA_resetFpga(TVPN_ADFPGA* board, int wait) {
     TVPN_ADFPGA_cancelTransferTask(board); // what runs would wait for results that never come
-    pulseReset(board);
+    adfpga_pulseReset(board);
     if (wait != 0)
         tvstuff_delay_us(load_us);
     std::ignore = adfpga_captureSamples(board, 2, 1); // warms up: the first ones after a reset may fail

@@ -12,6 +12,8 @@ enum Address : uint32_t {
     clockAddress = 249,
     adcAddress = 250,
     commandAddress = 251,
+    flashCommandAddress = 252,
+    flashAnswerAddress = 253,
     answerAddress = 254
 };
 
@@ -53,10 +55,13 @@ AcquisitionBoard::AcquisitionBoard(SpiBus& bus, AcquisitionBoardKind kind, Sampl
                                                                                         : FastAdcModel::Kind::ad9268),
                                                                   FastAdcModel(second() ? FastAdcModel::Kind::ad9467
                                                                                         : FastAdcModel::Kind::ad9268)},
+      flash_(second() ? SerialFlash::Kind::s25fl256s : SerialFlash::Kind::w25q64,
+             [this] { return lines_.line(lineFlash); }),
       core_(kind.generation, {stream_, source, [this] { return converters(); }}, seed),
       controlPlace_([this](auto frame, uint32_t mode) { return setLines(frame, mode); }, &statusLines_),
       clockPlace_([this](auto frame, uint32_t mode) { return sendClock(frame, mode); }),
       adcPlace_([this](auto frame, uint32_t mode) { return sendAdc(frame, mode); }) {
+    fpgaImages_store(factoryImages(), kind_.generation, &flash_.cells());
     rtdm_register(sampleStream_deviceName, &stream_);
     const struct {
         uint32_t address;
@@ -68,6 +73,8 @@ AcquisitionBoard::AcquisitionBoard(SpiBus& bus, AcquisitionBoardKind kind, Sampl
         {adcAddress, &adcPlace_, "acq.adc"},
         {commandAddress, &core_.commandSlave(), "acq.command"},
         {answerAddress, &core_.answerSlave(), "acq.answer"},
+        {flashCommandAddress, &flash_.commands(), "acq.flash"},
+        {flashAnswerAddress, &flash_.answers(), "acq.flash_answer"},
     };
     for (const auto& [address, chip, name] : chips) {
         bus.attach(address, chip);
@@ -93,7 +100,7 @@ bool AcquisitionBoard::setLines(std::span<const uint8_t> frame, uint32_t mode) {
     else if (synchronises && !lines_.line(lineClockSync))
         inStep_ = clockLocked() && clock_now() >= syncSince_ns_ + syncPulseMin_ns;
     if (lines_.line(lineReset) != reset)
-        core_.setReset(!reset);
+        core_.setReset(!reset || !boots());
     return true;
 }
 
@@ -110,6 +117,16 @@ bool AcquisitionBoard::sendAdc(std::span<const uint8_t> frame, uint32_t mode) {
         return adcs_[channelA].send(frame, mode);
     const bool a = !lines_.line(lineSelectA), b = !lines_.line(lineSelectB);
     return a != b && a == lines_.line(lineAdcA) && adcs_[a ? channelA : channelB].send(frame, mode);
+}
+
+bool AcquisitionBoard::keepFlashIn(const std::string& path) {
+    const bool kept = flash_.cells().keepIn(path);
+    core_.setReset(!boots());
+    return kept;
+}
+
+bool AcquisitionBoard::boots() const {
+    return !lines_.line(lineFlash) && flash_.servesFourLines() && fpgaImages_boot(flash_.cells(), kind_.generation);
 }
 
 double AcquisitionBoard::reference_Hz() const {

@@ -8,6 +8,10 @@
 ///   250  first generation: AD9268; second: two AD9467, selected by lines 13 (A) and 14 (B), active low, with line 0
 ///        set for A and clear for B
 ///   251  commands to the soft core, 254 its answers
+///   252  commands to the flash that the FPGA boots from, 253 its answers, while line 3 links it to the bus
+///
+/// When the reset line goes back the FPGA boots: from a flash that is not linked to the bus, serves it four data lines
+/// and holds a whole pair of images (fpga_images.h). Else it is silent.
 ///
 /// Second generation: line 21 supplies the oscillator, and a pulse of line 9 of a millisecond or more puts the outputs
 /// of the clock, once it is locked, in step; converters that are not in step with the FPGA do not reach it. First
@@ -16,10 +20,12 @@
 /// Status: line 3 tells that the sample clock is locked to its reference; on the second generation line 2 tells that
 /// the reference is missing, and line 3 is then left as it was.
 
+#include "virtual/acquisition/fpga_images.h"
 #include "virtual/acquisition/sample_stream.h"
 #include "virtual/acquisition/soft_core.h"
 #include "virtual/bus/spi_bus.h"
 #include "virtual/chips/clocks.h"
+#include "virtual/chips/serial_flash.h"
 #include "virtual/chips/shift_register.h"
 #include "virtual/chips/synthesizers.h"
 
@@ -43,6 +49,12 @@ public:
 
     [[nodiscard]] SampleStream& stream() { return stream_; }
     [[nodiscard]] SoftCore& core() { return core_; }
+    /// With the factory's images in it.
+    [[nodiscard]] SerialFlash& flash() { return flash_; }
+    [[nodiscard]] const FpgaImages& factoryImages() const { return fpgaImages_ofFactory(kind_.generation); }
+    /// Before the firmware starts: the flash is that of a file, with the factory's images if there was none. False if
+    /// the file cannot be had.
+    [[nodiscard]] bool keepFlashIn(const std::string& path);
     /// An external 10 MHz reference is connected.
     void setExternalReference(bool connected) { externalReference_ = connected; }
 
@@ -77,6 +89,7 @@ private:
     [[nodiscard]] double sampleClock_Hz() const;
     [[nodiscard]] ConverterState converters() const;
     [[nodiscard]] bool reachesFpga(Channel channel) const;
+    [[nodiscard]] bool boots() const;
     [[nodiscard]] uint64_t status();
 
     // The chips are guarded by the bus's lock.
@@ -93,6 +106,7 @@ private:
     Ad9512Model distribution_;
     Ltc6950Model clock_;
     std::array<FastAdcModel, channels> adcs_; // the first stands for both channels of the first generation
+    SerialFlash flash_;
     SampleStream stream_;
     SoftCore core_;
     Place controlPlace_, clockPlace_, adcPlace_;

@@ -2,6 +2,7 @@
 
 #include "core/file_draft.h"
 #include "core/numbers.h"
+#include "firmware/service.h"
 #include "firmware/startup.h"
 #include "virtual/app/idle_watch.h"
 #include "virtual/app/serial_number.h"
@@ -35,6 +36,8 @@ constexpr size_t serialNumberMax = 32;           // characters
 constexpr const char* unitRecords = "/run/unit"; // there only inside a unit's file tree
 constexpr const char* panelRecord = "/run/unit/panel";
 constexpr const char* usbRecord = "/run/unit/usbtmc"; // the port, while hosts can reach it
+constexpr const char* flashRecord = "/run/unit/flash"; // of the FPGA: its cells
+constexpr const char *fpgaConfigFile = "/tolvane/fpga/fpga_config.bin", *fpgaFirmwareFile = "/tolvane/fpga/adfpga.srec";
 constexpr const char* calibrationFile = "/tolvane/dev/calibration.csv";
 
 constexpr uint16_t commandPort = 18, commandPortUnprivileged = 2018, discoveryPort = 9998;
@@ -49,6 +52,7 @@ constexpr const char* usage =
     "  --realtime    captures and waits take the time that the hardware takes; default: waits cost nothing\n"
     "  --port N      where TCP listens; default 18, or 2018 where 18 may not be bound or is taken\n"
     "  --listen ADDR the address on which it is found, 0.0.0.0 for all of this machine; default 127.0.0.1\n"
+    "  --service C   carries out an operation of the workshop and ends; \"help\" lists them\n"
     "  --verbose     the firmware's own debug channel\n"
     "  --help        this text\n";
 
@@ -61,6 +65,7 @@ struct Options {
     bool tellsBoards = false;
     bool realTime = false;
     bool verbose = false;
+    std::string service; // empty: the instrument is to run
 };
 
 [[noreturn]] void fail(int status, const std::string& reason) {
@@ -96,17 +101,12 @@ std::string serialNumberOf(std::string text) {
 
 Options parse(int argc, char** argv) {
     const option known[] = {
-        {"dut", required_argument, nullptr, 'd'},
-        {"dut-name", required_argument, nullptr, 't'},
-        {"serial", required_argument, nullptr, 's'},
-        {"seed", required_argument, nullptr, 'n'},
-        {"port", required_argument, nullptr, 'p'},
-        {"listen", required_argument, nullptr, 'l'},
-        {"tell-boards", no_argument, nullptr, 'b'},
-        {"realtime", no_argument, nullptr, 'r'},
-        {"verbose", no_argument, nullptr, 'v'},
-        {"help", no_argument, nullptr, 'h'},
-        {nullptr, 0, nullptr, 0},
+        {"dut", required_argument, nullptr, 'd'},     {"dut-name", required_argument, nullptr, 't'},
+        {"serial", required_argument, nullptr, 's'},  {"seed", required_argument, nullptr, 'n'},
+        {"port", required_argument, nullptr, 'p'},    {"listen", required_argument, nullptr, 'l'},
+        {"tell-boards", no_argument, nullptr, 'b'},   {"realtime", no_argument, nullptr, 'r'},
+        {"service", required_argument, nullptr, 'c'}, {"verbose", no_argument, nullptr, 'v'},
+        {"help", no_argument, nullptr, 'h'},          {nullptr, 0, nullptr, 0},
     };
     Options options;
     for (int letter; (letter = getopt_long(argc, argv, "", known, nullptr)) != -1;)
@@ -119,6 +119,7 @@ Options parse(int argc, char** argv) {
         case 'l': options.address = addressOf(optarg); break;
         case 'b': options.tellsBoards = true; break;
         case 'r': options.realTime = true; break;
+        case 'c': options.service = optarg; break;
         case 'v': options.verbose = true; break;
         case 'h': fputs(usage, stdout); exit(0);
         default: fputs(usage, stderr); exit(exitUsage);
@@ -210,6 +211,30 @@ void settleCalibration(const std::string& serialNumber) {
         fail(exitPortTaken, std::string("cannot write ") + calibrationFile + ": " + strerror(errno));
 }
 
+/// The flash of the FPGA as it was left, and the images of the factory where there are none or those of another board.
+void settleFlash() {
+    std::error_code none;
+    const bool fits = std::filesystem::file_size(flashRecord, none) == unit->acquisition.flash().cells().size();
+    if (!unit->acquisition.keepFlashIn(flashRecord))
+        fail(exitPortTaken, std::string("cannot write ") + flashRecord + ": " + strerror(errno));
+    const vi::FpgaImages& images = unit->acquisition.factoryImages();
+    for (const auto& [path, image] :
+         {std::pair{fpgaConfigFile, &images.configuration}, {fpgaFirmwareFile, &images.firmware}})
+        if ((!fits || !std::filesystem::exists(path)) && file_replace(path, *image) != 0)
+            fail(exitPortTaken, std::string("cannot write ") + path + ": " + strerror(errno));
+}
+
+/// Returns the exit status.
+int service(const std::string& command) {
+    const int status = firmware_service(command.c_str());
+    if (status != exitUsage)
+        return status;
+    fprintf(command == "help" ? stdout : stderr, "operations of the workshop:\n");
+    for (const auto& [name, purpose] : firmware_serviceCommands())
+        fprintf(command == "help" ? stdout : stderr, "  %-14s%s\n", name, purpose);
+    return command == "help" ? 0 : exitUsage;
+}
+
 /// What the firmware did that real hardware would not know is a fault of one of the two.
 void tellRefusals() {
     if (const uint64_t count = unit->bus.faults() + unit->acquisition.refusals(); count != 0)
@@ -227,7 +252,8 @@ int main(int argc, char** argv) {
         fail(exitUsage, reason);
     if (!std::filesystem::exists(unitRecords))
         fail(exitUsage, "not inside a unit's file tree; start it with ./run or virtual/sandbox/sandbox");
-    firmware_place = freePlace(options);
+    if (options.service.empty())
+        firmware_place = freePlace(options);
 
     const std::string serialNumber = settleSerialNumber(options.serialNumber);
     if (options.tellsBoards)
@@ -242,9 +268,12 @@ int main(int argc, char** argv) {
     requireChips(options);
     unit->boards.onPanel(recordPanel);
     settleCalibration(serialNumber);
-    vi::usbConnector_start(options.address.s_addr, serialNumber, usbRecord);
+    settleFlash();
     tvstuff_seedRandom(static_cast<uint32_t>(options.seed ^ options.seed >> 32));
 
+    if (!options.service.empty())
+        return service(options.service);
+    vi::usbConnector_start(options.address.s_addr, serialNumber, usbRecord);
     char name[] = "virtual-instrument", verbose[] = "-v";
     char* arguments[] = {name, verbose, nullptr};
     return firmware_start(options.verbose ? 2 : 1, arguments);

@@ -174,10 +174,7 @@ class Rig:
         self.crash_log = state / "tolvane/segv"
         self.usb_record = state / "unit/usbtmc"  # the port of USB/IP
         self._open_state(state)
-        command = [str(SANDBOX), "--power", "--state", str(state)]
-        command += ["--serial", self.serial] if self.serial else []
-        command += [] if port_mapper_answers() else ["--port-mapper"]
-        command += ["--ro-bind", str(self.dut.parent), "/run/dut", "--chdir", "/run/dut", "--", *self.words]
+        command = self._sandboxed(state, ["--power", *([] if port_mapper_answers() else ["--port-mapper"])], [])
 
         already_listening = listening_tcp_ports(self.listen)
         reader, self._stdin = os.pipe()  # the console link reads here, and nothing ever comes
@@ -190,6 +187,22 @@ class Rig:
         )
         os.close(reader)
         self._wait_until_it_answers(already_listening)
+
+    def _sandboxed(self, state, sandbox_options, words):
+        serial = ["--serial", self.serial] if self.serial else []
+        dut = ["--ro-bind", str(self.dut.parent), "/run/dut", "--chdir", "/run/dut"]
+        return [str(SANDBOX), *sandbox_options, "--state", str(state), *serial, *dut, "--", *self.words, *words]
+
+    def service(self, operation):
+        """Carries out an operation of the workshop on the unit, whose instrument must not run. Returns its exit
+        status: 0, 1 if it failed, 2 if there is none of that name. Raises RigError."""
+        require_namespaces()
+        with tempfile.TemporaryDirectory(prefix="virtual-instrument-") as fresh:
+            state = self.state or Path(fresh)
+            self.log = state / "console.log"
+            self._open_state(state)
+            with self._log_file:
+                return subprocess.run(self._sandboxed(state, [], ["--service", operation]), check=False).returncode
 
     def _open_state(self, state):
         """Makes the directory and opens the log in it, whose lock keeps other instruments out."""

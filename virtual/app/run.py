@@ -44,6 +44,11 @@ def arguments(words):
         "./run -- --help lists them.",
     )
     parser.add_argument("--serve", action="store_true", help="stay up for clients until Ctrl-C")
+    parser.add_argument(
+        "--service",
+        metavar="OPERATION",
+        help="carry out an operation of the workshop instead; \"help\" lists them, --state names the unit",
+    )
     for name, metavar, reader, default, purpose in (
         ("--dut", "FILE", existing_file, DEFAULT_DUT, "the device under test (TOML); re-read when the file changes"),
         ("--serial", "SN", str, None, "the unit's serial number, which decides its boards (docs/serial-numbers.md)"),
@@ -68,7 +73,9 @@ def arguments(words):
     options = parser.parse_args(own)
     if options.serve and rest:
         parser.error("options of the measurement do not go with --serve")
-    options.measurement = None if options.serve else measurement_options(rest[0] if rest else [], options.dut)
+    if options.service and (options.serve or rest):
+        parser.error("--service goes with neither --serve nor a measurement")
+    options.measurement = None if options.serve or options.service else measurement_options(rest[0] if rest else [], options.dut)
     return options
 
 
@@ -114,6 +121,8 @@ def main():
         verbose=options.verbose,
     )
     try:
+        if options.service:
+            return rig.service(options.service)
         with rig:
             status = serve(rig) if options.serve else measure(rig, options)
         if rig.process.returncode != 0:

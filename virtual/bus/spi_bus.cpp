@@ -274,9 +274,9 @@ int SpiBus::selectChip(uintptr_t address) {
         return fault(text("select of address ", address));
     if (chip == selected_)
         return 0;
+    chip->select(true); // the line of a chip that hangs on both places does not go back in between
     deselectChip();
     selected_ = chip;
-    chip->select(true);
     return 0;
 }
 
