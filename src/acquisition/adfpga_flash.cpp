@@ -59,6 +59,7 @@ int update(TVPN_ADFPGA* board, const ImageFlash& flash, const char* configFile, 
         printf("%s: %s\n", flash.update, what);
         if (file != nullptr)
             printf("        (file %s)\n", file);
+        fflush(stdout); // what comes now takes its time
         if (status == 0)
             status = operation();
         if (status != 0)
