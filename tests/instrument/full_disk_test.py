@@ -7,7 +7,7 @@ from tests.instrument.process import ProcessTest, connect, receive_line
 
 REFUSED = b'-200,"Execution error"'
 TREES = ("tolvane", "etc/network")  # each a disk of its own, as on the unit
-DISK_KIB = 128
+DISK_KIB = 256
 
 
 class FullDisk(ProcessTest):

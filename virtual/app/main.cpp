@@ -35,7 +35,7 @@ constexpr const char* serialNumberFile = "/tolvane/dev/sn";
 constexpr size_t serialNumberMax = 32;           // characters
 constexpr const char* unitRecords = "/run/unit"; // there only inside a unit's file tree
 constexpr const char* panelRecord = "/run/unit/panel";
-constexpr const char* usbRecord = "/run/unit/usbtmc"; // the port, while hosts can reach it
+constexpr const char* usbRecord = "/run/unit/usbtmc";  // the port, while hosts can reach it
 constexpr const char* flashRecord = "/run/unit/flash"; // of the FPGA: its cells
 constexpr const char *fpgaConfigFile = "/tolvane/fpga/fpga_config.bin", *fpgaFirmwareFile = "/tolvane/fpga/adfpga.srec";
 constexpr const char* calibrationFile = "/tolvane/dev/calibration.csv";
@@ -216,12 +216,13 @@ void settleFlash() {
     std::error_code none;
     const bool fits = std::filesystem::file_size(flashRecord, none) == unit->acquisition.flash().cells().size();
     if (!unit->acquisition.keepFlashIn(flashRecord))
-        fail(exitPortTaken, std::string("cannot write ") + flashRecord + ": " + strerror(errno));
+        fprintf(stderr, "virtual-instrument: the flash of the FPGA is not kept: %s: %s\n", flashRecord,
+                strerror(errno));
     const vi::FpgaImages& images = unit->acquisition.factoryImages();
     for (const auto& [path, image] :
          {std::pair{fpgaConfigFile, &images.configuration}, {fpgaFirmwareFile, &images.firmware}})
         if ((!fits || !std::filesystem::exists(path)) && file_replace(path, *image) != 0)
-            fail(exitPortTaken, std::string("cannot write ") + path + ": " + strerror(errno));
+            fprintf(stderr, "virtual-instrument: cannot write %s: %s\n", path, strerror(errno));
 }
 
 /// Returns the exit status.

@@ -27,54 +27,75 @@ constexpr uint32_t modeFlash = 4, modePlain = 0;
 constexpr uint64_t microsecond_ns = 1000, millisecond_ns = 1'000'000, second_ns = 1'000'000'000;
 constexpr uint64_t never_ns = std::numeric_limits<uint64_t>::max();
 constexpr mode_t fileMode = 0644;
-
-void* mapCells(size_t bytes, int file) {
-    const int flags = file >= 0 ? MAP_SHARED : MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE;
-    void* const cells = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, flags, file, 0);
-    return cells != MAP_FAILED ? cells : nullptr;
-}
+constexpr size_t blockBytes = 4096; // in which memory is given back; the sizes of all chips are multiples of it
 
 } // namespace
 
 // ---- cells ----------------------------------------------------------------------------------------------------------
 
-FlashCells::FlashCells(size_t bytes) : bytes_(bytes), cells_(static_cast<uint8_t*>(mapCells(bytes, -1))) {
-    if (cells_ == nullptr)
+FlashCells::FlashCells(size_t bytes) : bytes_(bytes) {
+    void* const cells =
+        mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (cells == MAP_FAILED)
         throw std::bad_alloc();
+    cells_ = static_cast<uint8_t*>(cells);
 }
 
 FlashCells::~FlashCells() {
     munmap(cells_, bytes_);
+    if (file_ >= 0)
+        close(file_);
 }
 
-bool FlashCells::keepIn(const std::string& path) {
-    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, fileMode);
-    if (file < 0)
-        return false;
-    struct stat found {};
-    const bool whole = fstat(file, &found) == 0 && found.st_size == static_cast<off_t>(bytes_);
-    const bool sized = whole || (ftruncate(file, 0) == 0 && ftruncate(file, static_cast<off_t>(bytes_)) == 0);
-    auto* const cells = sized ? static_cast<uint8_t*>(mapCells(bytes_, file)) : nullptr;
-    close(file);
-    if (cells == nullptr)
-        return false;
-    if (!whole)
-        for (size_t at = 0; at < bytes_; ++at) // what is erased stays a hole of the file
-            if (cells_[at] != 0)
-                cells[at] = cells_[at];
-    munmap(cells_, bytes_);
-    cells_ = cells;
-    inFile_ = true;
+/// What the file holds, without its holes.
+bool FlashCells::load() {
+    madvise(cells_, bytes_, MADV_DONTNEED);
+    const auto end = static_cast<off_t>(bytes_);
+    for (off_t at = 0; (at = lseek(file_, at, SEEK_DATA)) >= 0 && at < end;) {
+        const off_t hole = lseek(file_, at, SEEK_HOLE);
+        while (at < hole) {
+            const ssize_t count = pread(file_, cells_ + at, static_cast<size_t>(hole - at), at);
+            if (count <= 0)
+                return false;
+            at += count;
+        }
+    }
     return true;
 }
 
-/// Whole pages of memory are given back: those of a file as a hole in it.
+bool FlashCells::keepIn(const std::string& path) {
+    file_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, fileMode);
+    struct stat found {};
+    if (file_ >= 0 && fstat(file_, &found) == 0) {
+        if (found.st_size == static_cast<off_t>(bytes_))
+            return load();
+        if (ftruncate(file_, 0) == 0 && ftruncate(file_, static_cast<off_t>(bytes_)) == 0)
+            for (size_t at = 0; at < bytes_ && file_ >= 0; at += blockBytes) // what is erased stays a hole of the file
+                if (std::any_of(cells_ + at, cells_ + at + blockBytes, [](uint8_t cell) { return cell != 0; }))
+                    keep(at, blockBytes);
+    }
+    return file_ >= 0;
+}
+
+/// A file that takes no more is one that nobody keeps.
+void FlashCells::keep(size_t at, size_t bytes) {
+    at %= bytes_;
+    bytes = std::min(bytes, bytes_ - at);
+    if (file_ < 0 || pwrite(file_, cells_ + at, bytes, static_cast<off_t>(at)) == static_cast<ssize_t>(bytes))
+        return;
+    close(file_);
+    file_ = -1;
+}
+
+/// Whole pages of memory are given back, and become a hole in the file.
 void FlashCells::erase(size_t at, size_t bytes) {
     at %= bytes_;
     bytes = std::min(bytes, bytes_ - at);
-    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    if (at % page != 0 || bytes % page != 0 || madvise(cells_ + at, bytes, inFile_ ? MADV_REMOVE : MADV_DONTNEED) != 0)
+    if (at % blockBytes != 0 || bytes % blockBytes != 0 || madvise(cells_ + at, bytes, MADV_DONTNEED) != 0)
         memset(cells_ + at, 0, bytes);
+    if (file_ >= 0 && fallocate(file_, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, static_cast<off_t>(at),
+                                static_cast<off_t>(bytes)) != 0)
+        keep(at, bytes);
 }
 
 // ---- chips ----------------------------------------------------------------------------------------------------------
@@ -263,6 +284,11 @@ void SerialFlash::program(size_t address) {
     const std::span<const uint8_t> data = std::span(wire_).subspan(1 + sheet_.addressBytes);
     for (size_t i = data.size() - std::min(data.size(), sheet_.pageBytes); i < data.size(); ++i)
         cells_.clearBits(page + (address - page + i) % sheet_.pageBytes, data[i]);
+    spoil(address, data);
+    cells_.keep(page, sheet_.pageBytes);
+}
+
+void SerialFlash::spoil(size_t address, std::span<const uint8_t> data) {
     const auto spoiled = spoiled_.find(address / sheet_.sectorBytes);
     if (spoiled == spoiled_.end() || spoiled->second == 0)
         return;

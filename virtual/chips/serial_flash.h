@@ -23,19 +23,24 @@ public:
     FlashCells& operator=(const FlashCells&) = delete;
 
     /// From now on the cells are those of a file, which outlives the process at any moment of its life; a file that is
-    /// not there is made with the cells as they are. False if that is not possible: they stay as they are.
+    /// not there, or not of that size, is made with the cells as they are. False if it cannot be read or written: the
+    /// cells then last as long as the process.
     bool keepIn(const std::string& path);
 
     [[nodiscard]] uint8_t read(size_t at) const { return static_cast<uint8_t>(~cells_[at % bytes_]); }
-    /// Bits that `kept` has not become 0.
+    /// Bits that `kept` has not become 0, with the next keep().
     void clearBits(size_t at, uint8_t kept) { cells_[at % bytes_] |= static_cast<uint8_t>(~kept); }
     void erase(size_t at, size_t bytes);
+    /// Brings a range that has changed into the file.
+    void keep(size_t at, size_t bytes);
     [[nodiscard]] size_t size() const { return bytes_; }
 
 private:
+    bool load();
+
     size_t bytes_;
     uint8_t* cells_;
-    bool inFile_ = false;
+    int file_ = -1;
 };
 
 class SerialFlash {
@@ -83,6 +88,7 @@ private:
     bool answer(std::span<uint8_t> frame, uint32_t mode);
     void begin();
     void program(size_t address);
+    void spoil(size_t address, std::span<const uint8_t> data);
     void become(uint64_t busyFor_ns);
     [[nodiscard]] uint8_t nextAnswer();
     [[nodiscard]] bool busy() const;
