@@ -14,31 +14,61 @@ constexpr size_t blockPoints = 256; // the scratch of a block stays in the first
 
 using Block = std::array<float, blockPoints>;
 
+// ---- lines ----------------------------------------------------------------------------------------------------------
+
 struct LineDraw {
     double power;                // sum |X|^2 / records
     std::complex<double> phasor; // sum of X against the line's phase / records
 };
 
+/// What some lines need of chance.
+class LineNoise {
+public:
+    static constexpr size_t linesMax = blockPoints / 4;
+
+    LineNoise(RandomStream& stream, size_t lines, uint32_t records) {
+        random_normals(stream, {normals_.data(), 4 * lines});
+        if (records > 1)
+            random_gammas(stream, records - 1, {gammas_.data(), lines});
+    }
+    /// Normal, of unit variance in both parts.
+    [[nodiscard]] std::complex<double> inX(size_t line) const { return normal(4 * line); }
+    [[nodiscard]] std::complex<double> ofY(size_t line) const { return normal(4 * line + 2); }
+    /// Of all records but one.
+    [[nodiscard]] double gamma(size_t line) const { return double(gammas_[line]); }
+
+private:
+    [[nodiscard]] std::complex<double> normal(size_t i) const { return {double(normals_[i]), double(normals_[i + 1])}; }
+
+    Block normals_;
+    std::array<float, linesMax> gammas_{};
+};
+
 /// The records along the line's phase and across it: one record's worth of X holds the line, the others only noise.
-LineDraw drawLine(RandomStream& stream, double density, std::complex<double> amplitude, uint32_t records) {
-    const double n = records, sigma = std::sqrt(density / 2);
-    const std::complex<double> along = std::sqrt(n) * amplitude + sigma * random_normalPair(stream);
-    return {(std::norm(along) + density * random_gamma(stream, records - 1)) / n, along / std::sqrt(n)};
+LineDraw drawLine(double density, std::complex<double> amplitude, std::complex<double> noise, double othersGamma,
+                  double records) {
+    const std::complex<double> along = std::sqrt(records) * amplitude + std::sqrt(density / 2) * noise;
+    return {(std::norm(along) + density * othersGamma) / records, along / std::sqrt(records)};
 }
 
 SpectrumPoint toPoint(std::complex<double> value) {
     return {float(value.real()), float(value.imag())};
 }
 
-SpectrumPoint drawCrossLine(RandomStream& stream, const StageExpectation& stage, const LineAtPoint& line,
-                            uint32_t records) {
-    const size_t i = line.point;
-    const double sxx = stage.sxx[i];
-    const LineDraw x = drawLine(stream, sxx, line.x, records);
-    const std::complex<double> slope = std::complex<double>(stage.sxyRe[i], stage.sxyIm[i]) / sxx;
-    const double sigma = stage.spread[i] * std::sqrt(x.power / (2 * sxx * records));
-    return toPoint(slope * x.power + x.phasor * (std::conj(line.y) - slope * std::conj(line.x)) +
-                   sigma * random_normalPair(stream));
+/// Product without the library's care for infinities.
+std::complex<double> product(std::complex<double> a, std::complex<double> b) {
+    return {a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real()};
+}
+
+/// Calls `draw(line, its number, noise)` for each.
+template <class Draw>
+void drawLines(RandomStream& stream, std::span<const LineAtPoint> lines, uint32_t records, Draw draw) {
+    for (; !lines.empty(); lines = lines.subspan(std::min(lines.size(), LineNoise::linesMax))) {
+        const size_t count = std::min(lines.size(), LineNoise::linesMax);
+        const LineNoise noise(stream, count, records);
+        for (size_t i = 0; i < count; ++i)
+            draw(lines[i], i, noise);
+    }
 }
 
 } // namespace
@@ -46,7 +76,7 @@ SpectrumPoint drawCrossLine(RandomStream& stream, const StageExpectation& stage,
 void spectrum_drawCross(RandomStream& stream, const StageExpectation& stage, uint32_t records,
                         std::span<SpectrumPoint> out) {
     Block gamma, re, im;
-    const double perRecord = 1.0 / records, halfPerRecord = std::sqrt(0.5) / records;
+    const float perRecord = 1.0F / float(records), halfPerRecord = float(std::sqrt(0.5)) / float(records);
     for (size_t start = 0; start < out.size(); start += blockPoints) {
         const size_t count = std::min(blockPoints, out.size() - start);
         random_gammas(stream, records, {gamma.data(), count});
@@ -56,15 +86,21 @@ void spectrum_drawCross(RandomStream& stream, const StageExpectation& stage, uin
         SpectrumPoint* const points = &out[start];
         wideLoops_run([&] {
             for (size_t i = 0; i < count; ++i) {
-                const double g = double(gamma[i]) * perRecord;
-                const double width = spread[i] * (double(std::sqrt(gamma[i])) * halfPerRecord);
-                points[i].re = float(sxyRe[i] * g + width * double(re[i]));
-                points[i].im = float(sxyIm[i] * g + width * double(im[i]));
+                const float g = gamma[i] * perRecord, width = float(spread[i]) * (std::sqrt(gamma[i]) * halfPerRecord);
+                points[i].re = float(sxyRe[i]) * g + width * re[i];
+                points[i].im = float(sxyIm[i]) * g + width * im[i];
             }
         });
     }
-    for (const LineAtPoint& line : stage.lines)
-        out[line.point] = drawCrossLine(stream, stage, line, records);
+    drawLines(stream, stage.lines, records, [&](const LineAtPoint& line, size_t i, const LineNoise& noise) {
+        const size_t p = line.point;
+        const double sxx = stage.sxx[p];
+        const LineDraw x = drawLine(sxx, line.x, noise.inX(i), noise.gamma(i), records);
+        const std::complex<double> slope(stage.sxyRe[p] / sxx, stage.sxyIm[p] / sxx);
+        const double sigma = stage.spread[p] * std::sqrt(x.power / (2 * sxx * records));
+        out[p] = toPoint(slope * x.power + product(x.phasor, std::conj(line.y) - product(slope, std::conj(line.x))) +
+                         sigma * noise.ofY(i));
+    });
 }
 
 void spectrum_drawOwn(RandomStream& stream, const StageExpectation& stage, DrawChannel channel, uint32_t records,
@@ -77,10 +113,11 @@ void spectrum_drawOwn(RandomStream& stream, const StageExpectation& stage, DrawC
         for (size_t i = 0; i < count; ++i)
             out[start + i] = {float(density[start + i] * double(gamma[i]) / records), 0.0f};
     }
-    for (const LineAtPoint& line : stage.lines) {
+    drawLines(stream, stage.lines, records, [&](const LineAtPoint& line, size_t i, const LineNoise& noise) {
         const std::complex<double> amplitude = channel == DrawChannel::x ? line.x : line.y;
-        out[line.point] = {float(drawLine(stream, density[line.point], amplitude, records).power), 0.0f};
-    }
+        const LineDraw x = drawLine(density[line.point], amplitude, noise.inX(i), noise.gamma(i), records);
+        out[line.point] = {float(x.power), 0.0f};
+    });
 }
 
 double window_response(double points) {
