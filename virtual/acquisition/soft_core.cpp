@@ -34,7 +34,7 @@ bool SoftCore::AnswerSlave::receive(std::span<uint8_t> frame, uint32_t mode, uin
 
 void SoftCore::take(std::string_view text) {
     const std::lock_guard lock(mutex_);
-    if (inReset_ || clock_now() < listensFrom_ns_ || faults_.silent || sourceFaults(source_).coreSilent)
+    if (inReset_ || clock_now() < listensFrom_ns_ || faults_.silent || source_.source.faults().coreSilent)
         return;
     answer_.clear();
     if (!execute(text))

@@ -8,6 +8,10 @@
 namespace vi {
 
 const SoftCore::Command SoftCore::commands[] = {
+    // First what comes for each stage of each capture.
+    {"stage@l*", &SoftCore::setStageLength},
+    {"stage@*", &SoftCore::setStageRecords},
+    {"stage@f", &SoftCore::sendStage},
     {"ping", &SoftCore::ping},
     {"dbg0", &SoftCore::tapSamples},
     {"muxr", &SoftCore::openSamples},
@@ -22,9 +26,6 @@ const SoftCore::Command SoftCore::commands[] = {
     {"stage#n", &SoftCore::setStageMode},
     {"stage#b", &SoftCore::setStageMode},
     {"stage#x", &SoftCore::clearStages},
-    {"stage@l*", &SoftCore::setStageLength},
-    {"stage@*", &SoftCore::setStageRecords},
-    {"stage@f", &SoftCore::sendStage},
     {"stagea", &SoftCore::abortStages},
     {"freq@*", &SoftCore::armCounter},
     {"freq@g", &SoftCore::answerGate},
@@ -39,7 +40,7 @@ const SoftCore::Command SoftCore::commands[] = {
 bool SoftCore::execute(std::string_view text) {
     Arguments arguments;
     const auto command = std::find_if(std::begin(commands), std::end(commands), [&](const Command& candidate) {
-        return matches(candidate.pattern, text, &arguments);
+        return !text.empty() && candidate.pattern[0] == text[0] && matches(candidate.pattern, text, &arguments);
     });
     return command != std::end(commands) && (this->*command->run)(arguments);
 }

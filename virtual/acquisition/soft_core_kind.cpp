@@ -30,11 +30,6 @@ double coreKind_stageRate_Hz(const CoreKind& kind, double clock_Hz, uint32_t sta
     return stage == 0 ? clock_Hz : stageRates_Hz.at(stage) * (clock_Hz / kind.clock_Hz);
 }
 
-DeliveryFaults sourceFaults(SourceAccess& source) {
-    const std::lock_guard lock(source.mutex);
-    return source.source.faults();
-}
-
 uint64_t core_after(uint64_t start_ns, double seconds) {
     return seconds < year_s ? start_ns + static_cast<uint64_t>(seconds * 1e9) : coreNever_ns;
 }

@@ -32,13 +32,11 @@ struct ConverterState {
     std::array<AdcWords, channels> words;
 };
 
-/// The analog side, which takes one caller at a time.
+/// The analog side, which takes one caller at a time but for its faults.
 struct SourceAccess {
     std::mutex mutex;
     SampleSource& source;
 };
-
-[[nodiscard]] DeliveryFaults sourceFaults(SourceAccess& source);
 
 inline constexpr uint64_t coreReaction_ns = 1'000'000; // to a command: the core's loop comes round
 inline constexpr uint64_t coreNever_ns = UINT64_MAX;

@@ -52,7 +52,7 @@ StreamBlock coreSamples_block(SourceAccess& source, ConverterState converters, u
     const uint64_t start = clock_now() + coreReaction_ns;
     const double clock_Hz = converters.clock_Hz;
     auto record = std::make_shared<Record>(Record{std::move(converters), {start, clock_Hz, divider}, pairs, {}, {}});
-    const bool come = clock_Hz > 0 && !sourceFaults(source).samplesMissing;
+    const bool come = clock_Hz > 0 && !source.source.faults().samplesMissing;
     return {pairs * pairBytes, come ? start : coreNever_ns,
             come ? std::min(clock_Hz / divider * pairBytes, sampleStream_portRate) : 0,
             [&source, record](uint32_t offset, std::span<uint8_t> out) {

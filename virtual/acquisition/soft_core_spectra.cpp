@@ -29,6 +29,14 @@ void spoil(StageExpectation* stage, std::vector<double>* density, Signed reading
     stage->lines.clear();
 }
 
+/// The memory as points, if it lies so that it can hold any.
+std::span<SpectrumPoint> pointsIn(std::span<uint8_t> memory) {
+    const bool fits = memory.size() % sizeof(SpectrumPoint) == 0 &&
+                      reinterpret_cast<uintptr_t>(memory.data()) % alignof(SpectrumPoint) == 0;
+    return fits ? std::span(reinterpret_cast<SpectrumPoint*>(memory.data()), memory.size() / sizeof(SpectrumPoint))
+                : std::span<SpectrumPoint>();
+}
+
 bool readsTrue(const AdcWords& words) {
     return words.asSigned() == Signed::right || words.asSigned() == Signed::inverted;
 }
@@ -131,11 +139,15 @@ std::optional<StreamBlock> SpectrumPipeline::fetch(uint32_t stage) {
     const uint32_t bytes = running_->setup.stages[stage].points * sizeof(SpectrumPoint);
     const auto fill = [this, capture = running_, stage](uint32_t offset, std::span<uint8_t> out) {
         const std::lock_guard lock(source_.mutex);
-        if (capture->results[stage].empty())
-            draw(capture.get(), stage);
+        if (const auto whole = pointsIn(out); offset == 0 && whole.size() == capture->setup.stages[stage].points)
+            return draw(*capture, stage, whole);
+        if (capture->results[stage].empty()) {
+            capture->results[stage].resize(capture->setup.stages[stage].points);
+            draw(*capture, stage, capture->results[stage]);
+        }
         memcpy(out.data(), reinterpret_cast<const uint8_t*>(capture->results[stage].data()) + offset, out.size());
     };
-    const bool comes = (sourceFaults(source_).stagesMissing >> stage & 1) == 0;
+    const bool comes = (source_.source.faults().stagesMissing >> stage & 1) == 0;
     return StreamBlock{bytes, comes ? std::max(running_->ready_ns[stage], clock_now() + coreReaction_ns) : coreNever_ns,
                        sampleStream_portRate, fill};
 }
@@ -146,17 +158,14 @@ void SpectrumPipeline::abort() {
     step_ = Step::closed;
 }
 
-void SpectrumPipeline::draw(Capture* capture, uint32_t stage) {
-    const uint32_t points = capture->setup.stages[stage].points;
-    const double rate = coreKind_stageRate_Hz(kind_, capture->converters.clock_Hz, stage);
-    const StageExpectation& expected = source_.source.expectation(stage, rate, points);
-    LargeVector<SpectrumPoint>& out = capture->results[stage];
-    out.resize(points);
-    const auto& input = capture->setup.input;
+void SpectrumPipeline::draw(const Capture& capture, uint32_t stage, std::span<SpectrumPoint> out) {
+    const double rate = coreKind_stageRate_Hz(kind_, capture.converters.clock_Hz, stage);
+    const StageExpectation& expected = source_.source.expectation(stage, rate, static_cast<uint32_t>(out.size()));
+    const auto& input = capture.setup.input;
     if (input[channelA] == 0 && input[channelB] == 0)
-        drawCross(*capture, expected, stage, out);
+        drawCross(capture, expected, stage, out);
     else
-        drawOwn(*capture, expected, stage, input[channelA] == 0 ? channelA : channelB, out);
+        drawOwn(capture, expected, stage, input[channelA] == 0 ? channelA : channelB, out);
 }
 
 void SpectrumPipeline::drawCross(const Capture& capture, const StageExpectation& expected, uint32_t stage,

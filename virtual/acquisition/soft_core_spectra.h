@@ -52,12 +52,13 @@ private:
         Setup setup;
         ConverterState converters;
         std::array<uint64_t, coreStages> ready_ns;
-        std::array<LargeVector<SpectrumPoint>, coreStages> results; // guarded by the source's mutex; empty: not drawn
+        std::array<LargeVector<SpectrumPoint>, coreStages> results; // of blocks that are read piece by piece;
+                                                                    // guarded by the source's mutex; empty: not drawn
     };
 
     bool advance(Step from, Step to);
     double schedule(Capture* capture, uint64_t start_ns) const;
-    void draw(Capture* capture, uint32_t stage);
+    void draw(const Capture& capture, uint32_t stage, std::span<SpectrumPoint> out);
     void drawCross(const Capture& capture, const StageExpectation& expected, uint32_t stage,
                    std::span<SpectrumPoint> out);
     void drawOwn(const Capture& capture, const StageExpectation& expected, uint32_t stage, Channel channel,

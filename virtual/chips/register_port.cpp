@@ -1,10 +1,26 @@
 #include "virtual/chips/register_port.h"
 
+#include <algorithm>
+#include <stdexcept>
+
 namespace vi {
 
 RegisterPort::RegisterPort(std::initializer_list<PortRegister> registers) {
     for (const auto& [address, powerOn, buffered] : registers)
-        registers_[address] = {powerOn, buffered, powerOn, powerOn};
+        cells_.at(count_++) = {address, powerOn, buffered, powerOn, powerOn};
+}
+
+const RegisterPort::Cell* RegisterPort::find(uint16_t address) const {
+    const auto all = std::span(cells_).first(count_);
+    const auto cell = std::ranges::find(all, address, &Cell::address);
+    return cell != all.end() ? &*cell : nullptr;
+}
+
+uint8_t RegisterPort::reg(uint16_t address) const {
+    const Cell* const cell = find(address);
+    if (cell == nullptr)
+        throw std::out_of_range("no register " + std::to_string(address));
+    return cell->active;
 }
 
 bool RegisterPort::send(std::span<const uint8_t> frame, uint32_t mode) {
@@ -23,10 +39,10 @@ bool RegisterPort::send(std::span<const uint8_t> frame, uint32_t mode) {
     const auto at = [&](size_t i) { return static_cast<uint16_t>(address - i); };
     const auto value = [&](size_t i) { return frame[count - 1 - i]; };
     for (size_t i = 0; i < count; ++i)
-        if (i > address || !registers_.contains(at(i)) || !accepts(at(i), value(i)))
+        if (i > address || find(at(i)) == nullptr || !accepts(at(i), value(i)))
             return false;
     for (size_t i = 0; i < count; ++i) {
-        Cell& cell = registers_.at(at(i));
+        Cell& cell = *std::ranges::find(registers(), at(i), &Cell::address);
         cell.written = value(i);
         if (!cell.buffered)
             cell.active = value(i);
@@ -36,12 +52,12 @@ bool RegisterPort::send(std::span<const uint8_t> frame, uint32_t mode) {
 }
 
 void RegisterPort::update() {
-    for (auto& [address, cell] : registers_)
+    for (Cell& cell : registers())
         cell.active = cell.written;
 }
 
 void RegisterPort::reset() {
-    for (auto& [address, cell] : registers_)
+    for (Cell& cell : registers())
         cell.active = cell.written = cell.powerOn;
 }
 

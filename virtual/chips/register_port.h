@@ -4,8 +4,9 @@
 
 #include "virtual/chips/word_chip.h"
 
+#include <array>
 #include <initializer_list>
-#include <map>
+#include <span>
 
 namespace vi {
 
@@ -20,7 +21,7 @@ public:
     bool send(std::span<const uint8_t> frame, uint32_t mode) final;
 
     /// What acts.
-    [[nodiscard]] uint8_t reg(uint16_t address) const { return registers_.at(address).active; }
+    [[nodiscard]] uint8_t reg(uint16_t address) const;
 
 protected:
     RegisterPort(std::initializer_list<PortRegister> registers);
@@ -33,13 +34,19 @@ protected:
     void reset();
 
 private:
+    static constexpr size_t registersMax = 18;
     struct Cell {
+        uint16_t address;
         uint8_t powerOn;
         bool buffered;
         uint8_t written;
         uint8_t active;
     };
-    std::map<uint16_t, Cell> registers_;
+    [[nodiscard]] const Cell* find(uint16_t address) const;
+    [[nodiscard]] std::span<Cell> registers() { return std::span(cells_).first(count_); }
+
+    std::array<Cell, registersMax> cells_{};
+    size_t count_ = 0;
 };
 
 } // namespace vi

@@ -182,6 +182,8 @@ bool followOscillator(Bench* bench, uint64_t moment) {
 
 void newDut(Bench* bench) {
     bench->dutNow = bench->dutFile.dut;
+    const Faults& faults = bench->dutNow.faults;
+    bench->deliveryFaults = {faults.fpgaSilent, faults.samplesMissing, faults.stageTimeout};
     bench->dutSince = clock_now();
     static_cast<void>(followOscillator(bench, bench->dutSince)); // it is new in any case
     for (Bench::ChannelState& state : bench->channel)

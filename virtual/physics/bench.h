@@ -15,6 +15,7 @@
 #include "virtual/physics/signal_chain.h"
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -44,8 +45,9 @@ struct Bench {
     DutFile dutFile;
     Dut dutNow; // that of the file; an oscillator that is tuned with its present carrier and level
     OscillatorState oscillator;
-    uint64_t dutSince;       // on the clock, ns: when the DUT came into force
-    uint64_t dutVersion = 0; // grows with each DUT that comes into force
+    uint64_t dutSince;                          // on the clock, ns: when the DUT came into force
+    uint64_t dutVersion = 0;                    // grows with each DUT that comes into force
+    std::atomic<DeliveryFaults> deliveryFaults; // of dutNow, for those who ask without the lock
 
     struct ChannelState {
         ChannelWiring wiring;

@@ -20,8 +20,7 @@ void BenchSource::beginSpectra(uint64_t length_ns) {
 }
 
 DeliveryFaults BenchSource::faults() {
-    const Faults faults = bench_faults(&bench_);
-    return {faults.fpgaSilent, faults.samplesMissing, faults.stageTimeout};
+    return bench_.deliveryFaults;
 }
 
 const StageExpectation& BenchSource::expectation(uint32_t stage, double sampleRate_Hz, uint32_t points) {

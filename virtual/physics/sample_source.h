@@ -1,7 +1,8 @@
 #pragma once
 /// The analog side as the acquisition board's FPGA sees it: what arrives at its ADCs and at its counter input.
 ///
-/// What a source does not override is an input without a signal. Calls come from several threads, one at a time.
+/// What a source does not override is an input without a signal. Calls come from several threads, one at a time;
+/// faults() at any moment.
 
 #include "virtual/physics/signal_chain.h"
 
