@@ -29,7 +29,8 @@ using CommandFrame = std::array<char, adfpga_commandMax + 1>;
 int sendCommand(std::string_view command) {
     if (command.size() > adfpga_commandMax)
         return scpi::outOfMemory;
-    CommandFrame frame{}; // the bus clocks a frame out from its last byte: the NUL stands first
+    CommandFrame frame; // the bus clocks a frame out from its last byte: the NUL stands first
+    frame[0] = '\0';
     std::reverse_copy(command.begin(), command.end(), frame.begin() + 1);
     const auto length = static_cast<uint32_t>(command.size() + 1);
     return tvspiSend(commandSlave, length, 0, frame.data()) == 0 ? 0 : scpi::executionError;

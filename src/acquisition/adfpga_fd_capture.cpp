@@ -4,6 +4,7 @@
 #include "acquisition/adfpga_generation.h"
 #include "acquisition/adfpga_link.h"
 #include "acquisition/adfpga_start.h"
+#include "acquisition/adfpga_text.h"
 #include "base/error_codes.h"
 #include "base/tvdebug.h"
 #include "core/abstime.h"
@@ -33,13 +34,20 @@ uint32_t toMicroseconds(double seconds) {
     return static_cast<uint32_t>(std::min(std::max(seconds, shortestRead_s) * usPerSecond, double{UINT32_MAX}));
 }
 
+/// "stage", its number, and what is asked of it.
+AdfpgaText stageCommand(uint32_t stage) {
+    return AdfpgaText().add("stage").add(stage);
+}
+
 int configureStage(TVPN_ADFPGA* board, uint32_t stage) {
     const AdfpgaSettings& settings = board->inForce;
-    if (stage >= adfpga_generation(board).firstSettableStage)
-        if (const int status = TVPN_ADFPGA_fpgaCommandF(board, "stage%ul%u", stage, settings.fdSamplesCount[stage] * 2);
+    if (stage >= adfpga_generation(board).firstSettableStage) {
+        const uint32_t length = settings.fdSamplesCount[stage] * 2;
+        if (const int status = TVPN_ADFPGA_sendFpga(board, stageCommand(stage).add("l").add(length).text());
             status != 0)
             return status;
-    return TVPN_ADFPGA_fpgaCommandF(board, "stage%u%u", stage, settings.fdCorrelations[stage].get());
+    }
+    return TVPN_ADFPGA_sendFpga(board, stageCommand(stage).add(settings.fdCorrelations[stage].get()).text());
 }
 
 /// Sends the set-up of a capture, up to the first failure.
@@ -47,12 +55,12 @@ int configure(TVPN_ADFPGA* board) {
     const AdfpgaSettings& settings = board->inForce;
     int status = TVPN_ADFPGA_ADC_setOutputMode2Complement(board);
     if (status == 0)
-        status = TVPN_ADFPGA_fpgaCommandF(board, "muxd,muxaa,muxba");
+        status = TVPN_ADFPGA_fpgaCommandsImmediate(board, "muxd,muxaa,muxba");
     if (status == 0)
         status = TVPN_ADFPGA_fpgaCommandsImmediate(
             board, channelCommands[std::min<uint32_t>(settings.fdChannel, adfpga_crossCorrelation)]);
     if (status == 0)
-        status = TVPN_ADFPGA_fpgaCommandF(board, "stage#%c", board->fdStageFlag != 0 ? 'n' : 'b');
+        status = TVPN_ADFPGA_sendFpga(board, board->fdStageFlag != 0 ? "stage#n" : "stage#b");
     if (status == 0)
         status = TVPN_ADFPGA_sendFpga(board, "stage#x");
     for (uint32_t stage = 0; stage < settings.fdStages && status == 0; ++stage)
@@ -96,7 +104,7 @@ int fetchStage(TVPN_ADFPGA* board, uint32_t stage, double budget_s) {
     const uint32_t tmoUs = toMicroseconds(budget_s);
     int status = TVPN_ADFPGA_listenSsc_nonrt(board, points * adfpga_fdPointBytes, tmoUs);
     if (status == 0)
-        status = TVPN_ADFPGA_fpgaCommandF(board, "stage%uf", stage);
+        status = TVPN_ADFPGA_sendFpga(board, stageCommand(stage).add("f").text());
     if (status == 0) {
         status = receiveStage(board, stage, budget_s);
         if (status != 0)
@@ -111,7 +119,7 @@ int fetchStage(TVPN_ADFPGA* board, uint32_t stage, double budget_s) {
 /// miss: the capture has failed, whatever the last stage says.
 void endCapture(TVPN_ADFPGA* board, int status, bool asked) {
     if (cancelled(board) || !asked)
-        std::ignore = TVPN_ADFPGA_fpgaCommandF(board, "stagea"); // the capture has its status
+        std::ignore = TVPN_ADFPGA_sendFpga(board, "stagea"); // the capture has its status
     TVPN_ADFPGA_exitTransferTask(board, asked ? status : scpi::executionError);
 }
 

@@ -1,13 +1,12 @@
 // The sample stream: blocks that the FPGA sends, through a real-time device.
 
 #include "acquisition/adfpga_link.h"
+#include "acquisition/adfpga_text.h"
 #include "base/error_codes.h"
 #include "base/tvdebug.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstdio>
 #include <fcntl.h>
 
 namespace {
@@ -26,9 +25,9 @@ int openForBlock(uint32_t bytes, uint32_t timeoutUs) {
         printd("TVPN_ADFPGA_listenSsc_nonrt(): failed to open SSC AD device node! errno=%d\n", errno);
         return -1;
     }
-    std::array<char, 48> text;
-    const int length = snprintf(text.data(), text.size(), "%u,%u,%u,%u\n", bytes, 0U, 2U, 1U);
-    const long written = rt_dev_write(fd, text.data(), static_cast<size_t>(length));
+    AdfpgaText configuration;
+    configuration.add(bytes).add(",0,2,1\n");
+    const long written = rt_dev_write(fd, configuration.text(), configuration.length());
     const int timed = rt_dev_ioctl(fd, requestTimeout, uintptr_t{timeoutUs});
     long armed = 0;
     {
@@ -60,18 +59,15 @@ PrimaryMode::~PrimaryMode() {
 }
 
 int TVPN_ADFPGA_listenSsc_nonrt(TVPN_ADFPGA* board, uint32_t bytes, uint32_t timeoutUs) {
-    {
-        MutexLock lock(board->streamMutex);
-        closeDevice(board); // left open by a block transfer whose client is gone
-    }
+    MutexLock lock(board->streamMutex);
+    closeDevice(board); // left open by a block transfer whose client is gone
     board->sscRemaining = 0;
     const int fd = openForBlock(bytes, timeoutUs);
     if (fd < 0)
         return scpi::executionError;
-    MutexLock lock(board->streamMutex);
     board->sscFd = fd;
     board->sscRemaining = bytes;
-    // A cancel that came meanwhile found nothing to stop.
+    // A cancel that came before found nothing to stop.
     board->sscState = board->transferCancel != 0 ? sscCancelled : sscListening;
     return 0;
 }
