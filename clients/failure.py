@@ -24,6 +24,8 @@ NO_EXTERNAL_HINT = (
 )
 LOCK_HINT = "noisy carriers want a wider --loop or --reference HIGH, quiet low ones a narrower loop: docs/limits.md"
 
+NOISE_HINT = "where no noise is shown the loops did not lock; carriers below 40 MHz want --type VCXO: docs/limits.md"
+
 
 def _no_signal_hint(instrument: Instrument) -> str:
     lowest, highest = (engineering_hz(instrument.number(f"SENS:FREQ? {end}")) for end in ("MIN", "MAX"))
@@ -49,7 +51,7 @@ def sweep_hint(code: int) -> str | None:
             "no oscillator was found at that tune voltage: does it have the --supply that it needs, and does it run there? "
             f"It wants {LOWEST_DBM} dBm"
         )
-    return "the noise of the last point failed; the rest is as shown" if code in (NO_BEAT, LOCK_FAILED) else None
+    return NOISE_HINT if code in (NO_BEAT, LOCK_FAILED) else None
 
 
 def lines(instrument: Instrument, code: int | None) -> Iterator[str]:

@@ -67,35 +67,37 @@ def configure(instrument: Instrument, setup: SweepSetup) -> None:
             raise
 
 
-def _wait(instrument: Instrument, what: str) -> bool:
-    """Whether what was waited for has come. Raises InstrumentError if the sweep failed."""
+def _wait(instrument: Instrument, what: str) -> InstrumentError | None:
+    """Waits and returns the error that came of it, with the code TIMEOUT where what was waited for has not come."""
     instrument.write(f"CALC:VCO:WAIT {what}")
     code, text = instrument.next_error()
-    if code not in (NO_ERROR, TIMEOUT):
-        raise InstrumentError(f'{code},"{text}"', code)
-    return code == NO_ERROR
+    return None if code == NO_ERROR else InstrumentError(f'{code},"{text}"', code)
+
+
+def _is_timeout(error: InstrumentError | None) -> bool:
+    return error is not None and error.code == TIMEOUT
 
 
 def run(instrument: Instrument, progress: Callable[[int], None]) -> None:
     """Starts a sweep and returns when it has ended. `progress` is called with the points that are done. Raises
-    InstrumentError if the sweep fails."""
+    InstrumentError if the sweep fails, and, once it has ended, if points are without noise: that costs them nothing else."""
+    failure = None
     instrument.write("INIT")
-    while not _wait(instrument, "ALL,1"):
-        _wait(instrument, f"NEXT,{POLL_MS}")
+    while _is_timeout(ended := _wait(instrument, "ALL,1")):
+        error = _wait(instrument, f"NEXT,{POLL_MS}")  # with a point comes the error of its noise
+        if not _is_timeout(error):
+            failure = error or failure
         progress(int(instrument.query("CALC:VCO:ITER?")))
+    if failure := ended or failure:
+        raise failure
 
 
 def stop(instrument: Instrument) -> None:
     """Ends a sweep, if there is one; what it has measured stays."""
     instrument.write("ABOR")
-    while not _ended(instrument):
+    while _is_timeout(_wait(instrument, "ALL,1")):
         pass
     clear_errors(instrument)
-
-
-def _ended(instrument: Instrument) -> bool:
-    instrument.write("CALC:VCO:WAIT ALL,1")
-    return instrument.next_error()[0] != TIMEOUT
 
 
 def _levels(values: list[float]) -> list[float]:
