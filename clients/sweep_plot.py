@@ -10,6 +10,7 @@ from clients.sweep_report import scaled, spot_name
 
 SIZE_INCH = (13.0, 9.0)
 LEAST_LEVEL_DB, LEAST_NOISE_DB = 1.0, 10.0  # that an axis covers
+ABOVE = {"loc": "lower right", "bbox_to_anchor": (1.0, 0.98), "ncols": 4, "fontsize": 9, "frameon": False}  # no curve there
 COLOURS = (TRACE_COLOUR, "#d9480f", "#2b8a3e", "#a61e4d")
 
 
@@ -46,7 +47,7 @@ def draw(sweep: Sweep) -> bytes:
     _panel(noise, sweep, "Noise", "dBc/Hz", sweep.noise_dbc_hz, LEAST_NOISE_DB)
     if sweep.noise_dbc_hz:
         names = [f"at {spot_name(offset)}" for offset in sweep.setup.spots_hz]
-        noise.legend(noise.get_lines(), names, fontsize=9, edgecolor="#cccccc")
+        noise.legend(noise.get_lines(), names, **ABOVE)
     span = (sweep.setup.start_v, sweep.setup.stop_v)
     for axes in panels.flat:
         axes.grid(color="#d4d4d4", linewidth=0.8)
@@ -56,6 +57,7 @@ def draw(sweep: Sweep) -> bytes:
             axes.set_xlim(*span)
     for axes in panels[-1]:
         axes.set_xlabel("Tune voltage, V")
+    figure.align_ylabels(panels)
     ended = "" if sweep.whole else f", ended after {len(sweep.tune_v)} of {sweep.setup.points} points"
     figure.suptitle(f"Sweep of an oscillator{ended}", x=0.01, ha="left", fontweight="bold", color=TEXT_COLOUR)
     stamp = f"{sweep.identity}   {sweep.taken:%Y-%m-%d %H:%M}"
