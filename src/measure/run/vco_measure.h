@@ -10,8 +10,9 @@
 /// a point comes with the point behind it, as a central difference, that of the first and the last from one side.
 ///
 /// Returns 0, also after a stop request, which counts before each point; the tune output is left
-/// at the first point's voltage then (at the old one without a point), and on only if it was before. -131272 if the
-/// oscillator is not found: tune output and supply stay as they are. A phase noise run that fails costs its point the
+/// at the first point's voltage then (at the old one without a point), and on only if it was before; the boards before
+/// 2D close its relay with each voltage, though. -131272 if the oscillator is not found: tune output and supply stay as
+/// they are. A phase noise run that fails costs its point the
 /// noise only; the code of the last one is that of the sweep for whoever waits.
 ///
 /// An oscillator that hardly tunes needs a longer gate: the sweep starts again with it, once. The supply is on from the
