@@ -11,6 +11,15 @@ namespace {
 using ConfigurationTest = MeasureTest;
 constexpr int refused = scpi::illegalParameterValue;
 
+/// What `set` answers while an operation of the boards fails.
+template <class... Arguments> int whileFailing(Slot<int(Arguments...)>& slot, int (*set)()) {
+    const auto works = slot.function();
+    fill(slot, [](Arguments...) -> int { return scpi::executionError; });
+    const int answer = set();
+    fill(slot, works);
+    return answer;
+}
+
 } // namespace
 
 TEST_F(ConfigurationTest, RedoCodesTellWhatThreeRunsInARowRepeat) {
@@ -161,6 +170,27 @@ TEST_F(ConfigurationTest, OffsetsStayInOrderWhicheverIsSetFirst) {
             EXPECT_EQ(std::pair(config.offsetMin.get(), config.offsetMax.get()), std::pair(min, max));
         }
     }
+}
+
+TEST_F(ConfigurationTest, WhoMovesTheHardwareHearsOfEachFailure) {
+    const auto internal = [] { return configPN_setReference(device, referenceLowNoise); };
+    const auto external = [] { return configPN_setReference(device, referenceExternal); };
+    const auto pulse = [] { return config_enablePulse(device); };
+    const int answers[] = {
+        whileFailing(Device_enableRf, internal),
+        whileFailing(Device_setReferenceSourceInternal, internal),
+        whileFailing(Device_setInternalReferenceSelection, internal),
+        whileFailing(Device_disableRf, external),
+        whileFailing(Device_setVoutPosVoltage, external),
+        whileFailing(Device_setReferenceSourceExternal, external),
+        whileFailing(Device_setTotalStepAttenuation, [] { return configPN_setAttenuation(device, 3); }),
+        whileFailing(Device_setSpotFreq, [] { return configPN_setSpotFrequency(device, 1e6); }),
+        whileFailing(Device_setLnaGain, [] { return configPN_setIFgain(device, 20); }),
+        whileFailing(Device_configPulse, pulse),
+        whileFailing(Device_enablePreamplifier, pulse),
+    };
+    for (size_t i = 0; i < std::size(answers); ++i)
+        EXPECT_EQ(answers[i], scpi::executionError) << i;
 }
 
 TEST_F(ConfigurationTest, AReferenceThatCannotBeSetIsNotStored) {

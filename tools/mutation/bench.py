@@ -34,6 +34,7 @@ class Bench:
         self.lock = threading.Lock()
         self.originals, self.built = {}, {}
         self.renew()
+        self.configure()
 
     def renew(self):
         """The copy becomes what the tree is; what is equal keeps its time, so that little is built again."""
@@ -80,8 +81,12 @@ class Bench:
             sys.exit(done.stdout)
         listed = json.loads(subprocess.run(["ctest", "--test-dir", str(BUILD), "--show-only=json-v1"], capture_output=True,
                                            text=True, check=True).stdout)
+        programs = {} # of those that are not built yet, which CTest does not tell
+        for file in BUILD.rglob("CTestTestfile.cmake"):
+            programs |= re.findall(r'^add_test\(\[?=*\[?([\w-]+)\]?=*\]? "([^"]+)"\)$', file.read_text(encoding="utf-8"), re.M)
         for test in listed["tests"]:
-            if "command" in test and not NOT_ASKED.match(test["name"]):
+            test.setdefault("command", [programs.get(test["name"], "")])
+            if test["command"][0] and not NOT_ASKED.match(test["name"]):
                 properties = {entry["name"]: entry["value"] for entry in test.get("properties", [])}
                 environment = dict(entry.split("=", 1) for entry in properties.get("ENVIRONMENT", []))
                 self.tests[test["name"]] = (test["command"], environment, properties.get("WORKING_DIRECTORY", str(BUILD)))
@@ -96,13 +101,12 @@ class Bench:
         built = self.call([*self.prefix, "cmake", "--build", "--preset", "release", f"-j{self.jobs}", "--target", *self.targets(names), "--", "-k0"])
         return built.stdout if built.returncode else ""
 
-    def build(self, faults):
+    def build(self, faults, names):
         """Builds all faults, {number: (file, kind, at, length, instead)}, as switches; leaves out what does not compile so."""
-        self.configure()
         left = dict(faults)
         for _ in range(8):
             self.write(left)
-            output = self.ninja(self.tests)
+            output = self.ninja(names)
             if not output:
                 self.switchable = set(self.lines)
                 return
@@ -144,7 +148,7 @@ class Bench:
                               preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_CPU, (int(seconds), int(seconds) + 1)))
         return done.returncode == 0, time.monotonic() - began
 
-    def look_without_fault(self, numbers, pattern):
+    def look_without_fault(self, numbers, names):
         """Runs each test once: how long it takes and which places it passes. One that fails is not asked again."""
 
         def look(name):
@@ -161,7 +165,7 @@ class Bench:
                         self.reached.setdefault(number, []).append(name)
 
         with ThreadPoolExecutor(self.runs) as pool:
-            list(pool.map(look, [name for name in sorted(self.tests) if re.match(pattern, name)]))
+            list(pool.map(look, sorted(names)))
         KNOWN.write_text(json.dumps(self.seconds), encoding="utf-8")
 
     def asked(self, names, folder):
