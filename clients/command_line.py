@@ -53,18 +53,19 @@ def existing_file(text: str) -> str:
     return text
 
 
-def address(words: list[str]) -> tuple[str, int]:
+def address(words: list[str], default_port: int = DEFAULT_PORT) -> tuple[str, int]:
     """From HOST, HOST:PORT, or HOST and PORT. Raises ArgumentTypeError."""
     host, *port = words[0].split(":") + words[1:]
     if not host or len(port) > 1:
         raise argparse.ArgumentTypeError(f"{' '.join(words)!r} is neither HOST, HOST:PORT nor HOST PORT")
-    return host, port_number(port[0]) if port else DEFAULT_PORT
+    return host, port_number(port[0]) if port else default_port
 
 
 class _TakeAddress(argparse.Action):
     def __call__(self, parser, namespace, words, option_string=None):
         try:
-            namespace.address = words if words is self.default else address(words)
+            default_port = self.default[1] if self.default else DEFAULT_PORT
+            namespace.address = words if words is self.default else address(words, default_port)
         except argparse.ArgumentTypeError as error:
             parser.error(str(error))
 
@@ -77,8 +78,8 @@ def add_address(parser: argparse.ArgumentParser, default: tuple[str, int] | None
         metavar="HOST[:PORT]",
         action=_TakeAddress,
         default=default,
-        help=f"the instrument, as HOST, HOST:PORT or HOST PORT (port {DEFAULT_PORT} unless told; a virtual one tells "
-        "its own at start)",
+        help=f"the instrument, as HOST, HOST:PORT or HOST PORT (port {default[1] if default else DEFAULT_PORT} "
+        "unless told; a virtual one tells its own at start)",
     )
 
 

@@ -4,6 +4,7 @@
 #include "core/numbers.h"
 #include "firmware/service.h"
 #include "firmware/startup.h"
+#include "virtual/app/gpib_connector.h"
 #include "virtual/app/idle_watch.h"
 #include "virtual/app/serial_number.h"
 #include "virtual/app/usb_connector.h"
@@ -275,6 +276,7 @@ int main(int argc, char** argv) {
     if (!options.service.empty())
         return service(options.service);
     vi::usbConnector_start(options.address.s_addr, serialNumber, usbRecord);
+    vi::gpibConnector_start(options.address, serialNumber, unitRecords);
     char name[] = "virtual-instrument", verbose[] = "-v";
     char* arguments[] = {name, verbose, nullptr};
     return firmware_start(options.verbose ? 2 : 1, arguments);

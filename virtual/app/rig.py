@@ -173,6 +173,7 @@ class Rig:
         self.log = state / "console.log"
         self.crash_log = state / "tolvane/segv"
         self.usb_record = state / "unit/usbtmc"  # the port of USB/IP
+        self.gpib_record = state / "unit/gpib"  # the port of its adapter
         self._open_state(state)
         command = self._sandboxed(state, ["--power", *([] if port_mapper_answers() else ["--port-mapper"])], [])
 
@@ -237,13 +238,15 @@ class Rig:
         yield "tcp", f"{self.host}:{self.port}"
         if self.usb_record.exists():
             yield "usbtmc", f"{self.host}:{self.usb_record.read_text().strip()}"
+        if self.gpib_record.exists():
+            yield "gpib", f"{self.host}:{self.gpib_record.read_text().strip()}"
 
     def what_is_off(self):
         """The links that are not there, a line each with the reason; nothing if the log is the terminal's."""
         if self.verbose:
             return []
         lines = self.log.read_text(errors="replace").splitlines()
-        return [line for line in lines if re.match(r"(VXI-11|USBTMC) is off: ", line)]
+        return [line for line in lines if re.match(r"(VXI-11|USBTMC|GPIB) is off: ", line)]
 
     def died(self):
         """The error to report for an instrument that has ended as it should not."""
