@@ -170,6 +170,7 @@ class Rig:
         if self.state is None:
             self._temporary = tempfile.mkdtemp(prefix="virtual-instrument-")
         state = Path(self._temporary or self.state)
+        self.state_directory = state
         self.log = state / "console.log"
         self.crash_log = state / "tolvane/segv"
         self.usb_record = state / "unit/usbtmc"  # the port of USB/IP

@@ -9,6 +9,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parent.parent.parent))
 
 from clients import options as client_options
 from clients.command_line import Parser, existing_file, ip_address, port_number, whole_number
+from virtual.app import private
 from virtual.app.rig import DEFAULT_DUT, HOST, Rig, RigError
 
 LARGEST_SEED = 2**64 - 1
@@ -23,6 +24,11 @@ class RunParser(Parser):
             words = message.partition(": ")[2]
             message += f" (options of the measurement follow --, as in ./run -- {words})"
         super().error(message)
+
+
+def published_ports(text):
+    host, _, unit = text.partition(":")
+    return (0 if host == "0" else port_number(host)), port_number(unit)
 
 
 def measurement_options(words, dut):
@@ -70,7 +76,30 @@ def arguments(words):
         help="captures and waits take the hardware's time (default: waits cost nothing)",
     )
     parser.add_argument("--verbose", action="store_true", help="show the firmware's own debug channel")
+    parser.add_argument(
+        "--private",
+        action="store_true",
+        help="a network of its own: all ports at their real numbers, any number of units side by side",
+    )
+    parser.add_argument(
+        "--publish",
+        metavar="HOST:UNIT",
+        type=published_ports,
+        action="append",
+        default=[],
+        help="with --private --serve: a TCP port of this machine (0: any) that leads to one of the unit; may be repeated",
+    )
+    parser.add_argument(
+        "--in",
+        metavar="DIR COMMAND ...",
+        dest="inside",
+        help="runs a client in the network of the unit with --private whose state directory is DIR; it is the only option",
+    )
     options = parser.parse_args(own)
+    if options.inside:
+        parser.error("--in comes first, and a command follows DIR")
+    if options.publish and not (options.private and options.serve):
+        parser.error("--publish goes with --private --serve")
     if options.serve and rest:
         parser.error("options of the measurement do not go with --serve")
     if options.service and (options.serve or rest):
@@ -79,12 +108,13 @@ def arguments(words):
     return options
 
 
-def serve(rig):
+def serve(rig, published):
     """Waits for Ctrl-C. Returns the exit status."""
     # Signals are waited for, not handled: one that a handler takes just before a wait begins would not end that wait.
     signal.pthread_sigmask(signal.SIG_BLOCK, {*ENDED_BY, signal.SIGCHLD})
     try:
-        print("ready", *(f"{name}={place}" for name, place in rig.places()), flush=True)
+        published.open()
+        print("ready", *(f"{name}={place}" for name, place in [*rig.places(), *published.places()]), flush=True)
         for line in rig.what_is_off():
             print(f"run: {line}", file=sys.stderr)
         while rig.process.poll() is None:
@@ -105,7 +135,14 @@ def measure(rig, options):
 
 
 def main():
+    if sys.argv[1:2] == ["--in"] and len(sys.argv) > 3:
+        private.run_in(sys.argv[2], sys.argv[3:])
     options = arguments(sys.argv[1:])
+    listen = options.listen
+    published = private.Published(listen, options.publish)
+    if options.private:
+        private.enter_new()
+        listen = "0.0.0.0"  # loopback is all that there is
     # Both ways to be ended take the same orderly path; a shell's background job starts with SIGINT ignored.
     for number in ENDED_BY:
         signal.signal(number, signal.default_int_handler)
@@ -116,7 +153,7 @@ def main():
         tell_boards=options.serial is not None,
         seed=options.seed,
         port=options.port,
-        listen=options.listen,
+        listen=listen,
         realtime=options.realtime,
         verbose=options.verbose,
     )
@@ -124,7 +161,9 @@ def main():
         if options.service:
             return rig.service(options.service)
         with rig:
-            status = serve(rig) if options.serve else measure(rig, options)
+            if options.private:
+                private.record(rig.state_directory)
+            status = serve(rig, published) if options.serve else measure(rig, options)
         if rig.process.returncode != 0:
             raise rig.died()
         return status
@@ -137,4 +176,7 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    try:
+        sys.exit(main())
+    except private.PrivateError as failure:
+        sys.exit(f"run: {failure}")
