@@ -1,12 +1,16 @@
 #include "core/tv_event.h"
 
 #include "core/process.h"
+#include "device_table/fptrs_panel.h"
 #include "device_table/fptrs_system.h"
 
 #include <array>
 
 namespace {
 
+constexpr int bitTcp = 0;
+constexpr int bitUsb = 1;
+constexpr int bitGpib = 2;
 constexpr int bitVxiA = 3;
 constexpr int bitVxiB = 4;
 constexpr int linkKinds = 5;
@@ -29,6 +33,28 @@ struct VxiChannel {
 };
 std::array<VxiChannel, 2> vxiChannels{{{nullptr, bitVxiA, 0}, {nullptr, bitVxiB, 0}}};
 
+/// Kinds of links that share an icon on the front panel.
+struct Icon {
+    uint32_t links; // of global_activeLinks
+    const Slot<int()>* connect;
+    const Slot<int()>* disconnect;
+};
+constexpr Icon icons[] = {
+    {1u << bitTcp | 1u << bitVxiA | 1u << bitVxiB, &hcupdate_connectLan, &hcupdate_disconnectLan},
+    {1u << bitUsb, &hcupdate_connectUsb, &hcupdate_disconnectUsb},
+    {1u << bitGpib, &hcupdate_connectGpib, &hcupdate_disconnectGpib},
+};
+
+/// Tells the panel, which may be gone, of the icons that come or go.
+void showIcons(uint32_t before, uint32_t after) {
+    for (const Icon& icon : icons) {
+        const bool shown = (before & icon.links) != 0, shows = (after & icon.links) != 0;
+        const Slot<int()>& tell = shows ? *icon.connect : *icon.disconnect;
+        if (shown != shows && tell)
+            slot_carryOn(tell());
+    }
+}
+
 uint32_t afterEvent(uint32_t activeLinks, int event) {
     if (event < eventSetting(0) || event > eventClearing(linkKinds - 1))
         return activeLinks;
@@ -50,6 +76,7 @@ void tv_event_handle(scpi_link*, int event) {
     const uint32_t after = afterEvent(before, event);
     if (event == eventDeviceClear && Device_clear)
         slot_carryOn(Device_clear(debug_device)); // an event has nobody to answer to
+    showIcons(before, after);
     if (before == 0 && after != 0 && Device_enableLedRemote)
         slot_carryOn(Device_enableLedRemote(debug_device)); // a lamp
     if (before != 0 && after == 0 && Device_disableLedRemote)

@@ -12,6 +12,7 @@
 #include "device_table/fptrs_funcout.h"
 #include "device_table/fptrs_generator.h"
 #include "device_table/fptrs_measurement.h"
+#include "device_table/fptrs_panel.h"
 #include "device_table/fptrs_system.h"
 
 /// Fills Device_getDefaultSourceIndex, Device_getSourceIndexMin and Device_getSourceIndexMax with

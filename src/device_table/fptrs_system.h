@@ -71,10 +71,4 @@ inline Slot<int(Device*)> Device_isAnalyzer;
 inline Slot<double(Device*)> Device_getBatteryVoltage;                 // V
 inline Slot<const char*(Device*)> Device_getStoredScpiParameters;      // paths, a line each, or null
 
-// Front panel.
-inline Slot<int(Device*)> DevHc_enableRf{onBoards};
-inline Slot<int(Device*)> DevHc_disableRf{onBoards};
-inline Slot<int()> hcupdate_lock;                                        // the panel takes no more keys
-inline Slot<int()> hcupdate_release;
-
 // clang-format on

@@ -5,6 +5,8 @@
 #include "links/bus_port.h"
 #include "links/command_file.h"
 #include "links/console.h"
+#include "links/panel/panel_transport.h"
+#include "links/panel/tvhc.h"
 #include "links/tvsocket.h"
 #include "links/vxi11/vxi_links.h"
 #include "platform/bus_nodes.h"
@@ -29,6 +31,14 @@ BusPort gpib{.readBits = gpib_readTellsEnd,
 BusActivity gpibActivity{.inUse = linkEventGpibInUse, .gone = linkEventGpibGone};
 
 constexpr LinkRow rows[] = {
+    {.name = "HC Front Panel",
+     .link = &link_hc,
+     .cmdSize = 256,
+     .ansSize = 256,
+     .transport = &panelTransport,
+     .medium = &tvhc,
+     .stack = threadStack,
+     .exists = device_config_usesFp},
     {.name = "File",
      .link = &link_file,
      .cmdSize = 128,

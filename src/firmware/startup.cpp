@@ -13,14 +13,19 @@
 #include "drivers/tvspi.h"
 #include "firmware/link_rows.h"
 #include "identity/device_config.h"
+#include "identity/device_variants.h"
 #include "links/bus_activity.h"
 #include "links/discovery.h"
 #include "links/own_address.h"
+#include "links/panel/hcupdate.h"
+#include "links/panel/panel_mirror.h"
+#include "links/panel/tvhc.h"
 #include "links/rmt.h"
 #include "links/tvsocket.h"
 #include "links/vxi11/vxi_links.h"
 #include "links/vxi11/vxi_server.h"
 #include "measure/run/measure.h"
+#include "platform/panel_node.h"
 #include "scpi/execution_cycle.h"
 #include "scpi/link.h"
 #include "scpi/parser.h"
@@ -81,14 +86,36 @@ void ageLinkActivity() {
     deviceAccessMutex.unlock();
 }
 
-void* ipAddressChangeHandler(void*) {
+/// Shows the charge where it has changed. `level` is what was shown last.
+void watchBattery(Device* device, int* level) {
+    constexpr struct {
+        double above_V;
+        int level;
+    } steps[] = {{7.5, 6}, {7.2, 5}, {6.9, 4}, {6.6, 3}};
+    if (!device_config_usesBattery() || !Device_getBatteryVoltage)
+        return;
+    const double volts = Device_getBatteryVoltage(device);
+    int now = 1;
+    for (const auto& step : steps)
+        if (volts > step.above_V && step.level > now)
+            now = step.level;
+    if (now != *level && hcupdate_batteryState)
+        slot_carryOn(hcupdate_batteryState(now));
+    *level = now;
+}
+
+void* ipAddressChangeHandler(void* device) {
+    int batteryLevel = -1;
     for (;;) {
         char address[addressTextSize];
         if (Tvsocket_hasAddressChanged(address)) {
             printd("ipAddressChangeHandler(): own address is now %s\n", address);
+            if (hcupdate_ipAddress)
+                slot_carryOn(hcupdate_ipAddress()); // a panel that has gone shows nothing
             device_config_getLanConfig();
             Tvsocket_reset(&tvsocket);
         }
+        watchBattery(static_cast<Device*>(device), &batteryLevel);
         ageLinkActivity();
         sleep(addressWatchSeconds);
     }
@@ -101,6 +128,23 @@ void waitForBootDelay() {
     device_config_loadBootDelay(&seconds);
     tvstuff_delay_us(static_cast<uint64_t>(seconds * microsecondsPerSecond));
     printd("Done. (Boot delay)\n");
+}
+
+/// The panel says that the instrument is there from here on; its keys wait until the links are served.
+void openPanel() {
+    if (!device_config_usesFp())
+        return;
+    if (Tvhc_open(&tvhc, panelNode_path, 0) != 0)
+        printd("no front panel answers\n");
+    Tvhcupdate_init(&tvhc);
+}
+
+void startPanel() {
+    if (!device_config_usesFp())
+        return;
+    panelMirror_register();
+    devhc_registerDevhcFunctions();
+    hcupdate_everything();
 }
 
 void serveOldForms() {
@@ -178,6 +222,7 @@ void initialize() {
     scpi::recall_resetBus = tvspiReset;
     tvspiOpen();
     scpi_link_initAll(&link_list);
+    openPanel();
 
     device_config_getLanConfig();
     char address[addressTextSize];
@@ -189,6 +234,7 @@ void initialize() {
     parserContext.tree = scpi::commandTree();
     scpi_parser_init(&parserContext);
     serveOldForms();
+    startPanel();
     Device_registerMandatoryFunctions();
     Device_sealSlots();
 

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
-scpi_link link_file, link_console, link_socket, link_vxiA, link_vxiB, link_usb, link_gpib;
+scpi_link link_hc, link_file, link_console, link_socket, link_vxiA, link_vxiB, link_usb, link_gpib;
 scpi_link* link_list;
 Mutex deviceAccessMutex;
 WakeWord tvcommDo;

@@ -137,7 +137,7 @@ struct scpi_link {
 };
 
 /// The links of the process; their order of service is that of scpi_link_init.
-extern scpi_link link_file, link_console, link_socket, link_vxiA, link_vxiB, link_usb, link_gpib;
+extern scpi_link link_hc, link_file, link_console, link_socket, link_vxiA, link_vxiB, link_usb, link_gpib;
 extern scpi_link* link_list;
 
 /// 1: somebody waits for the main thread, which sleeps on it; until it has come nobody else begins a pass.

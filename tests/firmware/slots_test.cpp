@@ -4,6 +4,7 @@
 #include "device_table/device_fptrs.h"
 #include "drivers/tvspi.h"
 #include "identity/device_config.h"
+#include "links/panel/panel_mirror.h"
 #include "measure/run/measure.h"
 #include "measure/settings/measurement_configuration.h"
 #include "virtual/platform/clock.h"
@@ -49,6 +50,8 @@ TEST(Slots, AreFilledByTheRoomsOfTheListAndByNobodyElse) {
     debug_device = device;
     device_config_init();
     EXPECT_EQ(Device_init(device, measure_init), 0);
+    panelMirror_register();
+    devhc_registerDevhcFunctions();
     Device_registerMandatoryFunctions();
     for (const Entry& entry : entries) {
         const auto fits = [&](const Row& row) { return fnmatch(row.names.c_str(), entry.name, 0) == 0; };

@@ -41,8 +41,8 @@ TEST_F(System, TheFrontPanelIsLockedWhereThereIsOne) {
     static int locks, releases;
     converse({{"SYST:LOCK;:SYST:LOCK:REL", "", {-113, -113}}});
     fill(hcupdate_lock, [] { return ++locks, 0; });
-    fill(hcupdate_release, [] { return ++releases, -200; });
-    converse({{"SYST:LOCK;:SYST:LOCK;:SYST:LOCK 1;:SYST:LOCK:REL", "", {-108, -200}}});
+    fill(hcupdate_release, [] { return ++releases, -1; });
+    converse({{"SYST:LOCK;:SYST:LOCK;:SYST:LOCK 1;:SYST:LOCK:REL", "", {-108, -241}}});
     EXPECT_EQ(locks, 2);
     EXPECT_EQ(releases, 1);
     fill.clear(hcupdate_lock);

@@ -34,12 +34,25 @@ void onStoredSettings(Unit& unit, int32_t (*run)(scpi_link*, int32_t)) {
         unit.errorCode = run(unit.link, unit.index);
 }
 
+/// Of what recalled settings may have changed, whichever link has recalled them.
+void tellPanelOf(std::initializer_list<const Slot<int()>*> lines) {
+    for (const Slot<int()>* const line : lines)
+        if (*line)
+            slot_carryOn((*line)()); // a panel that has gone misses it
+}
+
 int32_t recallOverReset(scpi_link* link, int32_t number) {
     if (recall_resetBus != nullptr)
         recall_resetBus();
     if (Device_reset)
         slot_carryOn(Device_reset(parser->device)); // what is recalled comes in any case
-    return scpi_recallDeviceSettings(link, number);
+    const int32_t error = scpi_recallDeviceSettings(link, number);
+    if (error == 0)
+        tellPanelOf({&hcupdate_rfOutputState, &hcupdate_frequencyFixed, &hcupdate_powerFixed, &hcupdate_roscSour,
+                     &hcupdate_remoteOPC});
+    else
+        tellPanelOf({&hcupdate_rfOutputState, &hcupdate_remoteOPC});
+    return error;
 }
 
 } // namespace

@@ -8,4 +8,17 @@ void diagnostic_tuneDelay(Unit& unit) {
         unit.errorCode = dataOutOfRange;
 }
 
+void diagnostic_panelLine(Unit& unit) {
+    if (!hcupdate)
+        return;
+    if (unit.mode == modeQuery) {
+        if (noParameters(unit))
+            answerText(unit, "HC comm test: command only!");
+    } else if (const char* const text = onlyParameter(unit); text != nullptr) {
+        unit.errorCode = hcupdate(text);
+        if (unit.errorCode == -1)
+            unit.errorCode = hardwareMissing;
+    }
+}
+
 } // namespace scpi

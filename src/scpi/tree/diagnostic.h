@@ -19,7 +19,10 @@ template <auto& write> inline constexpr Command report{runReport<write>, Kind::r
 void diagnostic_tuneDelay(Unit& unit);
 inline constexpr Command diagnostic_tuneDelayKind{diagnostic_tuneDelay, Kind::seconds};
 
+void diagnostic_panelLine(Unit& unit);
+
 inline constexpr Row diagnosticRows[] = {
+    {"DIAGnostic:HC", QS, diagnostic_panelLine, "<text>", "Send a line to the front panel, as it is"},
     {"DIAGnostic:PN:MEAS:FTIM", Q, report<Automeasure_printTimes>, "",
      "Phases of the last measurement, ms: frequency search, detector constants, lock, gain, captures"},
     {"DIAGnostic:PN:MEAS:INFO", Q, report<Automeasure_printPnMeasInfo>, "",

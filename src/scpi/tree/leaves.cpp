@@ -2,6 +2,7 @@
 
 #include "base/tvdebug.h"
 #include "scpi/block.h"
+#include "scpi/link.h"
 #include "scpi/parameters.h"
 #include "scpi/text/keyword.h"
 #include "scpi/text/text_format.h"
@@ -141,6 +142,11 @@ void chooseOrAnswer(Unit& unit, std::span<const Choice> choices) {
         setChoice(unit, choices);
     else if (noParameters(unit))
         answerChoice(unit, choices);
+}
+
+void tellPanel(const Unit& unit, const Slot<int()>& line) {
+    if (unit.mode == modeSet && unit.errorCode == 0 && unit.link != &link_hc && line)
+        slot_carryOn(line()); // the setting holds whether or not the panel hears of it
 }
 
 void runAbsent(Unit&) {}

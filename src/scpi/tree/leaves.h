@@ -238,6 +238,21 @@ inline constexpr Command absentHere{runAbsent, Kind::absent};
 void runNotDone(Unit& unit);
 inline constexpr Command noteNotDone{runNotDone, Kind::absent};
 
+/// Tells the front panel of a setting that was made, by any link but its own: it knows what it has sent.
+void tellPanel(const Unit& unit, const Slot<int()>& line);
+
+template <auto& line, auto& command> void runMirrored(Unit& unit) {
+    command(unit);
+    tellPanel(unit, line);
+}
+/// A command whose setting the panel shows in `line`.
+template <auto& line, auto& command>
+inline constexpr Command mirrored = [] {
+    Command same = command;
+    same.run = runMirrored<line, command>;
+    return same;
+}();
+
 // Measurement modes, as numbers of the device table.
 
 inline constexpr int modePn = 0;

@@ -9,7 +9,11 @@ namespace scpi {
 void source_referenceInput(Unit& unit);
 
 inline constexpr Command source_frequency =
-    node_freq<Device_getFrequencyFixed, Device_setFrequencyFixed, Device_getFrequencyMin, Device_getFrequencyMax>;
+    mirrored<hcupdate_frequencyFixed, node_freq<Device_getFrequencyFixed, Device_setFrequencyFixed,
+                                                Device_getFrequencyMin, Device_getFrequencyMax>>;
+
+inline constexpr Command source_referenceInputWord{source_referenceInput, Kind::word, false,
+                                                   repliesOf<referenceInputs>};
 
 inline constexpr Row sourceRows[] = {
     {"[SOURce<n>]:FREQuency:FIXed", QS, source_frequency, "<Hz>|MIN|MAX", "Frequency of the sources"},
@@ -52,11 +56,8 @@ inline constexpr Row sourceRows[] = {
     {"[SOURce<n>]:SUPPly<n>:STATe", QS,
      node_index_bool<Device_isSupplyOutputEnabled, Device_enableSupplyOutput, Device_disableSupplyOutput>, "ON|OFF",
      "Supply n"},
-    {"[SOURce<n>]:ROSCillator:SOURce",
-     QS,
-     {source_referenceInput, Kind::word, false, repliesOf<referenceInputs>},
-     wordsOf<referenceInputs>,
-     "Reference of the loops; the query answers INT, EXT or EXTA"},
+    {"[SOURce<n>]:ROSCillator:SOURce", QS, mirrored<hcupdate_roscSour, source_referenceInputWord>,
+     wordsOf<referenceInputs>, "Reference of the loops; the query answers INT, EXT or EXTA"},
     {"[SOURce<n>]:ROSCillator:INTernal:MODE", QS,
      keyword<internalReferenceWords, Device_setInternalReferenceSelection, Device_getInternalReferenceSelection>,
      wordsOf<internalReferenceWords>,
@@ -66,16 +67,20 @@ inline constexpr Row sourceRows[] = {
     {"[SOURce<n>]:ROSCillator:INTernal:STATe", S, node_bool<absent, Device_enableOCXO, Device_disableOCXO>, "ON|OFF",
      "Internal oscillator"},
     {"[SOURce<n>]:LFOutput:FREQuency", QS,
-     node_freq<Device_getLfgFrequency, Device_setLfgFrequency, Device_getLfgFrequencyMin, Device_getLfgFrequencyMax>,
+     mirrored<hcupdate_lfoFrequency, node_freq<Device_getLfgFrequency, Device_setLfgFrequency,
+                                               Device_getLfgFrequencyMin, Device_getLfgFrequencyMax>>,
      "<Hz>|MIN|MAX", "Frequency of the low-frequency generator"},
-    {"[SOURce<n>]:LFOutput:AMPLitude", QS, node_double<Device_getLfgAmplitude, Device_setLfgAmplitude>, "<V>",
+    {"[SOURce<n>]:LFOutput:AMPLitude", QS,
+     mirrored<hcupdate_lfoAmplitude, node_double<Device_getLfgAmplitude, Device_setLfgAmplitude>>, "<V>",
      "Its amplitude"},
     {"[SOURce<n>]:LFOutput:DAC", S, node_uint32<absent, Device_setFuncoutDac>, "<word>",
      "DAC behind the function output"},
-    {"[SOURce<n>]:LFOutput:SHAPe", QS, choice<lfgShapes>, wordsOf<lfgShapes>, "Shape of the low-frequency generator"},
-    {"[SOURce<n>]:LFOutput:SOURce", QS, choice<functionOutputSources>, wordsOf<functionOutputSources>,
-     "Source of the function output"},
-    {"[SOURce<n>]:LFOutput:STATe", QS, node_bool<Device_isFuncoutEnabled, Device_enableFuncout, Device_disableFuncout>,
+    {"[SOURce<n>]:LFOutput:SHAPe", QS, mirrored<hcupdate_lfoShape, choice<lfgShapes>>, wordsOf<lfgShapes>,
+     "Shape of the low-frequency generator"},
+    {"[SOURce<n>]:LFOutput:SOURce", QS, mirrored<hcupdate_lfoSource, choice<functionOutputSources>>,
+     wordsOf<functionOutputSources>, "Source of the function output"},
+    {"[SOURce<n>]:LFOutput:STATe", QS,
+     mirrored<hcupdate_lfoState, node_bool<Device_isFuncoutEnabled, Device_enableFuncout, Device_disableFuncout>>,
      "ON|OFF", "Function output"},
     {"[SOURce<n>]:SELect", Q,
      node_int32<Device_getDefaultSourceIndex, absent, Device_getSourceIndexMin, Device_getSourceIndexMax>, "[MIN|MAX]",

@@ -40,7 +40,8 @@ inline constexpr auto waitRegister = &DeviceStatusRegisters::operationWait;
 inline constexpr auto questionableRegister = &DeviceStatusRegisters::questionable;
 
 inline constexpr Row outputRows[] = {
-    {"OUTPut<n>[:STATe]", QS, node_bool<Device_isRfEnabled, Device_enableRf, Device_disableRf>, "ON|OFF",
+    {"OUTPut<n>[:STATe]", QS,
+     mirrored<hcupdate_rfOutputState, node_bool<Device_isRfEnabled, Device_enableRf, Device_disableRf>>, "ON|OFF",
      "RF output of the sources; n is not used"},
 };
 

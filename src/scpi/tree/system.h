@@ -26,10 +26,10 @@ void system_lanIp(Unit& unit);
 void system_lanSubnet(Unit& unit);
 void system_lanGateway(Unit& unit);
 
-/// An operation of the front panel's mirror.
+/// An operation of the front panel; -241 for one that has gone.
 template <auto& act> void runPanelAction(Unit& unit) {
     if (act && noParameters(unit))
-        unit.errorCode = act();
+        unit.errorCode = act() == 0 ? 0 : hardwareMissing;
 }
 template <auto& act> inline constexpr Command panelAction{runPanelAction<act>, Kind::action};
 
@@ -38,6 +38,8 @@ inline constexpr Word lanModes[] = {
     {"DHCP", "DHCP", lanModeDhcp},
     {"MANual", "MAN", lanModeMan},
 };
+
+inline constexpr Command system_gpibAddressText{system_gpibAddress, Kind::text};
 
 inline constexpr Row systemRows[] = {
     {"SYSTem:ERRor:ALL",
@@ -55,10 +57,7 @@ inline constexpr Row systemRows[] = {
     {"SYSTem:LOCK", S, panelAction<hcupdate_lock>, "", "Lock the front panel"},
     {"SYSTem:LOCK:REL", S, panelAction<hcupdate_release>, "", "Release the front panel"},
     {"SYSTem:RESTart", S, {system_restart, Kind::action}, "", "Restart the unit; the link goes down"},
-    {"SYSTem:COMMunicate:GPIB:ADDRess",
-     QS,
-     {system_gpibAddress, Kind::text},
-     "\"<address>\"",
+    {"SYSTem:COMMunicate:GPIB:ADDRess", QS, mirrored<hcupdate_gpibAddress, system_gpibAddressText>, "\"<address>\"",
      "Address on the GPIB bus"},
     {"SYSTem:COMMunicate:LAN:CONFig",
      QS,
