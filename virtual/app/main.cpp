@@ -9,6 +9,7 @@
 #include "virtual/app/serial_number.h"
 #include "virtual/app/usb_connector.h"
 #include "virtual/factory/calibration_file.h"
+#include "virtual/panel/panel_server.h"
 #include "virtual/platform/clock.h"
 #include "virtual/unit/unit.h"
 
@@ -39,6 +40,7 @@ constexpr const char* panelRecord = "/run/unit/panel";
 constexpr const char* usbRecord = "/run/unit/usbtmc";  // the port, while hosts can reach it
 constexpr const char* flashRecord = "/run/unit/flash"; // of the FPGA: its cells
 constexpr const char *fpgaConfigFile = "/tolvane/fpga/fpga_config.bin", *fpgaFirmwareFile = "/tolvane/fpga/adfpga.srec";
+constexpr const char* panelSocket = "/run/unit/panel.socket";
 constexpr const char* calibrationFile = "/tolvane/dev/calibration.csv";
 
 constexpr uint16_t commandPort = 18, commandPortUnprivileged = 2018, discoveryPort = 9998;
@@ -189,6 +191,15 @@ void recordPanel(const std::string& text) {
     std::ofstream(draft) << text;
     std::error_code ignored;
     std::filesystem::rename(draft, panelRecord, ignored);
+    unit->panel.showRecord(text);
+}
+
+void startPanel() {
+    std::filesystem::remove(panelSocket); // of a former unit, which may have had a panel
+    if (unit->bench.boards.panel == vi::PanelKind::none)
+        return;
+    if (const int error = vi::panelServer_start(&unit->panel, panelSocket); error != 0)
+        fail(exitPortTaken, std::string("cannot listen at ") + panelSocket + ": " + strerror(error));
 }
 
 /// The device under test may spoil chips; the unit must have them.
@@ -239,9 +250,10 @@ int service(const std::string& command) {
 
 /// What the firmware did that real hardware would not know is a fault of one of the two.
 void tellRefusals() {
-    if (const uint64_t count = unit->bus.faults() + unit->acquisition.refusals(); count != 0)
-        printf("The hardware refused %llu times:\n%s%s", static_cast<unsigned long long>(count),
-               unit->bus.faultTexts().c_str(), unit->acquisition.refusalTexts().c_str());
+    if (const uint64_t count = unit->bus.faults() + unit->acquisition.refusals() + unit->panel.refusals(); count != 0)
+        printf("The hardware refused %llu times:\n%s%s%s", static_cast<unsigned long long>(count),
+               unit->bus.faultTexts().c_str(), unit->acquisition.refusalTexts().c_str(),
+               unit->panel.refusalTexts().c_str());
 }
 
 } // namespace
@@ -268,6 +280,7 @@ int main(int argc, char** argv) {
     unit = new vi::Unit(vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
     std::atexit(tellRefusals);
     requireChips(options);
+    startPanel();
     unit->boards.onPanel(recordPanel);
     settleCalibration(serialNumber);
     settleFlash();

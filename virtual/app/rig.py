@@ -175,6 +175,7 @@ class Rig:
         self.crash_log = state / "tolvane/segv"
         self.usb_record = state / "unit/usbtmc"  # the port of USB/IP
         self.gpib_record = state / "unit/gpib"  # the port of its adapter
+        self.panel = state / "unit/panel.socket"  # not there on a unit without a front panel
         self._open_state(state)
         command = self._sandboxed(state, ["--power", *([] if port_mapper_answers() else ["--port-mapper"])], [])
 
@@ -241,6 +242,8 @@ class Rig:
             yield "usbtmc", f"{self.host}:{self.usb_record.read_text().strip()}"
         if self.gpib_record.exists():
             yield "gpib", f"{self.host}:{self.gpib_record.read_text().strip()}"
+        if self.panel.exists():
+            yield "panel", self.panel
 
     def what_is_off(self):
         """The links that are not there, a line each with the reason; nothing if the log is the terminal's."""

@@ -48,6 +48,12 @@ ControllerBoards controllerBoards(char code) {
     return code > '1' ? ControllerBoards::from1E : ControllerBoards::before1E;
 }
 
+PanelKind panelKind(char code) {
+    if (code == '2')
+        return PanelKind::older;
+    return code == '3' || code == '4' ? PanelKind::newer : PanelKind::none;
+}
+
 SupplyBoards supplyBoards(char code) {
     if (code <= '1')
         return SupplyBoards::none;
@@ -104,6 +110,7 @@ UnitBoards unitBoards_of(std::string_view serialNumber) {
     boards.acquisitionPll = at(9) == '4' || at(9) == '5';
     boards.sources = sourceBoards(gate, at(10));
     boards.controller = controllerBoards(at(5));
+    boards.panel = panelKind(at(4));
     boards.supply = supplyBoards(at(7));
     boards.individual = hash(serialNumber);
     boards.carrierMin_Hz = 1e6;

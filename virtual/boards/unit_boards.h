@@ -15,6 +15,7 @@ enum class SourceBoards { none, doubleChannel, firstPair, secondPair };
 
 /// Controller boards: what a later one has, it has too; `fs` is one of 1F or newer with an FPGA of its own.
 enum class ControllerBoards { before1E, from1E, from1F, fs };
+enum class PanelKind { none, older, newer };
 enum class SupplyBoards { none, low5V, high12V, relayOnly };
 
 /// Ways from the input to the mixer.
@@ -32,6 +33,7 @@ struct UnitBoards {
     bool acquisitionPll;         // position 9: '4' and '5', of the first generation
     SourceBoards sources;        // positions 0 and 10; the reference of a pair can be selected
     ControllerBoards controller; // position 5: '2' from 1E, '3' from 1F on, '4' with the option FS
+    PanelKind panel;             // position 4: '2' older, '3' and '4' newer
     SupplyBoards supply;         // position 7: '3' 12 V, '5' relay only, others above '1' 5 V
     double carrierMin_Hz, carrierMax_Hz;
     double prescalerThreshold_Hz; // analog boards up to 2A divide until the carrier is at most this

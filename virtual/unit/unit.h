@@ -4,6 +4,7 @@
 
 #include "virtual/acquisition/acquisition_board.h"
 #include "virtual/bus/spi_bus.h"
+#include "virtual/panel/front_panel.h"
 #include "virtual/physics/bench.h"
 #include "virtual/physics/bench_source.h"
 #include "virtual/unit/board_box.h"
@@ -28,6 +29,7 @@ struct Unit {
     SpiBus bus;
     AcquisitionBoard acquisition;
     BoardBox boards;
+    FrontPanel panel; // on a node where the unit has one
 };
 
 } // namespace vi
