@@ -1,5 +1,6 @@
 #pragma once
-/// Which links have a user at the other end, and the lamps and the panel's icons that follow it; and tv_event, a wake-up with a memory.
+/// Which links have a user at the other end, and the lamps and the panel's icons that follow it; and tv_event, a
+/// wake-up with a memory.
 ///
 /// The accounting of links is called with deviceAccessMutex held: the lamps are device operations.
 
