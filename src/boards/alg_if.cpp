@@ -132,8 +132,8 @@ int TVPNX_ALG_setIFGain(TVPNX_ALG* board, int32_t gain) {
     const bool pulsed = alg_revision(board).pulsed;
     if (pulsed && board->pulseMode) {
         alg_applyBit(board, IF_FM_DEMOD_EN_BIT, true);
-        uint32_t unused = 0; // the reading sets the detector's level
-        TVPNX_ALG_getDutPowerAdcValue(board, &unused);
+        uint32_t unused = 0;
+        alg_carryOn(TVPNX_ALG_getDutPowerAdcValue(board, &unused)); // the reading sets the detector's level
     }
     alg_preset(board, vgaStates[step->vgaState]);
     presetFilter(board, filterOf(board, step->channel));

@@ -10,8 +10,8 @@
 /// TVPNX_ALG_setFrequency of 1B, 1C and 2A.
 void alg_planBySwitches(TVPNX_ALG* board, const tvfreq& frequency);
 /// TVPNX_ALG_setDUT_DivRatioX and TVPNX_ALG_setCounter up to the transfer of the lines.
-int alg_presetRatio(TVPNX_ALG* board, uint32_t ratio);
-int alg_presetCounter(TVPNX_ALG* board, int32_t ratio);
+[[nodiscard]] int alg_presetRatio(TVPNX_ALG* board, uint32_t ratio);
+[[nodiscard]] int alg_presetCounter(TVPNX_ALG* board, int32_t ratio);
 
 inline const AlgRevision& alg_revision(const TVPNX_ALG* board) {
     return algRevisions[board->algVersion];

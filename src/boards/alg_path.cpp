@@ -69,7 +69,9 @@ void presetDutPath(TVPNX_ALG* board) {
         alg_presetBit(board, DUT_AMP_BIT, board->preamplifier);
         alg_presetBit(board, DUT_MUX_A1_BIT, !board->referenceInternal && !board->counterEnabled);
         break;
-    default: board->preamplifier = false; alg_presetRatio(board, board->prescaler);
+    default:
+        board->preamplifier = false;
+        alg_carryOn(alg_presetRatio(board, board->prescaler)); // one of the ratios that there are
     }
 }
 

@@ -115,7 +115,7 @@ int TVPNX_ALG_getDutPowerAdcValue(TVPNX_ALG* board, uint32_t* word) {
     } else {
         if (tvfreqAboveInt(board->dutFrequency, readableTo1x_Hz))
             return scpi::executionError;
-        TVPNX_ALG_setDUT_RFinDirect(board);
+        alg_carryOn(TVPNX_ALG_setDUT_RFinDirect(board)); // each first revision has this input
         status = readAfter(board, settling1x_us, word);
     }
     return chip_firstFailure({status, TVPNX_ALG_setFrequency(board, &board->dutFrequency)});
@@ -155,8 +155,8 @@ int TVPNX_ALG_enablePULSE(TVPNX_ALG* board, int on) {
         return TVPNX_ALG_setFrequency(board, &board->dutFrequency);
     }
     alg_preset(board, pulseOn);
-    TVPNX_ALG_setIFMuxBP5M(board);
-    uint32_t unused = 0; // the reading sets the detector's level
+    alg_carryOn(TVPNX_ALG_setIFMuxBP5M(board)); // each pulsed revision has this filter
+    uint32_t unused = 0;                        // the reading sets the detector's level
     return TVPNX_ALG_getDutPowerAdcValue(board, &unused);
 }
 

@@ -86,10 +86,10 @@ void startCounterDivider(TVPNX_ALG* board) {
 }
 
 void startWideDutTune(TVPNX_ALG* board) {
-    TVPNX_ALG_setDutTuneVout(board, board->dutTuneVoltage);
+    alg_carryOn(TVPNX_ALG_setDutTuneVout(board, board->dutTuneVoltage)); // its chip is there
     chip_carryOn(AD5760_setOutputDac(&board->dutTuneWide));
     tvstuff_delay_us(dutTuneSettling_us);
-    TVPNX_ALG_disableDutTuneVoltage(board);
+    alg_carryOn(TVPNX_ALG_disableDutTuneVoltage(board)); // as above
 }
 
 } // namespace
@@ -109,7 +109,7 @@ void TVPNX_ALG_init(TVPNX_ALG* board, uint32_t boardIndex, uint32_t version) {
         startWideDutTune(board);
     if (revision.pulsed)
         threshold_freq_high = thresholdHigh2D_MHz;
-    TVPNX_ALG_setRefInternal(board);
+    alg_carryOn(TVPNX_ALG_setRefInternal(board)); // refuses nothing
 }
 
 void TVPNX_ALG_initVersion(TVPNX_ALG* board, uint32_t version) {

@@ -70,7 +70,7 @@ uint32_t autoRatio(const TVPNX_ALG* board, const tvfreq& f) {
 
 void presetDivider(TVPNX_ALG* board) {
     presetInput(board, divider);
-    alg_presetRatio(board, board->prescaler);
+    alg_carryOn(alg_presetRatio(board, board->prescaler)); // one of the ratios that there are
 }
 
 /// 1B, 1C. Returns the counter's ratio.
@@ -119,7 +119,7 @@ void alg_planBySwitches(TVPNX_ALG* board, const tvfreq& frequency) {
         board->prescaler = autoRatio(board, frequency);
     tvfreqDivideByInt32(&board->mixerFrequency, &frequency, static_cast<int32_t>(board->prescaler));
     const int32_t counter = alg_isFirst(board) ? planFirst(board) : planSecond(board, frequency);
-    alg_presetCounter(board, counter);
+    alg_carryOn(alg_presetCounter(board, counter)); // the plan names ratios that there are
     alg_send(board);
 }
 

@@ -104,7 +104,7 @@ int switchDutTune(TVPNX_ALG* board, bool on) {
 }
 
 void planAnew(TVPNX_ALG* board) {
-    TVPNX_ALG_setFrequency(board, &board->dutFrequency);
+    alg_carryOn(TVPNX_ALG_setFrequency(board, &board->dutFrequency)); // it was taken before
     refreshTuneMuxConfiguration(board);
 }
 

@@ -78,5 +78,5 @@ template <class Value> auto is6g_ofFirst(TVPN_IS6G* board, uint32_t selector, Va
 
 // Of one channel.
 
-int is6g_setDds(TVPN_IS6G_channel* channel, const tvfreq& frequency);
-int is6g_lock(TVPN_IS6G_channel* channel);
+[[nodiscard]] int is6g_setDds(TVPN_IS6G_channel* channel, const tvfreq& frequency);
+[[nodiscard]] int is6g_lock(TVPN_IS6G_channel* channel);

@@ -123,4 +123,4 @@ template <size_t count> int is_presetRatio(TVPN_IS* board, const IsRatioRow (&ro
 int is1B_setFrequency(TVPN_IS* board, const tvfreq& frequency);
 int is1B_setDdsOutput(TVPN_IS* board, const tvfreq& frequency);
 /// `selection` is TVPN_IS_reference...
-int is_setReference(TVPN_IS* board, uint32_t selection);
+[[nodiscard]] int is_setReference(TVPN_IS* board, uint32_t selection);

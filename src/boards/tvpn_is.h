@@ -58,7 +58,7 @@ struct TVPN_IS {
 void TVPN_IS_init(TVPN_IS* board, uint32_t index, uint32_t generation);
 
 /// Sends the lines if one has changed, and pulses the I/O update.
-int TVPN_IS_applyPreset(TVPN_IS* board);
+[[nodiscard]] int TVPN_IS_applyPreset(TVPN_IS* board);
 
 /// Sets reference and frequency up anew; on 1B the reference of 100 MHz and the DDS, which takes 4 ms.
 [[nodiscard]] int TVPN_IS_powerUp(TVPN_IS* board);
@@ -99,8 +99,8 @@ double TVPN_IS_getpdFrequency(const TVPN_IS* board);
 /// 0 from 2A on.
 uint64_t TVPN_IS_getFtw(const TVPN_IS* board);
 /// For the frequencies that follow; 1B rounds, the others only keep the wish.
-int TVPN_IS_enableFrequencyRounding(TVPN_IS* board);
-int TVPN_IS_disableFrequencyRounding(TVPN_IS* board);
+[[nodiscard]] int TVPN_IS_enableFrequencyRounding(TVPN_IS* board);
+[[nodiscard]] int TVPN_IS_disableFrequencyRounding(TVPN_IS* board);
 int TVPN_IS_isFrequencyRoundingEnabled(const TVPN_IS* board);
 
 // Reference.

@@ -61,8 +61,8 @@ void TVPN_IS6G_init(TVPN_IS6G* board, uint32_t selector);
 /// What the DDS makes, with the current of its DAC that keeps the level. From 695 MHz on no current does: -224.
 [[nodiscard]] int TVPN_IS6G_setDDSFrequency(TVPN_IS6G* board, uint32_t selector, const tvfreq* frequency);
 /// For the frequencies that follow.
-int TVPN_IS6G_enableFrequencyRounding(TVPN_IS6G* board, uint32_t selector);
-int TVPN_IS6G_disableFrequencyRounding(TVPN_IS6G* board, uint32_t selector);
+[[nodiscard]] int TVPN_IS6G_enableFrequencyRounding(TVPN_IS6G* board, uint32_t selector);
+[[nodiscard]] int TVPN_IS6G_disableFrequencyRounding(TVPN_IS6G* board, uint32_t selector);
 /// 1 if the words of the channel are rounded, else 0; of both that of A.
 int TVPN_IS6G_isFrequencyRoundingEnabled(TVPN_IS6G* board, uint32_t selector);
 
@@ -79,9 +79,9 @@ double TVPN_IS6G_getVtune_ocxo(TVPN_IS6G* board, uint32_t selector);
 /// Of the frequency asked for last, in Hz/V.
 double TVPN_IS6G_getFmSensitivity(TVPN_IS6G* board, uint32_t selector);
 double TVPN_IS6G_getVcoSensitivity(TVPN_IS6G* board, uint32_t selector);
-int TVPN_IS6G_setVcoSensitivity(TVPN_IS6G* board, uint32_t selector, double value);
+[[nodiscard]] int TVPN_IS6G_setVcoSensitivity(TVPN_IS6G* board, uint32_t selector, double value);
 /// 250 Hz/V if none is stored, or less than 10.
-int TVPN_IS6G_loadVcoSensitivity(TVPN_IS6G* board, uint32_t selector);
+[[nodiscard]] int TVPN_IS6G_loadVcoSensitivity(TVPN_IS6G* board, uint32_t selector);
 /// 0, or -200 if a file cannot be written.
 [[nodiscard]] int TVPN_IS6G_storeVcoSensitivity(TVPN_IS6G* board, uint32_t selector);
 
@@ -89,6 +89,6 @@ int TVPN_IS6G_loadVcoSensitivity(TVPN_IS6G* board, uint32_t selector);
 /// did not lock, -4 if B did not, -200 if both did but a transfer failed.
 [[nodiscard]] int TVPN_IS6G_selftest(TVPN_IS6G* board);
 /// The same, told on standard output.
-int TVPN_IS6G_test(TVPN_IS6G* board);
+[[nodiscard]] int TVPN_IS6G_test(TVPN_IS6G* board);
 /// Prints the channels and their chips on standard output. Takes readings of their ADCs and status lines.
 void TVPN_IS6G_printInfo(const TVPN_IS6G* board);

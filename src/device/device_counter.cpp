@@ -59,8 +59,7 @@ int enableCounter(Device* device) {
     const int32_t division = divisionFor(frequency_Hz);
     onBothChannels(device, [=] { return TVPNX_ALG_enableFrequencyCounter(device->selectedAlg); });
     const tvfreq whole{static_cast<int64_t>(frequency_Hz), 0};
-    TVPNX_ALG_setFrequency(&device->algA, &whole);
-    TVPNX_ALG_setFrequency(&device->algB, &whole);
+    device_planBoth(device, whole);
     onBothChannels(device, [=] { return TVPNX_ALG_setCounter(device->selectedAlg, division); });
     const uint32_t prescaler = TVPNX_ALG_getPrescaler(&device->algA);
     device->counterDivider = static_cast<uint32_t>(division) * prescaler;
@@ -127,7 +126,7 @@ int getDUTFrequency(Device* device) {
     slot_carryOn(Device_calibrateTVPNFrequency(device, &frequency_Hz, &raw_Hz)); // cannot fail
     slot_carryOn(Automeasure_config_setFrequency(device, frequency_Hz));         // held to its limits
     double2tvfreq(&frequency_Hz, &device->frequency);                            // the level is calibrated there
-    TVPNX_ALG_setFrequency(&device->algA, &device->frequency);
+    alg_carryOn(TVPNX_ALG_setFrequency(&device->algA, &device->frequency));      // within the limits by now
     if (const tvpow* power = Device_getPowerFixed(device); power != nullptr)
         slot_carryOn(Automeasure_config_setPower(device, static_cast<double>(*power)));
     return 0;

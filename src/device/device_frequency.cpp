@@ -61,8 +61,7 @@ int setSources(Device* device, const tvfreq& mixer) {
 /// -200, without the I/O update, if a source board of the second generation does not lock.
 int setFrequency(Device* device, const tvfreq* frequency) {
     device->frequency = *frequency;
-    TVPNX_ALG_setFrequency(&device->algA, &device->frequency);
-    TVPNX_ALG_setFrequency(&device->algB, &device->frequency);
+    device_planBoth(device, device->frequency);
     tvfreq mixer;
     TVPNX_ALG_getFrequencyMixer(device->selectedAlg, &mixer);
     if (device->selectedAlg->algVersion > TVPNX_ALG_2A)
@@ -74,7 +73,7 @@ int setFrequency(Device* device, const tvfreq* frequency) {
 
 int setFrequencyOneChannel(Device* device, const tvfreq* frequency) {
     TVPNX_ALG* const board = device->selectedAlg;
-    TVPNX_ALG_setFrequency(board, frequency);
+    alg_carryOn(TVPNX_ALG_setFrequency(board, frequency)); // a refusal leaves the board as it is
     tvfreq mixer;
     TVPNX_ALG_getFrequencyMixer(board, &mixer);
     if (board->algVersion > TVPNX_ALG_1C)
@@ -100,8 +99,7 @@ int setOffsettedFrequency(Device* device, const tvfreq* frequency, int up) {
 
 int setFreqVariable(Device* device, const tvfreq* frequency) {
     device->frequency = *frequency;
-    TVPNX_ALG_setFrequency(&device->algA, &device->frequency);
-    TVPNX_ALG_setFrequency(&device->algB, &device->frequency);
+    device_planBoth(device, device->frequency);
     return 0;
 }
 
@@ -110,8 +108,8 @@ uint32_t getDivThresFreq(Device* device) {
 }
 int setDivThresFreq(Device* device, uint32_t megahertz) {
     device->divThresFrequency = megahertz;
-    TVPNX_ALG_setPrescalerThresholdFrequency(&device->algA, megahertz);
-    TVPNX_ALG_setPrescalerThresholdFrequency(&device->algB, megahertz);
+    for (TVPNX_ALG* const board : {&device->algA, &device->algB})
+        alg_carryOn(TVPNX_ALG_setPrescalerThresholdFrequency(board, megahertz)); // takes each value
     return 0;
 }
 

@@ -83,8 +83,8 @@ void startSources(Device* device) {
             TVPN_IS_2A_setInternalRefThresholdFrequency(source, device->divThresFrequency);
         }
     }
-    TVPNX_ALG_setPrescalerThresholdFrequency(&device->algA, device->divThresFrequency);
-    TVPNX_ALG_setPrescalerThresholdFrequency(&device->algB, device->divThresFrequency);
+    for (TVPNX_ALG* const board : {&device->algA, &device->algB})
+        alg_carryOn(TVPNX_ALG_setPrescalerThresholdFrequency(board, device->divThresFrequency)); // takes each value
 }
 
 /// The sources get their frequency here, whether the RF is on or not. The self test tells what does not answer.
@@ -101,7 +101,7 @@ void setFirstCarrier(Device* device) {
             static_cast<void>(TVPN_IS_setFrequency(source, &device->frequency, device->lowPath));
     }
     static_cast<void>(TVCONT_ioupdate());
-    TVPNX_ALG_setDUTAttenuation(device->selectedAlg, 0);
+    alg_carryOn(TVPNX_ALG_setDUTAttenuation(device->selectedAlg, 0)); // later revisions have no attenuator
     device_selectA(device);
 }
 

@@ -37,10 +37,10 @@ const tvpow* quicklyGetDUTPower(Device* device) {
 const tvpow* getPower1C(Device* device) {
     const uint32_t threshold_MHz = Device_getDivThresFrequency(device);
     slot_carryOn(Device_setDivThresFrequency(device, threshold1C_MHz)); // a reading goes on with what it gets
-    TVPNX_ALG_setDUTPath(device->selectedAlg);
+    alg_carryOn(TVPNX_ALG_setDUTPath(device->selectedAlg));             // as above
     const tvpow* const power = quicklyGetDUTPower(device);
     slot_carryOn(Device_setDivThresFrequency(device, threshold_MHz));
-    TVPNX_ALG_setDUTPath(device->selectedAlg);
+    alg_carryOn(TVPNX_ALG_setDUTPath(device->selectedAlg)); // as above
     return power;
 }
 

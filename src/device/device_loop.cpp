@@ -35,7 +35,7 @@ int selectPnLoopMode(Device* device, int code) {
         printd("TVPNX_ALG: invalid locking mode selected\n");
         return scpi::illegalParameterValue;
     }
-    TVPNX_ALG_setOpenMode(device->selectedAlg, mode->open);
+    alg_carryOn(TVPNX_ALG_setOpenMode(device->selectedAlg, mode->open)); // a mark in the record
     mode->tuneSource(device->selectedAlg);
     mode->acquisitionAid(device->selectedAlg);
     device->loopMode = static_cast<uint32_t>(code);

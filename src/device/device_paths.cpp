@@ -26,27 +26,29 @@ bool hasTransientPath(const Device* device) {
 }
 
 void setTransient(Device* device, int on) {
-    TVPNX_ALG_enableTRAN(&device->algA, on);
-    TVPNX_ALG_enableTRAN(&device->algB, on);
+    for (TVPNX_ALG* const board : {&device->algA, &device->algB})
+        alg_carryOn(TVPNX_ALG_enableTRAN(board, on)); // a board without the mode measures without it
 }
+
+// Only codes are refused: each revision has the filters, and one without a counter has none to switch.
 
 int setPath(Device* device, int path) {
     if (device_config_usesTVPNX_ALG_2A())
-        TVPNX_ALG_disableFrequencyCounter(device->selectedAlg);
+        alg_carryOn(TVPNX_ALG_disableFrequencyCounter(device->selectedAlg));
     switch (path) {
     case pathAsIs: return 0;
-    case pathBaseband: TVPNX_ALG_setIFMuxBBIn(device->selectedAlg); return 0;
+    case pathBaseband: alg_carryOn(TVPNX_ALG_setIFMuxBBIn(device->selectedAlg)); return 0;
     case pathPhaseNoise:
-        TVPNX_ALG_setIFMuxPath(device->selectedAlg, phaseNoiseChannel);
+        alg_carryOn(TVPNX_ALG_setIFMuxPath(device->selectedAlg, phaseNoiseChannel));
         setTransient(device, 0);
-        TVPNX_ALG_disableFrequencyCounter(&device->algA);
+        alg_carryOn(TVPNX_ALG_disableFrequencyCounter(&device->algA));
         return 0;
     case pathTransient:
         if (!hasTransientPath(device))
             return 0;
         setTransient(device, 1);
         slot_carryOn(Device_setLnaGain(device, 0)); // the path has been changed by then
-        TVPNX_ALG_enableFrequencyCounter(&device->algA);
+        alg_carryOn(TVPNX_ALG_enableFrequencyCounter(&device->algA));
         return 0;
     default: return invalidPath();
     }
@@ -56,11 +58,11 @@ int setPathOneChannel(Device* device, int channel, int path) {
     constexpr int channelA = 1;
     switch (path) {
     case pathAsIs: return 0;
-    case pathBaseband: TVPNX_ALG_setIFMuxBBIn(device->selectedAlg); return 0;
-    case pathPhaseNoise: TVPNX_ALG_setIFMuxPath(device->selectedAlg, phaseNoiseChannel); return 0;
+    case pathBaseband: alg_carryOn(TVPNX_ALG_setIFMuxBBIn(device->selectedAlg)); return 0;
+    case pathPhaseNoise: alg_carryOn(TVPNX_ALG_setIFMuxPath(device->selectedAlg, phaseNoiseChannel)); return 0;
     case pathTransient:
         if (hasTransientPath(device))
-            TVPNX_ALG_enableFrequencyCounter(channel == channelA ? &device->algA : &device->algB);
+            alg_carryOn(TVPNX_ALG_enableFrequencyCounter(channel == channelA ? &device->algA : &device->algB));
         return 0;
     default: return invalidPath();
     }
@@ -96,8 +98,8 @@ int getDefaultGainStages(Device*) {
 
 int configPulse(Device* device) {
     const int on = Automeasure_config_getPulseStatus(device) != 0 ? 1 : 0;
-    TVPNX_ALG_enablePULSE(&device->algA, on);
-    TVPNX_ALG_enablePULSE(&device->algB, on);
+    for (TVPNX_ALG* const board : {&device->algA, &device->algB})
+        alg_carryOn(TVPNX_ALG_enablePULSE(board, on)); // a board without the mode measures without it
     return 0;
 }
 

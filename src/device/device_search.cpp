@@ -40,9 +40,7 @@ double lastCarrier(const Device* device) {
 }
 
 void planBoth(Device* device, double frequency_Hz) {
-    const tvfreq frequency = exactly(frequency_Hz);
-    TVPNX_ALG_setFrequency(&device->algA, &frequency);
-    TVPNX_ALG_setFrequency(&device->algB, &frequency);
+    device_planBoth(device, exactly(frequency_Hz));
 }
 
 /// Reads both counters behind a division of `ratio`.
@@ -216,7 +214,7 @@ double countOn2A(Device* device, double hint_Hz) {
 
 bool readFirst(Device* device, double plan_Hz, double* carrier_Hz) {
     const tvfreq plan = exactly(plan_Hz);
-    TVPNX_ALG_setFrequency(&device->algA, &plan);
+    alg_carryOn(TVPNX_ALG_setFrequency(&device->algA, &plan)); // the first revisions take each
     Readings readings{0, 0};
     const bool agree = readOutFrequencyCounter(device, &readings.first, &readings.second);
     *carrier_Hz = mean(readings);
@@ -228,8 +226,8 @@ bool readWithoutHint(Device* device, double* carrier_Hz) {
     constexpr uint32_t attenuation = 64, undivided = 1;
     constexpr double lowPlan_Hz = 100e6, highPlan_Hz = 1e9;
     onBothChannels(device, [=] {
-        TVPNX_ALG_setDUTAttenuation(device->selectedAlg, attenuation);
-        TVPNX_ALG_disableAutoPrescaler(device->selectedAlg);
+        alg_carryOn(TVPNX_ALG_setDUTAttenuation(device->selectedAlg, attenuation)); // the first revisions take it
+        alg_carryOn(TVPNX_ALG_disableAutoPrescaler(device->selectedAlg));           // a mark in the record
         return TVPNX_ALG_setPrescaler(device->selectedAlg, undivided);
     });
     const bool found = readFirst(device, lowPlan_Hz, carrier_Hz) || readFirst(device, highPlan_Hz, carrier_Hz);
@@ -246,7 +244,7 @@ double countOnFirst(Device* device, double hint_Hz) {
     if (!found)
         return notFoundFirst;
     const tvfreq carrier = exactly(carrier_Hz);
-    TVPNX_ALG_setFrequency(&device->algA, &carrier);
+    alg_carryOn(TVPNX_ALG_setFrequency(&device->algA, &carrier)); // as above
     return carrier_Hz;
 }
 

@@ -17,7 +17,7 @@ template <auto of6g, auto ofPair> double get(Device* device) {
 
 template <auto of6g, auto ofPair> int set(Device* device, double sensitivity) {
     if (device->is6g != nullptr)
-        of6g(device->is6g, device->selectedChannel, sensitivity);
+        slot_carryOn(of6g(device->is6g, device->selectedChannel, sensitivity)); // the channel is there
     else if (device->selectedIs != nullptr)
         ofPair(device->selectedIs, sensitivity);
     return 0;

@@ -33,6 +33,12 @@ void forwardIfThere(const SlotRegistrar& fill, Slot<Result(Device*, Arguments...
     });
 }
 
+/// Plans both analog boards for `frequency`; one that a board refuses, below 1 MHz, leaves its lines as they are.
+inline void device_planBoth(Device* device, const tvfreq& frequency) {
+    for (TVPNX_ALG* const board : {&device->algA, &device->algB})
+        alg_carryOn(TVPNX_ALG_setFrequency(board, &frequency));
+}
+
 /// Runs `operation` with board B selected, then with board A, and leaves A selected. Gives the first failure.
 template <class Operation> int onBothChannels(Device* device, Operation operation) {
     device_selectB(device);
