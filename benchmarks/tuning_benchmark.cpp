@@ -12,7 +12,7 @@ namespace {
 
 constexpr tvfreq first_Hz{1'000'000'000, 0}, near_Hz{1'000'100'000, 0}, far_Hz{6'000'000'000, 0};
 
-uint64_t transfersOf(vi::Unit& unit, Device* device, const tvfreq& frequency) {
+uint64_t transfersOf(vi::Hardware& unit, Device* device, const tvfreq& frequency) {
     const uint64_t before = unit.bus.transfers();
     if (Device_setFrequency(device, &frequency) != 0)
         abort();
@@ -24,7 +24,7 @@ uint64_t transfersOf(vi::Unit& unit, Device* device, const tvfreq& frequency) {
 int main() {
     const vi::NoiseCurve quiet{{{1, -60}, {1e3, -120}, {1e6, -160}}};
     Device* device = nullptr;
-    vi::Unit& unit = startUnit(&device, vi::defaultSerialNumber.data(), {1e9, 5, quiet, {}, {}});
+    vi::Hardware& unit = startUnit(&device, vi::defaultSerialNumber.data(), {1e9, 5, quiet, {}, {}});
     transfersOf(unit, device, first_Hz);
     const uint64_t step = transfersOf(unit, device, near_Hz), band = transfersOf(unit, device, far_Hz),
                    again = transfersOf(unit, device, far_Hz);

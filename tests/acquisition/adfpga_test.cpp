@@ -23,8 +23,8 @@ constexpr uint32_t records = 1'000'000;
 constexpr uint32_t stages = 3;
 
 /// A unit's board and its driver, which take their memory once.
-struct Unit {
-    explicit Unit(FpgaGeneration generation)
+struct Rig {
+    explicit Rig(FpgaGeneration generation)
         : second(generation == FpgaGeneration::second), board(bus, {generation, true}, source, 1) {
         connect();
         TVPN_ADFPGA_init(&driver, second ? 3 : 2);
@@ -65,8 +65,8 @@ protected:
         tvspiClose();
     }
 
-    static Unit& unitOf(FpgaGeneration generation) {
-        static Unit first(FpgaGeneration::first), second(FpgaGeneration::second);
+    static Rig& rigOf(FpgaGeneration generation) {
+        static Rig first(FpgaGeneration::first), second(FpgaGeneration::second);
         return generation == FpgaGeneration::first ? first : second;
     }
 
@@ -122,7 +122,7 @@ protected:
         return TVPN_ADFPGA_countFrequencyAdc(driver, &a, &b);
     }
 
-    Unit& unit = unitOf(GetParam());
+    Rig& unit = rigOf(GetParam());
     TVPN_ADFPGA* driver = &unit.driver;
     const uint64_t before = refusals();
     /// Streams samples to a client until the handler has no more; its last result. `got`: bytes.

@@ -7,8 +7,8 @@
 #include "links/panel/panel_mirror.h"
 #include "measure/run/measure.h"
 #include "measure/settings/measurement_configuration.h"
+#include "virtual/hardware/hardware.h"
 #include "virtual/platform/clock.h"
-#include "virtual/unit/unit.h"
 
 #include <algorithm>
 #include <fnmatch.h>
@@ -44,7 +44,8 @@ std::vector<Row> listed() {
 
 TEST(Slots, AreFilledByTheRoomsOfTheListAndByNobodyElse) {
     std::vector<Row> rows = listed();
-    vi::Unit unit(vi::unitBoards_of(device_config_getSN()), vi::DutFile{"", {100e6, 8, {{{1, -100}}}, {}, {}}, {}}, 1);
+    vi::Hardware unit(vi::unitBoards_of(device_config_getSN()), vi::DutFile{"", {100e6, 8, {{{1, -100}}}, {}, {}}, {}},
+                      1);
     ASSERT_EQ(tvspiOpen(), 0);
     Device* const device = Device_create();
     debug_device = device;

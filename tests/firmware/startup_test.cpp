@@ -6,7 +6,7 @@
 #include "platform/tvko.h"
 #include "tests/core/child.h"
 #include "tests/slots.h"
-#include "virtual/unit/unit.h"
+#include "virtual/hardware/hardware.h"
 
 #include <filesystem>
 #include <fstream>
@@ -49,8 +49,8 @@ public:
     explicit Instrument(std::vector<const char*> options = {}, Bus bus = Bus::silent)
         : Child([&] {
               // Both stay until the process is gone, as the firmware's threads do.
-              auto* unit = new vi::Unit(vi::unitBoards_of(vi::defaultSerialNumber),
-                                        vi::DutFile{"", {100e6, 8, {{{1, -100}}}, {}, {}}, {}}, 1);
+              auto* unit = new vi::Hardware(vi::unitBoards_of(vi::defaultSerialNumber),
+                                            vi::DutFile{"", {100e6, 8, {{{1, -100}}}, {}, {}}, {}}, 1);
               if (bus == Bus::talking)
                   vi::rtdm_register(tvko_deviceName, new TalkingBus(unit->bus));
               options.insert(options.begin(), "firmware");

@@ -60,7 +60,7 @@ uint64_t startAndRun(uint64_t first) {
     if (child == 0) {
         std::optional<Failing> failing;
         testing::internal::CaptureStderr();
-        UnitInProcess::beforeStart = [&](vi::Unit& hardware) { failing.emplace(hardware.bus, first); };
+        UnitInProcess::beforeStart = [&](vi::Hardware& hardware) { failing.emplace(hardware.bus, first); };
         UnitInProcess& unit = UnitInProcess::get();
         const uint64_t transfers = failing->seen;
         unit.hardware().bus.intercept({});

@@ -13,7 +13,7 @@
 #include "scpi/tree/command_tree.h"
 #include "tests/memory_client.h"
 #include "tests/virtual/factory_file.h"
-#include "virtual/unit/unit.h"
+#include "virtual/hardware/hardware.h"
 
 #include <algorithm>
 #include <cmath>
@@ -73,10 +73,10 @@ public:
         link_.eventRequest = linkEventTcpGone;
         client_.askForSome();
     }
-    vi::Unit& hardware() { return *unit_; }
+    vi::Hardware& hardware() { return *unit_; }
     /// What Device_init gave, and something to do to the hardware before it.
     [[nodiscard]] int started() const { return started_; }
-    static inline std::function<void(vi::Unit& hardware)> beforeStart;
+    static inline std::function<void(vi::Hardware& hardware)> beforeStart;
     double number(const std::string& query) { return std::stod(tell(query)); }
     std::vector<float> block(const std::string& query) {
         const std::string answer = tell(query);
@@ -141,7 +141,7 @@ private:
         std::string reason;
         if (!dutFile_open(&file, path, &reason))
             throw std::runtime_error(reason);
-        unit_ = std::make_unique<vi::Unit>(vi::unitBoards_of(device_config_getSN()), std::move(file), 1);
+        unit_ = std::make_unique<vi::Hardware>(vi::unitBoards_of(device_config_getSN()), std::move(file), 1);
         layFactoryFile(device_config_getSN());
         if (tvspiOpen() != 0)
             throw std::runtime_error("no SPI bus");
@@ -181,7 +181,7 @@ private:
     }
 
     static constexpr const char* path = "/tmp/dut.toml";
-    std::unique_ptr<vi::Unit> unit_;
+    std::unique_ptr<vi::Hardware> unit_;
     int started_ = 0;
     vi::Dut dut_ = loud(100e6);
     scpi_link link_{};

@@ -3,7 +3,7 @@
 #include "tests/virtual/bench_fixture.h"
 #include "tests/virtual/board_bus.h"
 #include "virtual/boards/source_pair.h"
-#include "virtual/unit/board_box.h"
+#include "virtual/hardware/board_box.h"
 
 #include <algorithm>
 #include <complex>

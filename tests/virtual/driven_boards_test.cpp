@@ -6,7 +6,7 @@
 #include "drivers/tvspi.h"
 #include "identity/device_config_sn.h"
 #include "virtual/factory/calibration_file.h"
-#include "virtual/unit/unit.h"
+#include "virtual/hardware/hardware.h"
 
 #include <cmath>
 #include <cstring>
@@ -84,7 +84,7 @@ private:
     void expectCounted(int64_t carrier_Hz);
 
     const Kind& kind_;
-    Unit unit_{unitBoards_of(kind_.serial), {"", {100e6, level_dBm, {{{1, -100}}}, {}, {}}, {}}, 1};
+    Hardware unit_{unitBoards_of(kind_.serial), {"", {100e6, level_dBm, {{{1, -100}}}, {}, {}}, {}}, 1};
     Device* device_;
 };
 

@@ -108,7 +108,7 @@ protected:
     }
 
     static inline Device* device;
-    Unit* unit_ = nullptr;
+    Hardware* unit_ = nullptr;
     Bench* bench_ = nullptr; // the unit's
     Dut dut_;
 };

@@ -39,10 +39,10 @@ int32_t tvmemAllocated() {
     return taken;
 }
 
-vi::Unit& startUnit(Device** device, const char* serial, const vi::Dut& dut, uint64_t seed) {
-    static std::unique_ptr<vi::Unit> unit;
+vi::Hardware& startUnit(Device** device, const char* serial, const vi::Dut& dut, uint64_t seed) {
+    static std::unique_ptr<vi::Hardware> unit;
     unit.reset();
-    unit = std::make_unique<vi::Unit>(vi::unitBoards_of(serial), vi::DutFile{"", dut, {}}, seed);
+    unit = std::make_unique<vi::Hardware>(vi::unitBoards_of(serial), vi::DutFile{"", dut, {}}, seed);
     emptyPool();
     layFactoryFile(serial);
     strcpy(device_config_sn, serial);

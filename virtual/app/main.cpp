@@ -9,9 +9,9 @@
 #include "virtual/app/serial_number.h"
 #include "virtual/app/usb_connector.h"
 #include "virtual/factory/calibration_file.h"
+#include "virtual/hardware/hardware.h"
 #include "virtual/panel/panel_server.h"
 #include "virtual/platform/clock.h"
-#include "virtual/unit/unit.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -183,7 +183,7 @@ std::string settleSerialNumber(std::string wanted) {
     return wanted;
 }
 
-vi::Unit* unit;
+vi::Hardware* unit;
 
 /// Shows what the unit shows. A record that cannot be written is none.
 void recordPanel(const std::string& text) {
@@ -277,7 +277,7 @@ int main(int argc, char** argv) {
     else if (vi::idleWatch_start() != 0)
         fail(exitPortTaken, "no thread for the clock");
     // Never freed: threads of the firmware use it until the process is gone.
-    unit = new vi::Unit(vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
+    unit = new vi::Hardware(vi::unitBoards_of(serialNumber), std::move(dut), options.seed);
     std::atexit(tellRefusals);
     requireChips(options);
     startPanel();

@@ -1,9 +1,9 @@
-#include "virtual/unit/board_box.h"
+#include "virtual/hardware/board_box.h"
 
 #include "virtual/boards/source_double.h"
 #include "virtual/boards/source_first.h"
 #include "virtual/boards/source_pair.h"
-#include "virtual/unit/panel_record.h"
+#include "virtual/hardware/panel_record.h"
 
 #include <algorithm>
 #include <utility>

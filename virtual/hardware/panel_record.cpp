@@ -1,4 +1,4 @@
-#include "virtual/unit/panel_record.h"
+#include "virtual/hardware/panel_record.h"
 
 #include <iomanip>
 #include <sstream>

@@ -1,4 +1,4 @@
-#include "virtual/unit/unit.h"
+#include "virtual/hardware/hardware.h"
 
 #include "platform/panel_node.h"
 #include "platform/tvko.h"
@@ -7,23 +7,23 @@
 
 namespace vi {
 
-Unit::OwnBench::OwnBench(const UnitBoards& kind, DutFile dut, uint64_t seed) {
+Hardware::OwnBench::OwnBench(const UnitBoards& kind, DutFile dut, uint64_t seed) {
     bench_init(this, kind, std::move(dut), seed);
     bench_setIndividual(this);
 }
 
-Unit::Unit(const UnitBoards& kind, DutFile dut, uint64_t seed)
+Hardware::Hardware(const UnitBoards& kind, DutFile dut, uint64_t seed)
     : bench(kind, std::move(dut), seed), acquisition(bus, {kind.fpga, kind.acquisitionPll}, source, seed),
       boards(bus, bench, kind), panel(kind.panel) {
     connect();
 }
 
-Unit::~Unit() {
+Hardware::~Hardware() {
     rtdm_unregister(&bus);
     rtdm_unregister(&panel);
 }
 
-void Unit::connect() {
+void Hardware::connect() {
     rtdm_register(tvko_deviceName, &bus);
     rtdm_register(sampleStream_deviceName, &acquisition.stream());
     if (bench.boards.panel != PanelKind::none)

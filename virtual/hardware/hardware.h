@@ -4,19 +4,19 @@
 
 #include "virtual/acquisition/acquisition_board.h"
 #include "virtual/bus/spi_bus.h"
+#include "virtual/hardware/board_box.h"
 #include "virtual/panel/front_panel.h"
 #include "virtual/physics/bench.h"
 #include "virtual/physics/bench_source.h"
-#include "virtual/unit/board_box.h"
 
 namespace vi {
 
 /// To be built before the firmware starts and to outlive it.
-struct Unit {
-    Unit(const UnitBoards& kind, DutFile dut, uint64_t seed);
-    ~Unit();
-    Unit(const Unit&) = delete;
-    Unit& operator=(const Unit&) = delete;
+struct Hardware {
+    Hardware(const UnitBoards& kind, DutFile dut, uint64_t seed);
+    ~Hardware();
+    Hardware(const Hardware&) = delete;
+    Hardware& operator=(const Hardware&) = delete;
 
     /// Makes the unit the one that the firmware finds when it opens its devices, as a new unit is.
     void connect();
