@@ -4,6 +4,7 @@
 
 #include "base/error_handler.h"
 
+#include <array>
 #include <cstdio>
 
 namespace {
@@ -20,6 +21,7 @@ struct ImageFlash {
 };
 
 constexpr uint32_t configAddress = 0;
+constexpr size_t textSize = 80; // of a failure
 
 constexpr ImageFlash firstGeneration{
     "TVPN_ADFPGA_updateFpgaConfig()",
@@ -77,8 +79,11 @@ int update(TVPN_ADFPGA* board, const ImageFlash& flash, const char* configFile, 
     const int released = TVPN_ADFPGA_disableFlashLink(board);
     if (status == 0)
         status = released;
-    if (status != 0)
-        TVPN_ADFPGA_error(board, status, "TVPN_ADFPGA_updateFpgaConfig(): Config flash update failed");
+    if (status != 0) {
+        std::array<char, textSize> text;
+        snprintf(text.data(), text.size(), "%s: Config flash update failed", flash.update);
+        TVPN_ADFPGA_error(board, status, text.data());
+    }
     printf("%s: Reset FPGA\n", flash.update);
     adfpga_pulseReset(board);
     return status;

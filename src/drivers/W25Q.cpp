@@ -67,6 +67,8 @@ int W25Q_eraseBlock64k(W25Q* flash, uint32_t address) {
 }
 
 int W25Q_eraseRange(W25Q* flash, uint32_t start, uint32_t bytes) {
+    if (bytes == 0)
+        return 0;
     const uint64_t end = uint64_t{start} + bytes;
     for (uint64_t block = start / W25Q_blockBytes * W25Q_blockBytes; block < end; block += W25Q_blockBytes)
         if (const int status = W25Q_eraseBlock64k(flash, static_cast<uint32_t>(block)); status != 0)

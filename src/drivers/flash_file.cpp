@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdarg>
 #include <cstdio>
 #include <memory>
 #include <new>
@@ -18,14 +17,7 @@ struct CloseFile {
 using File = std::unique_ptr<FILE, CloseFile>;
 using Bytes = std::unique_ptr<uint8_t[]>;
 
-[[gnu::format(printf, 1, 2)]] void tellFailure(const char* format, ...) {
-    std::array<char, 128> text;
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(text.data(), text.size(), format, arguments);
-    va_end(arguments);
-    globalErrorHandler(scpi::executionError, text.data());
-}
+constexpr size_t textSize = 128;
 
 /// The next piece of a file, as much as there is of `room`; `*piece` is empty at its end. False if it cannot be read.
 bool readPiece(FILE* file, std::span<uint8_t> room, std::span<uint8_t>* piece) {
@@ -48,8 +40,10 @@ int writeChecked(const FlashForFiles& flash, uint32_t address, std::span<const u
         if (const int held = holds(flash, address, data, room); held != 0)
             return held == 1 ? 0 : held;
         if (attempt == flash_writeAttempts) {
-            tellFailure("%s_writeBinary(): data integrity check failed %s_WRITE_ATTEMPTS times", flash.chip,
-                        flash.chip);
+            std::array<char, textSize> text;
+            snprintf(text.data(), text.size(), "%s_writeBinary(): data integrity check failed %s_WRITE_ATTEMPTS times",
+                     flash.chip, flash.chip);
+            globalErrorHandler(scpi::executionError, text.data());
             return scpi::executionError;
         }
         fprintf(stderr, "%s_writeBinary(): data integrity check failed, sector at 0x%X\n", flash.chip, address);
@@ -108,7 +102,9 @@ int flash_compareFile(const FlashForFiles& flash, const char* path, uint32_t add
         if (held < 0)
             return held;
         if (held == 0) {
-            tellFailure("%s_compareBinary(): data integrity check failed", flash.chip);
+            std::array<char, textSize> text;
+            snprintf(text.data(), text.size(), "%s_compareBinary(): data integrity check failed", flash.chip);
+            globalErrorHandler(scpi::executionError, text.data());
             fprintf(stderr, "%s 0x%X\n", flash.differenceText, address);
             return scpi::executionError;
         }

@@ -143,7 +143,6 @@ void startPanel() {
     if (!device_config_usesFp())
         return;
     panelMirror_register();
-    devhc_registerDevhcFunctions();
     hcupdate_everything();
 }
 

@@ -258,6 +258,7 @@ TEST_F(W25QTest, PagesSectorsAndBlocks) {
     EXPECT_EQ(model.cells().read(0x20000 + 299), 0xA5);
     EXPECT_EQ(W25Q_eraseSector(&chip, 0x123F0), 0);
     EXPECT_EQ(model.cells().read(0x123F0), 0xFF);
+    EXPECT_EQ(W25Q_eraseRange(&chip, 0x20001, 0), 0);
     EXPECT_EQ(W25Q_eraseRange(&chip, 0x1FFFF, 1), 0);
     EXPECT_EQ(model.cells().read(0x20000), 0xA5) << "outside the block";
     EXPECT_EQ(W25Q_eraseRange(&chip, 0x1FFFF, 2), 0);

@@ -52,7 +52,6 @@ TEST(Slots, AreFilledByTheRoomsOfTheListAndByNobodyElse) {
     device_config_init();
     EXPECT_EQ(Device_init(device, measure_init), 0);
     panelMirror_register();
-    devhc_registerDevhcFunctions();
     Device_registerMandatoryFunctions();
     for (const Entry& entry : entries) {
         const auto fits = [&](const Row& row) { return fnmatch(row.names.c_str(), entry.name, 0) == 0; };

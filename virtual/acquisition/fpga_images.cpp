@@ -167,10 +167,11 @@ bool holdsFirmware(const FlashCells& cells, FpgaGeneration generation) {
 } // namespace
 
 const FpgaImages& fpgaImages_ofFactory(FpgaGeneration generation) {
-    static const std::array<FpgaImages, 2> images{
+    static const auto* const images = new std::array<FpgaImages, 2>{
+        // threads may look at them while the process leaves
         {{factoryConfiguration(FpgaGeneration::first), factoryFirmwareOf(FpgaGeneration::first)},
          {factoryConfiguration(FpgaGeneration::second), factoryFirmwareOf(FpgaGeneration::second)}}};
-    return images[generation == FpgaGeneration::second ? 1 : 0];
+    return (*images)[generation == FpgaGeneration::second ? 1 : 0];
 }
 
 size_t fpgaImages_firmwareAddress(FpgaGeneration generation) {

@@ -110,16 +110,16 @@ struct SerialFlash::Erasure {
 struct SerialFlash::Sheet {
     size_t bytes, pageBytes, sectorBytes, addressBytes;
     uint8_t program, read, identify;
-    bool identifiesByAddress;            // the identification has an address, which swaps its two bytes
-    std::vector<uint8_t> identification; // repeated
-    std::vector<Erasure> erasures;
+    bool identifiesByAddress; // the identification has an address, which swaps its two bytes
+    std::array<uint8_t, 8> identification;
+    std::array<Erasure, 2> erasures; // of command 0: none
     uint64_t program_ns, eraseChip_ns, writeRegisters_ns;
     uint32_t statusMode;                          // of the write of the status register
     uint8_t readConfiguration = 0, softReset = 0; // 0: the chip has none
 };
 
 const SerialFlash::Sheet& SerialFlash::sheetOf(Kind kind) {
-    static const Sheet w25q64{
+    static constexpr Sheet w25q64{
         .bytes = 8 << 20,
         .pageBytes = 256,
         .sectorBytes = 4 << 10,
@@ -128,14 +128,14 @@ const SerialFlash::Sheet& SerialFlash::sheetOf(Kind kind) {
         .read = 0x03,
         .identify = 0x90,
         .identifiesByAddress = true,
-        .identification = {0xEF, 0x16},
-        .erasures = {{0x20, 4 << 10, 45 * millisecond_ns}, {0xD8, 64 << 10, 150 * millisecond_ns}},
+        .identification = {0xEF, 0x16, 0xEF, 0x16, 0xEF, 0x16, 0xEF, 0x16},
+        .erasures = {{{0x20, 4 << 10, 45 * millisecond_ns}, {0xD8, 64 << 10, 150 * millisecond_ns}}},
         .program_ns = 700 * microsecond_ns,
         .eraseChip_ns = 20 * second_ns,
         .writeRegisters_ns = 10 * millisecond_ns,
         .statusMode = modePlain,
     };
-    static const Sheet s25fl256s{
+    static constexpr Sheet s25fl256s{
         .bytes = 32 << 20,
         .pageBytes = 512,
         .sectorBytes = 256 << 10,
@@ -145,7 +145,7 @@ const SerialFlash::Sheet& SerialFlash::sheetOf(Kind kind) {
         .identify = 0x9F,
         .identifiesByAddress = false,
         .identification = {0x01, 0x02, 0x19, 0x4D, 0x00, 0x80, 0x52, 0x31},
-        .erasures = {{0xDC, 256 << 10, 520 * millisecond_ns}},
+        .erasures = {{{0xDC, 256 << 10, 520 * millisecond_ns}, {}}},
         .program_ns = 340 * microsecond_ns,
         .eraseChip_ns = 66 * second_ns,
         .writeRegisters_ns = 140 * millisecond_ns,

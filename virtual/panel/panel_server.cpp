@@ -121,7 +121,7 @@ private:
     static void show(Client& client, const PanelPicture& picture) {
         for (const auto& [item, value] : picture)
             if (const auto shown = client.shown.find(item); shown == client.shown.end() || shown->second != value)
-                client.unsent += "show " + item + ' ' + value + '\n';
+                client.unsent.append("show ").append(item).append(" ").append(value).append("\n");
         client.shown = picture;
         if (!client.greeted)
             client.unsent += "shown\n";

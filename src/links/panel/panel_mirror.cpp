@@ -100,14 +100,6 @@ constexpr Line laterLines[] = {
     {&hcupdate_remoteOPC, [] { return Tvhcupdate_line("*OPC"); }},
 };
 
-/// The output is switched, and the panel hears of it.
-template <auto& switchOutput> int switchAndTell(Device* device) {
-    const int error = switchOutput(device);
-    if (error == 0 && hcupdate_rfOutputState)
-        slot_carryOn(hcupdate_rfOutputState()); // the output is what it is without a panel too
-    return error;
-}
-
 } // namespace
 
 void panelMirror_register() {
@@ -116,13 +108,6 @@ void panelMirror_register() {
             fill(*line.slot, line.send);
     fill(hcupdate, Tvhcupdate_line);
     fill(hcupdate_batteryState, sendBatteryState);
-}
-
-void devhc_registerDevhcFunctions() {
-    if (!Device_enableRf || !Device_disableRf)
-        return;
-    fill(DevHc_enableRf, switchAndTell<Device_enableRf>);
-    fill(DevHc_disableRf, switchAndTell<Device_disableRf>);
 }
 
 void hcupdate_everything() {

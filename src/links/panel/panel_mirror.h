@@ -3,8 +3,6 @@
 
 /// Fills the slots of the mirror (device_table/fptrs_panel.h); after those of the device.
 void panelMirror_register();
-/// The same for DevHc_enableRf and DevHc_disableRf, where the device has an output to switch.
-void devhc_registerDevhcFunctions();
 
 /// The full picture, as the panel has it before the first change.
 void hcupdate_everything();
