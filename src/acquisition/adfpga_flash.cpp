@@ -2,10 +2,12 @@
 
 #include "acquisition/adfpga_flash.h"
 
+#include "base/error_codes.h"
 #include "base/error_handler.h"
 
 #include <array>
 #include <cstdio>
+#include <sys/stat.h>
 
 namespace {
 
@@ -14,7 +16,7 @@ constexpr uint32_t writeSlave = 252, readSlave = 253;
 /// The flash of a generation.
 struct ImageFlash {
     const char* update; // name of the operation in its messages
-    uint32_t firmwareAddress;
+    uint32_t firmwareAddress, bytes;
     int (*erase)(TVPN_ADFPGA* board);
     int (*write)(TVPN_ADFPGA* board, const char* path, uint32_t address);
     int (*compare)(TVPN_ADFPGA* board, const char* path, uint32_t address);
@@ -26,6 +28,7 @@ constexpr size_t textSize = 80; // of a failure
 constexpr ImageFlash firstGeneration{
     "TVPN_ADFPGA_updateFpgaConfig()",
     0x410000,
+    8 << 20,
     [](TVPN_ADFPGA* board) { return W25Q_eraseChip(&board->flashW25Q); },
     [](TVPN_ADFPGA* board, const char* path, uint32_t address) {
         return W25Q_writeBinary(&board->flashW25Q, path, address);
@@ -37,6 +40,7 @@ constexpr ImageFlash firstGeneration{
 constexpr ImageFlash secondGeneration{
     "TVPN_ADFPGA_2_updateFpgaConfig()",
     0x1300000,
+    32 << 20,
     [](TVPN_ADFPGA* board) { return S25FL_eraseChip(&board->flashS25FL); },
     [](TVPN_ADFPGA* board, const char* path, uint32_t address) {
         return S25FL_writeBinary(&board->flashS25FL, path, address);
@@ -55,6 +59,11 @@ const ImageFlash& flashOf(const TVPN_ADFPGA* board) {
     return adfpga_isSecondGeneration(board) ? secondGeneration : firstGeneration;
 }
 
+bool fits(const char* file, uint32_t room) {
+    struct stat found {};
+    return stat(file, &found) == 0 && found.st_size <= room;
+}
+
 int update(TVPN_ADFPGA* board, const ImageFlash& flash, const char* configFile, const char* firmwareFile) {
     int status = TVPN_ADFPGA_enableFlashLink(board);
     const auto step = [&](const char* what, const char* file, const char* failure, auto operation) {
@@ -68,10 +77,13 @@ int update(TVPN_ADFPGA* board, const ImageFlash& flash, const char* configFile, 
             printf("%s: %s failed!\n", flash.update, failure);
     };
     step("Erase FPGA config flash", nullptr, "Erase", [&] { return flash.erase(board); });
+    const auto write = [&](const char* file, uint32_t address, uint32_t end) {
+        return fits(file, end - address) ? flash.write(board, file, address) : scpi::executionError;
+    };
     step("Write FPGA config flash (FPGA)", configFile, "Write",
-         [&] { return flash.write(board, configFile, configAddress); });
+         [&] { return write(configFile, configAddress, flash.firmwareAddress); });
     step("Write FPGA config flash (Soft core firmware)", firmwareFile, "Write",
-         [&] { return flash.write(board, firmwareFile, flash.firmwareAddress); });
+         [&] { return write(firmwareFile, flash.firmwareAddress, flash.bytes); });
     step("Check FPGA config flash (FPGA)", nullptr, "Check",
          [&] { return flash.compare(board, configFile, configAddress); });
     step("Check FPGA config flash (Soft core firmware)", nullptr, "Check",

@@ -6,8 +6,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <fcntl.h>
 #include <memory>
 #include <new>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -15,6 +18,16 @@ struct CloseFile {
     void operator()(FILE* file) const { fclose(file); }
 };
 using File = std::unique_ptr<FILE, CloseFile>;
+/// A regular file, or null: others might never end, or never begin.
+File openImage(const char* path) {
+    const int number = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    struct stat found {};
+    if (number >= 0 && fstat(number, &found) == 0 && S_ISREG(found.st_mode))
+        return File(fdopen(number, "rb"));
+    if (number >= 0)
+        close(number);
+    return nullptr;
+}
 using Bytes = std::unique_ptr<uint8_t[]>;
 
 constexpr size_t textSize = 128;
@@ -56,7 +69,7 @@ int writeChecked(const FlashForFiles& flash, uint32_t address, std::span<const u
 } // namespace
 
 int flash_writeFile(const FlashForFiles& flash, const char* path, uint32_t address) {
-    const File file(fopen(path, "rb"));
+    const File file = openImage(path);
     const Bytes rooms(new (std::nothrow) uint8_t[size_t{2} * flash.sectorBytes]);
     if (file == nullptr || rooms == nullptr)
         return scpi::executionError;
@@ -89,7 +102,7 @@ int flash_readFile(const FlashForFiles& flash, const char* path, uint32_t addres
 }
 
 int flash_compareFile(const FlashForFiles& flash, const char* path, uint32_t address) {
-    const File file(fopen(path, "rb"));
+    const File file = openImage(path);
     const Bytes rooms(new (std::nothrow) uint8_t[size_t{2} * flash.compareBytes]);
     if (file == nullptr || rooms == nullptr)
         return scpi::executionError;

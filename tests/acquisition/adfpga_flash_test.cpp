@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -145,6 +146,14 @@ TEST_P(FlashTest, WhatGoesWrongIsToldAndTheNextUpdateIsRight) {
         {"a sector that is bad for good", [this] { flash().spoilPrograms(0, 1'000'000); }, executionError, 3, "Write"},
         {"a chip that never ends", [this] { flash().setStuckBusy(true); }, executionError, 0, "Erase"},
         {"no file", [this] { std::filesystem::remove(firmware); }, executionError, 0, "Write"},
+        {"a file too long for its place", [this] { std::filesystem::resize_file(config, 0x1300001); }, executionError,
+         0, "Write"},
+        {"a pipe",
+         [this] {
+             std::filesystem::remove(firmware);
+             mkfifo(firmware.c_str(), 0600);
+         },
+         executionError, 0, "Write"},
         {"a bus that fails", [this] { unit.bus.failTransfers(50, 2); }, executionError, 0, "Write"},
     };
     for (const auto& [name, spoil, status, repeats, failure] : cases) {
@@ -167,6 +176,8 @@ TEST_P(FlashTest, WhatGoesWrongIsToldAndTheNextUpdateIsRight) {
         clock_spend(200'000'000'000);
         if (std::string(name) == "a chip that never ends") // only without power it comes out of that
             flash().powerUp();
+        std::filesystem::remove(firmware);
+        put(config, fpgaImages_ofFactory(unit.generation).configuration);
         put(firmware, fpgaImages_ofFactory(unit.generation).firmware);
         EXPECT_EQ(update(), 0);
         EXPECT_TRUE(unit.answers());

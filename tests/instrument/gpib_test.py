@@ -1,5 +1,6 @@
 """GPIB through the adapter's TCP port: the example, addresses, controllers that die, and units without a connector."""
 
+import os
 import socket
 import subprocess
 import sys
@@ -9,7 +10,7 @@ from tests.instrument.process import ProcessTest, connect, receive_line
 from virtual.app.rig import HOST, PROJECT
 
 ADAPTER = (HOST, 1234)
-SAMPLES = 1 << 20  # of 4 bytes each, behind a head of 8
+SAMPLES = 1 << (16 if os.environ.get("SANITIZED") else 20)  # of 4 bytes each, behind a head of 8
 
 
 class Gpib(ProcessTest):
@@ -63,7 +64,7 @@ class Gpib(ProcessTest):
         block = self.open()
         block.sendall(b"MEAS:NOIS?\n++read eoi\n++ver\n")
         received = b""
-        while len(received) < 8 + 4 * SAMPLES or not received.endswith(b"\n"):
+        while not received.endswith(b"version 1.0\r\n"):
             received += block.recv(1 << 16)
         self.assertEqual(received[8 + 4 * SAMPLES :], b"Virtual GPIB adapter version 1.0\r\n")
 

@@ -205,7 +205,8 @@ class Rig:
             self.log = state / "console.log"
             self._open_state(state)
             with self._log_file:
-                return subprocess.run(self._sandboxed(state, [], ["--service", operation]), check=False).returncode
+                words = self._sandboxed(state, [], ["--service", operation])
+                return subprocess.run(words, preexec_fn=_end_with_parent, check=False).returncode
 
     def _open_state(self, state):
         """Makes the directory and opens the log in it, whose lock keeps other instruments out."""

@@ -102,9 +102,9 @@ def arguments(words):
         parser.error("--publish goes with --private --serve")
     if options.serve and rest:
         parser.error("options of the measurement do not go with --serve")
-    if options.service and (options.serve or rest):
+    if options.service is not None and (options.serve or rest):
         parser.error("--service goes with neither --serve nor a measurement")
-    options.measurement = None if options.serve or options.service else measurement_options(rest[0] if rest else [], options.dut)
+    options.measurement = None if options.serve or options.service is not None else measurement_options(rest[0] if rest else [], options.dut)
     return options
 
 
@@ -158,7 +158,7 @@ def main():
         verbose=options.verbose,
     )
     try:
-        if options.service:
+        if options.service is not None:
             return rig.service(options.service)
         with rig:
             if options.private:

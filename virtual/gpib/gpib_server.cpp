@@ -47,6 +47,7 @@ int portOf(int fd) {
 struct GpibServer::Client {
     int fd;
     bool gone = false;
+    std::string pending; // received, and not yet carried out
     GpibAdapter adapter;
 
     Client(int connection, GpibBus& bus, const std::string& settingsFile)
@@ -68,9 +69,16 @@ struct GpibServer::Client {
         char bytes[4096];
         const ssize_t count = recv(fd, bytes, sizeof bytes, MSG_DONTWAIT);
         if (count > 0)
-            gone = !adapter.take({bytes, static_cast<size_t>(count)}) || gone;
+            pending.assign(bytes, static_cast<size_t>(count));
         else
             gone = count == 0 || (errno != EINTR && errno != EAGAIN);
+    }
+    /// One line, as it may take its time on the bus and the others wait meanwhile.
+    void carryOutLine() {
+        const std::string line = pending.substr(0, pending.find('\n') + 1);
+        const std::string_view taken = line.empty() ? std::string_view(pending) : line;
+        gone = !adapter.take(taken) || gone;
+        pending.erase(0, taken.size());
     }
 };
 
@@ -107,15 +115,22 @@ void GpibServer::accept() {
 
 void GpibServer::serve() {
     std::vector<pollfd> watched{{fd_, POLLIN, 0}};
-    for (const Client& client : clients_)
-        watched.push_back({client.fd, POLLIN, 0});
-    if (poll(watched.data(), watched.size(), -1) <= 0)
+    bool pends = false;
+    for (const Client& client : clients_) {
+        watched.push_back({client.fd, static_cast<short>(client.pending.empty() ? POLLIN : 0), 0});
+        pends = pends || !client.pending.empty();
+    }
+    if (poll(watched.data(), watched.size(), pends ? 0 : -1) < 0)
         return;
     auto place = watched.begin();
     const bool comes = (place++)->revents != 0;
-    for (Client& client : clients_)
-        if ((place++)->revents != 0)
+    for (Client& client : clients_) {
+        const bool readable = ((place++)->revents & (POLLIN | POLLHUP | POLLERR)) != 0;
+        if (client.pending.empty() && readable)
             client.receive();
+        if (!client.pending.empty() && !client.gone)
+            client.carryOutLine();
+    }
     clients_.remove_if([](const Client& client) { return client.gone; });
     if (comes)
         accept();

@@ -15,6 +15,7 @@ namespace {
 
 constexpr int clientsMax = 16, backlog = 128;
 constexpr size_t unsentMax = 64u << 20; // bytes; a client that reads no answers has gone
+constexpr size_t keysMax = 64 << 10;    // bytes behind a key that waits
 constexpr size_t lineMax = 1024;        // bytes; so has one that never ends its line
 
 struct Client {
@@ -81,7 +82,7 @@ private:
             const ssize_t count = recv(client.fd, bytes, sizeof bytes, 0);
             if (count > 0) {
                 client.received.append(bytes, static_cast<size_t>(count));
-                if (client.received.size() > unsentMax)
+                if (client.received.size() > keysMax)
                     client.gone = true;
             }
             if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR))
@@ -93,14 +94,15 @@ private:
 
     /// One key at a time: what is read later stays behind it.
     void pressKeys(Client& client) {
-        while (!client.waits) {
-            const size_t end = client.received.find('\n');
+        size_t done = 0;
+        while (!client.waits && client.unsent.size() <= unsentMax) {
+            const size_t end = client.received.find('\n', done);
             if (end == std::string::npos) {
-                client.gone |= client.received.size() > lineMax;
-                return;
+                client.gone |= client.received.size() - done > lineMax;
+                break;
             }
-            std::string line = client.received.substr(0, end);
-            client.received.erase(0, end + 1);
+            std::string line = client.received.substr(done, end - done);
+            done = end + 1;
             if (!line.empty() && line.back() == '\r')
                 line.pop_back();
             if (const char* const why = panel_->press(client.user, line); why != nullptr)
@@ -108,6 +110,7 @@ private:
             else
                 client.waits = true;
         }
+        client.received.erase(0, done);
     }
 
     static void handOut(Client& client, const std::vector<PanelAnswer>& answers) {
