@@ -48,6 +48,7 @@ struct Bench {
     uint64_t dutSince;                          // on the clock, ns: when the DUT came into force
     uint64_t dutVersion = 0;                    // grows with each DUT that comes into force
     std::atomic<DeliveryFaults> deliveryFaults; // of dutNow, for those who ask without the lock
+    static_assert(std::atomic<DeliveryFaults>::is_always_lock_free);
 
     struct ChannelState {
         ChannelWiring wiring;
