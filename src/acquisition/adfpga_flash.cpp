@@ -61,7 +61,7 @@ const ImageFlash& flashOf(const TVPN_ADFPGA* board) {
 
 bool fits(const char* file, uint32_t room) {
     struct stat found {};
-    return stat(file, &found) == 0 && found.st_size <= room;
+    return file != nullptr && stat(file, &found) == 0 && found.st_size <= room;
 }
 
 int update(TVPN_ADFPGA* board, const ImageFlash& flash, const char* configFile, const char* firmwareFile) {

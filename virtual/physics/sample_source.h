@@ -37,9 +37,9 @@ struct EdgeCount {
 
 /// What is broken on the way from the ADCs to the processor.
 struct alignas(uint64_t) DeliveryFaults { // atomic as a whole
-    bool coreSilent = false;     // the soft core takes commands and does nothing
-    bool samplesMissing = false; // sample pairs never come
-    uint32_t stagesMissing = 0;  // bit n: the spectrum of stage n never comes
+    bool coreSilent = false;              // the soft core takes commands and does nothing
+    bool samplesMissing = false;          // sample pairs never come
+    uint32_t stagesMissing = 0;           // bit n: the spectrum of stage n never comes
 };
 
 class SampleSource {
