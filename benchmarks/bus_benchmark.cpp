@@ -213,11 +213,17 @@ struct Capturer {
     }
 };
 
-/// A capture of 2^20 pairs into the buffers.
-void capture(benchmark::State& state, const char* serial, bool silent) {
+/// One of each generation, as the pool of memory takes nothing back.
+Capturer& capturerOf(const char* serial) {
     static std::map<std::string, Capturer> capturers;
     Capturer& capturer = capturers.try_emplace(serial, vi::unitBoards_of(serial)).first->second;
     capturer.open();
+    return capturer;
+}
+
+/// A capture of 2^20 pairs into the buffers.
+void capture(benchmark::State& state, const char* serial, bool silent) {
+    Capturer& capturer = capturerOf(serial);
     capturer.samples.silent = silent;
     for (auto _ : state)
         if (TVPN_ADFPGA_captureTdSamples(&capturer.driver) != 0)
@@ -229,8 +235,7 @@ void capture(benchmark::State& state, const char* serial, bool silent) {
 
 /// An update of the FPGA's flash with two images of 4 MiB each.
 void flashUpdate(benchmark::State& state, const char* serial) {
-    static Capturer capturer(vi::unitBoards_of(serial));
-    capturer.open();
+    Capturer& capturer = capturerOf(serial);
     const std::string config = std::filesystem::temp_directory_path() / ("config" + std::to_string(getpid()));
     std::ofstream(config, std::ios::binary) << std::string(4 << 20, 'x');
     const int out = dup(STDOUT_FILENO), nowhere = open("/dev/null", O_WRONLY);
