@@ -266,5 +266,5 @@ BENCHMARK_CAPTURE(capture, streamFirst, firstGeneration, true);
 BENCHMARK_CAPTURE(capture, streamSecond, secondGeneration, true);
 BENCHMARK_CAPTURE(capture, wholeFirst, firstGeneration, false);
 BENCHMARK_CAPTURE(capture, wholeSecond, secondGeneration, false);
-BENCHMARK_MAIN();
 BENCHMARK_CAPTURE(flashUpdate, second, secondGeneration); // the last: the FPGA does not boot from these images
+BENCHMARK_MAIN();
