@@ -18,6 +18,10 @@ struct CloseFile {
     void operator()(FILE* file) const { fclose(file); }
 };
 using File = std::unique_ptr<FILE, CloseFile>;
+using Bytes = std::unique_ptr<uint8_t[]>;
+
+constexpr size_t textSize = 128;
+
 /// A regular file, or null: others might never end, or never begin.
 File openImage(const char* path) {
     const int number = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -28,9 +32,6 @@ File openImage(const char* path) {
         close(number);
     return nullptr;
 }
-using Bytes = std::unique_ptr<uint8_t[]>;
-
-constexpr size_t textSize = 128;
 
 /// The next piece of a file, as much as there is of `room`; `*piece` is empty at its end. False if it cannot be read.
 bool readPiece(FILE* file, std::span<uint8_t> room, std::span<uint8_t>* piece) {

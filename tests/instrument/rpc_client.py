@@ -1,11 +1,11 @@
 """A plain VXI-11 client: ONC RPC written out, so that a test can also say what no library would."""
 
-import socket
 import struct
+
+from tests.instrument.raw_client import HOST, RawClient
 
 CORE, ABORT, INTERRUPT = 395183, 395184, 395185
 CORE_PORT, ABORT_PORT = 1024, 1025
-HOST = "127.0.0.1"
 END, REQUEST_COUNT = 4, 1
 (CREATE_LINK, WRITE, READ, READ_STB, TRIGGER, CLEAR, REMOTE, LOCAL, LOCK, UNLOCK, ENABLE_SRQ) = range(10, 21)
 DOCMD, DESTROY_LINK, CREATE_INTR_CHAN, DESTROY_INTR_CHAN = 22, 23, 25, 26
@@ -27,34 +27,13 @@ def record(message, last=True):
     return words(len(message) | (1 << 31 if last else 0)) + message
 
 
-class RpcClient:
+class RpcClient(RawClient):
     """One connection. A context manager."""
 
     def __init__(self, port=CORE_PORT, program=CORE, timeout_s=60):
-        self.socket = socket.create_connection((HOST, port), timeout=timeout_s)
-        self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        super().__init__(port, timeout_s)
         self.program = program
         self.xid = 0
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.socket.close()
-
-    def die(self):
-        """Leaves like a process that is killed with unread answers: the connection is reset."""
-        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
-        self.socket.close()
-
-    def receive(self, count):
-        data = bytearray()
-        while len(data) < count:
-            piece = self.socket.recv(count - len(data))
-            if not piece:
-                raise ConnectionResetError("the server has closed")
-            data += piece
-        return bytes(data)
 
     def send_call(self, procedure, arguments=b"", **options):
         self.xid += 1

@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import socket
 import random
 import struct
 import time

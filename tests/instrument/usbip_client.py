@@ -1,11 +1,11 @@
 """A plain USB/IP host with a USBTMC driver on it, written out so that a test can also say what no kernel would."""
 
 import errno
-import socket
 import struct
 
+from tests.instrument.raw_client import HOST, RawClient
+
 USBIP_PORT = 3240
-HOST = "127.0.0.1"
 DEVICE_LIST, IMPORT = 0x8005, 0x8003
 SUBMIT, UNLINK, SUBMITTED, UNLINKED = 1, 2, 3, 4
 OUT, IN = 1, 2  # endpoints
@@ -30,35 +30,14 @@ def header(kind, tag, size, attributes=0, term_char=0):
     return struct.pack("<4BI4B", kind, tag, ~tag & 0xFF, 0, size, attributes, term_char, 0, 0)
 
 
-class UsbHost:
+class UsbHost(RawClient):
     """One connection. A context manager."""
 
     def __init__(self, timeout_s=60):
-        self.socket = socket.create_connection((HOST, USBIP_PORT), timeout=timeout_s)
-        self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        super().__init__(USBIP_PORT, timeout_s)
         self.sequence = 0
         self.tag = 0
         self.done = {}  # replies that nobody has waited for yet, by sequence number
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.socket.close()
-
-    def die(self):
-        """Leaves like a machine that is switched off: the connection is reset."""
-        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
-        self.socket.close()
-
-    def receive(self, count):
-        data = bytearray()
-        while len(data) < count:
-            piece = self.socket.recv(count - len(data))
-            if not piece:
-                raise ConnectionResetError("the server has closed")
-            data += piece
-        return bytes(data)
 
     def devices(self):
         self.socket.sendall(request(DEVICE_LIST))
