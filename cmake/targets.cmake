@@ -80,6 +80,9 @@ if(TOLVANE_SANITIZE OR CMAKE_BUILD_TYPE STREQUAL "Debug")
   target_compile_options(test_options INTERFACE -O0)
 else()
   target_compile_options(test_options INTERFACE -O1)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU") # with precompiled headers GCC 12 finds fault with sums of std::string
+    target_compile_options(test_options INTERFACE -Wno-array-bounds -Wno-stringop-overflow -Wno-restrict)
+  endif()
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT CMAKE_CXX_COMPILER_LAUNCHER) # ccache could keep nothing that reads them
   file(WRITE ${PROJECT_BINARY_DIR}/test_headers.cpp "")

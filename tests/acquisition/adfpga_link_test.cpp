@@ -118,7 +118,7 @@ std::string message(const char* text) {
 
 TEST_F(AdfpgaLinkTest, CommandsGoOutOneByOneWithTheirNul) {
     const std::string most(103, 'x'), over(104, 'x'),
-        list255 = std::string(101, 'a').append(",").append(101, 'b').append(",").append(51, 'c');
+        list255 = std::string(101, 'a') + "," + std::string(101, 'b') + "," + std::string(51, 'c');
     const struct {
         std::string commands;
         std::vector<uint32_t> fail;
