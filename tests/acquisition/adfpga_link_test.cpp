@@ -60,6 +60,8 @@ public:
         return sscanf(reinterpret_cast<const char*>(text.data()), "%u", &left_) == 1 ? long(text.size()) : -1;
     }
     int ioctl(uint32_t, uintptr_t) override { return 0; }
+    int open(int) override { return ++users, 0; }
+    void close() override { --users; }
     long read(std::span<uint8_t> data) override {
         const size_t bytes = std::min({data.size(), size_t{left_}, size_t{40'000}});
         for (size_t at = 0; at < bytes; at += 4, ++next_)
@@ -67,6 +69,8 @@ public:
         left_ -= static_cast<uint32_t>(bytes);
         return static_cast<long>(bytes);
     }
+
+    std::atomic<int> users = 0;
 
 private:
     uint32_t left_ = 0; // bytes
@@ -118,7 +122,7 @@ std::string message(const char* text) {
 
 TEST_F(AdfpgaLinkTest, CommandsGoOutOneByOneWithTheirNul) {
     const std::string most(103, 'x'), over(104, 'x'),
-        list255 = std::string(101, 'a') + "," + std::string(101, 'b') + "," + std::string(51, 'c');
+        list255 = std::string(101, 'a').append(",").append(101, 'b').append(",").append(51, 'c');
     const struct {
         std::string commands;
         std::vector<uint32_t> fail;
@@ -271,6 +275,7 @@ TEST_F(AdfpgaLinkTest, TheTransferTaskFillsItsRingUntilItsReaderHasAllOrACancelC
     TVPN_ADFPGA_joinTransferTask(its, &status);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(wrong, 0u);
+    EXPECT_EQ(stream.users, 0) << "the next one may have it";
     EXPECT_EQ(sent.front(), message("dmafbd524288"));
     EXPECT_EQ(rt_thread_exit.load(), nullptr);
 

@@ -250,6 +250,13 @@ TEST_P(AdfpgaTest, ASilentCoreEndsEveryCaptureWithATimeOut) {
         expectTimeOut([&] { return captureFd(); }, 2 + 1.2 * 2 * 1000 * 512 / 100e3);
         TVPN_ADFPGA_setFdSamplesCount(driver, 0, 4096);
     }
+    TVPN_ADFPGA_setFdStages(driver,
+                            2); // of one after the other each has its time, side by side they share that of the longer
+    TVPN_ADFPGA_setFdCorrelations(driver, 1, 30'000);
+    const double points = TVPN_ADFPGA_getFdSamplesCount(driver, 1);
+    expectTimeOut([&] { return captureFd(); }, unit.second ? 2.1 + 1.2 * 2 * 30'000 * points / 12.5e6
+                                                           : 2.0147 + 2 + 1.2 * 3 * 30'000 * points / 12.5e6);
+    TVPN_ADFPGA_setFdStages(driver, 1);
     expectTimeOut([&] { return TVPN_ADFPGA_captureTdSamples(driver); }, 2);
     tvfreq input{1, 1};
     EXPECT_EQ(TVPN_ADFPGA_countFrequency(driver, &input), timedOut);

@@ -66,6 +66,8 @@ TEST_F(Chips, OperationsSendTheFramesOfTheDataSheets) {
         {[](C& c) { return ADF4106_setManualRNConfig(&c.counterPll, 16383, 0xFFFFFFFF); }, 0,
          "0:FD FF 1F | 0:FC FF 00 | 0:02 80 DF"},
         {[](C& c) { return ADF4106_setNDivider(&c.counterPll, 1, 2, 24); }, refused, ""},
+        {[](C& c) { return ADF4106_setNDivider(&c.counterPll, 64, 2, 16); }, refused, ""},
+        {[](C& c) { return ADF4106_setNDivider(&c.counterPll, 1, 8192, 16); }, refused, ""},
         {[](C& c) { return ADF4106_setRDivider(&c.counterPll, 0); }, refused, ""},
         {[](C& c) { return ADF5355_init(&c.vco, 15), 0; }, 0,
          "0:1C 04 FF FF | 0:0B 30 61 00 | 0:7A 03 C0 00 | 0:29 0A 19 05 | 0:28 04 2D 10 | 0:07 00 00 10 | "

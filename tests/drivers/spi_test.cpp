@@ -2,6 +2,7 @@
 #include "platform/tvko.h"
 #include "tests/drivers/fake_module.h"
 
+#include <future>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/file.h>
@@ -149,6 +150,14 @@ TEST_F(Spi, AThreadKeepsTheBusForASequence) {
     tvspiUnlockForThread();
     EXPECT_EQ(onAnotherThread(send), 0);
     EXPECT_EQ(onAnotherThread(tvspiAccessibleByThread), 1);
+    std::future<int> during; // of a single transfer: the next one waits for its end
+    module.answer = [&](uint32_t, uintptr_t) {
+        if (!during.valid())
+            during = std::async(std::launch::async, send), during.wait_for(std::chrono::milliseconds(20));
+        return 0;
+    };
+    EXPECT_EQ(send(), 0);
+    EXPECT_EQ(during.get(), 0) << "nobody keeps the bus any more";
 }
 
 TEST_F(Spi, SequencesOfThreadsNeverMix) {

@@ -140,6 +140,28 @@ TEST_F(LockTest, AStandingTuneVoltageIsNotEnough) {
     EXPECT_EQ(fake->records, 2 * (1 + 346)); // the quick check fails, then every pass from the fifth on
 }
 
+TEST_F(LockTest, AVoltageThatStandsCountsOnlyIfItCameNearOrCameFromOutside) {
+    const struct {
+        double begins, stands; // V; beyond 8.5 it is in the band, but not near
+        int failing;           // checks
+        bool locked;
+        int records;
+    } rows[] = {{8.6, 8.9, 99, false, 2}, {9.6, 8.9, 0, true, 1}, {8.6, 8.4, 1, true, 2}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.begins);
+        fake->records = 0;
+        fake->locked = [&](int, double t) { return fake->records > row.failing ? 20 : 16384 * std::sin(1e6 * t); };
+        for (LoopModel& model : loop) {
+            model = {.tune = row.begins, .target = NAN, .step = 0};
+            model.disturb = [&](int read, double tune) { return read <= 2 ? tune : row.stands; };
+        }
+        lock(device, configPNPtr);
+        EXPECT_EQ(meas_data.locked, row.locked);
+        EXPECT_EQ(fake->records, row.records);
+        meas_data.locked = 0;
+    }
+}
+
 TEST_F(LockTest, ALoopThatSlipsAfterTheLastCheckIsNotLocked) {
     for (const double move : {0.9, -0.9, 1.0, -1.0, double{NAN}})
         for (const int channel : {0, 1}) {
@@ -215,10 +237,12 @@ TEST_F(LockTest, TenChecksInARowConfirmAPulsedLock) {
     EXPECT_EQ(fake->board[0].helper, 2.1F);
     EXPECT_EQ(fake->board[1].loopMode, 3);
 
-    fake->records = 0; // the fifth check of A fails: it begins anew, B goes on
-    fake->locked = [](int channel, double) { return channel == 0 && fake->records == 5 ? 4000 : 0; };
-    lock(device, configPNPtr);
-    EXPECT_EQ(meas_data.locked, 1U);
-    EXPECT_EQ(fake->records, 15);
-    EXPECT_NEAR(fake->board[0].resistance[3], fake->board[1].resistance[3] / 1.2, 1e-6);
+    for (const int failing : {0, 1}) { // its fifth check fails: it begins anew, the other one goes on
+        fake->records = 0;
+        fake->locked = [=](int channel, double) { return channel == failing && fake->records == 5 ? 4000 : 0; };
+        lock(device, configPNPtr);
+        EXPECT_EQ(meas_data.locked, 1U);
+        EXPECT_EQ(fake->records, 15);
+        EXPECT_NEAR(fake->board[failing].resistance[3], fake->board[1 - failing].resistance[3] / 1.2, 1e-6);
+    }
 }

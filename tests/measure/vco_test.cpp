@@ -184,20 +184,34 @@ TEST_F(VcoTest, AStopIsSeenBeforeTheNextPointAndShowsWhatThereIs) {
 }
 
 TEST_F(VcoTest, AClientThatWaitsForTheNextPointIsServedFromTheThirdOn) {
+    std::promise<void> go, goOn;
+    const auto asked = [] {
+        MutexLock lock(meas_data.resultMutex);
+        return meas_data.vcoPreliminaryTrigger != 0;
+    };
     configVCO.voltagePoints = 6;
-    std::promise<void> go;
     fake->onTune = [&, count = 0]() mutable {
-        if (count++ == 2)
+        if (++count == 2)
             go.get_future().wait();
+        while (count == 3 && !asked())
+            std::this_thread::yield();
+        if (count == 4)
+            goOn.get_future().wait();
     };
     ASSERT_EQ(measure_startMeasurement(device), 0);
     EXPECT_EQ(read(vco_measure_getVoltage).size(), 1U); // nobody asked, the rest is not shown
     EXPECT_EQ(vco_measure_timedWaitForMeasurement(device, 0, 1), scpi::waitTimedOut);
     EXPECT_EQ(vco_measure_getIteration(device), 1);
+    {
+        MutexLock lock(meas_data.resultMutex);
+        meas_data.vcoPreliminaryTrigger = 0; // of the one that gave up
+    }
     auto waiter = std::async(std::launch::async, vco_measure_waitForMeasurement, device, 0);
     go.set_value();
+    EXPECT_EQ(waiter.wait_for(std::chrono::minutes(2)), std::future_status::ready) << "while the sweep stands";
+    EXPECT_EQ(vco_measure_getIteration(device), 3);
+    goOn.set_value();
     EXPECT_EQ(waiter.get(), 0);
-    EXPECT_GE(vco_measure_getIteration(device), 3);
     EXPECT_EQ(vco_measure_waitForMeasurement(device, 1), 0);
     EXPECT_EQ(read(vco_measure_getVoltage).size(), 6U);
     EXPECT_EQ(vco_measure_waitForMeasurement(device, 0), 0); // without a sweep at once
