@@ -1,10 +1,14 @@
 #!/usr/bin/env python3
-"""Prints a row {name, filledBy} of C++ for each slot that the headers given declare."""
+"""list_slots.py COMPILER HEADER: the slots that a header of src/ and what it includes declare, SLOT(name), a line each."""
 
 import re
+import subprocess
 import sys
-from pathlib import Path
 
-for header in sys.argv[1:]:
-    for name in re.findall(r"^inline Slot<.*> (\w+)(?:\{[^}]*\})?;", Path(header).read_text(encoding="utf-8"), re.M):
-        print(f'{{"{name}", [] {{ return {name}.filledBy(); }}}},')
+compiler, header = sys.argv[1:]
+text = subprocess.run(
+    [compiler, "-std=c++20", "-E", "-P", "-x", "c++", "-I", "src", "-"],
+    input=f'#include "{header}"', stdout=subprocess.PIPE, text=True, check=True
+).stdout
+for name in re.findall(r"inline Slot<[^;{}]*> (\w+)(?:\{[^}]*\})?;", text):
+    print(f"SLOT({name})")

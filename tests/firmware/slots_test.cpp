@@ -25,7 +25,9 @@ struct Entry {
     const char* (*filledBy)();
 };
 constexpr Entry entries[] = {
+#define SLOT(slot) {#slot, [] { return slot.filledBy(); }},
 #include "slot_entries.inc"
+#undef SLOT
 };
 
 struct Row {

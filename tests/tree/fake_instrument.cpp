@@ -123,9 +123,9 @@ Notes inModeOf(std::string_view header, Notes others) {
 }
 
 Tree::Tree() {
-#define FAKE(slot) fake<slot>(#slot);
+#define SLOT(slot) fake<slot>(#slot);
 #include "slots.inc"
-#undef FAKE
+#undef SLOT
     fill(Device_getName, [](Device*) -> const char* { return "TVPNX"; });
     fill(Device_getStatusRegisters, [](Device*) { return &registers; });
     fill(Device_getPhaseNoiseFbuffer, [](Device*, uint32_t channel, uint32_t segment, uint16_t** data) {

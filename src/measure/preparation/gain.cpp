@@ -69,7 +69,7 @@ double autoAttenuationFor(double frequency, double power, double threshold, doub
     const bool low = frequency < lowCarrier_Hz;
     const LevelRow& row = low ? lowCarrierLevels : levels;
     if (power < row.lower)
-        return numberRow<&MeasConfig::attenuation>.limits.max;
+        return rowOf<&MeasConfig::attenuation>.limits.max;
     if (power > row.upper)
         return low ? (power - row.upper) / 2 : 0;
     return inForce;
@@ -82,7 +82,7 @@ void adjustStepAttenuator(Device* device, const MeasConfig& config) {
                                    ? config.attenuation.get()
                                    : autoAttenuationFor(config.frequency, config.power, threshold, inForce);
     inForce = attenuation;
-    const double steps = std::fmin(std::fmax(2 * attenuation, 0), 2 * numberRow<&MeasConfig::attenuation>.limits.max);
+    const double steps = std::fmin(std::fmax(2 * attenuation, 0), 2 * rowOf<&MeasConfig::attenuation>.limits.max);
     slot_carryOn(Device_setTotalStepAttenuation(device, static_cast<uint32_t>(steps))); // as the preamplifier
 }
 

@@ -33,61 +33,14 @@ struct Baseband { // configBB_
     static BasebandConfig& record() { return configBB; }
 };
 
-// The table that a field has its row in.
-consteval const auto& numbersWith(Shared<double> MeasSettings::*) {
-    return measNumbers;
-}
-consteval const auto& numbersWith(Shared<double> Detected::*) {
-    return detectedNumbers;
-}
-consteval const auto& numbersWith(Shared<int32_t> MeasSettings::*) {
-    return measCounts;
-}
-consteval const auto& numbersWith(Shared<double> VcoSettings::*) {
-    return sweepNumbers;
-}
-consteval const auto& numbersWith(Shared<int32_t> VcoSettings::*) {
-    return sweepCounts;
-}
-consteval const auto& switchesWith(Shared<uint32_t> MeasSettings::*) {
-    return measSwitches;
-}
-consteval const auto& switchesWith(Shared<uint32_t> VcoSettings::*) {
-    return sweepSwitches;
-}
-consteval const auto& choicesWith(Shared<uint32_t> MeasSettings::*) {
-    return measChoices;
-}
-consteval const auto& choicesWith(Shared<uint32_t> VcoSettings::*) {
-    return sweepChoices;
-}
-consteval const auto& choicesWith(Shared<uint32_t> BasebandConfig::*) {
-    return basebandChoices;
-}
-
-void setting_hasNoRow(); // not constexpr: the compiler names it
-
-consteval const auto& rowOf(const auto& rows, auto field) {
-    for (const auto& row : rows)
-        if (row.field == field)
-            return row;
-    setting_hasNoRow();
-    return rows[0];
-}
-template <auto field> inline constexpr const auto& numberRow = rowOf(numbersWith(field), field);
-template <auto field> inline constexpr const auto& switchRow = rowOf(switchesWith(field), field);
-template <auto field> inline constexpr const auto& choiceRow = rowOf(choicesWith(field), field);
-
-template <class T> struct ValueOfField;
-template <class Record, class T> struct ValueOfField<Shared<T> Record::*> { using Type = T; };
-template <auto field> using ValueOf = typename ValueOfField<std::remove_const_t<decltype(field)>>::Type;
+template <auto field> using ValueOf = typename FieldOf<field>::Value;
 
 /// What the number of a record that the commands do not reach reads, and what switching there returns.
 inline constexpr int unaddressed = 3;
 
 /// The limits of a number on the boards of this unit.
 template <auto field> const Limits& setting_limits() {
-    constexpr const auto& row = numberRow<field>;
+    constexpr const auto& row = rowOf<field>;
     if (row.limitsOfBoard != nullptr)
         return analogBoard().*row.limitsOfBoard;
     return row.limits;
@@ -104,7 +57,7 @@ template <class Where, auto field> ValueOf<field> setting_get(Device*) {
 }
 
 template <class Where, auto field> int setting_set(Device* device, ValueOf<field> value) {
-    constexpr const auto& row = numberRow<field>;
+    constexpr const auto& row = rowOf<field>;
     if (!Where::addressed())
         return scpi::illegalParameterValue;
     auto& record = Where::record();
@@ -126,7 +79,7 @@ template <class Where, auto field> int setting_is(Device*) {
 }
 
 template <class Where, auto field, uint32_t value> int setting_switch(Device* device) {
-    constexpr const auto& row = switchRow<field>;
+    constexpr const auto& row = rowOf<field>;
     if (!Where::addressed())
         return unaddressed;
     auto& record = Where::record();
@@ -144,7 +97,7 @@ template <class Where, auto field> int setting_chosen(Device*) {
 }
 
 template <class Where, auto field> int setting_choose(Device*, int code) {
-    constexpr const auto& row = choiceRow<field>;
+    constexpr const auto& row = rowOf<field>;
     auto& record = Where::record();
     record.*field = static_cast<uint32_t>(code);
     if constexpr (row.alwaysTakes != nullptr)

@@ -16,7 +16,7 @@ namespace {
 constexpr InternalReference internalSelection[] = {internalReference100MHz, internalReferencePll,
                                                    internalReference1GHz};
 
-constexpr double attenuatorStepsMax = 2 * numberRow<&MeasConfig::attenuation>.limits.max;
+constexpr double attenuatorStepsMax = 2 * rowOf<&MeasConfig::attenuation>.limits.max;
 
 /// The additive mode has no reference voltages of its own.
 const MeasConfig& voltageRecord() {

@@ -13,7 +13,7 @@
 #include "measure/settings/config_mode.h"
 #include "measure/settings/staging.h"
 
-#include <utility>
+#include <type_traits>
 
 namespace {
 
@@ -24,7 +24,7 @@ template <class Signature> void fillIfNamed(Slot<Signature>* slot, typename Slot
         fill(*slot, function);
 }
 
-/// Where the accessors in a row's column `own` work.
+/// Where the accessors in the slots `own` of a row work.
 template <class Record> struct OwnOf {
     static_assert(std::is_base_of_v<Record, MeasConfig>);
     using Where = PhaseNoise;
@@ -32,57 +32,51 @@ template <class Record> struct OwnOf {
 template <> struct OwnOf<VcoSettings> { using Where = Sweep; };
 template <> struct OwnOf<BasebandConfig> { using Where = Baseband; };
 
-template <class Where, auto field, class T> void fillNumber(const NumberSlots<T>& slots) {
+template <class Where, auto field, class T> void fillAccess(const NumberAccess<T>& slots, int (*setBy)(Device*, T)) {
     fillIfNamed(slots.get, setting_get<Where, field>);
-    fillIfNamed(slots.set, slots.setBy != nullptr ? slots.setBy : setting_set<Where, field>);
+    fillIfNamed(slots.set, setBy != nullptr ? setBy : setting_set<Where, field>);
 }
-template <auto field, class Record, class T> void fillRow(const Number<Record, T>& row) {
-    fillNumber<typename OwnOf<Record>::Where, field>(row.own);
+template <auto field, class Record, class T> void fillSlots(const Number<Record, T>& row) {
+    fillAccess<typename OwnOf<Record>::Where, field>(row.slots.own, row.setBy);
     if constexpr (std::is_base_of_v<Record, MeasConfig>)
-        fillNumber<InForce, field>(row.inForce);
-    fillIfNamed(row.min, setting_min<field>);
-    fillIfNamed(row.max, setting_max<field>);
+        fillAccess<InForce, field>(row.slots.inForce, row.inForceSetBy);
+    fillIfNamed(row.slots.min, setting_min<field>);
+    fillIfNamed(row.slots.max, setting_max<field>);
 }
 
-template <class Where, auto field> void fillSwitch(const SwitchSlots& slots) {
+template <class Where, auto field> void fillAccess(const SwitchAccess& slots) {
     fillIfNamed(slots.is, setting_is<Where, field>);
     fillIfNamed(slots.enable, setting_switch<Where, field, 1>);
     fillIfNamed(slots.disable, setting_switch<Where, field, 0>);
 }
-template <auto field, class Record> void fillRow(const Switch<Record>& row) {
-    fillSwitch<typename OwnOf<Record>::Where, field>(row.own);
+template <auto field, class Record> void fillSlots(const Switch<Record>& row) {
+    fillAccess<typename OwnOf<Record>::Where, field>(row.slots.own);
     if constexpr (std::is_base_of_v<Record, MeasConfig>)
-        fillSwitch<InForce, field>(row.inForce);
+        fillAccess<InForce, field>(row.slots.inForce);
 }
 
-template <class Where, auto field> void fillChoice(const ChoiceSlots& slots) {
+template <class Where, auto field> void fillChoice(const NumberAccess<int>& slots, int (*setBy)(Device*, int)) {
     fillIfNamed(slots.get, setting_chosen<Where, field>);
-    fillIfNamed(slots.set, slots.setBy != nullptr ? slots.setBy : setting_choose<Where, field>);
+    fillIfNamed(slots.set, setBy != nullptr ? setBy : setting_choose<Where, field>);
 }
-template <auto field, class Record> void fillRow(const Choice<Record>& row) {
-    fillChoice<typename OwnOf<Record>::Where, field>(row.own);
+template <auto field, class Record> void fillSlots(const Choice<Record>& row) {
+    fillChoice<typename OwnOf<Record>::Where, field>(row.slots.own, row.setBy);
     if constexpr (std::is_base_of_v<Record, MeasConfig>)
-        fillChoice<InForce, field>(row.inForce);
+        fillChoice<InForce, field>(row.slots.inForce, nullptr);
 }
 
-template <const auto& rows> void fillRows() {
-    [&]<size_t... i>(std::index_sequence<i...>) {
-        (fillRow<rows[i].field>(rows[i]), ...);
-    }
-    (std::make_index_sequence<std::size(rows)>());
+template <auto field, class Record, size_t count> void fillSlots(const NumberList<Record, count>&) {}
+
+template <class Record> void fillSlotsOf() {
+    setting_forEach(
+        static_cast<const Record*>(nullptr), []<auto field> { fillSlots<field>(rowOf<field>); });
 }
 
 void registerSettings() {
-    fillRows<measNumbers>();
-    fillRows<detectedNumbers>();
-    fillRows<measCounts>();
-    fillRows<measSwitches>();
-    fillRows<measChoices>();
-    fillRows<sweepNumbers>();
-    fillRows<sweepCounts>();
-    fillRows<sweepSwitches>();
-    fillRows<sweepChoices>();
-    fillRows<basebandChoices>();
+    fillSlotsOf<MeasSettings>();
+    fillSlotsOf<Detected>();
+    fillSlotsOf<VcoSettings>();
+    fillSlotsOf<BasebandConfig>();
 }
 
 /// The limits hold for every channel.

@@ -9,7 +9,7 @@
 namespace {
 
 constexpr int delayRefused = 3;
-constexpr const Limits& pnOffsetLimits = sweepLists[0].limits;
+constexpr const Limits& pnOffsetLimits = rowOf<&VcoSettings::pnOffset>.limits;
 
 double limitedPnOffset(double offset) {
     if (offset == 0)

@@ -1,6 +1,6 @@
 #pragma once
-/// What the user asks of a measurement: the records, and the mode in force. setting_rows.h has the settings one by one,
-/// config_accessors.h the operations on them.
+/// What the user asks of a measurement: the records, and the mode in force. device_table/settings/ has the settings one
+/// by one, config_accessors.h the operations on them.
 ///
 /// The main thread writes the settings. A run works on a copy that it takes at its start, and gives back what it finds
 /// (frequency, power, gain, detector constants, flags); see run_settings.h.
@@ -30,52 +30,24 @@ enum ReferenceCode : uint32_t {
 };
 enum RedoCode : uint32_t { redoAlways = 0, redoOnce = 1, redoNever = 2 };
 
-/// What a user sets of a measurement, and nobody else. Flags are 0 or 1. Limits and defaults stand in setting_rows.h;
+// NOLINTBEGIN(bugprone-macro-parentheses): what the macros get are names
+
+/// What a user sets of a measurement, and nobody else: a field for each row. Flags are 0 or 1.
 /// initMeasurementConfiguration gives every record its defaults.
 struct MeasSettings {
-    Shared<uint32_t> autoFrequency;
-    Shared<uint32_t> redoFrequency; // RedoCode
-    Shared<uint32_t> freqInit;      // a run first waits for a frequency command that is on its way to the sources
-    Shared<double> attenuation;     // dB
-    Shared<uint32_t> autoAttenuation;
-    Shared<uint32_t> redoAttenuation;
-    Shared<uint32_t> autoKphi;
-    Shared<uint32_t> redoKphi;
-    Shared<uint32_t> autoIFgain;
-    Shared<uint32_t> redoIFgain;
-    Shared<uint32_t> measurementMethod; // MeasurementMethod
-    Shared<uint32_t> reference;         // ReferenceCode
-    Shared<double> referenceSens;       // of the external reference last written, Hz/V
-    Shared<double> referenceVoltage1;   // supply and top tune voltage of the first external reference, V
-    Shared<double> referenceVoltage2;   // of the second, V
-    Shared<int32_t> iterations;         // averages: full passes through all stages
-    Shared<int32_t> correlations;       // of the lowest stage, before staging
-    Shared<int32_t> pointsPerDecade;
-    Shared<int32_t> points;
-    Shared<double> offsetMin;     // Hz
-    Shared<double> offsetMax;     // Hz
-    Shared<double> spotFrequency; // Hz
-    Shared<uint32_t> autoLoopBW;
-    Shared<uint32_t> spurOmission;
-    Shared<double> spurThreshold; // dB
-    Shared<uint32_t> smoothing;
-    Shared<double> smoothingAperture; // percent of the trace
-    Shared<uint32_t> pulseEnabled;
-    Shared<double> functionRangeStart; // Hz
-    Shared<double> functionRangeStop;  // Hz
+#define NUMBER(type, field, ...) Shared<type> field;
+#define SWITCH(field, ...) Shared<uint32_t> field;
+#define CHOICE(field, ...) Shared<uint32_t> field;
+#include "device_table/settings/phase_noise.inc"
 };
 
 /// What the instrument detects, or a user sets instead. A run gives the record back what of it it finds.
 struct Detected {
-    Shared<double> frequency;            // of the DUT, Hz; negative: unknown
-    Shared<double> frequencyRaw = -1;    // the same as counted, with the error of the time base
+#define NUMBER(type, field, ...) Shared<type> field;
+#include "device_table/settings/detected.inc"
+    Shared<double> frequencyRaw = -1;    // the frequency as counted, with the error of the time base
     Shared<double> frequencyRounded = 0; // of the internal sources, Hz; 0 before the first rounding
-    Shared<double> power;                // of the DUT, dBm
-    Shared<double> powerRaw = 0;         // the detector's reading of it, ADC counts
-    Shared<double> ifGain;               // in force, dB; negative: a failed adjustment
-    Shared<double> kphiA, kphiB;         // detector constants, ADC counts/rad; 0 and below: not measured
-    Shared<double> loopBandwidth;        // Hz
-    Shared<double> refSensA, refSensB;   // of the external reference at each channel, Hz/V
+    Shared<double> powerRaw = 0;         // the detector's reading of the power, ADC counts
 };
 
 /// What one run leaves for the next: the steps that it is to do, and how far it came.
@@ -99,18 +71,11 @@ struct MeasConfig : MeasSettings, Detected, RunState {
 
 /// What a user sets of the sweep of an oscillator.
 struct VcoSettings {
-    Shared<double> voltageStart;                       // V
-    Shared<double> voltageStop;                        // V
-    std::array<Shared<double>, vcoPnOffsets> pnOffset; // Hz; 0: not used
-    Shared<uint32_t> phaseNoiseEnabled;
-    Shared<uint32_t> frequencyEnabled;
-    Shared<uint32_t> iSupplyEnabled;
-    Shared<uint32_t> kPushEnabled;
-    Shared<uint32_t> powerEnabled;
-    Shared<uint32_t> kvcoEnabled;
-    Shared<int32_t> voltagePoints;
-    Shared<uint32_t> dutType; // 0 VCO, 1 VCXO
-    Shared<double> tuneDelay; // after a tune step, microseconds; 0: as the analog board needs
+#define NUMBER(type, field, ...) Shared<type> field;
+#define SWITCH(field, ...) Shared<uint32_t> field;
+#define CHOICE(field, ...) Shared<uint32_t> field;
+#define LIST(field, count, ...) std::array<Shared<double>, count> field;
+#include "device_table/settings/sweep.inc"
 };
 
 /// The sweep, and the set-up of the phase noise runs in it.
@@ -119,8 +84,11 @@ struct VcoConfig : VcoSettings {
 };
 
 struct BasebandConfig {
-    Shared<uint32_t> measurementMethod;
+#define CHOICE(field, ...) Shared<uint32_t> field;
+#include "device_table/settings/baseband.inc"
 };
+
+// NOLINTEND(bugprone-macro-parentheses)
 
 inline constinit MeasConfig configPN{};
 inline constinit MeasConfig configAPN{};

@@ -1,6 +1,6 @@
 #pragma once
-/// The columns of a row about a setting (setting_rows.h). A column that a setting must have has no default: a row
-/// without it does not compile.
+/// The columns of a row about a setting (device_table/settings/), after its slots. A column that a setting must have
+/// has no default: a row without it does not compile.
 
 #include "base/shared.h"
 #include "device_table/device_fptrs.h"
@@ -34,24 +34,10 @@ enum Outdated : uint32_t {
 /// In which mode a new value moves the hardware: in that of its record, or in all.
 enum class Moves { inItsMode, inEveryMode };
 
-/// The slots of an accessor. Null: there is none. `setBy` stands in for the setter of the row where that has rules of
-/// its own.
-template <class T> struct NumberSlots {
-    Slot<T(Device*)>* get = nullptr;
-    Slot<int(Device*, T)>* set = nullptr;
-    int (*setBy)(Device*, T) = nullptr;
-};
-struct SwitchSlots {
-    Slot<int(Device*)>* is = nullptr;
-    Slot<int(Device*)>* enable = nullptr;
-    Slot<int(Device*)>* disable = nullptr;
-};
-using ChoiceSlots = NumberSlots<int>;
-
-/// A number with a range. `own` are the accessors on the record that the setting is of, `inForce` those on the record
-/// in force.
+/// A number with a range. `setBy` and `inForceSetBy` stand in for a setter of the row that has rules of its own.
 template <class Record, class T> struct Number {
     Shared<T> Record::*field;
+    const NumberSetting<T>& slots;
     Limits limits;
     Limits AnalogBoard::*limitsOfBoard = nullptr; // where the analog boards differ; takes the place of `limits`
     Default<T> initial;
@@ -59,15 +45,15 @@ template <class Record, class T> struct Number {
     Beyond beyond = Beyond::stored;
     uint32_t outdates = nothingElse;
     std::optional<HardwareSide> moves{};
-    NumberSlots<T> own{};
-    NumberSlots<T> inForce{};
-    Slot<T(Device*)>* min = nullptr;
-    Slot<T(Device*)>* max = nullptr;
+    int (*setBy)(Device*, T) = nullptr;
+    int (*inForceSetBy)(Device*, T) = nullptr;
 };
 
+struct NoSlots {};
 /// Several numbers with one range that are set together; their operations are in config_vco.h.
 template <class Record, size_t count> struct NumberList {
     std::array<Shared<double>, count> Record::*field;
+    NoSlots slots{};
     Limits limits;
     Default<std::array<double, count>> initial;
 };
@@ -75,29 +61,34 @@ template <class Record, size_t count> struct NumberList {
 /// On or off.
 template <class Record> struct Switch {
     Shared<uint32_t> Record::*field;
+    const SwitchSetting& slots;
     Default<uint32_t> initial;
     std::optional<HardwareSide> moves{};
     Moves when = Moves::inItsMode;
-    SwitchSlots own{};
-    SwitchSlots inForce{};
 };
 
 /// One of the codes of an enumeration. The keywords of its commands are its limits.
 template <class Record> struct Choice {
     Shared<uint32_t> Record::*field;
+    const ChoiceSetting& slots;
     Default<uint32_t> initial;
     Shared<uint32_t> Record::*alwaysTakes = nullptr; // becomes redoAlways with this one
-    ChoiceSlots own{};
-    ChoiceSlots inForce{};
+    int (*setBy)(Device*, int) = nullptr;
 };
 
-/// Converts to whatever an initialiser asks for: with it the compiler counts the fields of a record.
-struct AnyField {
-    template <class T> operator T() const;
+/// Record and type of a field.
+template <class T> struct Field;
+template <class R, class T> struct Field<Shared<T> R::*> {
+    using Record = R;
+    using Value = T;
 };
-template <class Record, class... Fields> consteval size_t fieldCount() {
-    if constexpr (requires { Record{Fields{}..., AnyField{}}; })
-        return fieldCount<Record, Fields..., AnyField>();
-    else
-        return sizeof...(Fields);
-}
+template <class R, size_t size> struct Field<std::array<Shared<double>, size> R::*> {
+    using Record = R;
+    static constexpr size_t count = size;
+};
+template <auto field> using FieldOf = Field<std::remove_const_t<decltype(field)>>;
+
+template <auto field> using NumberAt = Number<typename FieldOf<field>::Record, typename FieldOf<field>::Value>;
+template <auto field> using SwitchAt = Switch<typename FieldOf<field>::Record>;
+template <auto field> using ChoiceAt = Choice<typename FieldOf<field>::Record>;
+template <auto field> using ListAt = NumberList<typename FieldOf<field>::Record, FieldOf<field>::count>;

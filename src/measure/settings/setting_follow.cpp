@@ -4,12 +4,19 @@
 #include "measure/settings/setting_rows.h"
 #include "measure/settings/staging.h"
 
+#include <algorithm>
+
 namespace {
 
-void restore(auto* record, const auto& rows) {
-    for (const auto& row : rows)
-        if (row.initial.value)
-            record->*row.field = *row.initial.value;
+template <auto field> void restore(auto* record) {
+    if constexpr (const auto& initial = rowOf<field>.initial.value; requires { initial->size(); })
+        std::ranges::copy(*initial, (record->*field).begin());
+    else if (initial)
+        record->*field = *initial;
+}
+template <class Settings> void restoreAll(auto* record) {
+    setting_forEach(
+        static_cast<const Settings*>(record), [record]<auto field> { restore<field>(record); });
 }
 
 } // namespace
@@ -26,23 +33,14 @@ int setting_follow(Device* device, MeasConfig* config, uint32_t outdates, std::o
 }
 
 void setting_restore(MeasConfig* config) {
-    restore(config, measNumbers);
-    restore(config, detectedNumbers);
-    restore(config, measCounts);
-    restore(config, measSwitches);
-    restore(config, measChoices);
+    restoreAll<MeasSettings>(config);
+    restoreAll<Detected>(config);
 }
 
 void setting_restore(VcoConfig* config) {
-    restore(config, sweepNumbers);
-    restore(config, sweepCounts);
-    restore(config, sweepSwitches);
-    restore(config, sweepChoices);
-    for (const auto& row : sweepLists)
-        for (size_t i = 0; i < row.initial.value->size(); ++i)
-            (config->*row.field)[i] = (*row.initial.value)[i];
+    restoreAll<VcoSettings>(config);
 }
 
 void setting_restore(BasebandConfig* config) {
-    restore(config, basebandChoices);
+    restoreAll<BasebandConfig>(config);
 }

@@ -157,6 +157,30 @@ template <auto& get> void runSeconds(Unit& unit) {
 }
 template <auto& get> inline constexpr Command node_seconds{runSeconds<get>, Kind::seconds};
 
+/// A setting by the name of its row (device_table/fptrs_settings.h): configPN_offsetMin. `inForce` addresses the record
+/// in force.
+template <const auto& slots, auto access> void runSetting(Unit& unit) {
+    if constexpr (requires { (slots.*access).is; })
+        scpi_node_bool(unit, {(slots.*access).is, (slots.*access).enable, (slots.*access).disable});
+    else if constexpr (std::is_same_v<decltype(&slots), const NumberSetting<int32_t>*>)
+        scpi_node_int32(unit, {(slots.*access).get, (slots.*access).set, slots.min, slots.max});
+    else
+        scpi_node_double(unit, {(slots.*access).get, (slots.*access).set, slots.min, slots.max});
+}
+constexpr Kind kindOf(const NumberSetting<double>&) {
+    return Kind::number;
+}
+constexpr Kind kindOf(const NumberSetting<int32_t>&) {
+    return Kind::integer;
+}
+constexpr Kind kindOf(const SwitchSetting&) {
+    return Kind::onOff;
+}
+template <const auto& slots, auto access = &std::remove_cvref_t<decltype(slots)>::own>
+inline constexpr Command setting{runSetting<slots, access>, kindOf(slots), kindOf(slots) != Kind::onOff};
+template <const auto& slots>
+inline constexpr Command settingInForce = setting<slots, &std::remove_cvref_t<decltype(slots)>::inForce>;
+
 /// An action without parameters whose result is the error.
 template <auto& act> void runAction(Unit& unit) {
     if (act && noParameters(unit))
@@ -223,6 +247,17 @@ template <auto& words, auto& set, auto& get = absent> void runKeyword(Unit& unit
 template <auto& words, auto& set, auto& get = absent>
 inline constexpr Command keyword{runKeyword<words, set, get>, Kind::word, false,
                                  isAbsent<get> ? nullptr : repliesOf<words>};
+
+/// The same for a setting by the name of its row.
+template <auto& words, const ChoiceSetting& slots, auto access = &ChoiceSetting::own>
+inline constexpr Command settingWord = [] {
+    if constexpr ((slots.*access).get != nullptr)
+        return keyword<words, *(slots.*access).set, *(slots.*access).get>;
+    else
+        return keyword<words, *(slots.*access).set>;
+}();
+template <auto& words, const ChoiceSetting& slots>
+inline constexpr Command settingWordInForce = settingWord<words, slots, &ChoiceSetting::inForce>;
 
 /// A setting with device functions for each word.
 template <auto& choices> void runChoice(Unit& unit) {
