@@ -77,16 +77,16 @@ template <class Record> struct Choice {
 };
 
 /// Record and type of a field.
-template <class T> struct Field;
-template <class R, class T> struct Field<Shared<T> R::*> {
+template <class T> struct SettingField;
+template <class R, class T> struct SettingField<Shared<T> R::*> {
     using Record = R;
     using Value = T;
 };
-template <class R, size_t size> struct Field<std::array<Shared<double>, size> R::*> {
+template <class R, size_t size> struct SettingField<std::array<Shared<double>, size> R::*> {
     using Record = R;
     static constexpr size_t count = size;
 };
-template <auto field> using FieldOf = Field<std::remove_const_t<decltype(field)>>;
+template <auto field> using FieldOf = SettingField<std::remove_const_t<decltype(field)>>;
 
 template <auto field> using NumberAt = Number<typename FieldOf<field>::Record, typename FieldOf<field>::Value>;
 template <auto field> using SwitchAt = Switch<typename FieldOf<field>::Record>;
