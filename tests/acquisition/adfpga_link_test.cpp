@@ -202,6 +202,38 @@ TEST_F(AdfpgaLinkTest, SettingsStayInTheirRanges) {
     }
 }
 
+TEST_F(AdfpgaLinkTest, ACaptureOfSpectraIsSetUpAndFetchedStageByStage) {
+    const struct {
+        uint32_t version, flag;
+        int (*select)(TVPN_ADFPGA*);
+        uint32_t stages;
+        const char* commands;
+    } rows[] = {{1, 1, TVPN_ADFPGA_setFdChannelCrosscorrelation, 2,
+                 "muxd muxaa muxba muxax0 muxbx0 stage#n stage#x stage07 stage18 muxe stage0f stage1f "},
+                {1, 0, TVPN_ADFPGA_setFdChannelAOnly, 1,
+                 "muxd muxaa muxba muxax0 muxbx1 stage#b stage#x stage07 muxe stage0f "},
+                {3, 1, TVPN_ADFPGA_setFdChannelBOnly, 2,
+                 "muxd muxaa muxba muxax1 muxbx0 stage#n stage#x stage0l8192 stage07 stage1l1024 stage18 muxe stage0f "
+                 "stage1f "}};
+    for (const auto& [version, flag, select, stages, commands] : rows) {
+        CountingStream stream;
+        TVPN_ADFPGA* const its = board(version);
+        its->fdStageFlag = flag;
+        select(its);
+        TVPN_ADFPGA_setFdStages(its, stages);
+        TVPN_ADFPGA_setFdCorrelations(its, 0, 7);
+        TVPN_ADFPGA_setFdCorrelations(its, 1, 8);
+        sent.clear();
+        TVPN_ADFPGA_captureFdSamples(its);
+        TVPN_ADFPGA_joinTransferTask(its, nullptr);
+        std::string seen;
+        for (const std::string& text : sent)
+            seen.append(text.c_str()).append(" ");
+        EXPECT_EQ(seen, commands);
+        EXPECT_EQ(TVPN_ADFPGA_getFdBufferSize(its, 9), TVPN_ADFPGA_getFdBufferSize(its, 7)) << "the last there is";
+    }
+}
+
 TEST_F(AdfpgaLinkTest, ARingBreaksAccessesAtItsEndAndAtTheOtherSide) {
     FvstRing* const ring = &board(1)->fvstRing[0];
     TVPN_ADFPGA_initializeRing(ring);

@@ -8,6 +8,7 @@
 #include "virtual/platform/clock.h"
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 #include <thread>
@@ -170,8 +171,10 @@ TEST_P(AdfpgaTest, TheBoardComesUpLockedAndPassesItsSelfTest) {
     EXPECT_EQ(TVPN_ADFPGA_isRefExternalLocked(driver), 1);
     unit.board.core().spoil({.corruptAnswers = true});
     EXPECT_LT(TVPN_ADFPGA_selftest(driver), 0);
-    unit.board.core().spoil({.deadDecimator = true});
-    EXPECT_LT(TVPN_ADFPGA_selftest(driver), 0);
+    for (const uint8_t dead : {1, 2, 3}) {
+        unit.board.core().spoil({.deadDecimators = dead});
+        EXPECT_LT(TVPN_ADFPGA_selftest(driver), 0) << int(dead);
+    }
     EXPECT_EQ(refusals(), before) << refusalTexts();
 }
 
@@ -257,12 +260,15 @@ TEST_P(AdfpgaTest, ASilentCoreEndsEveryCaptureWithATimeOut) {
     expectTimeOut([&] { return captureFd(); }, unit.second ? 2.1 + 1.2 * 2 * 30'000 * points / 12.5e6
                                                            : 2.0147 + 2 + 1.2 * 3 * 30'000 * points / 12.5e6);
     TVPN_ADFPGA_setFdStages(driver, 1);
+    const auto filesOpen = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+    const auto files = filesOpen();
     expectTimeOut([&] { return TVPN_ADFPGA_captureTdSamples(driver); }, 2);
     tvfreq input{1, 1};
     EXPECT_EQ(TVPN_ADFPGA_countFrequency(driver, &input), timedOut);
     EXPECT_EQ(tvfreq2double(&input, nullptr), 0);
     EXPECT_EQ(countAdc(), timedOut);
     EXPECT_LT(TVPN_ADFPGA_selftest(driver), 0);
+    EXPECT_EQ(filesOpen(), files) << "each time-out is logged";
 }
 
 TEST_P(AdfpgaTest, AnAbortAtAnyPointOfACaptureEndsItAndTheNextOneIsGood) {

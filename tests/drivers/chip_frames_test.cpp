@@ -69,6 +69,8 @@ TEST_F(Chips, OperationsSendTheFramesOfTheDataSheets) {
         {[](C& c) { return ADF4106_setNDivider(&c.counterPll, 64, 2, 16); }, refused, ""},
         {[](C& c) { return ADF4106_setNDivider(&c.counterPll, 1, 8192, 16); }, refused, ""},
         {[](C& c) { return ADF4106_setRDivider(&c.counterPll, 0); }, refused, ""},
+        {[](C& c) { return ADF4106_setManualRNConfig(&c.counterPll, 0, 100); }, refused, ""},
+        {[](C& c) { return ADF4106_setManualRNConfig(&c.counterPll, 16384, 100); }, refused, ""},
         {[](C& c) { return ADF5355_init(&c.vco, 15), 0; }, 0,
          "0:1C 04 FF FF | 0:0B 30 61 00 | 0:7A 03 C0 00 | 0:29 0A 19 05 | 0:28 04 2D 10 | 0:07 00 00 10 | "
          "0:46 00 00 15 | 0:25 00 80 00 | 0:24 80 00 00 | 0:03 00 00 00 | 0:02 00 00 00 | 0:01 00 00 00 | "

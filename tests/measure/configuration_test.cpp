@@ -211,6 +211,8 @@ TEST_F(ConfigurationTest, ExternalReferencesHaveLimitsAndTwoChannels) {
         EXPECT_EQ(configPN_setReferenceVoltage(device, channel, 5), result) << channel;
         EXPECT_EQ(configPN_setReferenceSens(device, channel, 1 + 100 * channel), result) << channel;
     }
+    for (const double end : {0.0, 100'000.0}) // exclusive
+        EXPECT_EQ(configPN_setReferenceSens(device, 1, end), refused) << end;
     EXPECT_EQ(configPN_getReferenceSens(device, 2), 201);
     EXPECT_EQ(configPN_getReferenceSens(device, 3), -1);
 }

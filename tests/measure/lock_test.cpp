@@ -203,15 +203,29 @@ TEST_F(LockTest, AMixerOutputLooksLockedByItsRangeAndPlace) {
             EXPECT_EQ(channel == 0 ? lockA : lockB, row.locked) << row.low << ' ' << row.high;
             EXPECT_EQ(channel == 0 ? lockB : lockA, 1U);
         }
+    uint32_t lockA = 1, lockB = 1;
+    fake->locked = [](int, double t) { return t == 0 ? 600 : 0; }; // a click, which a slow carrier's samples are rid of
+    for (const double carrier : {29e6, 31e6}) {
+        configPN.frequency = carrier;
+        checkLockQUAD(device, configPNPtr, &lockA, &lockB, 1, 0);
+        EXPECT_EQ(lockA + lockB, carrier < 30e6 ? 2U : 0U);
+    }
     fake->locked = [](int, double) { return 0; };
     fake->samples = 0; // a capture that fails
-    uint32_t lockA = 1, lockB = 1;
+    lockA = lockB = 1;
     checkLockQUAD(device, configPNPtr, &lockA, &lockB, 1, 0);
     EXPECT_EQ(lockA + lockB, 0U);
     fake->samples = 128;
     meas_data.beatChannels = fake->channels = 1; // B has no record, which says nothing against it
     checkLockQUAD(device, configPNPtr, &lockA, &lockB, 1, 0);
     EXPECT_EQ(lockA + lockB, 2U);
+}
+
+TEST_F(LockTest, ALoopThatTurnsSlowlyDoesNotHold) {
+    for (const int slipping : {-1, 0, 1}) {
+        fake->locked = [=](int channel, double t) { return channel == slipping ? 16384 * std::sin(2e4 * t) : 20; };
+        EXPECT_EQ(lock_holds(device, configPNPtr), slipping < 0) << slipping;
+    }
 }
 
 TEST_F(LockTest, SteadinessLooksAtChannelAForTenRounds) {

@@ -19,8 +19,10 @@ double scaleDb() {
 
 TEST_F(RunTest, OneIterationOfOnePassIsOneCaptureAndOneSave) {
     fake->spectrum = flat({3e-15F, -4e-15F});
+    fake->onSearch = [] { usleep(2000); };
     const int32_t before = saves();
     EXPECT_EQ(runOnce(), 0);
+    EXPECT_GE(pn_measure_getLastTimeMs(device), 2);
     EXPECT_EQ(fake->capturesBegun(), 1);
     EXPECT_EQ(saves() - before, 1);
     EXPECT_EQ(trace().size(), 481U);
@@ -28,6 +30,17 @@ TEST_F(RunTest, OneIterationOfOnePassIsOneCaptureAndOneSave) {
         ASSERT_NEAR(level, 10 * std::log10(5e-15) - scaleDb(), 1e-4);
     EXPECT_EQ(progress(), std::pair(1, 1));
     EXPECT_TRUE(fake->takeLog().ends_with("gain 48; gain 0")); // the run leaves the IF gain at 0
+}
+
+TEST_F(RunTest, WhatAPhaseTakesIsCountedAcrossWholeSeconds) {
+    const auto seconds = [](const timeval& t) {
+        return static_cast<double>(t.tv_sec) + 1e-6 * static_cast<double>(t.tv_usec);
+    };
+    for (const timeval moment : {timeval{5, 0}, timeval{5, 999'999}}) {
+        const double before = seconds(measure_now()) - seconds(moment);
+        EXPECT_GE(measure_secondsSince(moment), before - 1e-6);
+        EXPECT_LE(measure_secondsSince(moment), seconds(measure_now()) - seconds(moment) + 1e-6);
+    }
 }
 
 TEST_F(RunTest, EachPointComesFromItsStageAndTheNearestBin) {

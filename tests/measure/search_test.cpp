@@ -59,6 +59,17 @@ TEST_F(SearchTest, AsksTheHardwareInTheOrderOfItsBoard) {
               "gain 0; B; attenuation 0; A; attenuation 0; boards 150000000; quick level; rf on; sources 150000000");
 }
 
+TEST_F(SearchTest, ACoarseCountIsCorrectedByABeatThatIsPlausible) {
+    useBoard('2');
+    // 976.5625 kHz; the sources stand 5 kHz above what was counted, and a beat counts up to three times that.
+    for (const auto& [period, found] : {std::pair{200, 5000 - 4882}, {70, 5000 - 13950}, {60, 0}}) {
+        putDutAt(150e6);
+        hardware.sample = beatOfPeriod(period);
+        EXPECT_EQ(pn_measure_frequencySearch(device, configPNPtr), 0);
+        EXPECT_NEAR(configPN.frequency - 150e6, found, 100) << period; // the beat is cut to whole hertz a period
+    }
+}
+
 TEST_F(SearchTest, RoundsTheSourcesToWhatTheLoopCanPull) {
     fake->rfEnabled = 1;
     // Among them: exactly at its reach; two neighbours, the lower one first; within one volt; no sensitivity;
@@ -120,6 +131,8 @@ TEST_F(SearchTest, MeasuresABeatOnlyWhereThereIsOne) {
         };
         EXPECT_EQ(beats(10, 0), std::pair(312500.0, -1.0)) << offset;
     }
+    hardware.sample = beatOfPeriod(100, 16384); // reaches both exactly
+    EXPECT_EQ(beats(10, 0), std::pair(312500.0, 312500.0));
     hardware.sample = beatOfPeriod(4); // far above what the filter lets through
     configPN.frequency = 60e6;
     EXPECT_EQ(beats(10, 1), std::pair(7812500.0, 7812500.0));

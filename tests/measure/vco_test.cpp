@@ -1,4 +1,5 @@
 #include "base/error_codes.h"
+#include "core/abstime.h"
 #include "fake_instrument.h"
 #include "measure/run/vco_measure.h"
 #include "measure/run/vco_results.h"
@@ -65,6 +66,18 @@ TEST_F(VcoTest, EachColumnHoldsWhatItsPointMeasured) {
     EXPECT_TRUE(log.ends_with("counter off; rf on; dut off; dut 3.5; dut 1")) << log;
     EXPECT_EQ(configVCO.config.reference, referenceNormal); // what a client has set stays
     EXPECT_EQ(meas_data.plan.offsetMin, 10);
+}
+
+TEST_F(VcoTest, TheCounterHasSettledBeforeItIsReadAndTheOscillatorBeforeItIsCounted) {
+    configVCO.voltagePoints = 2;
+    configVCO.tuneDelay = 7000;
+    std::vector<uint64_t> counted_us;
+    fake->onSearch = [&] { counted_us.push_back(tv_abstime_us()); };
+    ASSERT_EQ(runOnce(), 0);
+    std::vector<uint64_t> waits_us; // search, twice with the gate, twice for the steps to come; the next point
+    for (size_t i = 1; i < counted_us.size(); ++i)
+        waits_us.push_back(counted_us[i] - counted_us[i - 1]);
+    EXPECT_EQ(waits_us, (std::vector<uint64_t>{20'000, 0, 20'000, 0, 7000, 20'000, 0}));
 }
 
 TEST_F(VcoTest, TheEdgesOfASweep) {

@@ -35,7 +35,7 @@ inline constexpr uint32_t coreTextBytes = 64; // of a text on the stream, filled
 struct SoftCoreFaults {
     bool silent = false;         // takes commands and does nothing
     bool corruptAnswers = false; // texts are full of question marks
-    bool deadDecimator = false;  // what is decimated is 0
+    uint8_t deadDecimators = 0;  // channels whose decimated samples are 0, bit by bit: A, B
     uint64_t load_ns = 0;        // after a reset, before it listens
 };
 

@@ -145,8 +145,14 @@ bool SoftCore::sendSamples(const Arguments& arguments) {
     if (sequence_ != Sequence::samples || step_ != Step::running || arguments.number > corePairsMax)
         return false;
     StreamBlock block = coreSamples_block(source_, links_.converters(), divider_, arguments.number);
-    if (faults_.deadDecimator && divider_ > 1)
-        block.fill = [](uint32_t, std::span<uint8_t> out) { std::ranges::fill(out, uint8_t{0}); };
+    if (faults_.deadDecimators != 0 && divider_ > 1)
+        block.fill = [whole = std::move(block.fill), dead = faults_.deadDecimators](uint32_t from,
+                                                                                    std::span<uint8_t> out) {
+            whole(from, out);
+            for (size_t at = 0; at < out.size(); ++at) // pairs of 16 bits, A first
+                if ((dead >> ((from + at) / 2 % 2) & 1) != 0)
+                    out[at] = 0;
+        };
     return links_.stream.send(std::move(block));
 }
 
