@@ -84,3 +84,7 @@ int64_t waiting_now() {
 int64_t waiting_deadline(int64_t milliseconds) {
     return waiting_now() + std::max<int64_t>(milliseconds, 0) * nsPerMs;
 }
+
+timespec waiting_moment(int64_t nanoseconds) {
+    return {.tv_sec = nanoseconds / nsPerSecond, .tv_nsec = nanoseconds % nsPerSecond};
+}

@@ -7,6 +7,7 @@
 /// Whoever changes what a record looks at announces it afterwards.
 
 #include <cstdint>
+#include <ctime>
 
 struct Device;
 
@@ -61,3 +62,5 @@ void waiting_announce();
 [[nodiscard]] int64_t waiting_now();
 /// The moment that lies `milliseconds` ahead, for a deadline; now for a negative number.
 [[nodiscard]] int64_t waiting_deadline(int64_t milliseconds);
+/// A moment on CLOCK_MONOTONIC, as the waits of base/sync.h take it.
+[[nodiscard]] timespec waiting_moment(int64_t nanoseconds);

@@ -53,7 +53,7 @@ Received receive(void* medium, char* where, int room) {
         return {0, Said::deviceClear};
     if (count == -EFAULT)
         return {0, Said::gone};
-    if (count < 0) {
+    if (count <= 0) { // a driver that gives nothing does not hold up the others
         usleep(pauseAfterFailure_us);
         return {};
     }
@@ -61,7 +61,7 @@ Received receive(void* medium, char* where, int room) {
     return {static_cast<int>(static_cast<size_t>(count) & ~port.endBit), ends ? Said::endOfMessage : Said::bytes};
 }
 
-/// What a bus that fails does not take is lost; the next read tells of the failure.
+/// What a bus that fails, or takes nothing, does not take is lost; the next read tells of the failure.
 Sent send(void* medium, const char* data, int count, bool more) {
     const BusPort& port = of(medium);
     for (int unsent = count; unsent > 0;) {
@@ -70,7 +70,7 @@ Sent send(void* medium, const char* data, int count, bool more) {
             continue;
         if (written == -ECANCELED)
             return {count, false, Said::deviceClear};
-        if (written < 0)
+        if (written <= 0)
             return {count, false};
         data += written;
         unsent -= static_cast<int>(written);
@@ -80,6 +80,10 @@ Sent send(void* medium, const char* data, int count, bool more) {
 
 void close(void*) {}
 
+bool isCleared(void* medium) {
+    return node_waitInput(of(medium).fd, 0) == -ECANCELED;
+}
+
 } // namespace
 
-const Transport busTransport{open, receive, send, close, nullptr};
+const Transport busTransport{open, receive, send, close, nullptr, isCleared};

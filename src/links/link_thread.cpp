@@ -12,13 +12,23 @@
 
 namespace {
 
+constexpr int lookForClear_ms = 50; // while a command waits
+
 void serve(const LinkRow& row) {
     if (row.alone) {
         scpi_link_serveAlone(row.link);
         return;
     }
     scpi_link_doHandle(row.link);
-    scpi_link_waitHandled(row.link);
+    if (row.transport->isCleared == nullptr) {
+        scpi_link_waitHandled(row.link);
+        return;
+    }
+    while (!scpi_link_waitHandledFor(row.link, lookForClear_ms))
+        if (row.transport->isCleared(row.medium)) { // which the next receive tells again
+            tvcommClear(row.link);
+            return;
+        }
 }
 
 void raise(const LinkRow& row, int32_t event) {

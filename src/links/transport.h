@@ -37,4 +37,7 @@ struct Transport {
     void (*close)(void* medium);
     /// Throws away what the medium still holds of before a device clear; null where it holds nothing.
     void (*clear)(void* medium);
+    /// Whether a device clear has come that no receive or send has told of yet, asked while a command waits; null where
+    /// nothing comes past the bytes.
+    bool (*isCleared)(void* medium) = nullptr;
 };

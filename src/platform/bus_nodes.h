@@ -3,7 +3,8 @@
 /// bytes that are asked for and moved. A read waits for bytes; a write may take fewer than it is given.
 ///
 /// A device clear from the bus ends a read or a write, the one under way or else the next, with -ECANCELED; what the
-/// driver still held of before is gone then. -EFAULT: the driver has failed.
+/// driver still held of before is gone then. While one is to come node_waitInput returns -ECANCELED too, as often as it
+/// is asked. -EFAULT: the driver has failed.
 
 #include <cstddef>
 

@@ -19,7 +19,6 @@ struct DeferredCall {
     uint32_t remaining; // microseconds
 };
 
-constexpr int64_t nanosecondsPerSecond = 1'000'000'000;
 constexpr uint32_t microsecondsPerMs = 1000;
 
 // The main thread's.
@@ -57,8 +56,7 @@ void tick(Device* device, int periodMs) {
 } // namespace
 
 void scpi_execute(scpi_link* firstLink, Device* device, int periodMs) {
-    const int64_t wake_ns = std::min(abstime, nearestDeadline_ns);
-    tvcommDo.waitWhileUntil(0, {.tv_sec = wake_ns / nanosecondsPerSecond, .tv_nsec = wake_ns % nanosecondsPerSecond});
+    tvcommDo.waitWhileUntil(0, waiting_moment(std::min(abstime, nearestDeadline_ns)));
 
     openSynchronousDeviceAccess();
     tvcommDo.exchange(0); // not before: until here it keeps the transports from the device

@@ -111,6 +111,12 @@ void scpi_link_doHandle(scpi_link* link) {
         tvcommDo.setAndWake(1);
 }
 
+bool scpi_link_waitHandledFor(scpi_link* link, int milliseconds) {
+    if (!scpi_serveLinkHere(link))
+        tvcommDo.setAndWake(1);
+    return link->handleRequest.waitWhileUntil(1, waiting_moment(waiting_deadline(milliseconds)));
+}
+
 void scpi_link_waitHandled(scpi_link* link) {
     if (!scpi_serveLinkHere(link))
         tvcommDo.setAndWake(1);

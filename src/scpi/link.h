@@ -168,6 +168,8 @@ int tvcommClearAns(scpi_link* link, int count, int* more) RELEASE(link->bufMutex
 void scpi_link_doHandle(scpi_link* link);
 /// Has the pass run, here or by the main thread, and returns when it has ended.
 void scpi_link_waitHandled(scpi_link* link);
+/// The same for a time; false if the pass has not ended then. It may be waited for again.
+[[nodiscard]] bool scpi_link_waitHandledFor(scpi_link* link, int milliseconds);
 /// Has an event handled in order with the text and waits for that; with a null link it is handled here.
 void tvcommEvent(scpi_link* link, int code);
 /// Drops what a client that has gone has left in the buffers. While no pass is asked for.

@@ -46,8 +46,7 @@ char* passPlain(char* from, const char* end) {
 
 /// An event that tells that nobody is left at the other end.
 bool isGone(int event) {
-    return event == linkEventTcpGone || event == linkEventUsbGone || event == linkEventGpibGone ||
-           event == linkEventClientGone;
+    return event == linkEventTcpGone || event == linkEventClientGone;
 }
 
 void cancelTransfers(scpi_link* link) REQUIRES(deviceAccessMutex) {
@@ -88,7 +87,7 @@ private:
 
     int64_t passOver() REQUIRES(deviceAccessMutex) {
         MutexLock buffers(link_.bufMutex);
-        if (link_.clearRequest != 0)
+        if (isToBeCleared())
             return deviceClear();
         if (isGone(link_.eventRequest)) { // what a client that died left is nobody else's
             link_.clientGone = linkClientGone;
@@ -102,12 +101,17 @@ private:
         hash_ = link_.hashPos;
         comma_ = link_.lastComma;
         while (iterate())
-            if (link_.clearRequest != 0)
+            if (isToBeCleared())
                 return deviceClear();
         if (link_.message.waits)
             return link_.waiting.deadline_ns;
         end();
         return noDeadline;
+    }
+
+    /// What takes a moment only ends before a device clear.
+    [[nodiscard]] bool isToBeCleared() const REQUIRES(deviceAccessMutex) {
+        return link_.clearRequest != 0 && !(link_.message.waits && link_.waiting.outlivesClient);
     }
 
     /// One step. False ends the pass.

@@ -71,6 +71,12 @@ class Start(ProcessTest):
 
     def test_what_keeps_it_from_starting_is_told_in_a_line(self):
         (self.directory / "file").write_text("")
+        (self.directory / "piped").mkdir()
+        os.mkfifo(self.directory / "piped/console.log")
+        full = self.directory / "full"
+        full.mkdir()
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "nr_inodes=1", "unit", full], check=True)
+        self.addCleanup(subprocess.run, ["umount", "--lazy", full], check=True)
         denied = self.directory / "bin/bwrap"
         denied.parent.mkdir()
         denied.write_text("#!/bin/sh\necho 'bwrap: setting up uid map: Permission denied' >&2\nexit 1\n")
@@ -80,6 +86,9 @@ class Start(ProcessTest):
             (["--state", "file"], {}, "run: --state .*/file: not a directory"),
             (["--state", "file/unit"], {}, "run: --state .*/file/unit: Not a directory"),
             (["--state", "/proc/unit"], {}, "run: --state /proc/unit: No such file or directory"),
+            (["--state", "piped"], {}, "run: --state .*/piped: No such device or address"),
+            (["--state", "two\nlines"], {}, r"run: --state '.*/two\\nlines': clients could not be told this name in one line"),
+            (["--state", "full"], {}, "run: --state .*/full: No space left on device"),
             ([], path, r"run: this machine denies .* namespaces \(bwrap: setting up uid map: Permission denied\); .*"),
         ):
             done = self.run_to_end("--serve", *words, environment=environment)

@@ -102,7 +102,9 @@ TEST_F(Gpib, ADeviceClearDropsTheRestOfABlockAndOfAMessage) {
         EXPECT_EQ(ask("BLOC?\n++read 35\n"), "#");
         ask("++clr\n");
         EXPECT_EQ(query("*IDN?"), identity);
-        ask("++eoi 0\n++eos 3\nTOUC;TOU\n++clr\n++eoi 1\n");
+        ask("++eoi 0\n++eos 3\nTOUC;TOU\n++clr\n++eoi 1\n++eos 0\n");
+        EXPECT_EQ(query("*IDN?"), identity);
+        ask(turn % 2 ? "WAIT;TOUC\n++clr\n" : "WAIT\nTOUC\n++clr\n"); // for ever
         EXPECT_EQ(query("*IDN?"), identity);
     }
 }
@@ -177,11 +179,16 @@ TEST_F(Gpib, TheAdapterAnswersItsCommandsAndKeepsItsSettings) {
         {"++eos 3\n++savecfg 1\n++eos 2\n", ""},
         {"++auto 1\n*IDN?\n++auto 0\n", identity},
     };
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(ask("++addr 5\n++read_tmo_ms 3000\n++spoll 6,7,8,9,10,11,12,13,14,15,16,17,18,5,19\n++addr 0\n"),
+              "0\r\n");
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(30)) << "three for each who is not there";
     ask("++read_tmo_ms 1\n");
     for (const auto& [sent, answer] : cases)
         EXPECT_EQ(ask(sent), answer) << sent;
-    for (const char* wrong : {"addr 31", "addr 5 95", "addr 5 6", "eos 4", "eoi x", "auto 0 0", "mode 0",
-                              "read_tmo_ms 3001", "read foo", "spoll 99", "trg 5,x", "", "nothing", "EOI"})
+    for (const char* wrong :
+         {"addr 31", "addr 5 95", "addr 5 6", "eos 4", "eoi x", "auto 0 0", "mode 0", "read_tmo_ms 3001", "read foo",
+          "spoll 99", "trg 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16", "trg 5,x", "", "nothing", "EOI"})
         EXPECT_EQ(ask("++" + std::string(wrong) + "\n"), "Unrecognized command\r\n") << wrong;
     EXPECT_TRUE(ask("++help\n").find("++savecfg") != std::string::npos);
     EXPECT_TRUE(connected_);

@@ -2,6 +2,7 @@
 /// The engine with a few commands of its own behind a transport under test. The rig has the main loop of the
 /// instrument; the remote lamp tells when a link event has been handled.
 
+#include "base/waiting.h"
 #include "core/tv_event.h"
 #include "device_table/device_fptrs.h"
 #include "scpi/command_tree.h"
@@ -47,16 +48,22 @@ inline void sendBlock(scpi::Unit& unit) {
     unit.errorCode = scpi_exec_bdSend_asciiHeader(unit.link);
 }
 
+/// Waits for ever.
+inline void wait(scpi::Unit& unit) {
+    Waiting waiting;
+    waiting.isOver = [](const Waiting&) { return false; };
+    waiting.finish = [](Device*, const Waiting&, bool) { return 0; };
+    unit.errorCode = waiting_for(nullptr, waiting);
+}
+
 inline void echo(scpi::Unit& unit) {
     scpi_link_enableQueryEcho(unit.link);
     unit.errorCode = 0;
 }
 
 inline constexpr scpi::Row rows[] = {
-    {"*IDN", scpi::Q, idn, "", ""},
-    {"BLOCk", scpi::Q, sendBlock, "", ""},
-    {"ECHO", scpi::S, echo, "", ""},
-    {"TOUCh", scpi::S, touch, "", ""},
+    {"*IDN", scpi::Q, idn, "", ""},    {"BLOCk", scpi::Q, sendBlock, "", ""}, {"ECHO", scpi::S, echo, "", ""},
+    {"TOUCh", scpi::S, touch, "", ""}, {"WAIT", scpi::S, wait, "", ""},
 };
 inline constexpr scpi::CommandTreeStorage<16> storage{rows};
 static_assert(storage.error() == nullptr);

@@ -39,13 +39,16 @@ def enter_new():
 
 def record(state):
     """For clients who are to be run in the network of the unit in `state`."""
-    (Path(state) / RECORD).write_text(f"{os.getpid()}\n")
+    try:
+        (Path(state) / RECORD).write_text(f"{os.getpid()}\n")
+    except OSError as error:
+        raise PrivateError(f"{Path(state) / RECORD}: {error.strerror}") from None
 
 
 def run_in(state, command):
     """Becomes the command, in the network of the unit that runs in `state`."""
     try:
-        with open(Path(state) / LOG) as log:
+        with open(os.open(Path(state) / LOG, os.O_RDONLY | os.O_NONBLOCK)) as log:
             fcntl.flock(log, fcntl.LOCK_SH | fcntl.LOCK_NB)
         raise PrivateError(f"no unit runs in {state}")
     except BlockingIOError:

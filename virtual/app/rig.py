@@ -168,7 +168,10 @@ class Rig:
         require_free_ports(self.listen, self.ports)
         require_namespaces()
         if self.state is None:
-            self._temporary = tempfile.mkdtemp(prefix="virtual-instrument-")
+            try:
+                self._temporary = tempfile.mkdtemp(prefix="virtual-instrument-")
+            except OSError as error:
+                raise RigError(f"no place for the unit's files: {error.strerror}") from None
         state = Path(self._temporary or self.state)
         self.state_directory = state
         self.log = state / "console.log"
@@ -210,9 +213,13 @@ class Rig:
 
     def _open_state(self, state):
         """Makes the directory and opens the log in it, whose lock keeps other instruments out."""
+        if not str(state).isprintable():
+            raise RigError(f"--state {str(state)!r}: clients could not be told this name in one line")
         try:
             state.mkdir(parents=True, exist_ok=True)
-            self._log_file = open(self.log, "ab")
+            self._log_file = os.fdopen(os.open(self.log, os.O_WRONLY | os.O_APPEND | os.O_CREAT | os.O_NONBLOCK, 0o666), "ab")
+            if not self.log.is_file():
+                raise RigError(f"{self.log}: not a file")
             fcntl.flock(self._log_file, fcntl.LOCK_EX | fcntl.LOCK_NB)
             self._log_file.truncate(0)
         except BlockingIOError:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <chrono>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -14,6 +15,7 @@ constexpr char escape = 27;
 constexpr size_t messageMax = 1 << 20;            // bytes that are gathered; of a longer one the beginning goes ahead
 constexpr GpibBus::Patience sendPatience{10'000}; // with a device that takes nothing; what is left is lost
 constexpr std::string_view terminators[] = {"\r\n", "\r", "\n", ""}; // by ++eos
+constexpr size_t addressesMax = 15;                                  // of one command
 constexpr int primaryMax = 30, secondaryLow = 96, secondaryHigh = 126;
 constexpr std::string_view unknown = "Unrecognized command";
 
@@ -162,7 +164,7 @@ void GpibAdapter::readAnswer(int stop, bool untilEnd) {
 bool GpibAdapter::forEach(std::string_view addresses, const std::function<void(GpibAddress)>& act) {
     std::vector<GpibAddress> list;
     for (const std::string_view word : wordsOf(addresses))
-        if (const auto primary = numberOf(word, 0, primaryMax))
+        if (const auto primary = numberOf(word, 0, primaryMax); primary && list.size() < addressesMax)
             list.push_back({.primary = *primary});
         else if (const auto secondary = numberOf(word, secondaryLow, secondaryHigh);
                  secondary && !list.empty() && list.back().secondary < 0)
@@ -244,11 +246,15 @@ bool GpibAdapter::reset(std::string_view) {
 }
 
 bool GpibAdapter::serialPoll(std::string_view arguments) {
+    // One time-out for all: who is there answers at once, whoever was waited for before.
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + GpibBus::Patience(settings_.readTimeout_ms);
     bus_.sendCommands({gpib_pollEnable});
     const bool known = forEach(arguments, [&](GpibAddress address) {
         uint8_t status = 0;
         bus_.address(gpib_talk, address);
-        if (bus_.receive({&status, 1}, -1, GpibBus::Patience(settings_.readTimeout_ms)).count > 0)
+        const auto left = std::chrono::duration_cast<GpibBus::Patience>(end - Clock::now());
+        if (bus_.receive({&status, 1}, -1, std::max(left, GpibBus::Patience(0))).count > 0)
             tell(std::to_string(status));
     });
     bus_.sendCommands({gpib_pollDisable, gpib_untalk});

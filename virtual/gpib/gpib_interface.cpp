@@ -2,6 +2,7 @@
 
 #include "platform/bus_nodes.h"
 
+#include <chrono>
 #include <utility>
 
 namespace vi {
@@ -64,6 +65,16 @@ long GpibInterface::write(std::span<const uint8_t> data) {
         output_.add(data[count++], false);
     bus_.changed.notify_all();
     return static_cast<long>(count);
+}
+
+int GpibInterface::waitInput(int timeout_ms) {
+    std::unique_lock lock(bus_.mutex);
+    const auto something = [this] { return failed_ || cleared_ || input_.size() > 0; };
+    if (timeout_ms < 0)
+        bus_.changed.wait(lock, something);
+    else if (!bus_.changed.wait_for(lock, std::chrono::milliseconds(timeout_ms), something))
+        return 0;
+    return cleared_ && !failed_ ? -ECANCELED : 1;
 }
 
 void GpibInterface::clearInterface() {

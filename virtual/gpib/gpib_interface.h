@@ -41,6 +41,7 @@ public:
     // The node, on the firmware's thread.
     long read(std::span<uint8_t> request) override;
     long write(std::span<const uint8_t> data) override;
+    int waitInput(int timeout_ms) override;
 
     // The bus.
     void clearInterface() override;

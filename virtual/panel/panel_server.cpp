@@ -14,9 +14,11 @@ namespace vi {
 namespace {
 
 constexpr int clientsMax = 16, backlog = 128;
-constexpr size_t unsentMax = 64u << 20; // bytes; a client that reads no answers has gone
-constexpr size_t keysMax = 64 << 10;    // bytes behind a key that waits
-constexpr size_t lineMax = 1024;        // bytes; so has one that never ends its line
+constexpr size_t unsentMax =
+    64u << 20;                         // bytes of all clients; then the one that has read least of its answers has gone
+constexpr size_t behindMax = 64 << 10; // bytes; to who reads no faster nothing is shown, and his keys wait
+constexpr size_t keysMax = 64 << 10;   // bytes behind a key that waits
+constexpr size_t lineMax = 1024;       // bytes; so has one that never ends its line
 
 struct Client {
     int fd, user;
@@ -60,6 +62,7 @@ private:
             pressKeys(client);
             send(client);
         }
+        endWhoReadsLeast();
         clients_.remove_if([this](const Client& client) { return client.gone && (bury(client), true); });
     }
 
@@ -80,14 +83,11 @@ private:
         char bytes[4096];
         for (;;) {
             const ssize_t count = recv(client.fd, bytes, sizeof bytes, 0);
-            if (count > 0) {
+            if (count > 0)
                 client.received.append(bytes, static_cast<size_t>(count));
-                if (client.received.size() > keysMax)
-                    client.gone = true;
-            }
-            if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR))
-                client.gone = true;
-            if (count <= 0)
+            client.gone |=
+                count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR) || client.received.size() > keysMax;
+            if (count <= 0 || client.gone)
                 return;
         }
     }
@@ -95,7 +95,7 @@ private:
     /// One key at a time: what is read later stays behind it.
     void pressKeys(Client& client) {
         size_t done = 0;
-        while (!client.waits && client.unsent.size() <= unsentMax) {
+        while (!client.waits && client.unsent.size() <= behindMax) {
             const size_t end = client.received.find('\n', done);
             if (end == std::string::npos) {
                 client.gone |= client.received.size() - done > lineMax;
@@ -122,6 +122,8 @@ private:
     }
 
     static void show(Client& client, const PanelPicture& picture) {
+        if (client.unsent.size() > behindMax)
+            return;
         for (const auto& [item, value] : picture)
             if (const auto shown = client.shown.find(item); shown == client.shown.end() || shown->second != value)
                 client.unsent.append("show ").append(item).append(" ").append(value).append("\n");
@@ -141,7 +143,18 @@ private:
             else if (count > 0)
                 client.unsent.erase(0, static_cast<size_t>(count));
         }
-        client.gone |= client.unsent.size() > unsentMax;
+    }
+
+    void endWhoReadsLeast() {
+        size_t unsent = 0;
+        Client* least = nullptr;
+        for (Client& client : clients_) {
+            unsent += client.gone ? 0 : client.unsent.size();
+            if (!client.gone && (least == nullptr || client.unsent.size() > least->unsent.size()))
+                least = &client;
+        }
+        if (unsent > unsentMax)
+            least->gone = true;
     }
 
     FrontPanel* panel_;

@@ -53,10 +53,11 @@ long UsbtmcNode::write(std::span<const uint8_t> data) {
 int UsbtmcNode::waitInput(int timeout_ms) {
     std::unique_lock lock(mutex_);
     const auto something = [&] { return cancel_ || failed_ || !commands_.empty(); };
-    if (timeout_ms >= 0)
-        return changed_.wait_for(lock, std::chrono::milliseconds(timeout_ms), something);
-    changed_.wait(lock, something);
-    return 1;
+    if (timeout_ms < 0)
+        changed_.wait(lock, something);
+    else if (!changed_.wait_for(lock, std::chrono::milliseconds(timeout_ms), something))
+        return 0;
+    return cancel_ && !failed_ ? -ECANCELED : 1;
 }
 
 bool UsbtmcNode::offerCommand(std::span<const uint8_t> bytes) {

@@ -75,6 +75,7 @@ struct Line {
 constexpr Line picture[] = {
     {&hcupdate_frequencyFixed, [] { return hcupdate_tFreq("FREQ", Device_getFrequency, debug_device); }},
     {&hcupdate_powerFixed, [] { return hcupdate_tPow("POW", Device_getPower, debug_device); }},
+    {&hcupdate_rfOutputState, [] { return hcupdate_tState("OUTP:STAT", Device_isRfEnabled, debug_device); }},
     {&hcupdate_lfoState, [] { return hcupdate_tState("LFO:STAT", Device_isFuncoutEnabled, debug_device); }},
     {&hcupdate_lfoSource, [] { return sendMember(lfoSources); }},
     {&hcupdate_lfoFrequency, [] { return hcupdate_tFreq("LFO:FREQ", Device_getLfgFrequency, debug_device); }},
@@ -86,7 +87,6 @@ constexpr Line picture[] = {
 };
 constexpr Line laterLines[] = {
     {&hcupdate_setQuesPow, [] { return Tvhcupdate_line("PTR:POW"); }},
-    {&hcupdate_rfOutputState, [] { return hcupdate_tState("OUTP:STAT", Device_isRfEnabled, debug_device); }},
     {&hcupdate_roscSour, [] { return sendEither(Device_isReferenceSourceInternal, "ROSC:SOUR INT", "ROSC:SOUR EXT"); }},
     {&hcupdate_roscLock, [] { return sendEither(Device_isReferenceSource10MLocked, "ROSC:LOCK 1", "ROSC:LOCK 0"); }},
     {&hcupdate_connectLan, [] { return Tvhcupdate_line("SYST:COMM:CONN LAN"); }},

@@ -108,8 +108,7 @@ void tv_vxi_link_run(uint32_t address) {
 }
 
 void vxiServer_waitUntilSettled() {
-    const int64_t end_ns = waiting_deadline(settleWithin_ms);
-    const timespec end{.tv_sec = end_ns / 1'000'000'000, .tv_nsec = end_ns % 1'000'000'000};
+    const timespec end = waiting_moment(waiting_deadline(settleWithin_ms));
     MutexLock lock(settled.mutex);
     while (!settled.done && settled.changed.waitUntil(settled.mutex, end)) {
     }

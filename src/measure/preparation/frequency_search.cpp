@@ -3,6 +3,7 @@
 #include "base/error_codes.h"
 #include "base/tvdebug.h"
 #include "core/abstime.h"
+#include "device_table/fptrs_panel.h"
 #include "device_table/internal_reference.h"
 #include "identity/device_variants.h"
 #include "measure/preparation/analog_board.h"
@@ -158,6 +159,13 @@ void enableInternalSources(Device* device) {
         slot_carryOn(Device_enableRf(device));
 }
 
+/// What a search changes that the front panel shows, which may be gone.
+void showOnPanel() {
+    for (const Slot<int()>* line : {&hcupdate_frequencyFixed, &hcupdate_rfOutputState})
+        if (*line)
+            slot_carryOn((*line)());
+}
+
 /// The neighbour of `frequency` on the grid that lies within `reach` Hz, the lower one first; else `frequency`.
 double roundedWithin(double reach, double frequency) {
     const double down = std::floor(frequency / roundingStep_Hz) * roundingStep_Hz;
@@ -221,6 +229,7 @@ int pn_measure_frequencySearch(Device* device, MeasConfig* config) {
     detectMinimalBeatMeasurementSettings(device, config);
     if (analogBoard().settlesAfterSearch)
         tvstuff_delay_us(settle_us);
+    showOnPanel();
     return 0;
 }
 
