@@ -17,7 +17,7 @@ constexpr size_t answersMax = vi::UsbtmcNode::answerRoom / 2; // so that no writ
 /// Answers with what it has read; an odd first byte leaves the answer open.
 void answer(vi::UsbtmcNode* node, size_t* answered) {
     std::array<uint8_t, 1024> text;
-    while (node->waitInput(0) == 1) {
+    while (node->waitInput(0) != 0) {
         const long count = node->read(text);
         if (count <= 0 || *answered + text.size() > answersMax)
             continue;
