@@ -6,19 +6,15 @@
 ///
 /// Prints the lines of tcp_benchmark, and the megabytes per second of a block of samples read at 1 MiB.
 
-#include "tcp_peer.h"
+#include "rpc_peer.h"
 #include "turns.h"
 
 #include <cstdarg>
 #include <rpc/rpc.h>
-#include <string_view>
-#include <sys/uio.h>
 
 namespace {
 
-constexpr uint32_t core = 395183, createLink = 10, write_ = 11, read_ = 12;
-constexpr int instrumentPort = 1024;
-constexpr uint32_t readMax = 1 << 20, endOfAnswer = 4;
+constexpr uint32_t readMax = 1 << 20;
 
 // The echo.
 
@@ -64,7 +60,7 @@ constexpr xdrproc_t writtenProc = erased<Written, xdrWritten>, askedProc = erase
 constexpr xdrproc_t writeAnswerProc = erased<Answer, xdrWriteAnswer>, readAnswerProc = erased<Answer, xdrReadAnswer>;
 
 void serve(svc_req* request, SVCXPRT* transport) {
-    if (request->rq_proc == write_) {
+    if (request->rq_proc == RpcPeer::writeCall) {
         Written written{};
         svc_getargs(transport, writtenProc, reinterpret_cast<char*>(&written));
         memcpy(stored, written.data, written.count);
@@ -75,7 +71,7 @@ void serve(svc_req* request, SVCXPRT* transport) {
     } else {
         Asked asked{};
         svc_getargs(transport, askedProc, reinterpret_cast<char*>(&asked));
-        Answer answer{0, endOfAnswer};
+        Answer answer{0, RpcPeer::endOfAnswer};
         svc_sendreply(transport, readAnswerProc, reinterpret_cast<char*>(&answer));
     }
 }
@@ -88,7 +84,7 @@ int startRpcEcho() {
     if (fork() == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         SVCXPRT* const transport = svctcp_create(listener, 0, 0);
-        if (transport == nullptr || !svc_register(transport, core, 1, serve, 0))
+        if (transport == nullptr || !svc_register(transport, RpcPeer::core, 1, serve, 0))
             fail("svctcp_create");
         svc_run();
         _exit(1);
@@ -96,75 +92,6 @@ int startRpcEcho() {
     close(listener);
     return port;
 }
-
-/// The least client there is: messages written out, one record a call.
-class RpcPeer {
-public:
-    explicit RpcPeer(int port) : fd_(connectTo(port)), reply_(readMax + 64) {}
-    ~RpcPeer() { close(fd_); }
-    RpcPeer(const RpcPeer&) = delete;
-    RpcPeer& operator=(const RpcPeer&) = delete;
-
-    uint32_t open() {
-        call(createLink, {1, 0, 0}, "inst0");
-        return word(7);
-    }
-    void write(uint32_t lid, std::string_view text) {
-        call(write_, {lid, 1000, 0, 8}, text);
-        if (word(6) != 0 || word(7) != text.size())
-            fail("device_write");
-    }
-    /// Returns the bytes of the answer; `*end` tells whether it is the last.
-    uint32_t read(uint32_t lid, uint32_t size, bool* end) {
-        call(read_, {lid, size, 1000, 0, 0, 0}, {}, false);
-        if (word(6) != 0)
-            fail("device_read");
-        *end = (word(7) & endOfAnswer) != 0;
-        return word(8);
-    }
-
-private:
-    [[nodiscard]] uint32_t word(size_t index) const {
-        uint32_t value;
-        memcpy(&value, reply_.data() + 4 * index, sizeof value);
-        return ntohl(value);
-    }
-    void call(uint32_t procedure, std::initializer_list<uint32_t> arguments, std::string_view data,
-              bool hasData = true) {
-        request_.assign({0, ++xid_, 0, 2, core, 1, procedure, 0, 0, 0, 0});
-        request_.insert(request_.end(), arguments);
-        if (hasData)
-            request_.push_back(static_cast<uint32_t>(data.size()));
-        for (uint32_t& value : request_)
-            value = htonl(value);
-        const size_t head = request_.size();
-        request_.resize(head + (data.size() + 3) / 4);
-        std::copy(data.begin(), data.end(), reinterpret_cast<char*>(request_.data() + head));
-        request_[0] = htonl(static_cast<uint32_t>(4 * (request_.size() - 1)) | 1u << 31);
-        const auto bytes = static_cast<ssize_t>(4 * request_.size());
-        if (::write(fd_, request_.data(), static_cast<size_t>(bytes)) != bytes)
-            fail("write");
-        receive();
-    }
-    /// A record of one fragment; word(0) is the number of the call.
-    void receive() {
-        char* const from = reply_.data();
-        size_t got = 0, wanted = 4;
-        uint32_t mark = 0;
-        std::array<iovec, 2> parts{{{&mark, sizeof mark}, {from, reply_.size()}}};
-        while (got < wanted) {
-            const ssize_t n = got == 0 ? readv(fd_, parts.data(), 2) : ::read(fd_, from + got - 4, wanted - got);
-            if (n < (got == 0 ? 4 : 1))
-                fail("read");
-            got += static_cast<size_t>(n);
-            wanted = 4 + (ntohl(mark) & ~(1u << 31));
-        }
-    }
-    int fd_;
-    uint32_t xid_ = 0;
-    std::vector<uint32_t> request_;
-    std::vector<char> reply_;
-};
 
 /// Blocks of samples at 1 MiB a read. False if one came short.
 bool printBlocks(RpcPeer& instrument, uint32_t lid) {
@@ -190,7 +117,7 @@ bool printBlocks(RpcPeer& instrument, uint32_t lid) {
 
 int main(int argc, char** argv) {
     const double seconds = argc > 1 ? atof(argv[1]) : 2.0;
-    RpcPeer echo(startRpcEcho()), instrument(instrumentPort);
+    RpcPeer echo(startRpcEcho()), instrument(RpcPeer::instrumentPort);
     const uint32_t lid = instrument.open();
     const auto query = [](RpcPeer& peer, uint32_t link) {
         return [&peer, link] {
