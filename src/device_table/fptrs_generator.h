@@ -73,5 +73,6 @@ inline Slot<int(Device*)> Device_getStatus;
 inline Slot<int(Device*, int)> Device_setAm;
 inline Slot<int(Device*, int)> Device_setBb;
 inline Slot<int(Device*, int)> Device_setPn;
+inline Slot<int(Device*, int)> Device_setChargePumpPolarity;           // 1: the frequency rises with the tune voltage
 
 // clang-format on
