@@ -84,7 +84,7 @@ std::complex<double> modelL_error(const ModelLBench& bench, size_t channel, doub
 }
 
 double modelL_sourceNoise_dBcHz(size_t channel, double offset_Hz) {
-    static const std::array<NoiseCurve, 2> curves{{
+    static const auto& curves = *new std::array<NoiseCurve, 2>{{
         {{{1, -95}, {10, -125}, {100, -143}, {1e3, -155}, {1e4, -160}, {1e6, -165}}},
         {{{1, -94}, {10, -124}, {100, -143}, {1e3, -154}, {1e4, -160}, {1e6, -164}}},
     }};

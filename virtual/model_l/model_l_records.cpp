@@ -92,7 +92,7 @@ int modelL_capture(ModelLBench* bench, uint32_t stages) {
 }
 
 std::vector<uint16_t>& modelL_record(ModelLBench* bench, size_t channel, uint32_t stage) {
-    static std::vector<uint16_t> none;
+    static std::vector<uint16_t>& none = *new std::vector<uint16_t>;
     if (channel > 1 || (channel == 1 && bench->channelsAsked == 1) || lengthOf(*bench, stage) == 0)
         return none;
     std::vector<uint16_t>& record = bench->records[stage][channel];

@@ -67,10 +67,11 @@ double slopeOf(Samples samples, const TvpnlSwing& swing) {
     const double reach = slopeReach_rad / perSample_rad;
     double products = 0, squares = 0;
     forCrossings(samples, swing, [&](double at, bool rising) {
-        const double end = std::min(std::floor(at + reach), static_cast<double>(samples.size()) - 1);
-        for (double i = std::max(std::ceil(at - reach), 0.0); i <= end; ++i) {
-            const double phase = (i - at) * perSample_rad * (rising ? 1 : -1);
-            products += phase * (adc2volt(samples[static_cast<size_t>(i)]) - swing.mean);
+        const auto begin = static_cast<size_t>(std::max(std::ceil(at - reach), 0.0));
+        const auto end = static_cast<size_t>(std::max(std::floor(at + reach) + 1, 0.0));
+        for (size_t i = begin; i < std::min(end, samples.size()); ++i) {
+            const double phase = (static_cast<double>(i) - at) * perSample_rad * (rising ? 1 : -1);
+            products += phase * (adc2volt(samples[i]) - swing.mean);
             squares += phase * phase;
         }
     });

@@ -105,29 +105,27 @@ bool pn_measure_tvpnl_waitForLock(Device* device, int checkRange, int) {
 }
 
 bool pn_measure_tvpnl_lockInPLL(Device* device) {
-    const MeasTvpnlData& data = meas_tvpnl_data;
-    onAThenB(device, [&](size_t channel) {
-        const TvpnlLoop& loop = data.pll[channel];
+    onAThenB(device, [device](size_t channel) {
+        const TvpnlLoop& loop = meas_tvpnl_data.pll[channel];
         return std::array{Device_setTuneOutputVoltage(device, lockTune_V),
                           Device_setChargePumpPolarity(device, 1),
                           Device_setResistance(device, 1, loop.r1),
                           Device_setResistance(device, 3, loop.r3),
                           Device_setResistance(device, 2, loop.r2),
-                          Device_selectLoopC(device, static_cast<uint32_t>(data.quad[channel].capacitor)),
+                          Device_selectLoopC(device, static_cast<uint32_t>(meas_tvpnl_data.quad[channel].capacitor)),
                           Device_selectPnLoopMode(device, pllMode)};
     });
     return pn_measure_tvpnl_waitForLock(device, 1, 0);
 }
 
 bool pn_measure_tvpnl_lockInQUAD(Device* device) {
-    const MeasTvpnlData& data = meas_tvpnl_data;
-    onAThenB(device, [&](size_t channel) {
-        const TvpnlLoop& loop = data.quad[channel];
+    onAThenB(device, [device](size_t channel) {
+        const TvpnlLoop& loop = meas_tvpnl_data.quad[channel];
         return std::array{Device_selectPnLoopMode(device, quadMode), Device_setResistance(device, 3, loop.r3),
                           Device_setResistance(device, 1, loop.r1 * firstShareOfR1)};
     });
-    onAThenB(device, [&](size_t channel) {
-        const TvpnlLoop& loop = data.quad[channel];
+    onAThenB(device, [device](size_t channel) {
+        const TvpnlLoop& loop = meas_tvpnl_data.quad[channel];
         return std::array{Device_setResistance(device, 1, loop.r1), Device_setResistance(device, 2, loop.r2)};
     });
     return pn_measure_tvpnl_waitForLock(device, 1, 0);
