@@ -54,8 +54,7 @@ double gridOffset(int32_t point) {
     const MeasTvpnlConfig& config = meas_tvpnl_config;
     const int32_t last = meas_tvpnl_data.tracePoints - 1;
     const double share = last > 0 ? static_cast<double>(point) / last : 0;
-    const double offset = config.offsetMin * std::pow(config.offsetMax / config.offsetMin, share);
-    return std::max(std::min(offset, config.offsetMax), config.offsetMin); // not beyond them by its rounding
+    return config.offsetMin * std::pow(config.offsetMax / config.offsetMin, share);
 }
 
 /// Plans and captures. Returns the stages, and the first failure in `error`.
@@ -88,8 +87,11 @@ bool measureStage(Device* device, int32_t stage, double rate) {
         return false;
     const double stageRate = tvpnl_stageRate(rate, stage), scale = scaleDb(stageRate);
     for (int32_t i = 0; i < data.tracePoints; ++i) {
-        const double f = gridOffset(i);
-        if (f < row.lowest || f > row.highest || f < config.offsetMin || f > config.offsetMax)
+        // In single precision a point between two stages is that offset, and the ends are within the range.
+        const float single = data.traceFreq[i];
+        const double f = static_cast<double>(single);
+        if (f < row.lowest || f > row.highest || single < static_cast<float>(config.offsetMin) ||
+            single > static_cast<float>(config.offsetMax))
             continue;
         const int32_t bin = tvpnl_binOf(f, stageRate / fftSize, bins);
         data.trace[i] = static_cast<float>(levelDb(std::abs(result[static_cast<size_t>(bin)]), scale));
