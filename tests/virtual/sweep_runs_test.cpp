@@ -106,7 +106,7 @@ protected:
                     (end ? 0.01 : 0.005) * std::abs(quotient) + 2 * tick / span_V);
     }
     void expectNoise(size_t i) {
-        constexpr double scale_dB = 0.2; // of detector constants and gain
+        constexpr double scale_dB = 0.2; // of detector constants, bins and corners: docs/limits.md
         for (int n = 0; n < vcoPnOffsets && spots_Hz[n] < ifBandwidth_Hz(); ++n) {
             const float* levels = nullptr;
             vco_measure_getPNOffset(device, &levels, n + 1);
