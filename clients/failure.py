@@ -3,7 +3,7 @@
 from collections.abc import Iterator
 
 from clients import report
-from clients.instrument import Instrument
+from clients.instrument import Instrument, InstrumentError
 from clients.run_info import RunInfo
 from clients.setup import EXTERNAL, Setup
 from clients.text import carrier, engineering_hz, level
@@ -11,6 +11,7 @@ from clients.text import carrier, engineering_hz, level
 NO_SIGNAL = -131272
 NO_BEAT = -196808
 LOCK_FAILED = -262344
+EXECUTION_ERROR = -200
 LOWEST_DBM = -25  # at which a carrier is found
 WEAK_DBM = -20  # at which a beat is good on most boards
 
@@ -52,6 +53,13 @@ def sweep_hint(code: int) -> str | None:
             f"It wants {LOWEST_DBM} dBm"
         )
     return NOISE_HINT if code in (NO_BEAT, LOCK_FAILED) else None
+
+
+def noise_missing(points: int, of: int) -> InstrumentError:
+    """Of a sweep that has ended without an error that was heard."""
+    error = InstrumentError(f"no noise at {points} of {of} points", EXECUTION_ERROR)
+    error.hint = NOISE_HINT
+    return error
 
 
 def lines(instrument: Instrument, code: int | None) -> Iterator[str]:

@@ -153,6 +153,8 @@ def measure_sweep(given):
         for command in before:
             instrument.write(command)
         instrument.query("*OPC?")
+    if trouble is None and (missing := taken.points_without_noise()):
+        trouble = failure.noise_missing(missing, len(taken.tune_v))
     unwritten = show_sweep(given, taken)
     if trouble or unwritten:
         raise trouble or unwritten

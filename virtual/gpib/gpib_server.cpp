@@ -75,10 +75,10 @@ struct GpibServer::Client {
     }
     /// One line, as it may take its time on the bus and the others wait meanwhile.
     void carryOutLine() {
-        const std::string line = pending.substr(0, pending.find('\n') + 1);
-        const std::string_view taken = line.empty() ? std::string_view(pending) : line;
-        gone = !adapter.take(taken) || gone;
-        pending.erase(0, taken.size());
+        const size_t end = pending.find('\n');
+        const size_t length = end == std::string::npos ? pending.size() : end + 1;
+        gone = !adapter.take({pending.data(), length}) || gone;
+        pending.erase(0, length);
     }
 };
 

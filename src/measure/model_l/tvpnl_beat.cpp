@@ -8,13 +8,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <numbers>
 #include <span>
 
 namespace {
 
 constexpr uint32_t beatSamples = 0x40000, beatChannels = 2, beatDivider = 2;
-constexpr double pi = 3.141592653589793;
-constexpr double slopeReach_rad = 10 * pi / 180; // to either side of a crossing
+constexpr double slopeReach_rad = 10 * std::numbers::pi / 180; // to either side of a crossing
 
 using Samples = std::span<const uint16_t>;
 
@@ -63,7 +63,7 @@ double slopeOf(Samples samples, const TvpnlSwing& swing) {
     });
     if (crossings < 2)
         return 0;
-    const double perSample_rad = pi * (crossings - 1) / (last - first);
+    const double perSample_rad = std::numbers::pi * (crossings - 1) / (last - first);
     const double reach = slopeReach_rad / perSample_rad;
     double products = 0, squares = 0;
     forCrossings(samples, swing, [&](double at, bool rising) {

@@ -5,6 +5,7 @@
 #include "measure/model_l/pn_measure_tvpnl.h"
 #include "measure/model_l/tvpnl_beat.h"
 #include "measure/preparation/both_boards.h"
+#include "numeric/circle.h"
 
 #include <algorithm>
 #include <array>
@@ -13,7 +14,6 @@
 
 namespace {
 
-constexpr double twoPi = 6.283185308;
 constexpr std::array<double, 4> capacitors_F{1e-07, 4.7e-07, 4.7e-06, 2.5e-05}; // 1 to 4
 constexpr double pllResistance = 538, pllResistanceBelow20M = 5000, thirdResistance = 25000;
 constexpr double fullResistance =
@@ -29,7 +29,7 @@ constexpr double range_V = 0.9, meanMax_V = 0.1;
 
 TvpnlLoop quadFilter(double sensitivity, double kphi) {
     const MeasTvpnlConfig& config = meas_tvpnl_config;
-    const double K = twoPi * sensitivity * kphi;
+    const double K = circle_rad * sensitivity * kphi;
     const double w0 = config.autoLoopBW ? std::sqrt(sensitivity / 10) : config.loopBandwidth;
     TvpnlLoop loop;
     loop.r3 = thirdResistance;
@@ -41,10 +41,10 @@ TvpnlLoop quadFilter(double sensitivity, double kphi) {
             if (loop.r2 > 300 && loop.r2 < 1000)
                 loop.r2 = 1000;
         };
-        loop.wn = std::min(twoPi * w0, twoPi * sensitivity);
+        loop.wn = std::min(circle_rad * w0, circle_rad * sensitivity);
         resistances();
         for (int n = 1; loop.r1 > r1Max && n <= growthsMax; ++n) {
-            loop.wn = std::sqrt(std::pow(growth, n) * twoPi * w0);
+            loop.wn = std::sqrt(std::pow(growth, n) * circle_rad * w0);
             resistances();
         }
         if (loop.r1 > r1Min && loop.r2 > r2Min) {
@@ -141,6 +141,6 @@ void pn_measure_tvpnl_lock(Device* device) {
     const auto absent = [](bool locked) { return locked ? "" : "not "; };
     printf("  PLL %slocked!\n", absent(pn_measure_tvpnl_lockInPLL(device)));
     data.quadLocked = pn_measure_tvpnl_lockInQUAD(device);
-    printf("  QUAD %slocked! (fnA=%.1fHz, fnB=%.1fHz)\n", absent(data.quadLocked), data.quad[0].wn / twoPi,
-           data.quad[1].wn / twoPi);
+    printf("  QUAD %slocked! (fnA=%.1fHz, fnB=%.1fHz)\n", absent(data.quadLocked), data.quad[0].wn / circle_rad,
+           data.quad[1].wn / circle_rad);
 }

@@ -3,6 +3,7 @@
 #include "measure/model_l/pn_measure_tvpnl.h"
 #include "measure/model_l/tvpnl_fft.h"
 #include "measure/model_l/tvpnl_stages.h"
+#include "numeric/circle.h"
 
 #include <array>
 #include <cmath>
@@ -10,7 +11,6 @@
 
 namespace {
 
-constexpr double twoPi = 6.283185308;
 constexpr double rateOfTables = 4166666.6667; // Hz, undivided
 constexpr double dividerOfTables = 2;
 constexpr int32_t lengthMax = 4096;
@@ -47,7 +47,7 @@ bool pn_measure_tvpnl_preCalcSinCosHann(Device*, int32_t length, double spotFreq
     if (sine == nullptr || cosine == nullptr || window == nullptr)
         return false;
     for (int32_t i = 0; i < length; ++i) {
-        const double angle = i * dividerOfTables * twoPi * spotFrequency / rateOfTables;
+        const double angle = i * dividerOfTables * circle_rad * spotFrequency / rateOfTables;
         sine[static_cast<size_t>(i)] = static_cast<float>(std::sin(angle));
         cosine[static_cast<size_t>(i)] = static_cast<float>(std::cos(angle));
     }

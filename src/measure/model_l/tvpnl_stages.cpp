@@ -1,6 +1,7 @@
 #include "measure/model_l/tvpnl_stages.h"
 
 #include "measure/model_l/pn_measure_tvpnl.h"
+#include "numeric/circle.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,7 +9,6 @@
 
 namespace {
 
-constexpr double twoPi = 6.283185308;
 constexpr double decimation = 8; // from stage to stage
 constexpr int32_t samplesLog2Max = 31;
 
@@ -56,7 +56,7 @@ int32_t tvpnl_binOf(double offset, double binWidth, int32_t bins) {
 
 void getWindowingWeights(float* weights, int32_t length) {
     for (int32_t i = 0; i < length; ++i) {
-        const auto cos1 = static_cast<float>(std::cos(twoPi * i / (length - 1)));
+        const auto cos1 = static_cast<float>(std::cos(circle_rad * i / (length - 1)));
         const float cos2 = 2 * cos1 * cos1 - 1;
         const float cos3 = 4 * cos1 * cos1 * cos1 - 3 * cos1;
         weights[i] = static_cast<float>((0.35875 - 0.48829 * static_cast<double>(cos1) +

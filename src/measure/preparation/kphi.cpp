@@ -8,6 +8,7 @@
 #include "measure/preparation/whole_hertz.h"
 #include "measure/results/pn_output.h"
 #include "measure/settings/config_mode.h"
+#include "numeric/circle.h"
 
 #include <algorithm>
 #include <array>
@@ -26,7 +27,6 @@ constexpr double filterBelow_Hz = 30e6;
 constexpr int32_t hysteresis = 1228; // counts: 30 mV
 constexpr uint32_t slopeAngle = 10;  // to each side of a crossing, of the 360 of a period
 constexpr uint32_t fullCircle = 360;
-constexpr double circle_rad = 6.283185308;
 constexpr double ratioMax = 1.5;
 
 constexpr int32_t peakMaxStart = -32000;

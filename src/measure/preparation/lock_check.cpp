@@ -5,6 +5,7 @@
 #include "measure/preparation/time_samples.h"
 #include "measure/results/pn_output.h"
 #include "measure/settings/measurement_configuration.h"
+#include "numeric/circle.h"
 
 #include <algorithm>
 #include <cmath>
@@ -27,7 +28,7 @@ constexpr double steadyReach = 0.64; // V around the centre
 // loop begins to slip, 0.56.
 constexpr uint32_t longSamples = 4096, longDivider = 2048;
 constexpr double quietShare = 0.2, slippingShare = 0.63;
-constexpr double slowLoop_rad_s = 6.283185308 * 30, slowestLoop_rad_s = 6.283185308;
+constexpr double slowLoop_rad_s = circle_rad * 30, slowestLoop_rad_s = circle_rad;
 constexpr int longLooks = 40, longLooksSlow = 400, looksInARow = 3; // a loop may still be on its way
 
 struct Records {

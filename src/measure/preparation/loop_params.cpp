@@ -6,13 +6,13 @@
 #include "measure/preparation/analog_board.h"
 #include "measure/preparation/both_boards.h"
 #include "measure/settings/setting_rows.h"
+#include "numeric/circle.h"
 
 #include <algorithm>
 #include <cmath>
 
 namespace {
 
-constexpr double circle = 6.283185308;
 constexpr double shortCircle = 6.28; // of the pulsed start bandwidth and of what is shown
 
 constexpr double resistanceMin = 800;   // ohm, usable
@@ -142,7 +142,7 @@ void useFixedFilter(MeasConfig* config, const BothChannels& gain) {
     storeFilter(filterA(config->prepared), fixedCapacitor, r1, r2, gain.a);
     storeFilter(filterB(config->prepared), fixedCapacitor, r1, r2, gain.b);
     if (const double wn = config->prepared->loopWnA; wn > 0)
-        config->loopBandwidth = wn / circle;
+        config->loopBandwidth = wn / circle_rad;
 }
 
 /// One capacitor's answer to a wanted natural frequency.
@@ -176,16 +176,16 @@ constexpr double keptZetaMin = 0.5; // below, the trace is off by decibels aroun
 /// that it had, if any, which makes another loop of the gain of now: keptFilter, or unusable if that is hardly damped.
 double designChannel(const FilterFields& fields, const Target& target, double bandwidth, double sensitivity,
                      double volts) {
-    const double gain = volts * sensitivity * circle;
+    const double gain = volts * sensitivity * circle_rad;
     Trial trial{};
     for (uint32_t number = loopCapacitors; number > 0; --number) {
-        trial = tryCapacitor(analogBoard().capacitors[number - 1], gain, target.zeta, circle * bandwidth);
+        trial = tryCapacitor(analogBoard().capacitors[number - 1], gain, target.zeta, circle_rad * bandwidth);
         if (!trial.usable())
             continue;
         storeFilter(fields, number, trial.r1, trial.r2, gain);
         printd("   > calcLoopParams: %s %c: C%u  R1=%.1f R2=%.1f   BW=%.1f Hz\n", target.name, fields.name, number,
                trial.r1, trial.r2, trial.wn / shortCircle);
-        return trial.wn / circle;
+        return trial.wn / circle_rad;
     }
     printd(
         "   > calcLoopParams: ERROR: NOT VALID Parameters: Boards (1C,2B,2C,2D): sens=%.1f Hz/V, Kphi=%.3f C=%.1f nF  "
@@ -206,7 +206,7 @@ bool calcLoopParams(Device* device, MeasConfig* config, double wantedBandwidth) 
 
     if (analogBoard().fixedFilter && config->autoLoopBW != 0 && config->reference == referenceNormal &&
         !(wantedBandwidth > 0)) {
-        useFixedFilter(config, {volts.a * sensitivity.a * circle, volts.b * sensitivity.b * circle});
+        useFixedFilter(config, {volts.a * sensitivity.a * circle_rad, volts.b * sensitivity.b * circle_rad});
         return true;
     }
 

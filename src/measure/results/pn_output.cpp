@@ -1,6 +1,7 @@
 #include "measure/results/pn_output.h"
 
 #include "base/tvdebug.h"
+#include "numeric/circle.h"
 
 #include <algorithm>
 #include <array>
@@ -8,13 +9,11 @@
 
 namespace {
 
-constexpr double circle = 6.283185308; // two pi of all formulas here
-
 // De-embedding
 constexpr double dampingFactor = 0.8;             // the tune port loads the loop filter
 constexpr double limitFactor = 10;                // offsets in Hz below this times wn in rad/s may need a correction
 constexpr double smallestCorrection = 0.1;        // dB
-constexpr double corner1C = 6.283185308;          // rad/s: a high-pass of board 1C at 1 Hz
+constexpr double corner1C = circle_rad;           // rad/s: a high-pass of board 1C at 1 Hz
 constexpr double cornerHighGain1C = 2.5132741232; // rad/s: one more at 0.4 Hz
 constexpr double highGain1C = 40;                 // dB, above which it is in the path
 constexpr int32_t reportEvery = 80;               // points between two lines on the debug channel
@@ -58,7 +57,7 @@ void pn_output_makeGrid(std::span<float> frequency, double first, double last) {
 
 double pn_output_loopCorrection(double offset, double wn, double z, bool is1C, double ifGain) {
     const double wn2 = wn * wn;
-    const double w = circle * offset;
+    const double w = circle_rad * offset;
     const double w2 = w * w;
     double high = std::sqrt(w2 * w2 + wn2 * wn2 + 2 * (2 * z * z - 1) * wn2 * w2) / w2;
     if (is1C) {

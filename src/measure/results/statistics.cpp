@@ -1,6 +1,7 @@
 #include "measure/results/statistics.h"
 
 #include "measure/settings/measurement_configuration.h"
+#include "numeric/circle.h"
 #include "numeric/tvmath.h"
 
 #include <algorithm>
@@ -8,7 +9,6 @@
 
 namespace {
 
-constexpr double circle = 6.283185308;  // two pi of all figures here
 constexpr double halfLineBand_Hz = 0.5; // of noise on either side, whose place a line takes
 
 /// A stretch of the spectrum: offsets in Hz and powers of its ends in 1/Hz.
@@ -112,9 +112,9 @@ double calculateStatistics(const TraceView& trace, const MeasSettings& settings,
     const double sum = integrate(trace, settings, range, mode);
     const double rms = std::sqrt(2 * sum); // rad; in residual FM Hz
     switch (mode) {
-    case statisticsJitter: return trace.carrier > 0 ? rms / (circle * trace.carrier) : statisticsUnknown;
+    case statisticsJitter: return trace.carrier > 0 ? rms / (circle_rad * trace.carrier) : statisticsUnknown;
     case statisticsIntegral: return 10 * std::log10(sum);
-    case statisticsMillidegrees: return rms * 360 / circle * 1000;
+    case statisticsMillidegrees: return rms * 360 / circle_rad * 1000;
     case statisticsMilliradians: return rms * 1000;
     case statisticsResidualFm: return rms;
     default: return statisticsUnknown;
