@@ -248,13 +248,16 @@ template <auto& words, auto& set, auto& get = absent>
 inline constexpr Command keyword{runKeyword<words, set, get>, Kind::word, false,
                                  isAbsent<get> ? nullptr : repliesOf<words>};
 
+/// By its type, as compilers that look for undefined behaviour take no comparison of addresses for a constant.
+template <Slot<int(Device*)>* slot> struct Query {};
+
 /// The same for a setting by the name of its row.
 template <auto& words, const ChoiceSetting& slots, auto access = &ChoiceSetting::own>
 inline constexpr Command settingWord = [] {
-    if constexpr ((slots.*access).get != nullptr)
-        return keyword<words, *(slots.*access).set, *(slots.*access).get>;
-    else
+    if constexpr (std::is_same_v<Query<(slots.*access).get>, Query<nullptr>>)
         return keyword<words, *(slots.*access).set>;
+    else
+        return keyword<words, *(slots.*access).set, *(slots.*access).get>;
 }();
 template <auto& words, const ChoiceSetting& slots>
 inline constexpr Command settingWordInForce = settingWord<words, slots, &ChoiceSetting::inForce>;
