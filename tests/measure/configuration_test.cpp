@@ -50,24 +50,24 @@ TEST_F(ConfigurationTest, RedoCodesTellWhatThreeRunsInARowRepeat) {
 
 TEST_F(ConfigurationTest, GainRequestsGoToTheGainsOfTheBoard) {
     const struct {
-        bool is1C;
+        const char* boards;
         double request;
         int gain; // -1: refused
     } rows[] = {
-        {false, 9.9, 0}, {false, 10, 12},  {false, 60, 56}, {false, 60.1, -1},
-        {false, -1, -1}, {false, NAN, -1}, {true, 50, 46},  {true, 50.1, -1},
+        {"6", 9.9, 0}, {"6", 10, 12},  {"3456", 60, 56}, {"3456", 60.1, -1},
+        {"6", -1, -1}, {"6", NAN, -1}, {"2", 50, 46},    {"2", 50.1, -1},
     };
-    for (const auto& [is1C, request, gain] : rows) {
-        SCOPED_TRACE(testing::Message() << is1C << " " << request);
-        if (is1C)
-            strcpy(device_config_sn, "220-332306910-0001");
-        configPN_enableAutoIFgain(device);
-        configPN.ifGain = -1;
-        EXPECT_EQ(configPN_setIFgain(device, request), gain < 0 ? refused : 0);
-        EXPECT_EQ(configPN_getIFgain(device), gain);
-        EXPECT_EQ(configPN_isAutoIFgain(device), gain < 0);
-        EXPECT_EQ(fake->takeLog(), gain < 0 ? "" : "gain " + std::to_string(gain));
-    }
+    for (const auto& [boards, request, gain] : rows)
+        for (const char board : std::string_view(boards)) {
+            SCOPED_TRACE(testing::Message() << board << " " << request);
+            useBoard(board);
+            configPN_enableAutoIFgain(device);
+            configPN.ifGain = -1;
+            EXPECT_EQ(configPN_setIFgain(device, request), gain < 0 ? refused : 0);
+            EXPECT_EQ(configPN_getIFgain(device), gain);
+            EXPECT_EQ(configPN_isAutoIFgain(device), gain < 0);
+            EXPECT_EQ(fake->takeLog(), gain < 0 ? "" : "gain " + std::to_string(gain));
+        }
     config_setMeasurementMode(device, measurementModeVCO);
     EXPECT_EQ(configPN_setIFgain(device, 0), refused);
 }
