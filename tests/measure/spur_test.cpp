@@ -137,6 +137,20 @@ TEST_F(SpurTest, ALineIsLeftReplacedOrListedByItsHeight) {
     }
 }
 
+TEST_F(SpurTest, WhatComesBackIsSpreadByAFifthOfTheDeviation) {
+    attach({});
+    constexpr int lines = 400;
+    double squares = 0;
+    for (int i = 0; i < lines; ++i) {
+        Trace trace = flatWith({{240, -10}});
+        detect(&trace);
+        squares += std::pow(static_cast<double>(trace[240]) + 100, 2);
+    }
+    // Of 17 points one is 10 - 10/17 dB off the mean, the others 10/17; their distances' root over their number.
+    const double deviation = std::sqrt(std::pow(160 / 17.0, 2) + 16 * std::pow(10 / 17.0, 2)) / 17;
+    EXPECT_NEAR(std::sqrt(squares / lines), 0.2 * deviation, 0.1 * 0.2 * deviation);
+}
+
 TEST_F(SpurTest, SkirtsGoWithTheirSpurAndNeighboursAreOne) {
     attach({});
     const struct {
