@@ -138,6 +138,12 @@ def figures_of(program, *words):
     return rows
 
 
+def numbers_of(*command):
+    """The numbers in the last line that a benchmark prints."""
+    output = subprocess.run(command, capture_output=True, text=True, check=True).stdout
+    return [float(number) for number in re.findall(r"[\d.]*\d", output.splitlines()[-1])]
+
+
 def device_figures():
     """SPI transfers of a frequency change of both channels: a small step, one into another band, the same once more;
     milliseconds of the waits and captures of a default run, and of the run in real time."""
@@ -210,6 +216,11 @@ and unlocks uncontended mutexes, some 240 times a pass; the rest sends each capt
 closes the stream, moves the blocks and adds them up. On a busy machine its processor time tells more than the time that it
 takes.
 
+PyVISA-py formats all that it receives as text for its log, also while the log is off; that takes three quarters of its
+time, so that it reaches no more from a server that has the block at hand.
+
+While another link pulls blocks a query waits for the capture that it has come into, some 30 ms, but not for the transfer.
+
 A save is timed with the sums of the one capture before it.
 
 Resident memory is that of the sandbox, where the process may not lock its memory; with all of its memory locked the pool
@@ -228,6 +239,9 @@ def main():
         free_first = figures_of("tcp_benchmark", str(unit.port), "2")
     with rig.Rig() as unit:
         free = figures_of("tcp_benchmark", str(unit.port), "2") | figures_of("vxi_benchmark", "2")
+        free |= figures_of("buses_benchmark", str(unit.port), "2")
+        disturbed = numbers_of(BUILD / "benchmarks/buses_benchmark", str(unit.port), "0.1")
+        pyvisa = numbers_of(sys.executable, PROJECT / "benchmarks/pyvisa_block.py", BUILD / "benchmarks/vxi_benchmark")
         time.sleep(0.5)
         client = Client(unit.port)
         default_run, default_loop = run_seconds(client, "*OPC?", 20)
@@ -314,6 +328,15 @@ def main():
          f"{free_first['samples to a client']:.0f} MB/s, {free['samples to a client']:.0f} MB/s", "", "", "60 MB/s"),
         ("the same over VXI-11, read at 1 MiB, second generation", f"{free['VXI-11 block at 1 MiB']:.0f} MB/s", "", "",
          "100 MB/s"),
+        ("the same as PyVISA-py's client reads it", f"{pyvisa[0]:.0f} MB/s; {pyvisa[1]:.0f} MB/s behind the capture",
+         f"echo server on the same RPC library, the same block: {pyvisa[2]:.0f} MB/s", f"{pyvisa[3]:.3f}", "100 MB/s"),
+        ("`*IDN?` on TCP while VXI-11 pulls blocks of 4 MiB", f"p99 {disturbed[2]:.1f} us",
+         f"undisturbed {disturbed[1]:.1f} us", f"{disturbed[3]:.2f} times", "4 times"),
+        *((f"{bus_} `*IDN?`, by the virtual bus", f"{free[f'{bus_} *IDN?'][0]:,.0f}/s",
+           f"TCP echo {free[f'echo of {bus_} *IDN?'][0]:,.0f}/s", f"{free[f'{bus_} *IDN?'][2]:.3f}", "")
+          for bus_ in ("USB", "GPIB")),
+        ("`MEASure:NOISe?` of 2^20 pairs over USB, then GPIB",
+         f"{free['USB block']:.0f} MB/s, {free['GPIB block']:.0f} MB/s", "", "", ""),
         ("capture of 2^20 pairs, from the stream to the buffers", both_generations(bus, "stream"), "", "", "200 MB/s"),
         ("the same with the bench that makes the samples", both_generations(bus, "whole"), "", "", "200 MB/s"),
     ]

@@ -5,6 +5,9 @@
 ///   (default 2)
 ///
 /// Prints the lines of tcp_benchmark, and the megabytes per second of a block of samples read at 1 MiB.
+///
+///   vxi_benchmark --hand-out FILE     only the echo server, which gives FILE as the answer to each write; prints its
+///   port
 
 #include "rpc_peer.h"
 #include "turns.h"
@@ -18,8 +21,10 @@ constexpr uint32_t readMax = 1 << 20;
 
 // The echo.
 
-char stored[1024];
-u_int storedCount;
+constexpr size_t storedMax = 8 << 20;
+std::vector<char> stored(storedMax);
+u_int storedCount, readCount; // of them so many have been read
+bool handsOut;                // what was stored first, again and again
 
 struct Written {
     int32_t lid, ioTimeout, lockTimeout, flags;
@@ -31,11 +36,12 @@ struct Asked {
 };
 struct Answer {
     int32_t error, reason;
+    u_int count; // of a read
 };
 
 bool_t xdrWritten(XDR* x, Written* w) {
     return xdr_int32_t(x, &w->lid) && xdr_int32_t(x, &w->ioTimeout) && xdr_int32_t(x, &w->lockTimeout) &&
-           xdr_int32_t(x, &w->flags) && xdr_bytes(x, &w->data, &w->count, sizeof stored);
+           xdr_int32_t(x, &w->flags) && xdr_bytes(x, &w->data, &w->count, storedMax);
 }
 bool_t xdrAsked(XDR* x, Asked* a) {
     return std::all_of(std::begin(a->words), std::end(a->words), [x](int32_t& word) { return xdr_int32_t(x, &word); });
@@ -44,8 +50,8 @@ bool_t xdrWriteAnswer(XDR* x, Answer* a) {
     return xdr_int32_t(x, &a->error) && xdr_int32_t(x, &a->reason);
 }
 bool_t xdrReadAnswer(XDR* x, Answer* a) {
-    char* data = stored;
-    return xdrWriteAnswer(x, a) && xdr_bytes(x, &data, &storedCount, sizeof stored);
+    char* data = stored.data() + readCount;
+    return xdrWriteAnswer(x, a) && xdr_bytes(x, &data, &a->count, storedMax);
 }
 
 /// As the library calls it.
@@ -63,16 +69,19 @@ void serve(svc_req* request, SVCXPRT* transport) {
     if (request->rq_proc == RpcPeer::writeCall) {
         Written written{};
         svc_getargs(transport, writtenProc, reinterpret_cast<char*>(&written));
-        memcpy(stored, written.data, written.count);
-        storedCount = written.count;
-        Answer answer{0, static_cast<int32_t>(written.count)};
+        if (!handsOut)
+            memcpy(stored.data(), written.data, storedCount = written.count);
+        readCount = 0;
+        Answer answer{0, static_cast<int32_t>(written.count), 0};
         svc_freeargs(transport, writtenProc, reinterpret_cast<char*>(&written));
         svc_sendreply(transport, writeAnswerProc, reinterpret_cast<char*>(&answer));
     } else {
         Asked asked{};
         svc_getargs(transport, askedProc, reinterpret_cast<char*>(&asked));
-        Answer answer{0, RpcPeer::endOfAnswer};
+        const u_int left = storedCount - readCount, count = std::min(left, static_cast<u_int>(asked.words[1]));
+        Answer answer{0, count < left ? 0 : static_cast<int32_t>(RpcPeer::endOfAnswer), count};
         svc_sendreply(transport, readAnswerProc, reinterpret_cast<char*>(&answer));
+        readCount += count;
     }
 }
 
@@ -116,6 +125,16 @@ bool printBlocks(RpcPeer& instrument, uint32_t lid) {
 } // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 3 && std::string_view(argv[1]) == "--hand-out") {
+        FILE* const file = fopen(argv[2], "rb");
+        if (file == nullptr)
+            fail(argv[2]);
+        storedCount = static_cast<u_int>(fread(stored.data(), 1, stored.size(), file));
+        handsOut = true;
+        printf("%d\n", startRpcEcho());
+        fflush(stdout);
+        pause(); // the echo ends with this process
+    }
     const double seconds = argc > 1 ? atof(argv[1]) : 2.0;
     RpcPeer echo(startRpcEcho()), instrument(RpcPeer::instrumentPort);
     const uint32_t lid = instrument.open();

@@ -12,7 +12,7 @@ from tests.instrument.process import ProcessTest, connect, receive_line
 from tests.instrument.rpc_client import RpcClient
 from tests.instrument.usbip_client import Usbtmc
 
-COMMANDS = os.environ.get("ALL_LINKS_COMMANDS", "3000" if os.environ.get("SANITIZED") else "300000")
+COMMANDS = os.environ.get("ALL_LINKS_COMMANDS", "50000" if os.environ.get("SANITIZED") else "300000")
 SEED = os.environ.get("ALL_LINKS_SEED", "1")
 PATIENCE_S = 60
 BUS_S, VXI_S = 2, 8  # for which an icon stays at least
